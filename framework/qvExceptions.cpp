@@ -1,0 +1,12 @@
+#include "qvExceptions.h"
+
+EQVException::EQVException(const QString &message)
+    : m_message(message)
+    , m_utf8(message.toUtf8())
+{
+}
+
+const char *EQVException::what() const noexcept
+{
+    return m_utf8.constData();
+}

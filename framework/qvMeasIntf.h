@@ -1,0 +1,252 @@
+#pragma once
+
+#include <functional>
+
+#include <QtCore/QList>
+#include <QtCore/QObject>
+
+#include "qvComponent.h"
+#include "qvExceptions.h"
+#include "qvGlobal.h"
+#include "qvMeasData.h"
+#include "qvResStrings.h"
+#include "qvSet.h"
+
+namespace QVMeasure {
+Q_NAMESPACE_EXPORT(QV_CORE_EXPORT)
+
+/// What a source delivers. Value k is bit k of `TQVMeasureSourceCapabilities`.
+enum TQVMeasureSourceCapabilitiesType : quint8 {
+    mscContinuous,
+    mscEquidistant,
+    mscCanHarmonize,
+    mscSingleChannel,
+    mscDualChannel,
+    mscSingleValue,
+};
+Q_ENUM_NS(TQVMeasureSourceCapabilitiesType)
+
+/// Run state of a source, forwarded down a chain.
+enum TQVMeasureSourceState : quint8 {
+    mssRun,
+    mssStop,
+    mssError,
+    mssPause,
+    mssAbort,
+};
+Q_ENUM_NS(TQVMeasureSourceState)
+
+} // namespace QVMeasure
+
+using QVMeasure::TQVMeasureSourceCapabilitiesType;
+using QVMeasure::TQVMeasureSourceState;
+using enum QVMeasure::TQVMeasureSourceCapabilitiesType;
+using enum QVMeasure::TQVMeasureSourceState;
+
+using TQVMeasureSourceCapabilities = TQVSet<TQVMeasureSourceCapabilitiesType, quint8>;
+static_assert(sizeof(TQVMeasureSourceCapabilities) == 1);
+
+class TQVMeasureLink;
+class TQVMeasureSource;
+class TQVMLSBase;
+
+/// A new block arrived at `link`; the block and its arrays are valid during the call only.
+using TQVNotifyData = std::function<void(TQVMeasureLink *link, TQVDescArraySingle &data)>;
+/// The source of `link` changed its run state.
+using TQVNotifyState = std::function<void(TQVMeasureLink *link, TQVMeasureSourceState state)>;
+/// The settings of the source of `link` changed (and passed the link's check).
+using TQVNotifyLink = std::function<void(TQVMeasureLink *link)>;
+
+/// \brief Raised by a consumer that cannot work with what its source delivers; the
+/// consumer is already disconnected when it is raised.
+class QV_CORE_EXPORT EQVMSIncompatibleSource : public EQVException
+{
+public:
+    using EQVException::EQVException;
+};
+
+/// \brief Base of everything that produces measurement blocks.
+///
+/// Keeps the links attached to it in order of attachment, a harmonize flag per link and
+/// its capability set. It never pushes data by itself: descendants deliver blocks with
+/// `DeliverData` (or `NewData` on chosen links).
+class QV_CORE_EXPORT TQVMeasureSource : public TQVComponent
+{
+    Q_OBJECT
+
+public:
+    explicit TQVMeasureSource(QObject *owner = nullptr);
+    /// Leaves every attached link with a null source and tells it through `UpdateSettings`.
+    ~TQVMeasureSource() override;
+
+    /// Appends the link (no duplicate test), sets its source and lets it check the settings.
+    virtual void AddMeasureLink(TQVMeasureLink *link);
+    /// Nulls the link's source; when the link is attached, detaches it and lets it update.
+    virtual void RemoveMeasureLink(TQVMeasureLink *link);
+    /// Records whether the link wants harmonized blocks; unknown links are ignored.
+    virtual void SetHarmonizeData(TQVMeasureLink *link, bool value);
+    /// The harmonize flag of an attached link. Raises `EListError` for an unknown link.
+    virtual bool GetHarmonizeData(TQVMeasureLink *link) const;
+    /// Fills the caller's record; the base leaves it untouched.
+    virtual void GetSettings(TQVMeasureSourceSettings &settings) const;
+    /// Asks for a block on demand; the base does nothing.
+    virtual void RequestData();
+
+    /// Calls `UpdateSettings` on every attached link in order, so a change ripples down.
+    void UpdateLinks();
+
+    TQVMeasureSourceCapabilities Capabilities() const { return m_capabilities; }
+    const QList<TQVMeasureLink *> &Links() const { return m_links; }
+    bool Active() const { return m_active; }
+
+protected:
+    void SetCapabilities(TQVMeasureSourceCapabilities capabilities) { m_capabilities = capabilities; }
+    /// Hands the block to every attached link in order of attachment.
+    void DeliverData(TQVDescArraySingle &data);
+    /// Hands the state to every attached link in order of attachment.
+    void DeliverState(TQVMeasureSourceState state);
+
+private:
+    TQVMeasureSourceCapabilities m_capabilities;
+    QList<qint32> m_harmonizeFlags;
+    QList<TQVMeasureLink *> m_links;
+    bool m_active = true;
+};
+
+/// \brief The consumer's end of a connection to a source; owned by the consumer.
+///
+/// The owner sets the three callbacks after construction. The link never owns its source.
+class QV_CORE_EXPORT TQVMeasureLink
+{
+public:
+    explicit TQVMeasureLink(QObject *owner);
+    /// Disconnects, so that the source forgets the link.
+    virtual ~TQVMeasureLink();
+
+    TQVMeasureLink(const TQVMeasureLink &) = delete;
+    TQVMeasureLink &operator=(const TQVMeasureLink &) = delete;
+
+    QObject *Owner() const { return m_owner; }
+    void SetOwner(QObject *owner) { m_owner = owner; }
+    TQVMeasureSource *Source() const { return m_source; }
+
+    /// Connects to `newSource` (null disconnects). A connection that would feed the owner
+    /// from its own output is refused silently and leaves the link unconnected.
+    void SeTQVMeasureSource(TQVMeasureSource *newSource);
+
+    void NewData(TQVDescArraySingle &data);
+    void StateNotify(TQVMeasureSourceState state);
+    /// Reports a settings change to the owner; variants check compatibility first.
+    virtual void UpdateSettings();
+
+    /// Asks the source for harmonized blocks; true when the source honoured the request.
+    bool SetHarmonize(bool value);
+
+    TQVNotifyLink OnUpdateSettings;
+    TQVNotifyState OnChangedState;
+    TQVNotifyData OnNewData;
+
+protected:
+    /// The common check of the variants: accept only when the source has every capability
+    /// in `required` and reports `channelCount` channels; otherwise disconnect and raise.
+    void CheckedUpdateSettings(TQVMeasureSourceCapabilities required, int channelCount,
+                               TQVResString message);
+
+private:
+    friend class TQVMeasureSource;
+
+    TQVMeasureSource *m_source = nullptr;
+    QObject *m_owner = nullptr;
+};
+
+/// \brief A link that accepts only single values of one channel.
+class QV_CORE_EXPORT TQVMeasureLinkSingleValue : public TQVMeasureLink
+{
+public:
+    using TQVMeasureLink::TQVMeasureLink;
+    void UpdateSettings() override;
+};
+
+/// \brief A link that accepts only one continuous channel.
+class QV_CORE_EXPORT TQVMeasureLinkSingleChannel : public TQVMeasureLink
+{
+public:
+    using TQVMeasureLink::TQVMeasureLink;
+    void UpdateSettings() override;
+};
+
+/// \brief A link that accepts only two continuous channels.
+class QV_CORE_EXPORT TQVMeasureLinkDualChannel : public TQVMeasureLink
+{
+public:
+    using TQVMeasureLink::TQVMeasureLink;
+    void UpdateSettings() override;
+};
+
+/// \brief Base of every processing stage: a source for downstream links that owns one
+/// input link to an upstream source.
+///
+/// The stage pattern lives here once: connecting through `MeasureSource`, re-reading and
+/// checking the upstream settings and rippling them down, forwarding state changes and
+/// delivering blocks to every downstream link. A stage overrides only what differs: its
+/// capability requirement and message, how it adjusts capabilities and settings, and what
+/// it does with a block. Used as it is, the base is a pass-through stage that forwards
+/// blocks, settings and states unchanged and requires a continuous source.
+class QV_CORE_EXPORT TQVMLSBase : public TQVMeasureSource
+{
+    Q_OBJECT
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE SetQVMeasureSource)
+
+public:
+    explicit TQVMLSBase(QObject *owner = nullptr);
+    /// Frees the input link first, then detaches the downstream links.
+    ~TQVMLSBase() override;
+
+    virtual TQVMeasureSource *GetQVMeasureSource() const;
+    /// Connects the input link; ignored for the current source and for the stage itself.
+    virtual void SetQVMeasureSource(TQVMeasureSource *source);
+
+    /// Cleared settings without a source; otherwise the source's, adjusted by the stage.
+    void GetSettings(TQVMeasureSourceSettings &settings) const override;
+
+    TQVMeasureLink *InputLink() const { return m_inputLink; }
+
+protected:
+    /// Settings of the upstream source changed.
+    virtual void MLSOnUpdateSettings(TQVMeasureLink *link);
+    /// The upstream source changed its state; the base forwards it to every link.
+    virtual void MLSOnChangedState(TQVMeasureLink *link, TQVMeasureSourceState state);
+    /// A block arrived; the base forwards it unchanged to every link.
+    virtual void MLSOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+
+    /// Whether the stage can work with a source of these capabilities (base: continuous).
+    virtual bool AcceptsSource(TQVMeasureSourceCapabilities sourceCapabilities) const;
+    /// Message of the error raised when `AcceptsSource` refuses.
+    virtual QString IncompatibleSourceMessage() const;
+    /// Whether settings with zero channels or zero span are ignored (base: yes).
+    virtual bool ChecksSettingsValidity() const { return true; }
+    /// The stage's own capabilities from those of its accepted source (base: unchanged).
+    virtual TQVMeasureSourceCapabilities AdjustCapabilities(TQVMeasureSourceCapabilities capabilities) const
+    {
+        return capabilities;
+    }
+    /// Adjusts the source's settings into what this stage delivers (base: unchanged).
+    virtual void AdjustSettings(TQVMeasureSourceSettings &) const {}
+    /// Called after an accepted settings change, before the change ripples down: the place
+    /// where a stage re-reads what it derives from the source's settings.
+    virtual void SourceSettingsChanged(const TQVMeasureSourceSettings &) {}
+
+    // Harmonized data, for stages that publish `RequestHarmonizedData`.
+    bool RequestHarmonizedData() const { return m_requestHarmonizedData; }
+    /// Whether a settings change passes the request on to the source (off in the base).
+    virtual bool UsesHarmonizeStep() const { return false; }
+    /// The setter of `RequestHarmonizedData`; `storeWhileUnconnected` decides whether a
+    /// write without a source is kept or ignored.
+    void ApplyRequestHarmonizedData(bool value, bool storeWhileUnconnected);
+
+private:
+    void HarmonizeStep();
+
+    TQVMeasureLink *m_inputLink = nullptr;
+    bool m_requestHarmonizedData = false;
+};

@@ -1,0 +1,35 @@
+#include "qvResStrings.h"
+
+#include <QtCore/QCoreApplication>
+
+namespace {
+
+struct ResEntry
+{
+    TQVResString id;
+    const char *text;
+};
+
+constexpr ResEntry Table[] = {
+    {TQVResString::IncompatibleSingleValue,
+     QT_TRANSLATE_NOOP("Velmora", "Component can process only individual values from channel 0!")},
+    {TQVResString::IncompatibleSingleChannel,
+     QT_TRANSLATE_NOOP("Velmora", "Component can process only values from channel 0!")},
+    {TQVResString::IncompatibleDualChannel,
+     QT_TRANSLATE_NOOP("Velmora", "Component can process only values from the channels 0 and 1!")},
+    {TQVResString::StageNeedsContinuous,
+     QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation.")},
+    {TQVResString::ListIndexOutOfBounds,
+     QT_TRANSLATE_NOOP("Velmora", "List index out of bounds (%1)")},
+};
+
+} // namespace
+
+QString QVLoadResString(TQVResString id)
+{
+    for (const ResEntry &entry : Table) {
+        if (entry.id == id)
+            return QCoreApplication::translate("Velmora", entry.text);
+    }
+    return QString();
+}

@@ -1,0 +1,330 @@
+#include "qvSignalGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+float WaveSample(TQVSignalGenerator::TQVWaveform waveform, long double phase)
+{
+    switch (waveform) {
+    case TQVSignalGenerator::wfSine:
+        return float(std::sin(2.0 * std::numbers::pi * double(phase)));
+    case TQVSignalGenerator::wfSquare:
+        return phase < 0.5L ? 1.0f : -1.0f;
+    case TQVSignalGenerator::wfTriangle:
+        if (phase < 0.25L)
+            return float(4.0L * phase);
+        if (phase < 0.75L)
+            return float(2.0L - 4.0L * phase);
+        return float(4.0L * phase - 4.0L);
+    case TQVSignalGenerator::wfNoise: // drawn by the caller
+    case TQVSignalGenerator::wfDC:
+        return 1.0f;
+    }
+    return 0.0f;
+}
+
+bool IsFinite(double value)
+{
+    return std::isfinite(value);
+}
+
+} // namespace
+
+TQVSignalGenerator::TQVSignalGenerator(QObject *owner)
+    : TQVMeasureSource(owner)
+{
+    m_channels.resize(1);
+    connect(&m_timer, &QTimer::timeout, this, &TQVSignalGenerator::Tick);
+    Reset();
+    ConfigChanged();
+}
+
+TQVSignalGenerator::~TQVSignalGenerator() = default;
+
+void TQVSignalGenerator::SetChannelCount(int count)
+{
+    if (count < 1 || count > QVChannelSlots || count == ChannelCount())
+        return;
+    m_channels.resize(std::size_t(count));
+    ConfigChanged();
+}
+
+void TQVSignalGenerator::SetBlockLength(int length)
+{
+    if (length < 1 || length > MaxBlockLength || length == m_blockLength)
+        return;
+    m_blockLength = length;
+    ConfigChanged();
+}
+
+void TQVSignalGenerator::SetHarmonizedBlockLength(int length)
+{
+    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength)
+        return;
+    m_harmonizedLength = length;
+    ConfigChanged();
+}
+
+void TQVSignalGenerator::SetSampleRate(double rate)
+{
+    if (!IsFinite(rate) || rate <= 0.0 || rate == m_sampleRate)
+        return;
+    m_sampleRate = rate;
+    ConfigChanged();
+}
+
+TQVSignalGenerator::TQVGeneratorChannel TQVSignalGenerator::Channel(int index) const
+{
+    if (index < 0 || index >= ChannelCount())
+        return {};
+    return m_channels[std::size_t(index)].Config;
+}
+
+void TQVSignalGenerator::SetChannel(int index, const TQVGeneratorChannel &channel)
+{
+    if (index < 0 || index >= ChannelCount())
+        return;
+    if (!IsFinite(channel.Frequency) || !IsFinite(channel.Amplitude) || !IsFinite(channel.Offset)
+        || !IsFinite(channel.NoiseAmplitude) || !IsFinite(channel.Phase))
+        return;
+    ChannelState &state = m_channels[std::size_t(index)];
+    const bool rangeChanged = state.Config.Waveform != channel.Waveform
+        || state.Config.Amplitude != channel.Amplitude || state.Config.Offset != channel.Offset
+        || state.Config.NoiseAmplitude != channel.NoiseAmplitude;
+    if (state.Config.Phase != channel.Phase)
+        state.Phase = channel.Phase - std::floor(channel.Phase);
+    state.Config = channel;
+    if (rangeChanged)
+        UpdateLinks();
+}
+
+void TQVSignalGenerator::SetWaveform(TQVWaveform waveform)
+{
+    TQVGeneratorChannel c = Channel(0);
+    c.Waveform = waveform;
+    SetChannel(0, c);
+}
+
+void TQVSignalGenerator::SetFrequency(double frequency)
+{
+    TQVGeneratorChannel c = Channel(0);
+    c.Frequency = frequency;
+    SetChannel(0, c);
+}
+
+void TQVSignalGenerator::SetAmplitude(double amplitude)
+{
+    TQVGeneratorChannel c = Channel(0);
+    c.Amplitude = amplitude;
+    SetChannel(0, c);
+}
+
+void TQVSignalGenerator::SetOffset(double offset)
+{
+    TQVGeneratorChannel c = Channel(0);
+    c.Offset = offset;
+    SetChannel(0, c);
+}
+
+void TQVSignalGenerator::SetNoiseAmplitude(double amplitude)
+{
+    TQVGeneratorChannel c = Channel(0);
+    c.NoiseAmplitude = amplitude;
+    SetChannel(0, c);
+}
+
+void TQVSignalGenerator::SetSeed(quint32 seed)
+{
+    if (seed == m_seed)
+        return;
+    m_seed = seed;
+    m_noiseState = seed;
+}
+
+void TQVSignalGenerator::GetSettings(TQVMeasureSourceSettings &settings) const
+{
+    settings.XStart = 0.0L;
+    settings.XSpan = static_cast<long double>(m_blockLength) / static_cast<long double>(m_sampleRate);
+    settings.ChannelCount = ChannelCount();
+    settings.BlockLength = m_blockLength;
+    settings.HarmonizedBlockLength = m_harmonizedLength;
+
+    double low = 0.0;
+    double high = 0.0;
+    bool first = true;
+    for (const ChannelState &channel : m_channels) {
+        const TQVGeneratorChannel &c = channel.Config;
+        const double noise = std::fabs(c.NoiseAmplitude);
+        const double swing = c.Waveform == wfDC ? 0.0 : std::fabs(c.Amplitude);
+        const double centre = c.Waveform == wfDC ? c.Offset + c.Amplitude : c.Offset;
+        const double lo = centre - swing - noise;
+        const double hi = centre + swing + noise;
+        low = first ? lo : std::min(low, lo);
+        high = first ? hi : std::max(high, hi);
+        first = false;
+    }
+    settings.RangeMin = float(low);
+    settings.RangeMax = float(high);
+}
+
+void TQVSignalGenerator::RequestData()
+{
+    Tick();
+}
+
+void TQVSignalGenerator::Reset()
+{
+    m_sampleIndex = 0;
+    m_harmonizedStart = 0;
+    m_noiseState = m_seed;
+    for (ChannelState &channel : m_channels) {
+        channel.Phase = channel.Config.Phase - std::floor(channel.Config.Phase);
+        channel.Harmonized.clear();
+    }
+}
+
+void TQVSignalGenerator::Run()
+{
+    if (m_state == mssRun)
+        return;
+    m_state = mssRun;
+    DeliverState(mssRun);
+    emit StateChanged(mssRun);
+    const double periodMs = 1000.0 * m_blockLength / m_sampleRate;
+    m_timer.start(std::max(1, int(std::lround(periodMs))));
+}
+
+void TQVSignalGenerator::Stop()
+{
+    if (m_state == mssStop)
+        return;
+    m_timer.stop();
+    m_state = mssStop;
+    DeliverState(mssStop);
+    emit StateChanged(mssStop);
+}
+
+void TQVSignalGenerator::ConfigChanged()
+{
+    const std::size_t pending = std::size_t(m_blockLength) + std::size_t(m_harmonizedLength);
+    for (ChannelState &channel : m_channels) {
+        channel.Block.assign(std::size_t(m_blockLength), 0.0f);
+        channel.Harmonized.clear();
+        channel.Harmonized.reserve(pending);
+    }
+    if (m_state == mssRun)
+        m_timer.setInterval(std::max(1, int(std::lround(1000.0 * m_blockLength / m_sampleRate))));
+
+    TQVMeasureSourceCapabilities capabilities{mscContinuous, mscEquidistant};
+    if (m_harmonizedLength > 0)
+        capabilities.Include(mscCanHarmonize);
+    if (ChannelCount() == 1)
+        capabilities.Include(mscSingleChannel);
+    if (ChannelCount() == 2)
+        capabilities.Include(mscDualChannel);
+    if (m_blockLength == 1)
+        capabilities.Include(mscSingleValue);
+    SetCapabilities(capabilities);
+    UpdateLinks();
+}
+
+float TQVSignalGenerator::NextNoise()
+{
+    // splitmix64: fast, seedable and the same on every platform.
+    std::uint64_t z = (m_noiseState += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    z ^= z >> 31;
+    return float(double(z >> 40) * 0x1.0p-23 - 1.0);
+}
+
+void TQVSignalGenerator::Generate(ChannelState &channel, float *out, int count)
+{
+    const TQVGeneratorChannel &c = channel.Config;
+    const long double step = static_cast<long double>(c.Frequency) / static_cast<long double>(m_sampleRate);
+    const float amplitude = float(c.Amplitude);
+    const float offset = float(c.Offset);
+    const float noise = float(c.NoiseAmplitude);
+    long double phase = channel.Phase;
+    for (int i = 0; i < count; ++i) {
+        const float wave = c.Waveform == wfNoise ? NextNoise() : WaveSample(c.Waveform, phase);
+        float value = offset + amplitude * wave;
+        if (noise != 0.0f)
+            value += noise * NextNoise();
+        out[i] = value;
+        phase += step;
+        phase -= std::floor(phase);
+    }
+    channel.Phase = phase;
+}
+
+TQVDescArraySingle TQVSignalGenerator::MakeHeader(qint64 firstSample) const
+{
+    TQVDescArraySingle block{};
+    block.HeaderValueA = static_cast<long double>(firstSample) / static_cast<long double>(m_sampleRate);
+    block.HeaderValueB = 0.0L;
+    block.HeaderWord = ChannelCount();
+    return block;
+}
+
+bool TQVSignalGenerator::AnyLinkHarmonized() const
+{
+    for (TQVMeasureLink *link : Links()) {
+        if (GetHarmonizeData(link))
+            return true;
+    }
+    return false;
+}
+
+void TQVSignalGenerator::Tick()
+{
+    const qint64 first = m_sampleIndex;
+    for (ChannelState &channel : m_channels)
+        Generate(channel, channel.Block.data(), m_blockLength);
+    m_sampleIndex += m_blockLength;
+
+    const bool harmonize = m_harmonizedLength > 0 && AnyLinkHarmonized();
+    TQVDescArraySingle block = MakeHeader(first);
+    for (std::size_t k = 0; k < m_channels.size(); ++k)
+        block.Channels[k] = QVDescArraySingle{m_channels[k].Block.data(), m_blockLength};
+
+    const QList<TQVMeasureLink *> &links = Links();
+    for (qsizetype i = 0; i < links.size(); ++i) {
+        TQVMeasureLink *link = links.at(i);
+        if (!harmonize || !GetHarmonizeData(link))
+            link->NewData(block);
+    }
+
+    if (!harmonize) {
+        for (ChannelState &channel : m_channels)
+            channel.Harmonized.clear();
+        return;
+    }
+    if (m_channels[0].Harmonized.empty())
+        m_harmonizedStart = first;
+    for (ChannelState &channel : m_channels)
+        channel.Harmonized.insert(channel.Harmonized.end(), channel.Block.begin(), channel.Block.end());
+    DeliverHarmonized();
+}
+
+void TQVSignalGenerator::DeliverHarmonized()
+{
+    const std::size_t length = std::size_t(m_harmonizedLength);
+    while (m_channels[0].Harmonized.size() >= length) {
+        TQVDescArraySingle block = MakeHeader(m_harmonizedStart);
+        for (std::size_t k = 0; k < m_channels.size(); ++k)
+            block.Channels[k] = QVDescArraySingle{m_channels[k].Harmonized.data(), m_harmonizedLength};
+        const QList<TQVMeasureLink *> &links = Links();
+        for (qsizetype i = 0; i < links.size(); ++i) {
+            TQVMeasureLink *link = links.at(i);
+            if (GetHarmonizeData(link))
+                link->NewData(block);
+        }
+        for (ChannelState &channel : m_channels)
+            channel.Harmonized.erase(channel.Harmonized.begin(), channel.Harmonized.begin() + std::ptrdiff_t(length));
+        m_harmonizedStart += m_harmonizedLength;
+    }
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "framework/qvMeasIntf.h"
+
+/// Ordered record of what reached the consumers of a test, shared between them.
+using TQVEventLog = std::vector<std::string>;
+
+/// A consumer at the end of a chain: owns one link of the chosen variant and records
+/// every callback (settings, state, data) with copies of the data it received.
+class TQVTestConsumer : public QObject
+{
+public:
+    enum LinkKind { Plain, SingleValue, SingleChannel, DualChannel };
+
+    struct Block
+    {
+        long double HeaderValueA = 0;
+        long double HeaderValueB = 0;
+        int HeaderWord = 0;
+        std::vector<std::vector<float>> Channels; // copies of slots 0..64 (empty when no data)
+        const float *Channel0Pointer = nullptr;
+    };
+
+    explicit TQVTestConsumer(LinkKind kind = Plain, const std::string &name = "consumer",
+                             TQVEventLog *log = nullptr);
+    ~TQVTestConsumer() override;
+
+    TQVMeasureLink &Link() { return *m_link; }
+    void Connect(TQVMeasureSource *source) { m_link->SeTQVMeasureSource(source); }
+
+    int SettingsCalls = 0;
+    std::vector<TQVMeasureSourceState> States;
+    std::vector<Block> Blocks;
+    TQVMeasureSourceSettings LastSettings{};
+
+private:
+    std::unique_ptr<TQVMeasureLink> m_link;
+    std::string m_name;
+    TQVEventLog *m_log;
+};
+
+/// A source whose capabilities and settings a test sets directly, and which sends a block
+/// or a state change when told to.
+class TQVTestSource : public TQVMeasureSource
+{
+public:
+    explicit TQVTestSource(QObject *owner = nullptr);
+
+    void SetCaps(TQVMeasureSourceCapabilities capabilities) { SetCapabilities(capabilities); }
+    /// Valid settings: `channels` channels of `blockLength` samples spanning `span`.
+    void SetSettings(int channels, int blockLength = 1024, long double span = 1.0L);
+    TQVMeasureSourceSettings Settings{};
+
+    void GetSettings(TQVMeasureSourceSettings &settings) const override;
+
+    void Send(TQVDescArraySingle &block) { DeliverData(block); }
+    void SendState(TQVMeasureSourceState state) { DeliverState(state); }
+    int GetSettingsCalls() const { return m_getSettingsCalls; }
+
+private:
+    mutable int m_getSettingsCalls = 0;
+};
+
+/// A block with `channels` channels whose sample k of channel c is c * 1000 + k.
+struct TQVTestBlock
+{
+    TQVTestBlock(int channels, int count);
+    std::vector<std::vector<float>> Samples;
+    TQVDescArraySingle Block{};
+};
