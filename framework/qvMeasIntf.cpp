@@ -61,23 +61,34 @@ void TQVMeasureSource::RequestData()
 {
 }
 
+template <typename Call>
+void TQVMeasureSource::ForEachLink(Call call)
+{
+    for (qsizetype i = 0; i < m_links.size(); ++i) {
+        TQVMeasureLink *link = m_links.at(i);
+        call(link);
+        if (i >= m_links.size() || m_links.at(i) != link) {
+            // The list changed during the call (a consumer connected or disconnected):
+            // go on after this link where it stands now, or at its old place if it left.
+            const qsizetype now = m_links.indexOf(link);
+            i = now >= 0 ? now : i - 1;
+        }
+    }
+}
+
 void TQVMeasureSource::UpdateLinks()
 {
-    // Indexed on purpose: a link may detach itself while it is being told.
-    for (qsizetype i = 0; i < m_links.size(); ++i)
-        m_links.at(i)->UpdateSettings();
+    ForEachLink([](TQVMeasureLink *link) { link->UpdateSettings(); });
 }
 
 void TQVMeasureSource::DeliverData(TQVDescArraySingle &data)
 {
-    for (qsizetype i = 0; i < m_links.size(); ++i)
-        m_links.at(i)->NewData(data);
+    ForEachLink([&data](TQVMeasureLink *link) { link->NewData(data); });
 }
 
 void TQVMeasureSource::DeliverState(TQVMeasureSourceState state)
 {
-    for (qsizetype i = 0; i < m_links.size(); ++i)
-        m_links.at(i)->StateNotify(state);
+    ForEachLink([state](TQVMeasureLink *link) { link->StateNotify(state); });
 }
 
 // ---------------------------------------------------------------------------------------
@@ -85,25 +96,17 @@ void TQVMeasureSource::DeliverState(TQVMeasureSourceState state)
 
 namespace {
 
-// Walks upstream from `candidate` through stages. True when a stage on the way is fed by
-// `owner` (connecting would close a loop). An existing loop upstream that does not pass
-// through the owner would make the walk endless; it is detected and refused as well.
+// Walks upstream from `candidate` through stages: true when a stage on the way is fed by
+// `owner`, so that connecting would close a loop.
 bool WouldCloseLoop(const TQVMeasureSource *candidate, const QObject *owner)
 {
     if (!owner)
         return false;
-    const TQVMeasureSource *lagging = candidate;
-    bool advanceLagging = false;
     while (auto *stage = qobject_cast<const TQVMLSBase *>(candidate)) {
         const TQVMeasureSource *upstream = stage->GetQVMeasureSource();
         if (upstream == owner)
             return true;
         candidate = upstream;
-        if (advanceLagging)
-            lagging = static_cast<const TQVMLSBase *>(lagging)->GetQVMeasureSource();
-        advanceLagging = !advanceLagging;
-        if (candidate && candidate == lagging)
-            return true;
     }
     return false;
 }

@@ -80,6 +80,8 @@ public:
     ~TQVMeasureSource() override;
 
     /// Appends the link (no duplicate test), sets its source and lets it check the settings.
+    /// Low level: consumers connect with `TQVMeasureLink::SeTQVMeasureSource`, which
+    /// refuses connections that would close a loop.
     virtual void AddMeasureLink(TQVMeasureLink *link);
     /// Nulls the link's source; when the link is attached, detaches it and lets it update.
     virtual void RemoveMeasureLink(TQVMeasureLink *link);
@@ -107,6 +109,9 @@ protected:
     void DeliverState(TQVMeasureSourceState state);
 
 private:
+    template <typename Call>
+    void ForEachLink(Call call);
+
     TQVMeasureSourceCapabilities m_capabilities;
     QList<qint32> m_harmonizeFlags;
     QList<TQVMeasureLink *> m_links;
