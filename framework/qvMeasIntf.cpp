@@ -61,21 +61,6 @@ void TQVMeasureSource::RequestData()
 {
 }
 
-template <typename Call>
-void TQVMeasureSource::ForEachLink(Call call)
-{
-    for (qsizetype i = 0; i < m_links.size(); ++i) {
-        TQVMeasureLink *link = m_links.at(i);
-        call(link);
-        if (i >= m_links.size() || m_links.at(i) != link) {
-            // The list changed during the call (a consumer connected or disconnected):
-            // go on after this link where it stands now, or at its old place if it left.
-            const qsizetype now = m_links.indexOf(link);
-            i = now >= 0 ? now : i - 1;
-        }
-    }
-}
-
 void TQVMeasureSource::UpdateLinks()
 {
     ForEachLink([](TQVMeasureLink *link) { link->UpdateSettings(); });

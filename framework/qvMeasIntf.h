@@ -107,16 +107,33 @@ protected:
     void DeliverData(TQVDescArraySingle &data);
     /// Hands the state to every attached link in order of attachment.
     void DeliverState(TQVMeasureSourceState state);
-
-private:
+    /// Calls `call(link)` for every attached link in order. A link that connects or
+    /// disconnects during a call does not make the others miss theirs.
     template <typename Call>
     void ForEachLink(Call call);
+
+private:
 
     TQVMeasureSourceCapabilities m_capabilities;
     QList<qint32> m_harmonizeFlags;
     QList<TQVMeasureLink *> m_links;
     bool m_active = true;
 };
+
+template <typename Call>
+void TQVMeasureSource::ForEachLink(Call call)
+{
+    for (qsizetype i = 0; i < m_links.size(); ++i) {
+        TQVMeasureLink *link = m_links.at(i);
+        call(link);
+        if (i >= m_links.size() || m_links.at(i) != link) {
+            // The list changed during the call: go on after this link where it stands
+            // now, or at its old place if it left.
+            const qsizetype now = m_links.indexOf(link);
+            i = now >= 0 ? now : i - 1;
+        }
+    }
+}
 
 /// \brief The consumer's end of a connection to a source; owned by the consumer.
 ///

@@ -46,9 +46,15 @@ TQVSignalGenerator::~TQVSignalGenerator() = default;
 
 void TQVSignalGenerator::SetChannelCount(int count)
 {
-    if (count < 1 || count > QVChannelSlots || count == ChannelCount())
+    if (count < 1 || count > QVChannelSlots || count == m_channelCount)
         return;
-    m_channels.resize(std::size_t(count));
+    if (std::size_t(count) > m_channels.size())
+        m_channels.resize(std::size_t(count));
+    for (int k = m_channelCount; k < count; ++k) {
+        m_channels[std::size_t(k)].Config = TQVGeneratorChannel{};
+        m_channels[std::size_t(k)].Phase = 0.0L;
+    }
+    m_channelCount = count;
     ConfigChanged();
 }
 
@@ -86,6 +92,8 @@ TQVSignalGenerator::TQVGeneratorChannel TQVSignalGenerator::Channel(int index) c
 void TQVSignalGenerator::SetChannel(int index, const TQVGeneratorChannel &channel)
 {
     if (index < 0 || index >= ChannelCount())
+        return;
+    if (channel.Waveform < wfSine || channel.Waveform > wfDC)
         return;
     if (!IsFinite(channel.Frequency) || !IsFinite(channel.Amplitude) || !IsFinite(channel.Offset)
         || !IsFinite(channel.NoiseAmplitude) || !IsFinite(channel.Phase))
@@ -155,8 +163,8 @@ void TQVSignalGenerator::GetSettings(TQVMeasureSourceSettings &settings) const
     double low = 0.0;
     double high = 0.0;
     bool first = true;
-    for (const ChannelState &channel : m_channels) {
-        const TQVGeneratorChannel &c = channel.Config;
+    for (int k = 0; k < m_channelCount; ++k) {
+        const TQVGeneratorChannel &c = m_channels[std::size_t(k)].Config;
         const double noise = std::fabs(c.NoiseAmplitude);
         const double swing = c.Waveform == wfDC ? 0.0 : std::fabs(c.Amplitude);
         const double centre = c.Waveform == wfDC ? c.Offset + c.Amplitude : c.Offset;
@@ -180,10 +188,9 @@ void TQVSignalGenerator::Reset()
     m_sampleIndex = 0;
     m_harmonizedStart = 0;
     m_noiseState = m_seed;
-    for (ChannelState &channel : m_channels) {
+    for (ChannelState &channel : m_channels)
         channel.Phase = channel.Config.Phase - std::floor(channel.Config.Phase);
-        channel.Harmonized.clear();
-    }
+    PrepareBuffers();
 }
 
 void TQVSignalGenerator::Run()
@@ -207,14 +214,32 @@ void TQVSignalGenerator::Stop()
     emit StateChanged(mssStop);
 }
 
-void TQVSignalGenerator::ConfigChanged()
+void TQVSignalGenerator::PrepareBuffers()
 {
+    m_buffersStale = true;
+    if (m_delivering > 0)
+        return;
     const std::size_t pending = std::size_t(m_blockLength) + std::size_t(m_harmonizedLength);
-    for (ChannelState &channel : m_channels) {
+    for (int k = 0; k < m_channelCount; ++k) {
+        ChannelState &channel = m_channels[std::size_t(k)];
         channel.Block.assign(std::size_t(m_blockLength), 0.0f);
         channel.Harmonized.clear();
         channel.Harmonized.reserve(pending);
     }
+    m_buffersStale = false;
+}
+
+template <typename Call>
+void TQVSignalGenerator::Serve(Call call)
+{
+    ++m_delivering;
+    ForEachLink(call);
+    --m_delivering;
+}
+
+void TQVSignalGenerator::ConfigChanged()
+{
+    PrepareBuffers();
     if (m_state == mssRun)
         m_timer.setInterval(std::max(1, int(std::lround(1000.0 * m_blockLength / m_sampleRate))));
 
@@ -281,50 +306,59 @@ bool TQVSignalGenerator::AnyLinkHarmonized() const
 
 void TQVSignalGenerator::Tick()
 {
+    if (m_buffersStale)
+        PrepareBuffers();
     const qint64 first = m_sampleIndex;
-    for (ChannelState &channel : m_channels)
-        Generate(channel, channel.Block.data(), m_blockLength);
+    for (int k = 0; k < m_channelCount; ++k)
+        Generate(m_channels[std::size_t(k)], m_channels[std::size_t(k)].Block.data(), m_blockLength);
     m_sampleIndex += m_blockLength;
 
     const bool harmonize = m_harmonizedLength > 0 && AnyLinkHarmonized();
     TQVDescArraySingle block = MakeHeader(first);
-    for (std::size_t k = 0; k < m_channels.size(); ++k)
-        block.Channels[k] = QVDescArraySingle{m_channels[k].Block.data(), m_blockLength};
-
-    const QList<TQVMeasureLink *> &links = Links();
-    for (qsizetype i = 0; i < links.size(); ++i) {
-        TQVMeasureLink *link = links.at(i);
+    for (int k = 0; k < m_channelCount; ++k)
+        block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Block.data(), m_blockLength};
+    Serve([&](TQVMeasureLink *link) {
         if (!harmonize || !GetHarmonizeData(link))
             link->NewData(block);
-    }
-
-    if (!harmonize) {
-        for (ChannelState &channel : m_channels)
-            channel.Harmonized.clear();
+    });
+    if (m_buffersStale) {
+        // A consumer changed the setup while the block was out: start afresh.
+        PrepareBuffers();
         return;
     }
-    if (m_channels[0].Harmonized.empty())
+    for (int k = 0; k < m_channelCount; ++k) {
+        ChannelState &channel = m_channels[std::size_t(k)];
+        if (harmonize)
+            channel.Harmonized.insert(channel.Harmonized.end(), channel.Block.begin(), channel.Block.end());
+        else
+            channel.Harmonized.clear();
+    }
+    if (!harmonize)
+        return;
+    if (m_channels[0].Harmonized.size() == std::size_t(m_blockLength))
         m_harmonizedStart = first;
-    for (ChannelState &channel : m_channels)
-        channel.Harmonized.insert(channel.Harmonized.end(), channel.Block.begin(), channel.Block.end());
     DeliverHarmonized();
 }
 
 void TQVSignalGenerator::DeliverHarmonized()
 {
-    const std::size_t length = std::size_t(m_harmonizedLength);
-    while (m_channels[0].Harmonized.size() >= length) {
+    const int length = m_harmonizedLength;
+    while (m_channels[0].Harmonized.size() >= std::size_t(length)) {
         TQVDescArraySingle block = MakeHeader(m_harmonizedStart);
-        for (std::size_t k = 0; k < m_channels.size(); ++k)
-            block.Channels[k] = QVDescArraySingle{m_channels[k].Harmonized.data(), m_harmonizedLength};
-        const QList<TQVMeasureLink *> &links = Links();
-        for (qsizetype i = 0; i < links.size(); ++i) {
-            TQVMeasureLink *link = links.at(i);
+        for (int k = 0; k < m_channelCount; ++k)
+            block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Harmonized.data(), length};
+        Serve([&](TQVMeasureLink *link) {
             if (GetHarmonizeData(link))
                 link->NewData(block);
+        });
+        if (m_buffersStale) {
+            PrepareBuffers();
+            return;
         }
-        for (ChannelState &channel : m_channels)
-            channel.Harmonized.erase(channel.Harmonized.begin(), channel.Harmonized.begin() + std::ptrdiff_t(length));
-        m_harmonizedStart += m_harmonizedLength;
+        for (int k = 0; k < m_channelCount; ++k) {
+            std::vector<float> &pending = m_channels[std::size_t(k)].Harmonized;
+            pending.erase(pending.begin(), pending.begin() + length);
+        }
+        m_harmonizedStart += length;
     }
 }

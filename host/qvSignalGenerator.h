@@ -49,7 +49,7 @@ public:
     explicit TQVSignalGenerator(QObject *owner = nullptr);
     ~TQVSignalGenerator() override;
 
-    int ChannelCount() const { return int(m_channels.size()); }
+    int ChannelCount() const { return m_channelCount; }
     void SetChannelCount(int count);
     int BlockLength() const { return m_blockLength; }
     void SetBlockLength(int length);
@@ -105,13 +105,23 @@ private:
     };
 
     void ConfigChanged();
+    /// Sizes the sample buffers for the current setup. While a block is being delivered
+    /// it is deferred to the end of the delivery, since the block points into them.
+    void PrepareBuffers();
+    template <typename Call>
+    void Serve(Call call);
     void Generate(ChannelState &channel, float *out, int count);
     float NextNoise();
     void DeliverHarmonized();
     bool AnyLinkHarmonized() const;
     TQVDescArraySingle MakeHeader(qint64 firstSample) const;
 
+    // Grows only, so that a block in delivery never points at freed channel buffers;
+    // the first m_channelCount entries are in use.
     std::vector<ChannelState> m_channels;
+    int m_channelCount = 1;
+    int m_delivering = 0;
+    bool m_buffersStale = false;
     int m_blockLength = 1024;
     int m_harmonizedLength = 1024;
     double m_sampleRate = 48000.0;

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds everything (library, host, tests, benchmarks) and runs the whole test suite twice:
+# in the normal build and in a build with AddressSanitizer and UndefinedBehaviorSanitizer.
+# The 32-bit record layout check runs as part of the suite. `--no-sanitize` skips the
+# second build.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+sanitize=1
+for arg in "$@"; do
+  case "$arg" in
+    --no-sanitize) sanitize=0 ;;
+    *) echo "unknown option: $arg" >&2; exit 2 ;;
+  esac
+done
+
+if [ "$(id -u)" = 0 ]; then ./scripts/install-deps.sh; fi
+
+jobs=$(nproc)
+export QT_QPA_PLATFORM=offscreen
+
+cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON \
+  -DVELMORA_REQUIRE_M32_CHECK=ON
+cmake --build build -j "$jobs"
+ctest --test-dir build --output-on-failure -j "$jobs"
+
+if [ "$sanitize" = 1 ]; then
+  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_SANITIZE=ON \
+    -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=OFF -DVELMORA_REQUIRE_M32_CHECK=ON
+  cmake --build build-asan -j "$jobs"
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1 \
+  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
+    ctest --test-dir build-asan --output-on-failure -j "$jobs"
+fi
+echo "All tests passed."
