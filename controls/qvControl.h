@@ -17,15 +17,4 @@ class QV_WIDGETS_EXPORT TQVCustomControl : public QWidget, public TQVComponentSt
 public:
     explicit TQVCustomControl(QWidget *parent = nullptr);
     ~TQVCustomControl() override;
-
-    int Tag() const { return m_tag; }
-    void SetTag(int tag) { m_tag = tag; }
-
-    QString Version() const { return QVVersionText(); }
-    void SetVersion(const QString &) {}
-    QString Copyright() const { return QVCopyrightText(); }
-    void SetCopyright(const QString &) {}
-
-private:
-    int m_tag = 0;
 };

@@ -32,6 +32,16 @@ public:
     /// The state part of an object, or null when it has none.
     static TQVComponentState *Of(QObject *object);
 
+    // Published by every component: a free integer for the application, and two
+    // informational strings whose writes are ignored so that stored forms load whatever
+    // they hold.
+    int Tag() const { return m_tag; }
+    void SetTag(int tag) { m_tag = tag; }
+    QString Version() const { return QVVersionText(); }
+    void SetVersion(const QString &) {}
+    QString Copyright() const { return QVCopyrightText(); }
+    void SetCopyright(const QString &) {}
+
 protected:
     TQVComponentState() = default;
     virtual ~TQVComponentState();
@@ -40,6 +50,7 @@ protected:
 
 private:
     unsigned m_state = 0;
+    int m_tag = 0;
 };
 
 /// Sets or clears the designing state of `root` and of every object it owns.
@@ -47,8 +58,7 @@ QV_CORE_EXPORT void QVSetDesigning(QObject *root, bool designing);
 
 /// \brief Base of the non-visual components: a QObject whose parent is its owner.
 ///
-/// Publishes `Tag` and the read-only informational strings `Version` and `Copyright`
-/// (writes to them are ignored, so that stored forms load whatever they hold).
+/// Publishes `Tag` and the read-only informational strings `Version` and `Copyright`.
 class QV_CORE_EXPORT TQVComponent : public QObject, public TQVComponentState
 {
     Q_OBJECT
@@ -59,15 +69,4 @@ class QV_CORE_EXPORT TQVComponent : public QObject, public TQVComponentState
 public:
     explicit TQVComponent(QObject *owner = nullptr);
     ~TQVComponent() override;
-
-    int Tag() const { return m_tag; }
-    void SetTag(int tag) { m_tag = tag; }
-
-    QString Version() const { return QVVersionText(); }
-    void SetVersion(const QString &) {}
-    QString Copyright() const { return QVCopyrightText(); }
-    void SetCopyright(const QString &) {}
-
-private:
-    int m_tag = 0;
 };

@@ -109,39 +109,37 @@ void TQVSignalGenerator::SetChannel(int index, const TQVGeneratorChannel &channe
         UpdateLinks();
 }
 
+template <typename T>
+void TQVSignalGenerator::SetChannel0(T TQVGeneratorChannel::*field, T value)
+{
+    TQVGeneratorChannel channel = Channel(0);
+    channel.*field = value;
+    SetChannel(0, channel);
+}
+
 void TQVSignalGenerator::SetWaveform(TQVWaveform waveform)
 {
-    TQVGeneratorChannel c = Channel(0);
-    c.Waveform = waveform;
-    SetChannel(0, c);
+    SetChannel0(&TQVGeneratorChannel::Waveform, waveform);
 }
 
 void TQVSignalGenerator::SetFrequency(double frequency)
 {
-    TQVGeneratorChannel c = Channel(0);
-    c.Frequency = frequency;
-    SetChannel(0, c);
+    SetChannel0(&TQVGeneratorChannel::Frequency, frequency);
 }
 
 void TQVSignalGenerator::SetAmplitude(double amplitude)
 {
-    TQVGeneratorChannel c = Channel(0);
-    c.Amplitude = amplitude;
-    SetChannel(0, c);
+    SetChannel0(&TQVGeneratorChannel::Amplitude, amplitude);
 }
 
 void TQVSignalGenerator::SetOffset(double offset)
 {
-    TQVGeneratorChannel c = Channel(0);
-    c.Offset = offset;
-    SetChannel(0, c);
+    SetChannel0(&TQVGeneratorChannel::Offset, offset);
 }
 
 void TQVSignalGenerator::SetNoiseAmplitude(double amplitude)
 {
-    TQVGeneratorChannel c = Channel(0);
-    c.NoiseAmplitude = amplitude;
-    SetChannel(0, c);
+    SetChannel0(&TQVGeneratorChannel::NoiseAmplitude, amplitude);
 }
 
 void TQVSignalGenerator::SetSeed(quint32 seed)

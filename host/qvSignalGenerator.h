@@ -105,6 +105,8 @@ private:
     };
 
     void ConfigChanged();
+    template <typename T>
+    void SetChannel0(T TQVGeneratorChannel::*field, T value);
     /// Sizes the sample buffers for the current setup. While a block is being delivered
     /// it is deferred to the end of the delivery, since the block points into them.
     void PrepareBuffers();
