@@ -21,6 +21,17 @@ constexpr ResEntry Table[] = {
      QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation.")},
     {TQVResString::ListIndexOutOfBounds,
      QT_TRANSLATE_NOOP("Velmora", "List index out of bounds (%1)")},
+    {TQVResString::SelectorSingleNeedsContinuous,
+     QT_TRANSLATE_NOOP("Velmora", "SelectorSingle: Component needs continuous operation.")},
+    {TQVResString::SelectorDualNeedsTwoChannels,
+     QT_TRANSLATE_NOOP("Velmora",
+                       "SelectorDual: Component needs continuous operation and at least two input channels.")},
+    {TQVResString::SelectorMatrixNeedsContinuous,
+     QT_TRANSLATE_NOOP("Velmora", "SelectorMatrix: Component needs continuous operation.")},
+    {TQVResString::SelectorLineInvalid,
+     QT_TRANSLATE_NOOP("Velmora", "Selector line %1 (\"%2\"): '%3' is not a valid integer value")},
+    {TQVResString::TriggerNeedsContinuous,
+     QT_TRANSLATE_NOOP("Velmora", "Trigger: Component needs continuous operation.")},
 };
 
 } // namespace

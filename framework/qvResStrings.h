@@ -12,6 +12,11 @@ enum class TQVResString {
     IncompatibleDualChannel,
     StageNeedsContinuous,
     ListIndexOutOfBounds,
+    SelectorSingleNeedsContinuous,
+    SelectorDualNeedsTwoChannels,
+    SelectorMatrixNeedsContinuous,
+    SelectorLineInvalid,
+    TriggerNeedsContinuous,
 };
 
 /// Loads a text of the string table, translated when a translator is installed.
