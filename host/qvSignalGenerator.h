@@ -15,7 +15,9 @@
 /// across frequency changes, and u is uniform in [-1, 1) from a seeded generator.
 /// Links that asked for harmonized data receive the same stream cut into blocks of
 /// `HarmonizedBlockLength` samples. The published properties describe channel 0; every
-/// channel can be set with `SetChannel`.
+/// channel can be set with `SetChannel`; a channel added by raising `ChannelCount` starts
+/// with the default setup. Block headers: `HeaderValueA` is the time of the block's first
+/// sample in seconds, `HeaderValueB` is 0 and `HeaderWord` the number of channels.
 class TQVSignalGenerator : public TQVMeasureSource
 {
     Q_OBJECT
