@@ -1,1 +1,442 @@
 #include <gtest/gtest.h>
+
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <QtCore/QMetaProperty>
+#include <QtCore/QVariant>
+
+#include "stream/qvMLSTrigger.h"
+#include "support/qvTestConsumer.h"
+
+namespace {
+
+using T = TQVMLSTrigger;
+
+// Source -> trigger -> consumer. Blocks carry the signal in channel 0 and the global index
+// of each sample in channel 1, so that an output block shows which inputs it came from.
+struct Rig
+{
+    explicit Rig(int blockLength)
+    {
+        Source.SetCaps({mscContinuous, mscEquidistant});
+        Source.SetSettings(2, blockLength, 0.5L);
+        Trigger.SetQVMeasureSource(&Source);
+        Consumer.Connect(&Trigger);
+        Trigger.OnTrigger = [this](TQVDescArraySingle &) { ++OnTriggerCalls; };
+    }
+
+    // Samples [first, first + count) as one block; channel 1 gets `tagCount` samples
+    // (-1: as many as channel 0).
+    void Send(const std::vector<float> &signal, int first, int count, int tagCount = -1)
+    {
+        std::vector<float> ch0(signal.begin() + first, signal.begin() + first + count);
+        std::vector<float> ch1;
+        for (int k = 0; k < (tagCount < 0 ? count : tagCount); ++k)
+            ch1.push_back(float(first + k));
+        TQVDescArraySingle block{};
+        block.HeaderValueA = first;
+        block.HeaderValueB = 0.25L;
+        block.HeaderWord = 2;
+        block.Channels[0] = {ch0.data(), count};
+        block.Channels[1] = {ch1.data(), int(ch1.size())};
+        Source.Send(block);
+    }
+    void Feed(const std::vector<float> &signal, int blockLength)
+    {
+        for (int first = 0; first + blockLength <= int(signal.size()); first += blockLength)
+            Send(signal, first, blockLength);
+    }
+    // The output blocks as the global indices of their samples.
+    std::vector<std::vector<float>> Outputs() const
+    {
+        std::vector<std::vector<float>> result;
+        for (const auto &block : Consumer.Blocks)
+            result.push_back(block.Channels[1]);
+        return result;
+    }
+
+    TQVTestSource Source;
+    T Trigger;
+    TQVTestConsumer Consumer;
+    int OnTriggerCalls = 0;
+};
+
+std::vector<float> Indices(int first, int count)
+{
+    std::vector<float> v;
+    for (int k = 0; k < count; ++k)
+        v.push_back(float(first + k));
+    return v;
+}
+
+// A spike train: one sample at `spike` on every k = phase (mod SpikePeriod), `base`
+// elsewhere; the limits make the spikes, and nothing else, meet each type's condition.
+constexpr int SpikePeriod = 23;
+bool IsSpike(int k, int phase) { return k % SpikePeriod == phase; }
+
+struct Shape { float Base, Spike, Limit, High, Slope; };
+Shape ShapeOf(T::TQVTriggerType type)
+{
+    switch (type) {
+    case T::trtNeg: return {1, -1, 0, 0, 0};
+    case T::trtRangeSlope: return {-1, 0.5f, 0, 0.9f, 0.5f};
+    case T::trtNegSlope: return {1, -1, 0, 0, -0.5f};
+    default: return {-1, 1, 0, 0, 0.5f};
+    }
+}
+
+struct Model
+{
+    std::vector<int> Triggers;
+    int PassedOnLastSample = 0;
+    int PassedOnScanStart = 0;
+};
+
+// The trigger points the rules give for the spike train. A scan starts after the
+// pre-trigger fill and again with every block; the types with a skip phase pass over a
+// spike on the first sample of a scan; a spike on the last sample of a block does not
+// count (and the base sample after it meets no condition); the slope types compare the
+// first sample of a scan after the fill with the previous sample carried over, which is
+// 1.0 after a reset and the base level after a trigger. After each output block the rest of
+// the input block in which it completed is dropped.
+Model Expected(T::TQVTriggerType type, int phase, int length, int block, int bufferSize, int pre)
+{
+    const bool skips = type == T::trtPos || type == T::trtNeg || type == T::trtPosSlope;
+    Model m;
+    int start = 0;
+    for (bool first = true;; first = false) {
+        const int scanStart = start + pre;
+        int hit = -1;
+        for (int c = scanStart; c < length && hit < 0; ++c) {
+            if (type != T::trtOff && !IsSpike(c, phase))
+                continue;
+            if (c % block == block - 1)
+                ++m.PassedOnLastSample;
+            else if (skips && (c == scanStart || c % block == 0))
+                ++m.PassedOnScanStart;
+            else if (!(type == T::trtRangeSlope && first && c == scanStart)) // 0.5 - 1.0 < slope
+                hit = c;
+        }
+        if (hit < 0 || hit - pre + bufferSize > length)
+            return m;
+        m.Triggers.push_back(hit);
+        start = ((hit - pre + bufferSize - 1) / block + 1) * block;
+    }
+}
+
+} // namespace
+
+TEST(Trigger, OutputBlocksStartAtTheCrossingsTheRulesGive)
+{
+    constexpr int Length = 2400, BufferSize = 64;
+    std::vector<std::tuple<int, int, int>> Rows; // block length, spike phase, pre-trigger
+    for (int phase : {0, 7, 15, 16})
+        for (int pre : {0, 5, 20, 40})
+            Rows.emplace_back(16, phase, pre);
+    Rows.emplace_back(100, 7, 0); // long enough for the chunked scans
+    Rows.emplace_back(100, 16, 40);
+    Rows.emplace_back(1, 7, 0);
+    Rows.emplace_back(1, 7, 5);
+    const T::TQVTriggerType types[] = {T::trtPos, T::trtNeg, T::trtPosSlope, T::trtRangeSlope, T::trtNegSlope, T::trtOff};
+    for (T::TQVTriggerType type : types) {
+        const Shape s = ShapeOf(type);
+        std::set<int> positions, windowBlocks;
+        int passedLast = 0, passedStart = 0;
+        for (auto [block, phase, pre] : Rows) {
+            SCOPED_TRACE(testing::Message() << "type " << int(type) << " block " << block << " phase " << phase
+                                            << " pre " << pre);
+            std::vector<float> signal(Length);
+            for (int k = 0; k < Length; ++k)
+                signal[std::size_t(k)] = IsSpike(k, phase) ? s.Spike : s.Base;
+            Rig rig(block);
+            rig.Trigger.SetTriggerType(type);
+            rig.Trigger.SetTriggerLimit(s.Limit);
+            rig.Trigger.SetTriggerLimitHigh(s.High);
+            rig.Trigger.SetTriggerSlope(s.Slope);
+            rig.Trigger.SetBufferSize(BufferSize);
+            rig.Trigger.SetPreTrigger(pre);
+            rig.Feed(signal, block);
+
+            const Model m = Expected(type, phase, Length, block, BufferSize, pre);
+            std::vector<std::vector<float>> expected;
+            for (int c : m.Triggers) {
+                expected.push_back(Indices(c - pre, BufferSize));
+                positions.insert(c % block == 0 ? 0 : 1);
+                if (pre > 0)
+                    windowBlocks.insert((c - 1) / block - (c - pre) / block + 1);
+            }
+            EXPECT_EQ(rig.Outputs(), expected);
+            EXPECT_EQ(rig.OnTriggerCalls, int(expected.size()));
+            for (const auto &out : rig.Consumer.Blocks) {
+                for (std::size_t j = 0; j < out.Channels[0].size(); ++j)
+                    ASSERT_EQ(out.Channels[0][j], signal[std::size_t(out.Channels[1][j])]);
+            }
+            if (block == 1)
+                EXPECT_TRUE(expected.empty()); // every sample is the last of its block
+            else
+                EXPECT_GT(expected.size(), 10u);
+            passedLast += m.PassedOnLastSample;
+            passedStart += m.PassedOnScanStart;
+        }
+        // The table reaches what it is meant to: triggers in the middle of a block, on the
+        // first sample where the type allows it, hits on last samples passed over, and
+        // pre-trigger windows over one, two and three input blocks.
+        const bool skips = type == T::trtPos || type == T::trtNeg || type == T::trtPosSlope;
+        EXPECT_EQ(positions, (skips ? std::set<int>{1} : std::set<int>{0, 1})) << int(type);
+        EXPECT_GT(passedLast, 0);
+        EXPECT_EQ(passedStart > 0, skips);
+        for (int spans : {1, 2, 3})
+            EXPECT_TRUE(windowBlocks.count(spans)) << int(type) << " " << spans;
+    }
+}
+
+TEST(Trigger, ScanDetails)
+{
+    using Blocks = std::vector<std::vector<float>>;
+    std::vector<float> step(16, 1.0f), nearMiss(40, -1.0f);
+    std::fill(step.begin(), step.begin() + 7, -1.0f); // rises on the last sample of block 0
+    nearMiss[18] = 0.0f;
+    nearMiss[19] = 0x1p-30f;
+    nearMiss[20] = nearMiss[30] = 1.0f; // 1 - 2^-30 < 1 in extended precision, 1 in float
+    struct Row { const char *name; T::TQVTriggerType type; float high, slope; int block, bufferSize;
+                 std::vector<float> signal; Blocks expected; };
+    const Row rows[] = {
+        // Not a trigger on the last sample; the step sample is not passed over, so the next
+        // block's first sample still compares with -1.
+        {"last sample, no skip", T::trtRangeSlope, 2, 0.5f, 8, 8, step, {Indices(8, 8)}},
+        {"last sample, skip", T::trtPos, 2, 0.5f, 8, 8, step, {}},
+        // 0.5 is 1.5 above -1 but below the previous sample 1.0 a reset leaves.
+        {"after reset", T::trtRangeSlope, 0.9f, 1, 8, 3, {0.5f, -1, 0.5f, -1, 0.5f, -1, 0.5f, -1}, {Indices(2, 3)}},
+        {"extended slope", T::trtRangeSlope, 2, 1, 40, 3, nearMiss, {Indices(30, 3)}},
+    };
+    for (const Row &r : rows) {
+        Rig rig(r.block);
+        rig.Trigger.SetTriggerType(r.type);
+        rig.Trigger.SetTriggerLimitHigh(r.high);
+        rig.Trigger.SetTriggerSlope(r.slope);
+        rig.Trigger.SetBufferSize(r.bufferSize);
+        rig.Feed(r.signal, r.block);
+        EXPECT_EQ(rig.Outputs(), r.expected) << r.name;
+    }
+}
+
+TEST(Trigger, FreeRunningChopsTheStreamAndDropsTheRestOfTheBlock)
+{
+    for (int pre : {0, 3}) {
+        Rig rig(8);
+        std::vector<std::string> log;
+        rig.Trigger.OnTrigger = [&](TQVDescArraySingle &) { log.push_back("OnTrigger"); };
+        QObject::connect(&rig.Trigger, &T::Triggered, [&](const TQVDescArraySingle &) { log.push_back("Triggered"); });
+        rig.Consumer.Link().OnNewData = [&, inner = rig.Consumer.Link().OnNewData](TQVMeasureLink *l, TQVDescArraySingle &d) {
+            log.push_back("link");
+            inner(l, d);
+        };
+        rig.Trigger.SetTriggerType(T::trtOff);
+        rig.Trigger.SetBufferSize(20);
+        rig.Trigger.SetPreTrigger(pre);
+        rig.Feed(std::vector<float>(64), 8);
+        // 0..19 completes in the block 16..23, whose rest is dropped; 48..67 never completes.
+        EXPECT_EQ(rig.Outputs(), (std::vector{Indices(0, 20), Indices(24, 20)}));
+        EXPECT_EQ(log, (std::vector<std::string>{"OnTrigger", "Triggered", "link", "OnTrigger", "Triggered", "link"}));
+        const auto &out = rig.Consumer.Blocks.at(0);
+        EXPECT_EQ(out.HeaderValueA, 16.0L); // the block in which the output completed
+        EXPECT_EQ(out.HeaderValueB, 1.0L);
+        EXPECT_EQ(out.HeaderWord, 2);
+        EXPECT_EQ(rig.Consumer.Blocks.at(1).Channel0Pointer, out.Channel0Pointer); // store reused
+    }
+}
+
+TEST(Trigger, ShorterOrMissingChannelsContributeZeros)
+{
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtOff);
+    rig.Trigger.SetBufferSize(12);
+    const std::vector<float> signal(32);
+    rig.Send(signal, 0, 8);
+    rig.Send(signal, 8, 8, 5);
+    rig.Send(signal, 16, 8, 5);
+    rig.Send(signal, 24, 8, 0);
+    EXPECT_EQ(rig.Outputs(), (std::vector{Indices(0, 12), std::vector<float>{16, 17, 18, 19, 20, 0, 0, 0, 0, 0, 0, 0}}));
+    EXPECT_TRUE(rig.Consumer.Blocks.at(0).Channels[2].empty());
+}
+
+TEST(Trigger, AnInterruptedStreamAbandonsThePartlyAssembledBlock)
+{
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtOff);
+    rig.Trigger.SetBufferSize(12);
+    const std::vector<float> signal(24);
+    rig.Send(signal, 0, 8);
+    rig.Source.SendState(mssPause);
+    rig.Send(signal, 8, 8);
+    rig.Send(signal, 16, 8);
+    EXPECT_EQ(rig.Outputs(), std::vector<std::vector<float>>{Indices(8, 12)});
+    EXPECT_TRUE(rig.Consumer.States.empty()); // not forwarded
+}
+
+TEST(Trigger, DefaultsAndPublishedProperties)
+{
+    T t;
+    const std::pair<const char *, QVariant> defaults[] = {
+        {"TriggerType", QVariant::fromValue(T::trtRangeSlope)}, {"TriggerLimit", 0.0f}, {"TriggerLimitHigh", 0.01f},
+        {"TriggerSlope", 0.01f}, {"TriggerChannel", 0}, {"SingleShot", false}, {"BufferSize", 1024},
+        {"PreTrigger", 0}, {"TriggerState", QVariant::fromValue(T::qvtsWaitForTrigger)}, {"Version", "7.0"}};
+    for (const auto &[name, value] : defaults)
+        EXPECT_EQ(t.property(name), value) << name;
+    EXPECT_FALSE(t.metaObject()->property(t.metaObject()->indexOfProperty("TriggerState")).isWritable());
+    for (int channel : {65, -1, 64})
+        t.SetTriggerChannel(channel);
+    EXPECT_EQ(t.TriggerChannel(), 64);
+    t.SetTriggerType(static_cast<T::TQVTriggerType>(6));
+    EXPECT_EQ(t.TriggerType(), T::trtRangeSlope);
+}
+
+TEST(Trigger, BufferSizeAndPreTriggerSetters)
+{
+    struct Row { int pre; bool setBuffer; int value; int bufferSize, preTrigger; bool updates; };
+    const Row rows[] = {
+        {0, true, 2, 1024, 0, false},   {0, true, 3, 3, 0, true},         {20, true, 10, 10, 9, true},
+        {20, true, 20, 20, 19, true},   {20, true, 21, 21, 20, true},     {0, true, 1024, 1024, 0, false},
+        {0, false, 2000, 1, 2000, false}, {100, false, 1024, 101, 1024, false}, {100, false, 1023, 1024, 1023, false},
+        {0, false, -3, 1024, -3, false},
+    };
+    for (const Row &r : rows) {
+        Rig rig(8);
+        rig.Trigger.SetPreTrigger(r.pre);
+        const int calls = rig.Consumer.SettingsCalls;
+        r.setBuffer ? rig.Trigger.SetBufferSize(r.value) : rig.Trigger.SetPreTrigger(r.value);
+        EXPECT_EQ(rig.Trigger.BufferSize(), r.bufferSize) << r.value;
+        EXPECT_EQ(rig.Trigger.PreTrigger(), r.preTrigger) << r.value;
+        EXPECT_EQ(rig.Consumer.SettingsCalls > calls, r.updates) << r.value;
+    }
+}
+
+TEST(Trigger, ChangesRestartTheAssemblyAndEqualValuesDoNot)
+{
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtPos);
+    rig.Trigger.SetPreTrigger(4);
+    const std::vector<float> low(8, -1.0f);
+    const auto fill = [&] { rig.Send(low, 0, 8); return rig.Trigger.GetTriggerState(); };
+    EXPECT_EQ(fill(), T::qvtsWaitForTrigger);
+    rig.Trigger.SetBufferSize(1024);
+    rig.Trigger.SetPreTrigger(4);
+    EXPECT_EQ(rig.Trigger.GetTriggerState(), T::qvtsWaitForTrigger);
+    for (const auto &change : std::vector<std::function<void()>>{
+             [&] { rig.Trigger.SetBufferSize(500); }, [&] { rig.Trigger.SetPreTrigger(5); },
+             [&] { rig.Trigger.Reset(); }, [&] { rig.Source.SendState(mssStop); }}) {
+        change();
+        EXPECT_EQ(rig.Trigger.GetTriggerState(), T::qvtsFillPreTrigger);
+        EXPECT_EQ(fill(), T::qvtsWaitForTrigger);
+    }
+}
+
+TEST(Trigger, StateSequenceAndTheTriggeredLatch)
+{
+    // trtPos, BufferSize 12, blocks of 8: 'L' all -1, 'H' all +1, 'R' rising at its fifth
+    // sample. Each step sends its blocks, then reads the state once.
+    struct Step { const char *blocks; T::TQVTriggerState state; };
+    using S = std::vector<Step>;
+    const std::vector<float> l(8, -1.0f), h(8, 1.0f), r{-1, -1, -1, -1, 1, 1, 1, 1};
+    for (const auto &[pre, steps] : {
+             std::pair{0, S{{"L", T::qvtsWaitForTrigger}, {"R", T::qvtsFillTrigger}, {"H", T::qvtsTriggerDone}, {"", T::qvtsWaitForTrigger}}},
+             std::pair{2, S{{"", T::qvtsFillPreTrigger}, {"R", T::qvtsFillTrigger}, {"L", T::qvtsFillPreTrigger}, {"L", T::qvtsWaitForTrigger}}},
+             // The latch outlives the pre-trigger fill until it is read.
+             std::pair{2, S{{"R", T::qvtsFillTrigger}, {"LL", T::qvtsTriggerDone}, {"", T::qvtsWaitForTrigger}}}}) {
+        Rig rig(8);
+        rig.Trigger.SetTriggerType(T::trtPos);
+        rig.Trigger.SetBufferSize(12);
+        rig.Trigger.SetPreTrigger(pre);
+        for (const Step &step : steps) {
+            for (const char *b = step.blocks; *b; ++b)
+                rig.Send(*b == 'L' ? l : *b == 'H' ? h : r, 0, 8);
+            EXPECT_EQ(rig.Trigger.GetTriggerState(), step.state) << pre << " after " << step.blocks;
+        }
+    }
+}
+
+TEST(Trigger, SingleShotWaitsToBeRearmed)
+{
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtOff);
+    rig.Trigger.SetBufferSize(8);
+    rig.Trigger.SetSingleShot(true);
+    const std::vector<float> signal(8);
+    const std::vector<std::pair<std::function<void()>, int>> steps{
+        {[] {}, 1}, {[] {}, 0}, {[&] { rig.Trigger.StartSingleShot(); }, 1}, {[&] { rig.Trigger.Reset(); }, 1},
+        {[&] { rig.Source.SendState(mssPause); }, 1}, {[&] { rig.Source.SendState(mssRun); }, 0}};
+    for (const auto &[action, outputs] : steps) {
+        action();
+        const std::size_t before = rig.Consumer.Blocks.size();
+        rig.Send(signal, 0, 8);
+        EXPECT_EQ(rig.Consumer.Blocks.size() - before, std::size_t(outputs));
+        EXPECT_EQ(rig.Trigger.GetTriggerState(), T::qvtsTriggerDone);
+        EXPECT_EQ(rig.Trigger.GetTriggerState(), T::qvtsTriggerDone); // stays until re-armed
+    }
+}
+
+TEST(Trigger, OddSizesFromThePreTriggerRuleNeverOverrun)
+{
+    // BufferSize 1 with PreTrigger 2000: one-sample blocks holding the trigger sample.
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtPos);
+    rig.Trigger.SetPreTrigger(2000);
+    ASSERT_EQ(rig.Trigger.BufferSize(), 1);
+    const std::vector<float> signal{-1, 1, -1, -1, 1, 1, -1, -1, -1, -1, -1, -1, 1, -1, -1, -1};
+    rig.Feed(signal, 8);
+    EXPECT_EQ(rig.Outputs(), (std::vector<std::vector<float>>{{1}, {12}}));
+    EXPECT_EQ(rig.Trigger.GetTriggerState(), T::qvtsTriggerDone);
+    // BufferSize below 1 (from a negative pre-trigger): blocks are ignored.
+    rig.Trigger.SetPreTrigger(-3);
+    rig.Trigger.SetPreTrigger(5000);
+    ASSERT_EQ(rig.Trigger.BufferSize(), -2);
+    rig.Feed(signal, 8);
+    EXPECT_EQ(rig.Consumer.Blocks.size(), 2u);
+}
+
+TEST(Trigger, HandlersCannotCorruptTheAssembly)
+{
+    Rig rig(8);
+    rig.Trigger.SetTriggerType(T::trtOff);
+    rig.Trigger.SetBufferSize(8);
+    const std::vector<float> signal(32);
+    bool thrown = false;
+    rig.Trigger.OnTrigger = [&](TQVDescArraySingle &) {
+        if (!thrown && (thrown = true))
+            throw std::runtime_error("handler");
+        rig.Send(signal, 24, 8); // re-entrant: ignored
+    };
+    EXPECT_THROW(rig.Send(signal, 0, 8), std::runtime_error);
+    rig.Send(signal, 8, 8);
+    rig.Send(signal, 16, 8);
+    EXPECT_EQ(rig.Outputs(), (std::vector{Indices(8, 8), Indices(16, 8)}));
+}
+
+TEST(Trigger, SettingsScaleTheSpanAndNeedAContinuousSource)
+{
+    Rig rig(1024);
+    rig.Trigger.SetBufferSize(4096);
+    EXPECT_EQ(static_cast<long double>(rig.Consumer.LastSettings.XSpan), 2.0L);
+    rig.Source.Settings.BlockLength = 0;
+    TQVMeasureSourceSettings settings{};
+    rig.Trigger.GetSettings(settings);
+    EXPECT_EQ(static_cast<long double>(settings.XSpan), 0.5L);
+
+    TQVTestSource stepped;
+    stepped.SetCaps({mscEquidistant});
+    stepped.SetSettings(1);
+    T trigger;
+    try {
+        trigger.SetQVMeasureSource(&stepped);
+        FAIL() << "expected EQVMSIncompatibleSource";
+    } catch (const EQVMSIncompatibleSource &e) {
+        EXPECT_EQ(e.Message(), QStringLiteral("Trigger: Component needs continuous operation."));
+    }
+    EXPECT_EQ(trigger.GetQVMeasureSource(), nullptr);
+    trigger.GetSettings(settings);
+    EXPECT_EQ(settings.ChannelCount, 0);
+}
