@@ -137,6 +137,7 @@ TEST(Trigger, OutputBlocksStartAtTheCrossingsTheRulesGive)
     for (int phase : {0, 7, 15, 16})
         for (int pre : {0, 5, 20, 40})
             Rows.emplace_back(16, phase, pre);
+    Rows.emplace_back(16, 7, 7);  // the first scan starts on a spike
     Rows.emplace_back(100, 7, 0); // long enough for the chunked scans
     Rows.emplace_back(100, 16, 40);
     Rows.emplace_back(1, 7, 0);
@@ -199,9 +200,9 @@ TEST(Trigger, ScanDetails)
     using Blocks = std::vector<std::vector<float>>;
     std::vector<float> step(16, 1.0f), nearMiss(40, -1.0f);
     std::fill(step.begin(), step.begin() + 7, -1.0f); // rises on the last sample of block 0
-    nearMiss[18] = 0.0f;
-    nearMiss[19] = 0x1p-30f;
-    nearMiss[20] = nearMiss[30] = 1.0f; // 1 - 2^-30 < 1 in extended precision, 1 in float
+    nearMiss[33] = 0.0f;
+    nearMiss[34] = 0x1p-30f;
+    nearMiss[35] = nearMiss[37] = 1.0f; // 1 - 2^-30 < 1 in extended precision, 1 in float
     struct Row { const char *name; T::TQVTriggerType type; float high, slope; int block, bufferSize;
                  std::vector<float> signal; Blocks expected; };
     const Row rows[] = {
@@ -211,7 +212,7 @@ TEST(Trigger, ScanDetails)
         {"last sample, skip", T::trtPos, 2, 0.5f, 8, 8, step, {}},
         // 0.5 is 1.5 above -1 but below the previous sample 1.0 a reset leaves.
         {"after reset", T::trtRangeSlope, 0.9f, 1, 8, 3, {0.5f, -1, 0.5f, -1, 0.5f, -1, 0.5f, -1}, {Indices(2, 3)}},
-        {"extended slope", T::trtRangeSlope, 2, 1, 40, 3, nearMiss, {Indices(30, 3)}},
+        {"extended slope", T::trtRangeSlope, 2, 1, 40, 3, nearMiss, {Indices(37, 3)}},
     };
     for (const Row &r : rows) {
         Rig rig(r.block);
@@ -264,18 +265,21 @@ TEST(Trigger, ShorterOrMissingChannelsContributeZeros)
     EXPECT_TRUE(rig.Consumer.Blocks.at(0).Channels[2].empty());
 }
 
-TEST(Trigger, AnInterruptedStreamAbandonsThePartlyAssembledBlock)
+TEST(Trigger, InterruptionsAndNewChannelsAbandonThePartlyAssembledBlock)
 {
-    Rig rig(8);
-    rig.Trigger.SetTriggerType(T::trtOff);
-    rig.Trigger.SetBufferSize(12);
     const std::vector<float> signal(24);
-    rig.Send(signal, 0, 8);
-    rig.Source.SendState(mssPause);
-    rig.Send(signal, 8, 8);
-    rig.Send(signal, 16, 8);
-    EXPECT_EQ(rig.Outputs(), std::vector<std::vector<float>>{Indices(8, 12)});
-    EXPECT_TRUE(rig.Consumer.States.empty()); // not forwarded
+    for (bool newChannel : {false, true}) {
+        Rig rig(8);
+        rig.Trigger.SetTriggerType(T::trtOff);
+        rig.Trigger.SetBufferSize(12);
+        rig.Send(signal, 0, 8, newChannel ? 0 : 8);
+        if (!newChannel)
+            rig.Source.SendState(mssPause);
+        rig.Send(signal, 8, 8);
+        rig.Send(signal, 16, 8);
+        EXPECT_EQ(rig.Outputs(), std::vector<std::vector<float>>{Indices(8, 12)}) << newChannel;
+        EXPECT_TRUE(rig.Consumer.States.empty()); // not forwarded
+    }
 }
 
 TEST(Trigger, DefaultsAndPublishedProperties)
