@@ -32,6 +32,10 @@ constexpr ResEntry Table[] = {
      QT_TRANSLATE_NOOP("Velmora", "Selector line %1 (\"%2\"): '%3' is not a valid integer value")},
     {TQVResString::TriggerNeedsContinuous,
      QT_TRANSLATE_NOOP("Velmora", "Trigger: Component needs continuous operation.")},
+    {TQVResString::FFTNeedsOneChannel,
+     QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation, a channel and no individual values.")},
+    {TQVResString::FFTNeedsTwoChannels,
+     QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation, two channels and no individual values.")},
 };
 
 } // namespace

@@ -17,6 +17,8 @@ enum class TQVResString {
     SelectorMatrixNeedsContinuous,
     SelectorLineInvalid,
     TriggerNeedsContinuous,
+    FFTNeedsOneChannel,
+    FFTNeedsTwoChannels,
 };
 
 /// Loads a text of the string table, translated when a translator is installed.

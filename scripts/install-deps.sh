@@ -6,6 +6,7 @@ packages=(
   build-essential cmake ninja-build g++-multilib pkg-config
   qt6-base-dev qt6-tools-dev libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libfftw3-dev libkissfft-dev libliquid-dev
   fonts-dejavu-core
 )
 

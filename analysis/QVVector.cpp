@@ -1,0 +1,1 @@
+#include "analysis/QVVector.h"
