@@ -7,27 +7,15 @@
 #include <cmath>
 #include <cstring>
 #include <numbers>
-#include <type_traits>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-
-#include <QtCore/QVariant>
 
 #include "qvBenchSupport.h"
 #include "stream/qvMLSSimpleSources.h"
 #include "stream/qvMLSTrigger.h"
 
-// Complete once stream/qvMLSSimpleSources.h declares the analyzer; while it does not, the
-// analyzer benchmark reports itself as skipped.
-class TQVAnalyzer;
-
 namespace {
-
-template <typename Type, typename = void>
-constexpr bool QVIsComplete = false;
-template <typename Type>
-constexpr bool QVIsComplete<Type, std::void_t<decltype(sizeof(Type))>> = true;
 
 constexpr int BlockSamples = 1024;
 constexpr std::size_t BlockBytes = BlockSamples * sizeof(float);
@@ -89,44 +77,36 @@ void Record(benchmark::State &state, const char *name, double blockNs, double ta
     QVRecordResult({name, blockNs, MemcpyName, memcpyNs, targetRatio, allocsPerBlock, 0.0});
 }
 
-template <typename Analyzer>
 void BM_AnalyzerRMS(benchmark::State &state)
 {
-    if constexpr (!QVIsComplete<Analyzer>) {
-        state.SkipWithError("stream/qvMLSSimpleSources.h does not declare TQVAnalyzer in this build");
-    } else {
-        TQVBenchSource source(1, BlockSamples);
-        TQVBenchBlock block(1, BlockSamples);
-        Analyzer analyzer;
-        if (!analyzer.setProperty("Compression", QVariant::fromValue(Analyzer::mcoRMS))) {
-            state.SkipWithError("the analyzer does not accept Compression = mcoRMS");
-            return;
-        }
-        analyzer.SetQVMeasureSource(&source);
-        TQVBenchConsumer consumer;
-        consumer.Connect(&analyzer);
-        const auto deliverOne = [&] { source.Send(block.Block); };
+    TQVBenchSource source(1, BlockSamples);
+    TQVBenchBlock block(1, BlockSamples);
+    TQVAnalyzer analyzer;
+    analyzer.SetCompression(TQVAnalyzer::mcoRMS);
+    analyzer.SetQVMeasureSource(&source);
+    TQVBenchConsumer consumer;
+    consumer.Connect(&analyzer);
+    const auto deliverOne = [&] { source.Send(block.Block); };
 
-        const double allocsPerBlock = QVAllocsPerCall(deliverOne, WarmupBlocks, CountedBlocks);
-        const std::int64_t blocksBefore = consumer.Blocks();
-        const float sinkBefore = consumer.Sink();
-        const double blockNs = TimedNs(state, deliverOne);
-        benchmark::DoNotOptimize(consumer.Sink());
+    const double allocsPerBlock = QVAllocsPerCall(deliverOne, WarmupBlocks, CountedBlocks);
+    const std::int64_t blocksBefore = consumer.Blocks();
+    const float sinkBefore = consumer.Sink();
+    const double blockNs = TimedNs(state, deliverOne);
+    benchmark::DoNotOptimize(consumer.Sink());
 
-        // Every block must have reached the consumer as its RMS value.
-        long double sum = 0.0L;
-        for (float x : block.Samples[0])
-            sum += (long double)x * x;
-        const double rms = double(std::sqrt(sum / BlockSamples));
-        const double mean = (double(consumer.Sink()) - sinkBefore) / double(state.iterations());
-        if (consumer.Blocks() - blocksBefore != state.iterations() || std::fabs(mean - rms) > 1e-3 * rms) {
-            state.SkipWithError("the consumer did not receive the RMS of every block");
-            return;
-        }
-        Record(state, "analyzer RMS, 1024 samples", blockNs, AnalyzerTargetRatio, allocsPerBlock);
+    // Every block must have reached the consumer as its RMS value.
+    long double sum = 0.0L;
+    for (float x : block.Samples[0])
+        sum += (long double)x * x;
+    const double rms = double(std::sqrt(sum / BlockSamples));
+    const double mean = (double(consumer.Sink()) - sinkBefore) / double(state.iterations());
+    if (consumer.Blocks() - blocksBefore != state.iterations() || std::fabs(mean - rms) > 1e-3 * rms) {
+        state.SkipWithError("the consumer did not receive the RMS of every block");
+        return;
     }
+    Record(state, "analyzer RMS, 1024 samples", blockNs, AnalyzerTargetRatio, allocsPerBlock);
 }
-BENCHMARK_TEMPLATE(BM_AnalyzerRMS, TQVAnalyzer);
+BENCHMARK(BM_AnalyzerRMS);
 
 // Sine of 512 samples (94 Hz at 48 kHz), so that every block is the same 4 KiB, as for the
 // memcpy: it rises through 0 with about 0.012 per sample, so the first sample above 0 fires

@@ -76,8 +76,16 @@ inline bool QVHasData(const QVDescArraySingle &slot)
 /// Sets every channel slot to null pointer and zero count; the header is kept.
 inline void QVClearChannels(TQVDescArraySingle &block)
 {
-    for (QVDescArraySingle &slot : block.Channels)
-        slot = QVDescArraySingle{nullptr, 0};
+    // One block fill: a slot loop leaves the padding and costs as much as the samples
+    // of a short block.
+    std::memset(static_cast<void *>(block.Channels), 0, sizeof block.Channels);
+}
+
+/// Starts a stage's own block: the header of `from` and every slot empty.
+inline void QVCopyHeader(TQVDescArraySingle &to, const TQVDescArraySingle &from)
+{
+    std::memcpy(static_cast<void *>(&to), &from, offsetof(TQVDescArraySingle, Channels));
+    QVClearChannels(to);
 }
 
 /// Cleared settings, as a source without valid data reports them. `BlockLength` and

@@ -180,6 +180,8 @@ protected:
     void MLSOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data) override;
 
 private:
+    static bool FastRootMeanSquare(const float *x, int n, float &result);
+
     TQVMLSCompression m_compression = mcoFirst;
     // One buffer per delivery depth: a block that arrives while an earlier one is still
     // being delivered must not overwrite the samples the earlier one points at.

@@ -28,7 +28,7 @@ using QVFloats8 = float __attribute__((vector_size(32)));
 template <typename V>
 constexpr int Lanes = int(sizeof(V) / sizeof(float));
 // Samples tested at once before looking closer.
-constexpr int ChunkSamples = 32;
+constexpr int ChunkSamples = 64;
 template <typename V>
 constexpr int ChunkVectors = ChunkSamples / Lanes<V>;
 
@@ -145,7 +145,7 @@ struct TQVSlopeChunk
     {
         const V v = Load<V>(at);
         const V d = v - Load<V>(at - 1);
-        return Test(v) & (Rising ? d >= Splat<V>(Slope) : d <= Splat<V>(Slope));
+        return Rising ? d >= Splat<V>(Slope) : d <= Splat<V>(Slope);
     }
     QV_INLINE bool operator()(int at) const
     {

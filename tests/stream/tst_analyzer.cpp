@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include <QtCore/QVariant>
@@ -106,9 +107,39 @@ TEST(AnalyzerReductions, MatchALongDoubleReference)
                 || c == Analyzer::mcoMax;
             // Two float roundings at most (the deviation's quotient and its root).
             const long double tolerance = exact ? 0.0L : std::ldexp(std::fabs(want), -22);
-            EXPECT_NEAR(got, want, tolerance) << "compression " << int(c) << ", n = " << n << ", offset " << offset;
+            if (c == Analyzer::mcoRMS)
+                EXPECT_EQ(got, float(want)) << "the float of the 80-bit sum, n = " << n << ", offset " << offset;
+            else
+                EXPECT_NEAR(got, want, tolerance) << "compression " << int(c) << ", n = " << n << ", offset " << offset;
         }
     }
+}
+
+// The RMS equals, bit for bit, the float of the sequential 80-bit sum, whatever the
+// spread of magnitudes within a block, including overflow to infinity and NaN.
+TEST(AnalyzerReductions, RmsIsTheFloatOfTheExtendedSum)
+{
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> mantissa(-1.0f, 1.0f);
+    std::uniform_int_distribution<int> length(1, 3000);
+    for (int trial = 0; trial < 2000; ++trial) {
+        const int spread = trial % 5 == 0 ? 120 : trial % 3 == 0 ? 30 : 0;
+        std::uniform_int_distribution<int> exponent(-spread, spread);
+        std::vector<float> x(std::size_t(length(random)));
+        for (float &v : x)
+            v = std::ldexp(mantissa(random), exponent(random));
+        long double squares = 0.0L;
+        for (float v : x)
+            squares += static_cast<long double>(v) * v;
+        const float want = float(std::sqrt(squares / x.size()));
+        ASSERT_EQ(Analyzer::Compress(Analyzer::mcoRMS, x.data(), int(x.size())), want) << "trial " << trial;
+    }
+    const float huge[] = {3e38f, 3e38f, 1.0f};
+    EXPECT_EQ(Analyzer::Compress(Analyzer::mcoRMS, huge, 3), float(std::sqrt((2.0L * 9e76L + 1) / 3)));
+    const float infinite[] = {1.0f, INFINITY};
+    EXPECT_EQ(Analyzer::Compress(Analyzer::mcoRMS, infinite, 2), INFINITY);
+    const float undefined[] = {NAN, 1.0f};
+    EXPECT_TRUE(std::isnan(Analyzer::Compress(Analyzer::mcoRMS, undefined, 2)));
 }
 
 TEST(AnalyzerOutput, OnlyChannelZeroCarriesOneValueFromAPrivateCopy)
