@@ -1,6 +1,658 @@
 #include "analysis/qvFFT.h"
 
-TQVFFT::TQVFFT(QObject *owner) : TQVComponent(owner) {}
-TQVFFT::~TQVFFT() = default;
-void TQVFFT::SetExponent(int) {}
-void TQVFFT::SetLeakType(TQVLeakType) {}
+#include <algorithm>
+#include <cmath>
+
+#if (defined(__x86_64__) || defined(__i386__)) && defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+// Precision of the steps around the complex transform, which sit on the path of every
+// real transform and run as vectorised loops:
+// - window, packing and unpacking: one float product or a copy per element, exact as
+//   defined;
+// - the split of the real transform: float arithmetic, as the butterflies of the complex
+//   transform; the products are rounded to floats as defined, the sums once more;
+// - amplitudes: squares and sum in double (exact for float inputs unless the two squares
+//   lie more than 2^5 apart) and a correctly rounded double square root, so the stored
+//   float is that of the extended-precision definition but for double-rounding ties, and
+//   neither overflows nor underflows where the float result does not.
+// Phases use the double arctangent, one call per element. The other steps (merge, polar
+// to rectangular, tables, window coefficients) compute in long double.
+
+namespace {
+
+constexpr long double Pi = 3.14159265358979323846264338327950288L;
+
+bool IsPowerOfTwo(int n)
+{
+    return n >= 2 && (n & (n - 1)) == 0;
+}
+
+#if (defined(__x86_64__) || defined(__i386__)) && defined(__SSE2__)
+#define QV_ENGINE_X86 1
+#else
+#define QV_ENGINE_X86 0
+#endif
+
+// The split pairs k = 1 .. count with q = N - k: lo points at element 1, hi at element
+// N - 1 and runs downwards, cosK/sinK at table entry 1. k and q never meet here.
+[[gnu::always_inline]] inline void SplitPairsBody(float *__restrict reLo, float *__restrict imLo,
+                                                  float *__restrict reHi, float *__restrict imHi,
+                                                  const float *__restrict cosK,
+                                                  const float *__restrict sinK, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        const float a = reLo[i], b = reHi[-i], c = imLo[i], d = imHi[-i];
+        const float wr = cosK[i], wi = -sinK[i];
+        const float s = a + b, dr = a - b, si = c + d, di = c - d;
+        const float t1 = dr * wi - si * wr;
+        const float t2 = dr * wr + si * wi;
+        reLo[i] = (s - t1) * 0.5f;
+        reHi[-i] = (s + t1) * 0.5f;
+        imLo[i] = (di - t2) * 0.5f;
+        imHi[-i] = (-di - t2) * 0.5f;
+    }
+}
+
+double Magnitude(double r, double m)
+{
+    return std::sqrt(r * r + m * m);
+}
+
+void SplitPairsPortable(float *reLo, float *imLo, float *reHi, float *imHi, const float *cosK,
+                        const float *sinK, int count)
+{
+    SplitPairsBody(reLo, imLo, reHi, imHi, cosK, sinK, count);
+}
+
+// re = |(re, im)|, im untouched. std::sqrt may set errno and so keeps the compiler from
+// vectorising; the SSE2 square root gives the same correctly rounded double.
+void AmplitudesPortable(float *__restrict re, const float *__restrict im, int count)
+{
+    int i = 0;
+#if QV_ENGINE_X86
+    for (; i + 4 <= count; i += 4) {
+        const __m128 r = _mm_loadu_ps(re + i);
+        const __m128 m = _mm_loadu_ps(im + i);
+        const __m128d rLo = _mm_cvtps_pd(r), mLo = _mm_cvtps_pd(m);
+        const __m128d rHi = _mm_cvtps_pd(_mm_movehl_ps(r, r)), mHi = _mm_cvtps_pd(_mm_movehl_ps(m, m));
+        const __m128d lo = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(rLo, rLo), _mm_mul_pd(mLo, mLo)));
+        const __m128d hi = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(rHi, rHi), _mm_mul_pd(mHi, mHi)));
+        _mm_storeu_ps(re + i, _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)));
+    }
+#endif
+    for (; i < count; ++i)
+        re[i] = float(Magnitude(re[i], im[i]));
+}
+
+#if QV_ENGINE_X86
+// The same operations eight floats or four doubles wide. No FMA: every product is rounded
+// as in the portable path, so both paths give identical floats.
+[[gnu::target("avx2")]] void SplitPairsAvx2(float *reLo, float *imLo, float *reHi, float *imHi,
+                                            const float *cosK, const float *sinK, int count)
+{
+    SplitPairsBody(reLo, imLo, reHi, imHi, cosK, sinK, count);
+}
+
+[[gnu::target("avx2")]] void AmplitudesAvx2(float *__restrict re, const float *__restrict im, int count)
+{
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const __m256d r = _mm256_cvtps_pd(_mm_loadu_ps(re + i));
+        const __m256d m = _mm256_cvtps_pd(_mm_loadu_ps(im + i));
+        const __m256d a = _mm256_sqrt_pd(_mm256_add_pd(_mm256_mul_pd(r, r), _mm256_mul_pd(m, m)));
+        _mm_storeu_ps(re + i, _mm256_cvtpd_ps(a));
+    }
+    for (; i < count; ++i)
+        re[i] = float(Magnitude(re[i], im[i]));
+}
+
+bool HasAvx2()
+{
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
+
+void SplitPairs(float *reLo, float *imLo, float *reHi, float *imHi, const float *cosK,
+                const float *sinK, int count)
+{
+#if QV_ENGINE_X86
+    if (HasAvx2())
+        return SplitPairsAvx2(reLo, imLo, reHi, imHi, cosK, sinK, count);
+#endif
+    SplitPairsPortable(reLo, imLo, reHi, imHi, cosK, sinK, count);
+}
+
+void Amplitudes(float *re, const float *im, int count)
+{
+#if QV_ENGINE_X86
+    if (HasAvx2())
+        return AmplitudesAvx2(re, im, count);
+#endif
+    AmplitudesPortable(re, im, count);
+}
+
+// Phase of (r, m) with the conventions kept by the engine: the negative imaginary axis
+// gives -3 pi / 2 and the negative real axis 0.
+float Phase(double r, double m)
+{
+    if (r == 0.0) {
+        if (m < 0.0)
+            return -4.712389f;
+        return m > 0.0 ? 1.5707964f : 0.0f;
+    }
+    double phase = std::atan(m / r);
+    if (r < 0.0 && m > 0.0)
+        phase += double(Pi);
+    else if (r < 0.0 && m < 0.0)
+        phase -= double(Pi);
+    return float(phase);
+}
+
+void Multiply(float *__restrict v, const float *__restrict w, int count)
+{
+    for (int i = 0; i < count; ++i)
+        v[i] *= w[i];
+}
+
+void Deinterleave(float *__restrict re, float *__restrict im, const float *__restrict s, int count)
+{
+    for (int k = 0; k < count; ++k) {
+        re[k] = s[2 * k];
+        im[k] = s[2 * k + 1];
+    }
+}
+
+// t[2k] = re[k], t[2k + 1] = im[k + 1] for k < count.
+void InterleaveShifted(float *__restrict t, const float *__restrict re, const float *__restrict im,
+                       int count)
+{
+    for (int k = 0; k < count; ++k) {
+        t[2 * k] = re[k];
+        t[2 * k + 1] = im[k + 1];
+    }
+}
+
+// Window of L points shifted by one sample: w[j] is the textbook symmetric window at
+// (j + 1) steps of 2 pi / (L - 1). Up to three cosine terms with alternating signs.
+void CosineSumWindow(TQVVector *vector, long double a0, long double a1, long double a2, long double a3)
+{
+    if (!vector || !vector->Data())
+        return;
+    const int length = vector->Count();
+    const float step = float(2.0L * Pi / (long double)(length - 1));
+    float *w = vector->Data();
+    for (int j = 0; j < length; ++j) {
+        const float t = float((long double)(j + 1) * step);
+        long double value = a0 - a1 * std::cos((long double)t);
+        if (a2 != 0.0L)
+            value += a2 * std::cos((long double)float(2.0L * t));
+        if (a3 != 0.0L)
+            value -= a3 * std::cos((long double)float(3.0L * t));
+        w[j] = float(value);
+    }
+}
+
+void RaisedCosine(TQVVector *vector)
+{
+    CosineSumWindow(vector, 0.5L, 0.5L, 0.0L, 0.0L);
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------
+// Construction and properties
+
+TQVFFT::TQVFFT(QObject *owner)
+    : TQVComponent(owner)
+{
+    SetCoeff(m_size);
+    m_window = NewArray(m_size);
+    InstallLeakFunction(m_leakType, m_size);
+}
+
+TQVFFT::~TQVFFT()
+{
+    for (TQVVector *v : m_arrays)
+        delete v;
+    for (TQVComplexVector *v : m_complexes)
+        delete v;
+}
+
+void TQVFFT::SetDesigning(bool designing)
+{
+    const bool wasDesigning = IsDesigning();
+    TQVComponent::SetDesigning(designing);
+    if (!wasDesigning || designing)
+        return;
+    if (!TablesReady() || m_kernel.Size() != m_size)
+        SetCoeff(m_size);
+    InstallWindow(m_leakType, m_size);
+}
+
+void TQVFFT::SetExponent(int exponent)
+{
+    if (exponent < 1 || exponent > 31 || exponent == m_exponent)
+        return;
+    m_exponent = exponent;
+    // 2^31 wraps to a negative size, as in a 32-bit register; no table is built for it.
+    m_size = int(quint32(1) << exponent);
+    SetCoeff(m_size);
+    InstallLeakFunction(m_leakType, m_size);
+}
+
+void TQVFFT::SetLeakType(TQVLeakType type)
+{
+    if (type == m_leakType)
+        return;
+    InstallLeakFunction(type, m_window ? m_window->Count() : 0);
+}
+
+void TQVFFT::SetOwnerLeakFunction(TQVLeakFunction function)
+{
+    m_ownerLeakFunction = std::move(function);
+}
+
+// ---------------------------------------------------------------------------------------
+// Vector registries
+
+TQVVector *TQVFFT::NewArray(int count)
+{
+    auto *vector = new TQVVector(count);
+    m_arrays.push_back(vector);
+    return vector;
+}
+
+void TQVFFT::FreeArray(TQVVector *vector)
+{
+    const auto it = std::find(m_arrays.begin(), m_arrays.end(), vector);
+    if (!vector || it == m_arrays.end())
+        return;
+    m_arrays.erase(it);
+    delete vector;
+}
+
+TQVComplexVector *TQVFFT::NewComplex(int count)
+{
+    auto *vector = new TQVComplexVector(count);
+    m_complexes.push_back(vector);
+    return vector;
+}
+
+void TQVFFT::FreeComplex(TQVComplexVector *vector)
+{
+    const auto it = std::find(m_complexes.begin(), m_complexes.end(), vector);
+    if (!vector || it == m_complexes.end())
+        return;
+    m_complexes.erase(it);
+    delete vector;
+}
+
+// ---------------------------------------------------------------------------------------
+// Tables and checks
+
+void TQVFFT::SetCoeff(int n)
+{
+    if (IsDesigning()) {
+        // No tables in the designer; a kernel of another size must not outlive them.
+        if (m_kernel.Size() != n)
+            m_kernel.Clear();
+        return;
+    }
+    FreeArray(m_cosTable);
+    FreeArray(m_sinTable);
+    m_cosTable = NewArray(n);
+    m_sinTable = NewArray(n);
+    const bool built = m_cosTable->Count() == n && m_sinTable->Count() == n && n > 0;
+    if (!built) {
+        m_kernel.Clear();
+        return;
+    }
+    float *c = m_cosTable->Data();
+    float *s = m_sinTable->Data();
+    for (int k = 0; k < n; ++k) {
+        const long double angle = Pi * (long double)k / (long double)n;
+        c[k] = float(std::cos(angle));
+        s[k] = float(std::sin(angle));
+    }
+    if (IsPowerOfTwo(n))
+        m_kernel.Prepare(n, c, s);
+    else
+        m_kernel.Clear();
+}
+
+bool TQVFFT::TablesReady() const
+{
+    return m_size >= 2 && m_cosTable && m_sinTable && m_cosTable->Count() == m_size
+        && m_sinTable->Count() == m_size;
+}
+
+bool TQVFFT::HasSize(const TQVComplexVector *vector) const
+{
+    return vector && m_size >= 2 && vector->Count() == m_size && vector->Re() && vector->Im()
+        && vector->Re()->Count() >= m_size && vector->Im()->Count() >= m_size;
+}
+
+bool TQVFFT::CanTransform(const TQVComplexVector *vector) const
+{
+    return HasSize(vector) && TablesReady() && m_kernel.Size() == m_size;
+}
+
+// ---------------------------------------------------------------------------------------
+// Transforms
+
+void TQVFFT::ComplexFFT(TQVComplexVector *vector, bool inverse)
+{
+    if (!CanTransform(vector))
+        return;
+    m_kernel.Transform(vector->Re()->Data(), vector->Im()->Data(), inverse);
+}
+
+void TQVFFT::ComplexToReal(TQVComplexVector *vector)
+{
+    if (!HasSize(vector) || !TablesReady())
+        return;
+    const int n = m_size;
+    const int half = n / 2;
+    float *re = vector->Re()->Data();
+    float *im = vector->Im()->Data();
+    const float *cosT = m_cosTable->Data();
+    const float *sinT = m_sinTable->Data();
+
+    re[0] = (re[0] + im[0]) * 0.5f;
+    im[0] = 0.0f;
+    SplitPairs(re + 1, im + 1, re + n - 1, im + n - 1, cosT + 1, sinT + 1, half - 1);
+
+    // k = q = N/2: the values written for q are written last and stand.
+    const float a = re[half], c = im[half];
+    const float wr = cosT[half], wi = -sinT[half];
+    const float s = a + a, dr = a - a, si = c + c, di = c - c;
+    const float t1 = dr * wi - si * wr;
+    const float t2 = dr * wr + si * wi;
+    re[half] = (s + t1) * 0.5f;
+    im[half] = (-di - t2) * 0.5f;
+}
+
+void TQVFFT::RealToComplex(TQVComplexVector *vector)
+{
+    if (!HasSize(vector) || !TablesReady())
+        return;
+    const int n = m_size;
+    float *re = vector->Re()->Data();
+    float *im = vector->Im()->Data();
+    const float *cosT = m_cosTable->Data();
+    const float *sinT = m_sinTable->Data();
+    constexpr long double h = 0.5L;
+
+    const long double t = re[0], u = im[0];
+    re[0] = float(t + u);
+    im[0] = float(t - u);
+    for (int k = 1; k <= n / 2; ++k) {
+        const int q = n - k;
+        const long double wr = cosT[k], wi = sinT[k];
+        const long double a = re[k], b = re[q], c = im[k], d = im[q];
+        const long double h1 = (c - d) * h;
+        const long double h2 = (-c - d) * h;
+        const long double g1 = (b - a) * h;
+        const long double g0 = (a + b) * h;
+        const long double t1 = g1 * wi + h2 * wr;
+        re[k] = float(g0 + t1);
+        re[q] = float(g0 - t1);
+        const long double t2 = h2 * wi - g1 * wr;
+        im[k] = float(t2 + h1);
+        im[q] = float(t2 - h1);
+    }
+}
+
+void TQVFFT::CoeffToAmpl(TQVComplexVector *vector, bool withPhase)
+{
+    if (!HasSize(vector))
+        return;
+    const int n = m_size;
+    float *re = vector->Re()->Data();
+    float *im = vector->Im()->Data();
+    if (!withPhase) {
+        Amplitudes(re + 1, im + 1, n - 1);
+        return;
+    }
+    for (int i = 1; i < n; ++i) {
+        const double r = re[i], m = im[i];
+        re[i] = float(Magnitude(r, m));
+        im[i] = Phase(r, m);
+    }
+}
+
+void TQVFFT::AmplToCoeff(TQVComplexVector *vector)
+{
+    if (!HasSize(vector))
+        return;
+    float *re = vector->Re()->Data();
+    float *im = vector->Im()->Data();
+    for (int i = 1; i < m_size; ++i) {
+        if (im[i] == 0.0f)
+            continue;
+        const long double phase = im[i], amplitude = re[i];
+        re[i] = float(std::cos(phase) * amplitude);
+        im[i] = float(std::sin(phase) * amplitude);
+    }
+}
+
+void TQVFFT::ScrambleData(const TQVVector *source, TQVComplexVector *target)
+{
+    if (!source || !target || !source->Data())
+        return;
+    const int pairs = source->Count() / 2;
+    if (source->Count() <= 0 || target->Count() < pairs || !target->Re() || !target->Im()
+        || target->Re()->Count() < pairs || target->Im()->Count() < pairs)
+        return;
+    Deinterleave(target->Re()->Data(), target->Im()->Data(), source->Data(), pairs);
+}
+
+void TQVFFT::UnscrambleData(const TQVComplexVector *source, TQVVector *target)
+{
+    if (!source || !target || !target->Data())
+        return;
+    const int length = target->Count();
+    const int h = length / 2;
+    // A source shorter than half the target would be read past its end: refused as well.
+    if (length < 2 || source->Count() > h || !source->Re() || !source->Im()
+        || source->Re()->Count() < h || source->Im()->Count() < h)
+        return;
+    const float *re = source->Re()->Data();
+    const float *im = source->Im()->Data();
+    float *t = target->Data();
+    t[length - 2] = re[h - 1];
+    t[length - 1] = im[0];
+    InterleaveShifted(t, re, im, h - 1);
+}
+
+void TQVFFT::RealFFT(TQVVector *input, TQVComplexVector *output, bool withPhase)
+{
+    if (!input || !input->Data() || qint64(input->Count()) != 2 * qint64(m_size) || !CanTransform(output))
+        return;
+    DoLeakTransformation(input);
+    ScrambleData(input, output);
+    ComplexFFT(output, false);
+    ComplexToReal(output);
+    CoeffToAmpl(output, withPhase);
+}
+
+void TQVFFT::RealInverseFFT(TQVComplexVector *input, TQVVector *output)
+{
+    if (!output || !output->Data() || qint64(output->Count()) != 2 * qint64(m_size) || !CanTransform(input))
+        return;
+    AmplToCoeff(input);
+    RealToComplex(input);
+    ComplexFFT(input, true);
+    UnscrambleData(input, output);
+}
+
+void TQVFFT::WindowAndTransform(TQVComplexVector *vector)
+{
+    DoLeakTransformation(vector->Re());
+    DoLeakTransformation(vector->Im());
+    ComplexFFT(vector, false);
+}
+
+void TQVFFT::PowerSpectrum(TQVComplexVector *vector)
+{
+    if (!CanTransform(vector))
+        return;
+    WindowAndTransform(vector);
+    vector->Square(vector);
+}
+
+void TQVFFT::AutoCorrelation(TQVComplexVector *vector)
+{
+    if (!CanTransform(vector))
+        return;
+    PowerSpectrum(vector);
+    ComplexFFT(vector, true);
+}
+
+void TQVFFT::CrossPowerSpectrum(TQVComplexVector *result, TQVComplexVector *a, TQVComplexVector *b)
+{
+    if (!CanTransform(result) || !CanTransform(a) || !CanTransform(b))
+        return;
+    WindowAndTransform(a);
+    WindowAndTransform(b);
+    b->Conj(b);
+    result->Mul(a, b);
+}
+
+void TQVFFT::CrossCorrelation(TQVComplexVector *result, TQVComplexVector *a, TQVComplexVector *b)
+{
+    if (!CanTransform(result) || !CanTransform(a) || !CanTransform(b))
+        return;
+    CrossPowerSpectrum(result, a, b);
+    ComplexFFT(result, true);
+}
+
+void TQVFFT::Convolute(TQVComplexVector *result, TQVComplexVector *a, TQVComplexVector *b)
+{
+    if (!CanTransform(result) || !CanTransform(a) || !CanTransform(b))
+        return;
+    WindowAndTransform(a);
+    WindowAndTransform(b);
+    result->Mul(a, b);
+    ComplexFFT(result, true);
+}
+
+// ---------------------------------------------------------------------------------------
+// Windows
+
+void TQVFFT::InstallLeakFunction(TQVLeakType type, int length)
+{
+    if (type > wnBlackmanHarris92dB)
+        return;
+    if (m_window && type == m_leakType && length == m_window->Count())
+        return;
+    InstallWindow(type, length);
+}
+
+void TQVFFT::InstallWindow(TQVLeakType type, int length)
+{
+    const bool designing = IsDesigning();
+    if (!designing) {
+        FreeArray(m_window);
+        m_window = NewArray(length);
+    }
+    switch (type) {
+    case wnOwn:
+        if (m_ownerLeakFunction) {
+            m_installedLeakFunction = std::make_shared<const TQVLeakFunction>(m_ownerLeakFunction);
+            m_installedLeak = TQVInstalledLeak::Owner;
+            m_leakType = wnOwn;
+        } else {
+            m_installedLeak = TQVInstalledLeak::Rectangle;
+            m_leakType = wnRectangle;
+        }
+        return;
+    case wnRectangle:
+        m_installedLeak = TQVInstalledLeak::Rectangle;
+        m_leakType = wnRectangle;
+        return;
+    default:
+        break;
+    }
+    if (!designing) {
+        switch (type) {
+        case wnHanning: CalcHanning(m_window); break;
+        case wnHamming: CalcHamming(m_window); break;
+        case wnBlackman: CalcBlackman(m_window); break;
+        case wnHann: CalcHann(m_window); break;
+        case wnBlackmanHarris67dB: CalcBlackmanHarris67dB(m_window); break;
+        case wnBlackmanHarris92dB: CalcBlackmanHarris92dB(m_window); break;
+        default: break;
+        }
+    }
+    m_installedLeak = TQVInstalledLeak::Default;
+    m_leakType = type;
+}
+
+void TQVFFT::DoLeakTransformation(TQVVector *vector)
+{
+    if (!vector)
+        return;
+    InstallLeakFunction(m_leakType, vector->Count());
+    ApplyInstalledLeak(*vector);
+}
+
+void TQVFFT::ApplyInstalledLeak(TQVVector &vector)
+{
+    switch (m_installedLeak) {
+    case TQVInstalledLeak::Rectangle:
+        LeakRectangle(vector);
+        break;
+    case TQVInstalledLeak::Default:
+        LeakDefault(vector);
+        break;
+    case TQVInstalledLeak::Owner:
+        if (const std::shared_ptr<const TQVLeakFunction> function = m_installedLeakFunction)
+            (*function)(vector);
+        break;
+    }
+}
+
+void TQVFFT::LeakRectangle(TQVVector &)
+{
+}
+
+void TQVFFT::LeakDefault(TQVVector &vector)
+{
+    if (!vector.Data() || !m_window || !m_window->Data() || m_window->Count() < vector.Count())
+        return;
+    Multiply(vector.Data(), m_window->Data(), vector.Count());
+}
+
+void TQVFFT::CalcHanning(TQVVector *vector)
+{
+    RaisedCosine(vector);
+}
+
+void TQVFFT::CalcHann(TQVVector *vector)
+{
+    RaisedCosine(vector);
+}
+
+void TQVFFT::CalcHamming(TQVVector *vector)
+{
+    CosineSumWindow(vector, 0.54L, 0.46L, 0.0L, 0.0L);
+}
+
+void TQVFFT::CalcBlackman(TQVVector *vector)
+{
+    CosineSumWindow(vector, 0.42L, 0.5L, 0.08L, 0.0L);
+}
+
+void TQVFFT::CalcBlackmanHarris67dB(TQVVector *vector)
+{
+    CosineSumWindow(vector, 0.42323L, 0.49755L, 0.07922L, 0.0L);
+}
+
+void TQVFFT::CalcBlackmanHarris92dB(TQVVector *vector)
+{
+    CosineSumWindow(vector, 0.35875L, 0.48829L, 0.14128L, 0.01168L);
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "analysis/QVVector.h"
@@ -48,6 +49,9 @@ class QV_CORE_EXPORT TQVFFT : public TQVComponent
 public:
     explicit TQVFFT(QObject *owner = nullptr);
     ~TQVFFT() override;
+
+    /// Leaving the designer builds the tables and the window that were skipped there.
+    void SetDesigning(bool designing) override;
 
     int Exponent() const { return m_exponent; }
     /// 1..31; other values are ignored. A new value rebuilds the tables and the window.
@@ -98,15 +102,30 @@ public:
     static void CalcBlackmanHarris92dB(TQVVector *vector);
 
 private:
+    /// Which routine `DoLeakTransformation` applies.
+    enum class TQVInstalledLeak : quint8 { Rectangle, Default, Owner };
+
+    bool TablesReady() const;
+    /// Present with both parts holding `Size` points, and `Count` equal to `Size`.
+    bool HasSize(const TQVComplexVector *vector) const;
+    /// `HasSize`, and the tables and the transform kernel prepared for `Size`.
+    bool CanTransform(const TQVComplexVector *vector) const;
+    /// Steps after the early return of `InstallLeakFunction`.
+    void InstallWindow(TQVLeakType type, int length);
+    void ApplyInstalledLeak(TQVVector &vector);
+    void WindowAndTransform(TQVComplexVector *vector);
+
     int m_exponent = 10;
     int m_size = 1024;
     TQVLeakType m_leakType = wnRectangle;
+    TQVInstalledLeak m_installedLeak = TQVInstalledLeak::Rectangle;
     std::vector<TQVVector *> m_arrays;
     std::vector<TQVComplexVector *> m_complexes;
     TQVVector *m_cosTable = nullptr;
     TQVVector *m_sinTable = nullptr;
     TQVVector *m_window = nullptr;
     TQVLeakFunction m_ownerLeakFunction;
-    TQVLeakFunction m_installedLeakFunction;
+    // Shared so that a callback which re-installs the window while it runs stays alive.
+    std::shared_ptr<const TQVLeakFunction> m_installedLeakFunction;
     TQVFFTKernel m_kernel;
 };

@@ -36,6 +36,12 @@ constexpr ResEntry Table[] = {
      QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation, a channel and no individual values.")},
     {TQVResString::FFTNeedsTwoChannels,
      QT_TRANSLATE_NOOP("Velmora", "Component needs continuous operation, two channels and no individual values.")},
+    {TQVResString::FilterNeedsOneChannel,
+     QT_TRANSLATE_NOOP("Velmora", "Filter: Component needs continuous operation and one channel.")},
+    {TQVResString::FirCoefficientCount,
+     QT_TRANSLATE_NOOP("Velmora", "FIRFilter: The number of coefficients must amount to between 1 and 512")},
+    {TQVResString::FirCoefficientLineInvalid,
+     QT_TRANSLATE_NOOP("Velmora", "FIRFilter line %1 (\"%2\") is not a valid floating point value")},
 };
 
 } // namespace

@@ -19,6 +19,9 @@ enum class TQVResString {
     TriggerNeedsContinuous,
     FFTNeedsOneChannel,
     FFTNeedsTwoChannels,
+    FilterNeedsOneChannel,
+    FirCoefficientCount,
+    FirCoefficientLineInvalid,
 };
 
 /// Loads a text of the string table, translated when a translator is installed.

@@ -3,18 +3,25 @@
 #include "framework/qvMeasIntf.h"
 #include "support/qvTestConsumer.h"
 
-TEST(MeasureLink, StartsUnconnectedAndCallsNothingWithoutASource)
-{
-    QObject owner, other;
-    TQVMeasureLink link(&owner);
-    EXPECT_EQ(link.Owner(), &owner);
-    EXPECT_EQ(link.Source(), nullptr);
-    EXPECT_FALSE(link.OnNewData);
-    EXPECT_FALSE(link.OnChangedState);
-    EXPECT_FALSE(link.OnUpdateSettings);
-    link.SetOwner(&other);
-    EXPECT_EQ(link.Owner(), &other);
+namespace {
 
+using Kind = TQVTestConsumer::LinkKind;
+
+QString MessageOf(Kind kind)
+{
+    switch (kind) {
+    case TQVTestConsumer::SingleValue: return QStringLiteral("Component can process only individual values from channel 0!");
+    case TQVTestConsumer::SingleChannel: return QStringLiteral("Component can process only values from channel 0!");
+    case TQVTestConsumer::DualChannel: return QStringLiteral("Component can process only values from the channels 0 and 1!");
+    default: return {};
+    }
+}
+
+} // namespace
+
+TEST(MeasureLink, CallsNothingWithoutASource)
+{
+    TQVMeasureLink link(nullptr);
     int calls = 0;
     link.OnNewData = [&](TQVMeasureLink *, TQVDescArraySingle &) { ++calls; };
     link.OnChangedState = [&](TQVMeasureLink *, TQVMeasureSourceState) { ++calls; };
@@ -26,189 +33,103 @@ TEST(MeasureLink, StartsUnconnectedAndCallsNothingWithoutASource)
     EXPECT_EQ(calls, 0);
 }
 
-TEST(MeasureLink, ConnectsSwitchesAndDisconnects)
+TEST(MeasureLink, ConnectsSwitchesDisconnectsAndDetachesWhenDestroyed)
 {
     TQVTestSource first, second;
-    first.SetSettings(1);
+    first.SetSettings(3, 16, 0.25L);
     second.SetSettings(1);
-    TQVTestConsumer consumer;
-
-    consumer.Connect(&first);
-    EXPECT_EQ(consumer.Link().Source(), &first);
-    EXPECT_EQ(consumer.SettingsCalls, 1);
-
-    consumer.Connect(&first); // the same source again does nothing
-    EXPECT_EQ(consumer.SettingsCalls, 1);
-    EXPECT_EQ(first.Links().size(), 1);
-
-    consumer.Connect(&second);
-    EXPECT_TRUE(first.Links().isEmpty());
-    EXPECT_EQ(second.Links(), QList<TQVMeasureLink *>{&consumer.Link()});
-    EXPECT_EQ(consumer.SettingsCalls, 2);
-
-    consumer.Connect(nullptr);
-    EXPECT_TRUE(second.Links().isEmpty());
-    EXPECT_EQ(consumer.Link().Source(), nullptr);
-}
-
-TEST(MeasureLink, DestroyingTheLinkDetachesItFromItsSource)
-{
-    TQVTestSource source;
     {
         TQVTestConsumer consumer;
-        consumer.Connect(&source);
-        EXPECT_EQ(source.Links().size(), 1);
+        consumer.Connect(&first);
+        EXPECT_EQ(consumer.Link().Source(), &first);
+        EXPECT_EQ(consumer.LastSettings.ChannelCount, 3);
+        EXPECT_EQ(static_cast<long double>(consumer.LastSettings.XSpan), 0.25L);
+        consumer.Connect(&first); // the same source again does nothing
+        EXPECT_EQ(consumer.SettingsCalls, 1);
+        EXPECT_EQ(first.Links().size(), 1);
+
+        consumer.Connect(&second);
+        EXPECT_TRUE(first.Links().isEmpty());
+        EXPECT_EQ(second.Links(), QList<TQVMeasureLink *>{&consumer.Link()});
+        EXPECT_EQ(consumer.SettingsCalls, 2);
+        consumer.Connect(nullptr);
+        EXPECT_TRUE(second.Links().isEmpty());
+        EXPECT_EQ(consumer.Link().Source(), nullptr);
+        consumer.Connect(&first);
     }
-    EXPECT_TRUE(source.Links().isEmpty());
+    EXPECT_TRUE(first.Links().isEmpty());
     TQVTestBlock block(1, 4);
-    source.Send(block.Block); // nothing left to call
+    first.Send(block.Block); // nothing left to call
 }
 
-TEST(MeasureLink, CallbacksReachTheOwnerWithTheLink)
+// Each variant checks capabilities and channel count on connection and on every later
+// change; a refusal disconnects before raising and interrupts the ripple. A plain link
+// checks nothing.
+TEST(MeasureLink, VariantsAcceptOnlyWhatTheirOwnerCanShow)
 {
-    TQVTestSource source;
-    source.SetSettings(3, 16, 0.25L);
-    TQVTestConsumer consumer;
-    consumer.Connect(&source);
-    EXPECT_EQ(consumer.LastSettings.ChannelCount, 3);
-    EXPECT_EQ(static_cast<long double>(consumer.LastSettings.XSpan), 0.25L);
-
-    TQVTestBlock block(3, 16);
-    block.Block.HeaderValueA = 12.5L;
-    source.Send(block.Block);
-    source.SendState(mssError);
-    ASSERT_EQ(consumer.Blocks.size(), 1u);
-    EXPECT_EQ(consumer.Blocks[0].HeaderValueA, 12.5L);
-    EXPECT_EQ(consumer.Blocks[0].Channels[2], block.Samples[2]);
-    EXPECT_EQ(consumer.States, std::vector<TQVMeasureSourceState>{mssError});
-}
-
-struct VariantCase
-{
-    TQVMeasureSourceCapabilities caps;
-    int channels;
-    bool accepted;
-};
-
-struct VariantTable
-{
-    TQVTestConsumer::LinkKind kind;
-    const char *message;
-    std::vector<VariantCase> cases;
-};
-
-void PrintTo(const VariantTable &table, std::ostream *os)
-{
-    *os << table.message;
-}
-
-class MeasureLinkVariant : public ::testing::TestWithParam<VariantTable>
-{
-};
-
-TEST_P(MeasureLinkVariant, AcceptsOnlyWhatItsOwnerCanShow)
-{
-    const VariantTable &table = GetParam();
-    for (const VariantCase &c : table.cases) {
-        SCOPED_TRACE(::testing::Message() << "caps " << int(c.caps.Bits()) << ", channels " << c.channels);
+    struct Row { Kind kind; TQVMeasureSourceCapabilities caps; int channels; bool accepted; };
+    const Row rows[] = {
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel}, 1, true},
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel, mscEquidistant}, 1, true},
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel}, 2, false},
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleChannel}, 1, false},
+        {TQVTestConsumer::SingleValue, {mscSingleValue, mscSingleChannel}, 1, false},
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscDualChannel}, 1, false},
+        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel}, 1, true},
+        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel, mscSingleValue}, 1, true},
+        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel}, 2, false},
+        {TQVTestConsumer::SingleChannel, {mscSingleChannel}, 1, false},
+        {TQVTestConsumer::SingleChannel, {mscContinuous, mscDualChannel}, 1, false},
+        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 2, true},
+        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 1, false},
+        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 3, false},
+        {TQVTestConsumer::DualChannel, {mscDualChannel}, 2, false},
+        {TQVTestConsumer::DualChannel, {mscContinuous, mscSingleChannel}, 2, false},
+        {TQVTestConsumer::Plain, {}, 7, true},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(::testing::Message() << "kind " << r.kind << ", caps " << int(r.caps.Bits()) << ", channels "
+                                          << r.channels);
         TQVTestSource source;
-        source.SetCaps(c.caps);
-        source.SetSettings(c.channels);
-        TQVTestConsumer consumer(table.kind);
-        if (c.accepted) {
-            EXPECT_NO_THROW(consumer.Connect(&source));
-            EXPECT_EQ(consumer.Link().Source(), &source);
-            EXPECT_EQ(consumer.SettingsCalls, 1);
-        } else {
+        source.SetCaps(r.caps);
+        source.SetSettings(r.channels);
+        TQVTestConsumer consumer(r.kind), after;
+        if (!r.accepted) {
             try {
                 consumer.Connect(&source);
                 ADD_FAILURE() << "expected EQVMSIncompatibleSource";
             } catch (const EQVMSIncompatibleSource &e) {
-                EXPECT_EQ(e.Message(), QString::fromUtf8(table.message));
+                EXPECT_EQ(e.Message(), MessageOf(r.kind));
             }
             EXPECT_EQ(consumer.Link().Source(), nullptr);
             EXPECT_TRUE(source.Links().isEmpty());
             EXPECT_EQ(consumer.SettingsCalls, 0);
+            continue;
         }
+        ASSERT_NO_THROW(consumer.Connect(&source));
+        EXPECT_EQ(consumer.SettingsCalls, 1);
+        after.Connect(&source);
+        source.SetSettings(5);
+        if (r.kind == TQVTestConsumer::Plain) {
+            EXPECT_NO_THROW(source.UpdateLinks());
+            continue;
+        }
+        EXPECT_THROW(source.UpdateLinks(), EQVMSIncompatibleSource);
+        EXPECT_EQ(source.Links(), QList<TQVMeasureLink *>{&after.Link()});
+        EXPECT_EQ(after.SettingsCalls, 1); // interrupted before the later link
     }
 }
 
-TEST_P(MeasureLinkVariant, InvalidSettingsConnectWithoutCheckOrCall)
+TEST(MeasureLink, InvalidSettingsConnectEveryVariantWithoutCheckOrCall)
 {
-    for (auto [channels, span] : {std::pair{0, 1.0L}, std::pair{2, 0.0L}}) {
-        TQVTestSource source; // no capabilities at all
-        source.SetSettings(channels, 1024, span);
-        TQVTestConsumer consumer(GetParam().kind);
-        EXPECT_NO_THROW(consumer.Connect(&source));
-        EXPECT_EQ(consumer.Link().Source(), &source);
-        EXPECT_EQ(consumer.SettingsCalls, 0);
-    }
-}
-
-TEST_P(MeasureLinkVariant, LaterIncompatibleChangeRaisesFromUpdateLinks)
-{
-    const VariantTable &table = GetParam();
-    const VariantCase *good = nullptr;
-    for (const VariantCase &c : table.cases)
-        if (c.accepted)
-            good = &c;
-    ASSERT_NE(good, nullptr);
-
-    TQVTestSource source;
-    source.SetCaps(good->caps);
-    source.SetSettings(good->channels);
-    TQVTestConsumer consumer(table.kind);
-    TQVTestConsumer after(TQVTestConsumer::Plain);
-    consumer.Connect(&source);
-    after.Connect(&source);
-    const int afterCalls = after.SettingsCalls;
-
-    source.SetSettings(5);
-    EXPECT_THROW(source.UpdateLinks(), EQVMSIncompatibleSource);
-    EXPECT_EQ(consumer.Link().Source(), nullptr);
-    EXPECT_EQ(source.Links(), QList<TQVMeasureLink *>{&after.Link()});
-    EXPECT_EQ(after.SettingsCalls, afterCalls); // interrupted before the later link
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Variants, MeasureLinkVariant,
-    ::testing::Values(
-        VariantTable{TQVTestConsumer::SingleValue,
-                     "Component can process only individual values from channel 0!",
-                     {{{mscContinuous, mscSingleValue, mscSingleChannel}, 1, true},
-                      {{mscContinuous, mscSingleValue, mscSingleChannel, mscEquidistant}, 1, true},
-                      {{mscContinuous, mscSingleValue, mscSingleChannel}, 2, false},
-                      {{mscContinuous, mscSingleChannel}, 1, false},
-                      {{mscSingleValue, mscSingleChannel}, 1, false},
-                      {{mscContinuous, mscSingleValue, mscDualChannel}, 1, false}}},
-        VariantTable{TQVTestConsumer::SingleChannel,
-                     "Component can process only values from channel 0!",
-                     {{{mscContinuous, mscSingleChannel}, 1, true},
-                      {{mscContinuous, mscSingleChannel, mscSingleValue}, 1, true},
-                      {{mscContinuous, mscSingleChannel}, 2, false},
-                      {{mscSingleChannel}, 1, false},
-                      {{mscContinuous, mscDualChannel}, 1, false}}},
-        VariantTable{TQVTestConsumer::DualChannel,
-                     "Component can process only values from the channels 0 and 1!",
-                     {{{mscContinuous, mscDualChannel}, 2, true},
-                      {{mscContinuous, mscDualChannel}, 1, false},
-                      {{mscContinuous, mscDualChannel}, 3, false},
-                      {{mscDualChannel}, 2, false},
-                      {{mscContinuous, mscSingleChannel}, 2, false}}}),
-    [](const auto &info) {
-        switch (info.param.kind) {
-        case TQVTestConsumer::SingleValue: return std::string("SingleValue");
-        case TQVTestConsumer::SingleChannel: return std::string("SingleChannel");
-        case TQVTestConsumer::DualChannel: return std::string("DualChannel");
-        default: return std::string("Plain");
+    for (Kind kind : {TQVTestConsumer::SingleValue, TQVTestConsumer::SingleChannel, TQVTestConsumer::DualChannel}) {
+        for (auto [channels, span] : {std::pair{0, 1.0L}, std::pair{2, 0.0L}}) {
+            TQVTestSource source; // no capabilities at all
+            source.SetSettings(channels, 1024, span);
+            TQVTestConsumer consumer(kind);
+            EXPECT_NO_THROW(consumer.Connect(&source)) << kind;
+            EXPECT_EQ(consumer.Link().Source(), &source);
+            EXPECT_EQ(consumer.SettingsCalls, 0);
         }
-    });
-
-TEST(MeasureLink, PlainLinkChecksNothing)
-{
-    TQVTestSource source;
-    source.SetSettings(7);
-    TQVTestConsumer consumer(TQVTestConsumer::Plain);
-    EXPECT_NO_THROW(consumer.Connect(&source));
-    EXPECT_EQ(consumer.SettingsCalls, 1);
+    }
 }

@@ -1,0 +1,411 @@
+// Speed of the filter components on one channel of 1024-sample blocks, timed in the same run
+// as their yardsticks: the FIR and the IIR low-pass against liquid-dsp (firfilt_rrrf with
+// the same taps; iirfilt_rrrf designed as Butterworth second-order sections of the same
+// order and cutoff), the RC and state-variable filters against a memcpy of the 4096-byte
+// block. Each subject copies the block into its work buffer and calls `FilterArray` on it,
+// as the filter stage does with every block; the peers read the block and write a buffer of
+// their own. The filter state runs on from block to block over a long signal.
+//
+// Informational rows: the IIR band-pass, the notch output, and the vectorised kernels on
+// their portable path.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <liquid/liquid.h>
+
+#include "analysis/qvFilter.h"
+#include "analysis/qvFilterKernels.h"
+#include "qvBenchSupport.h"
+
+namespace QVFilterKernels {
+// Path selection, exported by velmora_core next to the kernels.
+enum class TQVKernelPath { Portable, Avx2, Avx512 };
+QV_CORE_EXPORT bool KernelPathAvailable(TQVKernelPath path);
+QV_CORE_EXPORT bool SelectKernelPath(TQVKernelPath path);
+QV_CORE_EXPORT TQVKernelPath ActiveKernelPath();
+} // namespace QVFilterKernels
+
+namespace {
+
+using QVFilterKernels::TQVKernelPath;
+
+constexpr int BlockSamples = 1024;
+constexpr std::size_t BlockBytes = BlockSamples * sizeof(float);
+constexpr int SignalBlocks = 16;
+constexpr int WarmupBlocks = 16;
+constexpr int CountedBlocks = 256;
+constexpr float RelativeCutoff = 0.1f;
+
+constexpr double FirTargetRatio = 1.0;
+constexpr double IirTargetRatio = 1.0 / 0.7;
+constexpr double RCTargetRatio = 10.0;
+constexpr double SvfTargetRatio = 20.0;
+
+const char *const MemcpyName = "memcpy 4096 B";
+
+/// Noise and sines cut into consecutive blocks, handed out in turn.
+class TQVSignalBlocks
+{
+public:
+    TQVSignalBlocks()
+    {
+        std::mt19937 random(11);
+        std::normal_distribution<float> noise(0.0f, 0.3f);
+        m_samples.resize(std::size_t(SignalBlocks) * BlockSamples);
+        for (std::size_t n = 0; n < m_samples.size(); ++n)
+            m_samples[n] = noise(random) + float(0.7 * std::sin(0.0123 * double(n)) + 0.4 * std::sin(0.31 * double(n)));
+    }
+    const float *Next()
+    {
+        const float *block = m_samples.data() + std::size_t(m_next) * BlockSamples;
+        m_next = (m_next + 1) % SignalBlocks;
+        return block;
+    }
+    const std::vector<float> &Samples() const { return m_samples; }
+
+private:
+    std::vector<float> m_samples;
+    int m_next = 0;
+};
+
+std::vector<float> FirTaps(int count)
+{
+    // A windowed-sinc low-pass, so that the peers filter something meaningful.
+    std::vector<float> h(std::size_t(count), 0.0f);
+    const double middle = 0.5 * (count - 1);
+    for (int i = 0; i < count; ++i) {
+        const double t = i - middle;
+        const double sinc = t == 0.0 ? 2.0 * RelativeCutoff
+                                     : std::sin(2.0 * std::numbers::pi * RelativeCutoff * t) / (std::numbers::pi * t);
+        const double window = 0.54 - 0.46 * std::cos(2.0 * std::numbers::pi * i / std::max(count - 1, 1));
+        h[std::size_t(i)] = float(sinc * window);
+    }
+    return h;
+}
+
+// Mean ns per call of `op` over the benchmark's iterations.
+template <typename Op>
+double TimedNs(benchmark::State &state, Op &&op)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (auto _ : state)
+        op();
+    const double ns = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+    return ns / double(state.iterations());
+}
+
+double MemcpyNs()
+{
+    static const double ns = QVMemcpyYardstickNs(BlockBytes);
+    return ns;
+}
+
+// ---------------------------------------------------------------------------------------
+// Peers: created once per size, timed by their own benchmarks (registered first); a subject
+// selected without its peer times the peer itself.
+
+class TQVPeer
+{
+public:
+    virtual ~TQVPeer() = default;
+    virtual void Run(const float *in, float *out) = 0;
+    virtual std::string Name() const = 0;
+};
+
+class TQVLiquidFir : public TQVPeer
+{
+public:
+    explicit TQVLiquidFir(int taps) : m_taps(taps)
+    {
+        std::vector<float> h = FirTaps(taps);
+        m_filter = firfilt_rrrf_create(h.data(), unsigned(taps));
+    }
+    ~TQVLiquidFir() override { firfilt_rrrf_destroy(m_filter); }
+    void Run(const float *in, float *out) override
+    {
+        firfilt_rrrf_execute_block(m_filter, const_cast<float *>(in), BlockSamples, out);
+    }
+    std::string Name() const override { return "liquid firfilt_rrrf " + std::to_string(m_taps); }
+
+private:
+    int m_taps;
+    firfilt_rrrf m_filter;
+};
+
+class TQVLiquidIir : public TQVPeer
+{
+public:
+    explicit TQVLiquidIir(int order) : m_order(order)
+    {
+        m_filter = iirfilt_rrrf_create_prototype(LIQUID_IIRDES_BUTTER, LIQUID_IIRDES_LOWPASS, LIQUID_IIRDES_SOS,
+                                                 unsigned(order), RelativeCutoff, 0.0f, 1.0f, 60.0f);
+    }
+    ~TQVLiquidIir() override { iirfilt_rrrf_destroy(m_filter); }
+    void Run(const float *in, float *out) override
+    {
+        iirfilt_rrrf_execute_block(m_filter, const_cast<float *>(in), BlockSamples, out);
+    }
+    std::string Name() const override { return "liquid iirfilt_rrrf SOS " + std::to_string(m_order); }
+
+private:
+    int m_order;
+    iirfilt_rrrf m_filter;
+};
+
+enum class TQVPeerKind { Fir, Iir };
+
+struct TQVPeerRecord
+{
+    std::unique_ptr<TQVPeer> Peer;
+    TQVSignalBlocks Blocks;
+    std::vector<float> Out = std::vector<float>(BlockSamples, 0.0f);
+    double Ns = 0.0; // from its benchmark; 0 until timed
+    void Run() { Peer->Run(Blocks.Next(), Out.data()); }
+};
+
+TQVPeerRecord &Peer(TQVPeerKind kind, int size)
+{
+    static std::map<std::pair<TQVPeerKind, int>, TQVPeerRecord> peers;
+    TQVPeerRecord &record = peers[{kind, size}];
+    if (!record.Peer) {
+        if (kind == TQVPeerKind::Fir)
+            record.Peer = std::make_unique<TQVLiquidFir>(size);
+        else
+            record.Peer = std::make_unique<TQVLiquidIir>(size);
+    }
+    return record;
+}
+
+double PeerNs(TQVPeerKind kind, int size)
+{
+    TQVPeerRecord &record = Peer(kind, size);
+    if (record.Ns <= 0.0)
+        record.Ns = QVYardstickNs([&record] { record.Run(); });
+    return record.Ns;
+}
+
+void BM_Peer(benchmark::State &state, TQVPeerKind kind)
+{
+    TQVPeerRecord &record = Peer(kind, int(state.range(0)));
+    record.Ns = TimedNs(state, [&record] {
+        record.Run();
+        benchmark::ClobberMemory();
+    });
+    state.SetLabel(record.Peer->Name());
+}
+
+// ---------------------------------------------------------------------------------------
+// Subjects
+
+/// A filter component fed block after block: the block is copied into the work buffer and
+/// filtered there in place.
+struct TQVSubject
+{
+    explicit TQVSubject(TQVMLSFilterBase &filter) : Filter(filter) {}
+    void Run()
+    {
+        std::memcpy(Work.data(), Blocks.Next(), BlockBytes);
+        Filter.FilterArray(Work.data(), BlockSamples);
+        benchmark::ClobberMemory();
+    }
+
+    TQVMLSFilterBase &Filter;
+    TQVSignalBlocks Blocks;
+    std::vector<float> Work = std::vector<float>(BlockSamples, 0.0f);
+};
+
+struct TQVTimed
+{
+    double Ns;
+    double Allocs;
+};
+
+TQVTimed TimeSubject(benchmark::State &state, TQVSubject &subject)
+{
+    const double allocs = QVAllocsPerCall([&subject] { subject.Run(); }, WarmupBlocks, CountedBlocks);
+    const double ns = TimedNs(state, [&subject] { subject.Run(); });
+    state.SetItemsProcessed(state.iterations() * BlockSamples);
+    return {ns, allocs};
+}
+
+void Record(benchmark::State &state, const std::string &name, const TQVTimed &timed, const std::string &yardstick,
+            double yardstickNs, double targetRatio)
+{
+    state.counters["yardstick_ns"] = yardstickNs;
+    state.counters["ratio"] = timed.Ns / yardstickNs;
+    state.counters["allocs_per_block"] = timed.Allocs;
+    QVRecordResult({name, timed.Ns, yardstick, yardstickNs, targetRatio, timed.Allocs, 0.0});
+}
+
+// Largest difference between the first blocks of `filter` and of the peer, relative to the
+// peer's largest output: both must filter the same signal with the same response.
+double DifferenceFromPeer(TQVMLSFilterBase &filter, TQVPeer &peer)
+{
+    TQVSignalBlocks blocks;
+    std::vector<float> ours(BlockSamples), theirs(BlockSamples);
+    double difference = 0.0, largest = 0.0;
+    for (int b = 0; b < 4; ++b) {
+        const float *block = blocks.Next();
+        std::memcpy(ours.data(), block, BlockBytes);
+        filter.FilterArray(ours.data(), BlockSamples);
+        peer.Run(block, theirs.data());
+        for (int n = 0; n < BlockSamples; ++n) {
+            difference = std::max(difference, double(std::fabs(ours[std::size_t(n)] - theirs[std::size_t(n)])));
+            largest = std::max(largest, double(std::fabs(theirs[std::size_t(n)])));
+        }
+    }
+    filter.Reset();
+    return difference / std::max(largest, 1e-30);
+}
+
+void BM_Fir(benchmark::State &state)
+{
+    const int taps = int(state.range(0));
+    TQVFIRFilter filter;
+    const std::vector<float> h = FirTaps(taps);
+    filter.SetCoefficients(taps, h.data());
+    TQVLiquidFir check(taps);
+    if (DifferenceFromPeer(filter, check) > 1e-5) {
+        state.SkipWithError("the FIR filter and liquid-dsp disagree on the same taps");
+        return;
+    }
+    TQVSubject subject(filter);
+    const TQVTimed timed = TimeSubject(state, subject);
+    TQVPeerRecord &peer = Peer(TQVPeerKind::Fir, taps);
+    Record(state, "FIR " + std::to_string(taps) + " taps", timed, peer.Peer->Name(), PeerNs(TQVPeerKind::Fir, taps),
+           FirTargetRatio);
+}
+
+void BM_IirLowPass(benchmark::State &state)
+{
+    const int order = int(state.range(0));
+    TQVIIRFilter filter;
+    filter.SetSampleFrequency(1.0f);
+    filter.SetCutoffFrequency(RelativeCutoff);
+    filter.SetOrder(order);
+    filter.SetFilterOutput(TQVIIRFilter::iirLowPass);
+    TQVLiquidIir check(order);
+    if (DifferenceFromPeer(filter, check) > 1e-3) {
+        state.SkipWithError("the IIR low-pass and liquid-dsp's Butterworth sections disagree");
+        return;
+    }
+    TQVSubject subject(filter);
+    const TQVTimed timed = TimeSubject(state, subject);
+    TQVPeerRecord &peer = Peer(TQVPeerKind::Iir, order);
+    Record(state, "IIR low-pass order " + std::to_string(order), timed, peer.Peer->Name(),
+           PeerNs(TQVPeerKind::Iir, order), IirTargetRatio);
+}
+
+void BM_IirBandPass(benchmark::State &state)
+{
+    const int order = int(state.range(0));
+    TQVIIRFilter filter;
+    filter.SetSampleFrequency(1.0f);
+    filter.SetCutoffFrequency(RelativeCutoff);
+    filter.SetCutoffHighFrequency(1.2f * RelativeCutoff);
+    filter.SetOrder(order);
+    filter.SetFilterOutput(TQVIIRFilter::iirBandPass);
+    TQVSubject subject(filter);
+    const TQVTimed timed = TimeSubject(state, subject);
+    Record(state, "IIR band-pass order " + std::to_string(order) + " (" + std::to_string(order / 2)
+                      + " fourth-order sections)",
+           timed, MemcpyName, MemcpyNs(), 0.0);
+}
+
+template <typename Filter>
+void RunMemcpyRow(benchmark::State &state, Filter &filter, const std::string &name, double targetRatio)
+{
+    filter.SetSampleFrequency(1.0f);
+    filter.SetCutoffFrequency(RelativeCutoff);
+    TQVSubject subject(filter);
+    const TQVTimed timed = TimeSubject(state, subject);
+    Record(state, name, timed, MemcpyName, MemcpyNs(), targetRatio);
+}
+
+void BM_RCLowpass(benchmark::State &state)
+{
+    TQVRCLowpass filter;
+    RunMemcpyRow(state, filter, "RC low-pass", RCTargetRatio);
+}
+
+void BM_RCHighpass(benchmark::State &state)
+{
+    TQVRCHighpass filter;
+    RunMemcpyRow(state, filter, "RC high-pass", RCTargetRatio);
+}
+
+void BM_StateVariable(benchmark::State &state, TQVStateVariableFilter::TQVFilterOutput output, const char *name,
+                      double targetRatio)
+{
+    TQVStateVariableFilter filter;
+    filter.SetQ(2.0f);
+    filter.SetFilterOutput(output);
+    RunMemcpyRow(state, filter, name, targetRatio);
+}
+
+// The vectorised kernels with the portable path forced, for comparison.
+void BM_FirPortable(benchmark::State &state)
+{
+    const int taps = int(state.range(0));
+    const TQVKernelPath previous = QVFilterKernels::ActiveKernelPath();
+    QVFilterKernels::SelectKernelPath(TQVKernelPath::Portable);
+    TQVFIRFilter filter;
+    const std::vector<float> h = FirTaps(taps);
+    filter.SetCoefficients(taps, h.data());
+    TQVSubject subject(filter);
+    const TQVTimed timed = TimeSubject(state, subject);
+    QVFilterKernels::SelectKernelPath(previous);
+    TQVPeerRecord &peer = Peer(TQVPeerKind::Fir, taps);
+    Record(state, "FIR " + std::to_string(taps) + " taps, portable path", timed, peer.Peer->Name(),
+           PeerNs(TQVPeerKind::Fir, taps), 0.0);
+}
+
+template <typename Filter>
+void BM_RecursivePortable(benchmark::State &state, const char *name)
+{
+    const TQVKernelPath previous = QVFilterKernels::ActiveKernelPath();
+    QVFilterKernels::SelectKernelPath(TQVKernelPath::Portable);
+    Filter filter;
+    RunMemcpyRow(state, filter, name, 0.0);
+    QVFilterKernels::SelectKernelPath(previous);
+}
+
+void RegisterAll()
+{
+    for (int taps : {64, 512})
+        benchmark::RegisterBenchmark("BM_LiquidFir", BM_Peer, TQVPeerKind::Fir)->Arg(taps);
+    for (int order : {2, 4, 10})
+        benchmark::RegisterBenchmark("BM_LiquidIir", BM_Peer, TQVPeerKind::Iir)->Arg(order);
+    benchmark::RegisterBenchmark("BM_Fir", BM_Fir)->Arg(64)->Arg(512);
+    benchmark::RegisterBenchmark("BM_IirLowPass", BM_IirLowPass)->Arg(2)->Arg(4)->Arg(10);
+    benchmark::RegisterBenchmark("BM_IirBandPass", BM_IirBandPass)->Arg(10);
+    benchmark::RegisterBenchmark("BM_RCLowpass", BM_RCLowpass);
+    benchmark::RegisterBenchmark("BM_RCHighpass", BM_RCHighpass);
+    benchmark::RegisterBenchmark("BM_StateVariableLow", BM_StateVariable, TQVStateVariableFilter::foLowPass,
+                                 "state-variable low-pass", SvfTargetRatio);
+    benchmark::RegisterBenchmark("BM_StateVariableNotch", BM_StateVariable, TQVStateVariableFilter::foNotch,
+                                 "state-variable notch", SvfTargetRatio);
+    benchmark::RegisterBenchmark("BM_FirPortable", BM_FirPortable)->Arg(512);
+    benchmark::RegisterBenchmark("BM_RCLowpassPortable", BM_RecursivePortable<TQVRCLowpass>,
+                                 "RC low-pass, portable path");
+    benchmark::RegisterBenchmark("BM_StateVariablePortable", BM_RecursivePortable<TQVStateVariableFilter>,
+                                 "state-variable low-pass, portable path");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    RegisterAll();
+    return QVBenchMain(argc, argv);
+}
