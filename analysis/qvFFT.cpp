@@ -2,17 +2,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #if (defined(__x86_64__) || defined(__i386__)) && defined(__SSE2__)
+#define QV_ENGINE_X86 1
 #include <immintrin.h>
+#else
+#define QV_ENGINE_X86 0
 #endif
 
 // Precision of the steps around the complex transform, which sit on the path of every
 // real transform and run as vectorised loops:
 // - window, packing and unpacking: one float product or a copy per element, exact as
 //   defined;
-// - the split of the real transform: float arithmetic, as the butterflies of the complex
-//   transform; the products are rounded to floats as defined, the sums once more;
+// - the split of the real transform: float arithmetic like the butterflies of the complex
+//   transform; T1 and T2 are floats as defined, each product and sum is rounded on the way;
 // - amplitudes: squares and sum in double (exact for float inputs unless the two squares
 //   lie more than 2^5 apart) and a correctly rounded double square root, so the stored
 //   float is that of the extended-precision definition but for double-rounding ties, and
@@ -28,12 +32,6 @@ bool IsPowerOfTwo(int n)
 {
     return n >= 2 && (n & (n - 1)) == 0;
 }
-
-#if (defined(__x86_64__) || defined(__i386__)) && defined(__SSE2__)
-#define QV_ENGINE_X86 1
-#else
-#define QV_ENGINE_X86 0
-#endif
 
 // The split pairs k = 1 .. count with q = N - k: lo points at element 1, hi at element
 // N - 1 and runs downwards, cosK/sinK at table entry 1. k and q never meet here.
@@ -119,8 +117,10 @@ void SplitPairs(float *reLo, float *imLo, float *reHi, float *imHi, const float 
                 const float *sinK, int count)
 {
 #if QV_ENGINE_X86
-    if (HasAvx2())
-        return SplitPairsAvx2(reLo, imLo, reHi, imHi, cosK, sinK, count);
+    if (HasAvx2()) {
+        SplitPairsAvx2(reLo, imLo, reHi, imHi, cosK, sinK, count);
+        return;
+    }
 #endif
     SplitPairsPortable(reLo, imLo, reHi, imHi, cosK, sinK, count);
 }
@@ -128,8 +128,10 @@ void SplitPairs(float *reLo, float *imLo, float *reHi, float *imHi, const float 
 void Amplitudes(float *re, const float *im, int count)
 {
 #if QV_ENGINE_X86
-    if (HasAvx2())
-        return AmplitudesAvx2(re, im, count);
+    if (HasAvx2()) {
+        AmplitudesAvx2(re, im, count);
+        return;
+    }
 #endif
     AmplitudesPortable(re, im, count);
 }
@@ -260,9 +262,9 @@ void TQVFFT::SetOwnerLeakFunction(TQVLeakFunction function)
 
 TQVVector *TQVFFT::NewArray(int count)
 {
-    auto *vector = new TQVVector(count);
-    m_arrays.push_back(vector);
-    return vector;
+    auto vector = std::make_unique<TQVVector>(count);
+    m_arrays.push_back(vector.get());
+    return vector.release();
 }
 
 void TQVFFT::FreeArray(TQVVector *vector)
@@ -276,9 +278,9 @@ void TQVFFT::FreeArray(TQVVector *vector)
 
 TQVComplexVector *TQVFFT::NewComplex(int count)
 {
-    auto *vector = new TQVComplexVector(count);
-    m_complexes.push_back(vector);
-    return vector;
+    auto vector = std::make_unique<TQVComplexVector>(count);
+    m_complexes.push_back(vector.get());
+    return vector.release();
 }
 
 void TQVFFT::FreeComplex(TQVComplexVector *vector)

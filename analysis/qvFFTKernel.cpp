@@ -1,17 +1,22 @@
 #include "analysis/qvFFTKernel.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
 
 // Prepared data: the stage of half-span m (1 <= m <= n/2) keeps its m twiddles contiguously
-// in m_twiddles, cos at [2m, 3m) and sin at [3m, 4m), taken from the engine's tables at
-// stride n/m; m_rowTwiddles holds the few twiddles of the first stages of the vector paths
-// as broadcast vectors.
+// in m_twiddles at [2m, 4m), taken from the engine's tables at stride n/m, in chunks of 8
+// cos values followed by their 8 sin values (one chunk of m each below 8): cos and sin of
+// a vector of butterflies are neighbours, and the twiddle loads advance twice as fast
+// through memory as the data, so they rarely meet recent stores to the same address modulo
+// 4 KiB, which the processor would take for a dependency. m_rowTwiddles holds the few
+// twiddles of the first stages of the vector paths as broadcast vectors.
 //
-// Sizes below one W x W block (W = 4 lanes portable, 8 with AVX2) run the plain algorithm.
-// The vector paths reorder the same radix-2 butterflies, with the same twiddles:
+// Sizes below one W x W block run the plain algorithm (W = 4 lanes on the portable path,
+// 8 with AVX2, which leaves 16 and 32 points to the portable code). The vector paths
+// reorder the same radix-2 butterflies, with the same twiddles:
 // - one pass does the bit reversal together with the first log2(W) stages: the indices
 //   split into log2(W) top bits, the middle bits and log2(W) bottom bits, and the W x W
 //   block of one middle value moves, transposed, to the block of the reversed middle
@@ -39,6 +44,22 @@
 
 namespace {
 
+// Cache line in floats.
+constexpr std::size_t AlignFloats = 16;
+
+// The stage of half-span m keeps its twiddles from float 2m on, in chunks of up to 8 cos
+// values followed by the same number of sin values; Chunk(m) is the distance from a cos to
+// its sin.
+constexpr std::size_t Chunk(std::size_t m)
+{
+    return m < 8 ? m : 8;
+}
+
+constexpr std::size_t TwiddleAt(std::size_t m, std::size_t j)
+{
+    return 2 * m + 2 * (j & ~std::size_t(7)) + (j & 7);
+}
+
 // The plain algorithm: reversed-carry bit reversal, then one stage per pass.
 template <bool Inverse>
 void TransformScalar(const float *tw, int n, float *re, float *im)
@@ -55,14 +76,14 @@ void TransformScalar(const float *tw, int n, float *re, float *im)
         }
     }
     for (int m = 1; m < n; m *= 2) {
-        const float *wr = tw + 2 * m;
-        const float *wi = tw + 3 * m;
         for (int j = 0; j < m; ++j) {
+            const float wr = tw[TwiddleAt(std::size_t(m), std::size_t(j))];
+            const float wi = tw[TwiddleAt(std::size_t(m), std::size_t(j)) + Chunk(std::size_t(m))];
             for (int k = j; k < n; k += 2 * m) {
                 const int p = k + m;
                 // The inverse uses the conjugate twiddle (wi negated).
-                const float tr = Inverse ? wr[j] * re[p] + wi[j] * im[p] : wr[j] * re[p] - wi[j] * im[p];
-                const float ti = Inverse ? wr[j] * im[p] - wi[j] * re[p] : wr[j] * im[p] + wi[j] * re[p];
+                const float tr = Inverse ? wr * re[p] + wi * im[p] : wr * re[p] - wi * im[p];
+                const float ti = Inverse ? wr * im[p] - wi * re[p] : wr * im[p] + wi * re[p];
                 re[p] = re[k] - tr;
                 im[p] = im[k] - ti;
                 re[k] = re[k] + tr;
@@ -223,7 +244,8 @@ QV_INLINE void RowStages(V *re, V *im, const float *rowTw)
 // The block of m (rows t at stride n/W) therefore moves to the block of rev(m): loaded with
 // row t in place rev(t) and transposed, its row u is the destination row rev(u).
 template <bool Inverse, typename V>
-QV_INLINE void LoadBlock(const float *re, const float *im, int rowStride, const float *rowTw, V *outRe, V *outIm)
+QV_INLINE void LoadBlock(const float *re, const float *im, int rowStride, const float *rowTw, V *outRe,
+                         V *outIm)
 {
     constexpr int W = Lanes<V>;
 #pragma GCC unroll 8
@@ -284,15 +306,15 @@ template <bool Inverse, bool Scale, typename V>
 QV_INLINE void Radix2Pass(const float *tw, int n, int m, float scale, float *re, float *im)
 {
     constexpr int W = Lanes<V>;
-    const float *wrs = tw + 2 * m;
-    const float *wis = tw + 3 * m;
+    const std::size_t chunk = Chunk(std::size_t(m));
     const V s = Splat<V>(scale);
     for (int base = 0; base < n; base += 2 * m) {
         float *r0 = re + base, *i0 = im + base, *r1 = r0 + m, *i1 = i0 + m;
         for (int j = 0; j < m; j += W) {
             const V ar = Load<V>(r0 + j), ai = Load<V>(i0 + j);
             V tr, ti;
-            Twiddle<Inverse>(Load<V>(wrs + j), Load<V>(wis + j), Load<V>(r1 + j), Load<V>(i1 + j), tr, ti);
+            const float *w = tw + TwiddleAt(std::size_t(m), std::size_t(j));
+            Twiddle<Inverse>(Load<V>(w), Load<V>(w + chunk), Load<V>(r1 + j), Load<V>(i1 + j), tr, ti);
             V xr = ar + tr, xi = ai + ti, yr = ar - tr, yi = ai - ti;
             if constexpr (Scale) {
                 xr *= s;
@@ -315,14 +337,16 @@ template <bool Inverse, bool Scale, typename V>
 QV_INLINE void Radix22Pass(const float *tw, int n, int m, float scale, float *re, float *im)
 {
     constexpr int W = Lanes<V>;
-    const float *w1r = tw + 2 * m, *w1i = tw + 3 * m;
-    const float *w2r = tw + 4 * m, *w2i = tw + 6 * m;
+    const std::size_t chunk1 = Chunk(std::size_t(m)), chunk2 = Chunk(2 * std::size_t(m));
     const V s = Splat<V>(scale);
     for (int base = 0; base < n; base += 4 * m) {
         float *ra = re + base, *ia = im + base;
         float *rb = ra + m, *ib = ia + m, *rc = rb + m, *ic = ib + m, *rd = rc + m, *id = ic + m;
         for (int j = 0; j < m; j += W) {
-            const V w1rj = Load<V>(w1r + j), w1ij = Load<V>(w1i + j);
+            const float *w1 = tw + TwiddleAt(std::size_t(m), std::size_t(j));
+            const float *w2 = tw + TwiddleAt(2 * std::size_t(m), std::size_t(j));
+            const float *w3 = tw + TwiddleAt(2 * std::size_t(m), std::size_t(j + m));
+            const V w1rj = Load<V>(w1), w1ij = Load<V>(w1 + chunk1);
             V tr, ti;
             const V ar = Load<V>(ra + j), ai = Load<V>(ia + j);
             Twiddle<Inverse>(w1rj, w1ij, Load<V>(rb + j), Load<V>(ib + j), tr, ti);
@@ -331,9 +355,9 @@ QV_INLINE void Radix22Pass(const float *tw, int n, int m, float scale, float *re
             Twiddle<Inverse>(w1rj, w1ij, Load<V>(rd + j), Load<V>(id + j), tr, ti);
             const V dr = cr - tr, di = ci - ti, c1r = cr + tr, c1i = ci + ti;
 
-            Twiddle<Inverse>(Load<V>(w2r + j), Load<V>(w2i + j), c1r, c1i, tr, ti);
+            Twiddle<Inverse>(Load<V>(w2), Load<V>(w2 + chunk2), c1r, c1i, tr, ti);
             V outAr = a1r + tr, outAi = a1i + ti, outCr = a1r - tr, outCi = a1i - ti;
-            Twiddle<Inverse>(Load<V>(w2r + m + j), Load<V>(w2i + m + j), dr, di, tr, ti);
+            Twiddle<Inverse>(Load<V>(w3), Load<V>(w3 + chunk2), dr, di, tr, ti);
             V outBr = br + tr, outBi = bi + ti, outDr = br - tr, outDi = bi - ti;
             if constexpr (Scale) {
                 outAr *= s;
@@ -445,16 +469,21 @@ void TQVFFTKernel::Prepare(int n, const float *cosTable, const float *sinTable)
     Clear();
     if (n < 2 || (n & (n - 1)) != 0 || !cosTable || !sinTable)
         return;
+    // The stage arrays start on a cache line (vector loads of twiddles then never straddle
+    // two lines): the first AlignFloats - 1 floats are slack for that.
     try {
-        m_twiddles.assign(std::size_t(2) * std::size_t(n), 0.0f);
+        m_twiddles.assign(std::size_t(2) * std::size_t(n) + AlignFloats, 0.0f);
     } catch (const std::bad_alloc &) {
         return; // stays unprepared: Transform does nothing
     }
+    const auto address = reinterpret_cast<std::uintptr_t>(m_twiddles.data());
+    m_twiddleOffset = (AlignFloats - (address / sizeof(float)) % AlignFloats) % AlignFloats;
+    float *tw = m_twiddles.data() + m_twiddleOffset;
     for (std::size_t m = 1; m < std::size_t(n); m *= 2) {
         const std::size_t stride = std::size_t(n) / m;
         for (std::size_t j = 0; j < m; ++j) {
-            m_twiddles[2 * m + j] = cosTable[j * stride];
-            m_twiddles[3 * m + j] = sinTable[j * stride];
+            tw[TwiddleAt(m, j)] = cosTable[j * stride];
+            tw[TwiddleAt(m, j) + Chunk(m)] = sinTable[j * stride];
         }
     }
     // Broadcast twiddles of the block stages: W_2[1], W_4[1], W_4[2], W_4[3], each as 8 copies
@@ -464,8 +493,9 @@ void TQVFFTKernel::Prepare(int n, const float *cosTable, const float *sinTable)
         const int m = rowTwiddles[k][0];
         const int j = rowTwiddles[k][1];
         for (int l = 0; l < 8; ++l) {
-            m_rowTwiddles[16 * k + l] = m < n ? m_twiddles[std::size_t(2 * m + j)] : 0.0f;
-            m_rowTwiddles[16 * k + 8 + l] = m < n ? m_twiddles[std::size_t(3 * m + j)] : 0.0f;
+            const std::size_t at = TwiddleAt(std::size_t(m), std::size_t(j));
+            m_rowTwiddles[16 * k + l] = m < n ? tw[at] : 0.0f;
+            m_rowTwiddles[16 * k + 8 + l] = m < n ? tw[at + Chunk(std::size_t(m))] : 0.0f;
         }
     }
     m_size = n;
@@ -474,6 +504,7 @@ void TQVFFTKernel::Prepare(int n, const float *cosTable, const float *sinTable)
 void TQVFFTKernel::Clear()
 {
     m_size = 0;
+    m_twiddleOffset = 0;
     std::vector<float>().swap(m_twiddles);
 }
 
@@ -502,7 +533,7 @@ void TQVFFTKernel::Transform(float *re, float *im, bool inverse) const
     const int n = m_size;
     if (n < 2 || !re || !im)
         return;
-    const float *tw = m_twiddles.data();
+    const float *tw = m_twiddles.data() + m_twiddleOffset;
 #if QV_FFT_VECTORS
 #if QV_FFT_X86
     if (m_path == Path::Avx2Fma && n >= Avx2MinSize) {

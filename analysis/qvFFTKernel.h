@@ -41,5 +41,6 @@ private:
     int m_size = 0;
     Path m_path = HasAvx2Fma() ? Path::Avx2Fma : Path::Portable;
     std::vector<float> m_twiddles;    // per stage, see the implementation
+    std::size_t m_twiddleOffset = 0;  // first float of the stage arrays in m_twiddles
     float m_rowTwiddles[64] = {};      // broadcast twiddles of the first stages
 };

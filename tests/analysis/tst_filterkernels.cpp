@@ -307,6 +307,31 @@ TEST_P(FilterKernelPath, RCWithinOneUlp)
     }
 }
 
+// Gains outside 0 < a < 2 (no decay, or growth) and huge states run the 80-bit recursion.
+TEST_P(FilterKernelPath, RCOutsideStableRangeFollows80Bits)
+{
+    const Signal x = NoiseAndSines(500, 7);
+    for (long double a : {0.0L, 2.5L, -0.5L, 0.1L}) {
+        for (bool high : {false, true}) {
+            SCOPED_TRACE(std::to_string(double(a)) + (high ? " high-pass" : " low-pass"));
+            const long double start = a == 0.1L ? 1e300L : 0.5L;
+            long double s = start, state = start;
+            Signal want = x;
+            for (float &v : want) {
+                const long double p = a * s;
+                const long double in = v;
+                v = float(high ? in - p : p);
+                s = s - p + in;
+            }
+            Signal got = x;
+            (high ? RCHighpassFilter : RCLowpassFilter)(a, state, got.data(), int(got.size()));
+            for (std::size_t n = 0; n < got.size(); ++n)
+                ASSERT_TRUE(got[n] == want[n] || (std::isnan(got[n]) && std::isnan(want[n]))) << "sample " << n;
+            EXPECT_TRUE(state == s || (std::isnan(state) && std::isnan(s)));
+        }
+    }
+}
+
 TEST_P(FilterKernelPath, StateVariableWithinOneUlp)
 {
     const Signal x = NoiseAndSines(LongSignal, 4);
