@@ -1,5 +1,8 @@
 #include "qvControl.h"
 
+#include <QtGui/QPaintEvent>
+#include <QtGui/QPainter>
+
 TQVCustomControl::TQVCustomControl(QWidget *parent)
     : QWidget(parent)
 {
@@ -7,3 +10,122 @@ TQVCustomControl::TQVCustomControl(QWidget *parent)
 }
 
 TQVCustomControl::~TQVCustomControl() = default;
+
+TQVCustomPanel::TQVCustomPanel(QWidget *parent)
+    : TQVCustomControl(parent)
+{
+}
+
+TQVCustomPanel::~TQVCustomPanel() = default;
+
+void TQVCustomPanel::SetBevelInner(TQVBevelCut cut)
+{
+    if (cut == m_bevelInner || cut > bvSpace)
+        return;
+    m_bevelInner = cut;
+    update();
+}
+
+void TQVCustomPanel::SetBevelOuter(TQVBevelCut cut)
+{
+    if (cut == m_bevelOuter || cut > bvSpace)
+        return;
+    m_bevelOuter = cut;
+    update();
+}
+
+void TQVCustomPanel::SetBevelWidth(int width)
+{
+    if (width == m_bevelWidth || width < 1)
+        return;
+    m_bevelWidth = width;
+    update();
+}
+
+void TQVCustomPanel::SetBorderWidth(int width)
+{
+    if (width == m_borderWidth || width < 0)
+        return;
+    m_borderWidth = width;
+    update();
+}
+
+void TQVCustomPanel::SetCaption(const QString &caption)
+{
+    if (caption == m_caption)
+        return;
+    m_caption = caption;
+    update();
+}
+
+void TQVCustomPanel::SetColor(TQVColor color)
+{
+    if (color == m_color)
+        return;
+    m_color = color;
+    update();
+}
+
+QRect TQVCustomPanel::ClientRect() const
+{
+    int inset = m_borderWidth;
+    if (m_bevelOuter != bvNone)
+        inset += m_bevelWidth;
+    if (m_bevelInner != bvNone)
+        inset += m_bevelWidth;
+    return rect().adjusted(inset, inset, -inset, -inset);
+}
+
+void TQVCustomPanel::paintEvent(QPaintEvent *event)
+{
+    QPainter painter(this);
+    painter.setClipRegion(event->region());
+    Paint(painter);
+}
+
+void TQVCustomPanel::Paint(QPainter &painter)
+{
+    PaintPanel(painter);
+}
+
+namespace {
+
+// A frame of `width` pixels: `topLeft` on the top and left edges, `bottomRight` on the
+// others; returns the rectangle inside it.
+QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
+{
+    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
+        painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
+        painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
+        painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
+        painter.fillRect(QRect(r.right(), r.top(), 1, r.height()), bottomRight);
+        r.adjust(1, 1, -1, -1);
+    }
+    return r;
+}
+
+} // namespace
+
+void TQVCustomPanel::PaintPanel(QPainter &painter)
+{
+    const QColor light = ToQColor(QVColors::clBtnHighlight);
+    const QColor shadow = ToQColor(QVColors::clBtnShadow);
+    QRect r = rect();
+    painter.fillRect(r, ToQColor(m_color));
+    if (m_bevelOuter == bvLowered)
+        r = Frame3D(painter, r, shadow, light, m_bevelWidth);
+    else if (m_bevelOuter == bvRaised)
+        r = Frame3D(painter, r, light, shadow, m_bevelWidth);
+    else if (m_bevelOuter == bvSpace)
+        r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
+    r.adjust(m_borderWidth, m_borderWidth, -m_borderWidth, -m_borderWidth);
+    if (m_bevelInner == bvLowered)
+        r = Frame3D(painter, r, shadow, light, m_bevelWidth);
+    else if (m_bevelInner == bvRaised)
+        r = Frame3D(painter, r, light, shadow, m_bevelWidth);
+    if (!m_caption.isEmpty()) {
+        painter.setPen(ToQColor(QVColors::clBtnText));
+        painter.setFont(font());
+        painter.drawText(r, Qt::AlignCenter, m_caption);
+    }
+}
