@@ -11,29 +11,19 @@
 #include <immintrin.h>
 #endif
 
-// Precision by kernel (the outputs are compared with the per-sample 80-bit recursions):
-// - IIR: the 80-bit recursion itself, one section at a time over chunks of samples, so the
-//   history of a section stays in registers; bit-identical to the definition.
+// Precision by kernel (the reference is the per-sample recursion in 80 bits):
+// - IIR: that recursion itself, with the same operations in the same order, run over chunks
+//   of samples in passes of up to three sections, whose histories stay in x87 registers;
+//   bit-identical.
 // - FIR: double lanes across output samples (a product of two floats is exact in double);
 //   an output is taken only where an error bound proves that it rounds to the same float
-//   as the 80-bit sum, the others are summed in 80 bits; bit-identical to the definition.
+//   as the 80-bit sum, the others are summed in 80 bits; bit-identical.
 // - RC and state-variable filters: double precision with a lookahead of W samples (the
-//   state of W consecutive samples advances by W samples at once), within one ulp of the
-//   80-bit recursion on signals in the float range.
-
-namespace QVFilterKernels {
-
-/// Code paths of the vectorised kernels; mainly for tests and benchmarks of each path.
-enum class TQVKernelPath { Portable, Avx2, Avx512 };
-
-/// Whether this processor can run `path`.
-QV_CORE_EXPORT bool KernelPathAvailable(TQVKernelPath path);
-/// Selects the code path of all kernels (by default the fastest available); returns false
-/// and keeps the present path when the processor lacks `path`.
-QV_CORE_EXPORT bool SelectKernelPath(TQVKernelPath path);
-QV_CORE_EXPORT TQVKernelPath ActiveKernelPath();
-
-} // namespace QVFilterKernels
+//   states of W consecutive samples advance by W samples at once). The states carry a
+//   relative error of about 5e-16, like a sequential double recursion, so an output within
+//   about 1e-8 of its signal's range from zero can be more than one ulp off; on the test
+//   signals every output is within one ulp. Unstable settings and huge states take the
+//   80-bit recursion.
 
 namespace QVFilterKernels {
 namespace {
@@ -342,9 +332,9 @@ void FirBlock(FirLanesFunction lanes, const float *h, int taps, float *delay, in
 // column), T advances by W samples as T' = T + (E T + G_W(tW + W - 1 + i)), E = M^W - I.
 // The windows are built by doubling: G_2w(n) = G_w(n) + M^w G_w(n - w), where G_w(n - w)
 // comes from the lanes of the block before. Inputs before the call are zero: their effect
-// is in the state. The recursions are done in double, the samples converted as they are
-// loaded.
+// is in the state. The recursions are done in double; chunks are converted to double first.
 
+constexpr int LookaheadChunk = 1024;
 constexpr int MaxLanes = 8;
 
 // Lanes of `previous` and `current` shifted by K: lane i < K takes previous[W - K + i].
@@ -361,32 +351,16 @@ template <int W, int K, typename D>
     ShiftInLanes<K>(out, previous, current, std::make_index_sequence<std::size_t(W)>());
 }
 
-// Converts W floats at p to doubles: one function per code path, since the compiler splits
-// a generic conversion of wide vectors into halves.
-template <int W>
-using LoadFunction = void (*)(typename TQVLanes<W>::D &, const float *);
+// Copies `n` samples to doubles at x[0..n-1] and clears x[-8..-1] and x[n..n+7]; one
+// function per code path (the compiler splits a generic conversion of wide vectors).
+using ToDoublesFunction = void (*)(const float *, int, double *);
 
-template <int W>
-inline void LoadGeneric(typename TQVLanes<W>::D &out, const float *p)
+void ToDoublesPortable(const float *samples, int n, double *x)
 {
-    typename TQVLanes<W>::F f;
-    LoadLanes(f, p);
-    out = __builtin_convertvector(f, typename TQVLanes<W>::D);
-}
-
-// Samples first .. first + W - 1 of the n in `samples`; those outside 0 .. n - 1 read as 0.
-// Unless `Checked`, the caller guarantees that all are inside.
-template <int W, LoadFunction<W> Load, bool Checked = true>
-[[gnu::always_inline]] inline void LoadSamples(typename TQVLanes<W>::D &out, const float *samples, int n, int first)
-{
-    if (!Checked || (first >= 0 && first + W <= n)) {
-        Load(out, samples + first);
-        return;
-    }
-    float edge[W];
-    for (int i = 0; i < W; ++i)
-        edge[i] = first + i >= 0 && first + i < n ? samples[first + i] : 0.0f;
-    Load(out, edge);
+    std::fill(x - MaxLanes, x, 0.0);
+    for (int k = 0; k < n; ++k)
+        x[k] = samples[k];
+    std::fill(x + n, x + n + MaxLanes, 0.0);
 }
 
 // Stores the first `lanes` of `y` as floats.
@@ -435,13 +409,11 @@ struct TQVRCWindows
     D Two{}, Four{}, Full{}; // the windows of the block before
 
     // G_W and G_2W of block b, whose lanes are n = bW - 1 + i.
-    template <LoadFunction<W> Load, bool Checked = true>
-    [[gnu::always_inline]] inline void Next(const TQVRCSetup &s, const float *x, int count, int b, D &window,
-                                            D &twice)
+    [[gnu::always_inline]] inline void Next(const TQVRCSetup &s, const double *x, int b, D &window, D &twice)
     {
         D now, before;
-        LoadSamples<W, Load, Checked>(now, x, count, b * W - 1);
-        LoadSamples<W, Load, Checked>(before, x, count, b * W - 2);
+        LoadLanes(now, x + b * W - 1);
+        LoadLanes(before, x + b * W - 2);
         D g = now + s.D1 * before, shifted;
         if constexpr (W >= 4) {
             ShiftIn<W, 2>(shifted, Two, g);
@@ -460,57 +432,55 @@ struct TQVRCWindows
     }
 };
 
-template <int W, bool High, LoadFunction<W> Load>
-[[gnu::always_inline]] inline void RCLanes(const TQVRCSetup &shared, double &state, float *x, int n)
+template <int W, bool High, ToDoublesFunction ToDoubles>
+[[gnu::always_inline]] inline void RCLanes(const TQVRCSetup &shared, double &state, float *data, int count)
 {
     using D = typename TQVLanes<W>::D;
-    // A copy the stores to `x` cannot alias, so the coefficients stay in registers.
+    // A copy that the stores to `data` cannot alias, so the coefficients stay in registers.
     const TQVRCSetup setup = shared;
     const double a = setup.A;
-    // The outputs of a block are written after the windows have read the blocks ahead.
-    const auto emit = [&](const D &t, int block, int lanes) __attribute__((always_inline)) {
+    double s = state;
+    double buffer[MaxLanes + LookaheadChunk + MaxLanes];
+    double *x = buffer + MaxLanes;
+    const auto emit = [&](float *out, const D &t, int block, int lanes) {
         const D p = a * t;
         if constexpr (High) {
             D in;
-            if (lanes == W)
-                LoadSamples<W, Load, false>(in, x, n, block * W);
-            else
-                LoadSamples<W, Load>(in, x, n, block * W);
-            StoreFloats<W>(x + block * W, in - p, lanes);
+            LoadLanes(in, x + block * W);
+            StoreFloats<W>(out, in - p, lanes);
         } else {
-            StoreFloats<W>(x + block * W, p, lanes);
+            StoreFloats<W>(out, p, lanes);
         }
     };
-    const int full = n / W, rest = n % W;
-    TQVRCWindows<W> windows;
-    D window, twice, powers, t0, t1;
-    LoadLanes(powers, setup.Powers);
-    windows.template Next<Load>(setup, x, n, 0, window, twice);
-    t0 = powers * state + window;
-    if (full == 0) {
-        emit(t0, 0, rest);
-        state = t0[rest];
-        return;
+    for (int base = 0; base < count; base += LookaheadChunk) {
+        const int n = std::min(LookaheadChunk, count - base);
+        float *chunk = data + base;
+        ToDoubles(chunk, n, x);
+        const int full = n / W, rest = n % W;
+        TQVRCWindows<W> windows;
+        D window, twice, powers, t0, t1;
+        LoadLanes(powers, setup.Powers);
+        windows.Next(setup, x, 0, window, twice);
+        t0 = powers * s + window;
+        if (full == 0) {
+            emit(chunk, t0, 0, rest);
+            s = t0[rest];
+            continue;
+        }
+        windows.Next(setup, x, 1, window, twice);
+        t1 = t0 + (window + setup.E * t0);
+        for (int t = 0; t + 2 <= full; ++t) {
+            windows.Next(setup, x, t + 2, window, twice);
+            const D t2 = t0 + (twice + setup.E2 * t0);
+            emit(chunk + t * W, t0, t, W);
+            t0 = t1;
+            t1 = t2;
+        }
+        emit(chunk + (full - 1) * W, t0, full - 1, W);
+        emit(chunk + full * W, t1, full, rest);
+        s = t1[rest];
     }
-    windows.template Next<Load>(setup, x, n, 1, window, twice);
-    t1 = t0 + (window + setup.E * t0);
-    // Block b's windows read samples bW - 2 .. bW + W - 2: inside for b < (n + 2) / W.
-    const int inside = std::min(full, (n + 2) / W - 2);
-    int t = 0;
-    const auto advance = [&]<bool Checked>() __attribute__((always_inline)) {
-        windows.template Next<Load, Checked>(setup, x, n, t + 2, window, twice);
-        const D t2 = t0 + (twice + setup.E2 * t0);
-        emit(t0, t, W);
-        t0 = t1;
-        t1 = t2;
-    };
-    for (; t < inside; ++t)
-        advance.template operator()<false>();
-    for (; t + 2 <= full; ++t)
-        advance.template operator()<true>();
-    emit(t0, full - 1, W);
-    emit(t1, full, rest);
-    state = t1[rest];
+    state = s;
 }
 
 // State-variable filter: with state (B, L) before a sample, low = B F + L,
@@ -635,24 +605,23 @@ struct TQVSvfWindows
 
     // G_W of block b (lanes n = bW - 1 + i), both components; `Direct` sums the W taps
     // instead of doubling, for vectors that the compiler splits into halves.
-    template <LoadFunction<W> Load>
-    [[gnu::always_inline]] inline void Next(const TQVSvfSetup &s, const float *x, int count, int b, D &band, D &low)
+    [[gnu::always_inline]] inline void Next(const TQVSvfSetup &s, const double *x, int b, D &band, D &low)
     {
         if constexpr (Direct) {
             D v;
-            LoadSamples<W, Load>(v, x, count, b * W - 1);
+            LoadLanes(v, x + b * W - 1);
             band = s.Taps[0][0] * v;
             low = D{};
             for (int j = 1; j < W; ++j) {
-                LoadSamples<W, Load>(v, x, count, b * W - 1 - j);
+                LoadLanes(v, x + b * W - 1 - j);
                 band += s.Taps[0][j] * v;
                 low += s.Taps[1][j] * v;
             }
             return;
         }
         D now, before;
-        LoadSamples<W, Load>(now, x, count, b * W - 1);
-        LoadSamples<W, Load>(before, x, count, b * W - 2);
+        LoadLanes(now, x + b * W - 1);
+        LoadLanes(before, x + b * W - 2);
         band = s.F * now + s.M1[0] * before;
         low = s.M1[1] * before;
         D shiftedBand, shiftedLow;
@@ -682,51 +651,58 @@ constexpr double SvfStateLimit = 1e30;
 constexpr int SvfCheckBlocks = 16;
 
 // Returns the number of samples done; the rest is left to the 80-bit recursion.
-template <int W, int Output, LoadFunction<W> Load, bool Direct = false>
-[[gnu::always_inline]] inline int SvfLanes(const TQVSvfSetup &shared, double &band, double &low, float *x, int n)
+template <int W, int Output, ToDoublesFunction ToDoubles, bool Direct = false>
+[[gnu::always_inline]] inline int SvfLanes(const TQVSvfSetup &shared, double &band, double &low, float *data,
+                                           int count)
 {
     using D = typename TQVLanes<W>::D;
-    // A copy the stores to `x` cannot alias, so the coefficients stay in registers.
+    // A copy that the stores to `data` cannot alias, so the coefficients stay in registers.
     const TQVSvfSetup setup = shared;
     const double f = setup.F, q = setup.Q;
     const double(&e)[2][2] = setup.E;
-    const auto emit = [&](const D &tb, const D &tl, int block, int lanes) __attribute__((always_inline)) {
+    double buffer[MaxLanes + LookaheadChunk + MaxLanes];
+    double *x = buffer + MaxLanes;
+    const auto emit = [&](float *out, const D &tb, const D &tl, int block, int lanes) {
         D in, y;
-        if constexpr (Output != 0)
-            LoadSamples<W, Load>(in, x, n, block * W);
+        LoadLanes(in, x + block * W);
         SvfOutput<Output>(in, tb, tl, f, q, y);
-        StoreFloats<W>(x + block * W, y, lanes);
+        StoreFloats<W>(out, y, lanes);
     };
     const auto inRange = [](double b, double l) { return std::fabs(b) < SvfStateLimit && std::fabs(l) < SvfStateLimit; };
-    if (!inRange(band, low))
-        return 0;
-    const int full = n / W, rest = n % W;
-    TQVSvfWindows<W, Direct> windows;
-    D wb, wl, p00, p01, p10, p11;
-    LoadLanes(p00, setup.Powers[0][0]);
-    LoadLanes(p01, setup.Powers[0][1]);
-    LoadLanes(p10, setup.Powers[1][0]);
-    LoadLanes(p11, setup.Powers[1][1]);
-    windows.template Next<Load>(setup, x, n, 0, wb, wl);
-    D tb = p00 * band + p01 * low + wb;
-    D tl = p10 * band + p11 * low + wl;
-    for (int t = 0; t < full; ++t) {
-        if (t % SvfCheckBlocks == 0 && t > 0 && !inRange(tb[0], tl[0])) {
-            band = tb[0];
-            low = tl[0];
-            return t * W;
+    for (int base = 0; base < count; base += LookaheadChunk) {
+        if (!inRange(band, low))
+            return base;
+        const int n = std::min(LookaheadChunk, count - base);
+        float *chunk = data + base;
+        ToDoubles(chunk, n, x);
+        const int full = n / W, rest = n % W;
+        TQVSvfWindows<W, Direct> windows;
+        D wb, wl, p00, p01, p10, p11;
+        LoadLanes(p00, setup.Powers[0][0]);
+        LoadLanes(p01, setup.Powers[0][1]);
+        LoadLanes(p10, setup.Powers[1][0]);
+        LoadLanes(p11, setup.Powers[1][1]);
+        windows.Next(setup, x, 0, wb, wl);
+        D tb = p00 * band + p01 * low + wb;
+        D tl = p10 * band + p11 * low + wl;
+        for (int t = 0; t < full; ++t) {
+            if (t % SvfCheckBlocks == 0 && t > 0 && !inRange(tb[0], tl[0])) {
+                band = tb[0];
+                low = tl[0];
+                return base + t * W;
+            }
+            windows.Next(setup, x, t + 1, wb, wl);
+            const D nb = (tb + e[0][0] * tb) + (wb + e[0][1] * tl);
+            const D nl = (tl + e[1][1] * tl) + (wl + e[1][0] * tb);
+            emit(chunk + t * W, tb, tl, t, W);
+            tb = nb;
+            tl = nl;
         }
-        windows.template Next<Load>(setup, x, n, t + 1, wb, wl);
-        const D nb = (tb + e[0][0] * tb) + (wb + e[0][1] * tl);
-        const D nl = (tl + e[1][1] * tl) + (wl + e[1][0] * tb);
-        emit(tb, tl, t, W);
-        tb = nb;
-        tl = nl;
+        emit(chunk + full * W, tb, tl, full, rest);
+        band = tb[rest];
+        low = tl[rest];
     }
-    emit(tb, tl, full, rest);
-    band = tb[rest];
-    low = tl[rest];
-    return n;
+    return count;
 }
 
 // The double lookahead needs a stable recursion (0 < a < 2) and a state that double holds
@@ -784,16 +760,16 @@ constexpr int PortableSvfLanes = 4;
 
 void RCLowPortable(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<PortableRCLanes, false, LoadGeneric<PortableRCLanes>>(s, state, data, count);
+    RCLanes<PortableRCLanes, false, ToDoublesPortable>(s, state, data, count);
 }
 void RCHighPortable(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<PortableRCLanes, true, LoadGeneric<PortableRCLanes>>(s, state, data, count);
+    RCLanes<PortableRCLanes, true, ToDoublesPortable>(s, state, data, count);
 }
 template <int Output>
 int SvfPortable(const TQVSvfSetup &s, double &band, double &low, float *data, int count)
 {
-    return SvfLanes<PortableSvfLanes, Output, LoadGeneric<PortableSvfLanes>, true>(s, band, low, data, count);
+    return SvfLanes<PortableSvfLanes, Output, ToDoublesPortable, true>(s, band, low, data, count);
 }
 
 const TQVPathKernels PortableKernels = {
@@ -804,14 +780,26 @@ const TQVPathKernels PortableKernels = {
 #if (defined(__x86_64__) || defined(__i386__)) && defined(__GNUC__)
 #define QV_FILTER_X86_PATHS 1
 
-[[gnu::target("avx2")]] inline void LoadAvx2(TQVLanes<4>::D &out, const float *p)
+[[gnu::target("avx2")]] void ToDoublesAvx2(const float *samples, int n, double *x)
 {
-    out = TQVLanes<4>::D(_mm256_cvtps_pd(_mm_loadu_ps(p)));
+    std::fill(x - MaxLanes, x, 0.0);
+    int k = 0;
+    for (; k + 4 <= n; k += 4)
+        _mm256_storeu_pd(x + k, _mm256_cvtps_pd(_mm_loadu_ps(samples + k)));
+    for (; k < n; ++k)
+        x[k] = samples[k];
+    std::fill(x + n, x + n + MaxLanes, 0.0);
 }
 
-[[gnu::target("avx512f")]] inline void LoadAvx512(TQVLanes<8>::D &out, const float *p)
+[[gnu::target("avx512f")]] void ToDoublesAvx512(const float *samples, int n, double *x)
 {
-    out = TQVLanes<8>::D(_mm512_maskz_cvtps_pd(__mmask8(0xFF), _mm256_loadu_ps(p)));
+    std::fill(x - MaxLanes, x, 0.0);
+    int k = 0;
+    for (; k + 8 <= n; k += 8)
+        _mm512_storeu_pd(x + k, _mm512_maskz_cvtps_pd(__mmask8(0xFF), _mm256_loadu_ps(samples + k)));
+    for (; k < n; ++k)
+        x[k] = samples[k];
+    std::fill(x + n, x + n + MaxLanes, 0.0);
 }
 
 [[gnu::target("avx2,fma")]] void FirLanesAvx2(const float *h, int taps, const double *line, int n, double bound,
@@ -821,16 +809,16 @@ const TQVPathKernels PortableKernels = {
 }
 [[gnu::target("avx2,fma")]] void RCLowAvx2(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<4, false, LoadAvx2>(s, state, data, count);
+    RCLanes<4, false, ToDoublesAvx2>(s, state, data, count);
 }
 [[gnu::target("avx2,fma")]] void RCHighAvx2(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<4, true, LoadAvx2>(s, state, data, count);
+    RCLanes<4, true, ToDoublesAvx2>(s, state, data, count);
 }
 template <int Output>
 [[gnu::target("avx2,fma")]] int SvfAvx2(const TQVSvfSetup &s, double &band, double &low, float *data, int count)
 {
-    return SvfLanes<4, Output, LoadAvx2>(s, band, low, data, count);
+    return SvfLanes<4, Output, ToDoublesAvx2>(s, band, low, data, count);
 }
 
 [[gnu::target("avx512f")]] void FirLanesAvx512(const float *h, int taps, const double *line, int n, double bound,
@@ -840,16 +828,16 @@ template <int Output>
 }
 [[gnu::target("avx512f")]] void RCLowAvx512(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<8, false, LoadAvx512>(s, state, data, count);
+    RCLanes<8, false, ToDoublesAvx512>(s, state, data, count);
 }
 [[gnu::target("avx512f")]] void RCHighAvx512(const TQVRCSetup &s, double &state, float *data, int count)
 {
-    RCLanes<8, true, LoadAvx512>(s, state, data, count);
+    RCLanes<8, true, ToDoublesAvx512>(s, state, data, count);
 }
 template <int Output>
 [[gnu::target("avx512f")]] int SvfAvx512(const TQVSvfSetup &s, double &band, double &low, float *data, int count)
 {
-    return SvfLanes<8, Output, LoadAvx512>(s, band, low, data, count);
+    return SvfLanes<8, Output, ToDoublesAvx512>(s, band, low, data, count);
 }
 
 const TQVPathKernels Avx2Kernels = {

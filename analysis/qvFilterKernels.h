@@ -44,4 +44,11 @@ QV_CORE_EXPORT void RCHighpassFilter(long double a, long double &state, float *d
 QV_CORE_EXPORT void StateVariableFilter(int output, float f, float damping, long double &band, long double &low,
                                         float *data, int count);
 
+/// Code paths of the kernels, picked at start-up from the processor's features; tests and
+/// benchmarks may force one that is available.
+enum class TQVKernelPath { Portable, Avx2, Avx512 };
+QV_CORE_EXPORT bool KernelPathAvailable(TQVKernelPath path);
+QV_CORE_EXPORT bool SelectKernelPath(TQVKernelPath path);
+QV_CORE_EXPORT TQVKernelPath ActiveKernelPath();
+
 } // namespace QVFilterKernels

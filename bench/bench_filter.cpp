@@ -32,14 +32,6 @@
 #include "analysis/qvFilterKernels.h"
 #include "qvBenchSupport.h"
 
-namespace QVFilterKernels {
-// Path selection, exported by velmora_core next to the kernels.
-enum class TQVKernelPath { Portable, Avx2, Avx512 };
-QV_CORE_EXPORT bool KernelPathAvailable(TQVKernelPath path);
-QV_CORE_EXPORT bool SelectKernelPath(TQVKernelPath path);
-QV_CORE_EXPORT TQVKernelPath ActiveKernelPath();
-} // namespace QVFilterKernels
-
 namespace {
 
 using QVFilterKernels::TQVKernelPath;
