@@ -5,7 +5,9 @@ QColor QVToQColor(TQVColor color, const QPalette &palette)
     using namespace QVColors;
     if ((color & SystemColorFlag) == 0)
         return QColor(int(color & 0xFF), int((color >> 8) & 0xFF), int((color >> 16) & 0xFF));
-    switch (color) {
+    // Any value with the top bit set is a system colour, also one stored with a top byte
+    // of 0xFF; the low byte is the index.
+    switch (SystemColorFlag | (color & 0xFF)) {
     case clWindow: return palette.color(QPalette::Base);
     case clWindowText: return palette.color(QPalette::Text);
     case clHighlight: return palette.color(QPalette::Highlight);

@@ -3,6 +3,8 @@
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
 
+#include <algorithm>
+
 TQVCustomControl::TQVCustomControl(QWidget *parent)
     : QWidget(parent)
 {
@@ -73,7 +75,11 @@ QRect TQVCustomPanel::ClientRect() const
         inset += m_bevelWidth;
     if (m_bevelInner != bvNone)
         inset += m_bevelWidth;
-    return rect().adjusted(inset, inset, -inset, -inset);
+    QRect r = rect().adjusted(inset, inset, -inset, -inset);
+    // A panel smaller than its frame has an empty client area, not a negative one.
+    r.setWidth(std::max(r.width(), 0));
+    r.setHeight(std::max(r.height(), 0));
+    return r;
 }
 
 void TQVCustomPanel::paintEvent(QPaintEvent *event)
@@ -123,6 +129,8 @@ void TQVCustomPanel::PaintPanel(QPainter &painter)
         r = Frame3D(painter, r, shadow, light, m_bevelWidth);
     else if (m_bevelInner == bvRaised)
         r = Frame3D(painter, r, light, shadow, m_bevelWidth);
+    else if (m_bevelInner == bvSpace)
+        r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
     if (!m_caption.isEmpty()) {
         painter.setPen(ToQColor(QVColors::clBtnText));
         painter.setFont(font());

@@ -1,23 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <vector>
+
 #include "framework/qvMeasIntf.h"
 #include "support/qvTestConsumer.h"
-
-namespace {
-
-using Kind = TQVTestConsumer::LinkKind;
-
-QString MessageOf(Kind kind)
-{
-    switch (kind) {
-    case TQVTestConsumer::SingleValue: return QStringLiteral("Component can process only individual values from channel 0!");
-    case TQVTestConsumer::SingleChannel: return QStringLiteral("Component can process only values from channel 0!");
-    case TQVTestConsumer::DualChannel: return QStringLiteral("Component can process only values from the channels 0 and 1!");
-    default: return {};
-    }
-}
-
-} // namespace
 
 TEST(MeasureLink, CallsNothingWithoutASource)
 {
@@ -58,78 +45,68 @@ TEST(MeasureLink, ConnectsSwitchesDisconnectsAndDetachesWhenDestroyed)
         consumer.Connect(&first);
     }
     EXPECT_TRUE(first.Links().isEmpty());
-    TQVTestBlock block(1, 4);
-    first.Send(block.Block); // nothing left to call
 }
 
-// Each variant checks capabilities and channel count on connection and on every later
-// change; a refusal disconnects before raising and interrupts the ripple. A plain link
+// A variant accepts a source with every capability it requires (others may come along) and
+// exactly its channel count, on connection and on every later change; invalid settings are
+// not checked. A refusal disconnects before raising and interrupts the ripple. A plain link
 // checks nothing.
 TEST(MeasureLink, VariantsAcceptOnlyWhatTheirOwnerCanShow)
 {
-    struct Row { Kind kind; TQVMeasureSourceCapabilities caps; int channels; bool accepted; };
-    const Row rows[] = {
-        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel}, 1, true},
-        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel, mscEquidistant}, 1, true},
-        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel}, 2, false},
-        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleChannel}, 1, false},
-        {TQVTestConsumer::SingleValue, {mscSingleValue, mscSingleChannel}, 1, false},
-        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscDualChannel}, 1, false},
-        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel}, 1, true},
-        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel, mscSingleValue}, 1, true},
-        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel}, 2, false},
-        {TQVTestConsumer::SingleChannel, {mscSingleChannel}, 1, false},
-        {TQVTestConsumer::SingleChannel, {mscContinuous, mscDualChannel}, 1, false},
-        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 2, true},
-        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 1, false},
-        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 3, false},
-        {TQVTestConsumer::DualChannel, {mscDualChannel}, 2, false},
-        {TQVTestConsumer::DualChannel, {mscContinuous, mscSingleChannel}, 2, false},
-        {TQVTestConsumer::Plain, {}, 7, true},
+    struct Variant { TQVTestConsumer::LinkKind kind; TQVMeasureSourceCapabilities required; int channels; const char *message; };
+    const Variant variants[] = {
+        {TQVTestConsumer::SingleValue, {mscContinuous, mscSingleValue, mscSingleChannel}, 1,
+         "Component can process only individual values from channel 0!"},
+        {TQVTestConsumer::SingleChannel, {mscContinuous, mscSingleChannel}, 1,
+         "Component can process only values from channel 0!"},
+        {TQVTestConsumer::DualChannel, {mscContinuous, mscDualChannel}, 2,
+         "Component can process only values from the channels 0 and 1!"},
+        {TQVTestConsumer::Plain, {}, 7, nullptr},
     };
-    for (const Row &r : rows) {
-        SCOPED_TRACE(::testing::Message() << "kind " << r.kind << ", caps " << int(r.caps.Bits()) << ", channels "
-                                          << r.channels);
-        TQVTestSource source;
-        source.SetCaps(r.caps);
-        source.SetSettings(r.channels);
-        TQVTestConsumer consumer(r.kind), after;
-        if (!r.accepted) {
-            try {
-                consumer.Connect(&source);
-                ADD_FAILURE() << "expected EQVMSIncompatibleSource";
-            } catch (const EQVMSIncompatibleSource &e) {
-                EXPECT_EQ(e.Message(), MessageOf(r.kind));
-            }
-            EXPECT_EQ(consumer.Link().Source(), nullptr);
-            EXPECT_TRUE(source.Links().isEmpty());
-            EXPECT_EQ(consumer.SettingsCalls, 0);
-            continue;
+    enum Outcome { Accepted, Refused, Unchecked };
+    for (const Variant &v : variants) {
+        const Outcome wrong = v.message ? Refused : Accepted, invalid = v.message ? Unchecked : Accepted;
+        std::vector<std::tuple<TQVMeasureSourceCapabilities, int, long double, Outcome>> cases{
+            {v.required, v.channels, 1.0L, Accepted},
+            {v.required + mscEquidistant + mscCanHarmonize, v.channels, 1.0L, Accepted},
+            {v.required, v.channels + 1, 1.0L, wrong},
+            {{}, 0, 1.0L, invalid},
+            {{}, 2, 0.0L, invalid}};
+        if (v.channels > 1)
+            cases.emplace_back(v.required, v.channels - 1, 1.0L, wrong);
+        for (int cap = mscContinuous; cap <= mscSingleValue; ++cap) {
+            if (v.required.Contains(TQVMeasureSourceCapabilitiesType(cap)))
+                cases.emplace_back(v.required - TQVMeasureSourceCapabilitiesType(cap), v.channels, 1.0L, Refused);
         }
-        ASSERT_NO_THROW(consumer.Connect(&source));
-        EXPECT_EQ(consumer.SettingsCalls, 1);
-        after.Connect(&source);
-        source.SetSettings(5);
-        if (r.kind == TQVTestConsumer::Plain) {
-            EXPECT_NO_THROW(source.UpdateLinks());
-            continue;
-        }
-        EXPECT_THROW(source.UpdateLinks(), EQVMSIncompatibleSource);
-        EXPECT_EQ(source.Links(), QList<TQVMeasureLink *>{&after.Link()});
-        EXPECT_EQ(after.SettingsCalls, 1); // interrupted before the later link
-    }
-}
-
-TEST(MeasureLink, InvalidSettingsConnectEveryVariantWithoutCheckOrCall)
-{
-    for (Kind kind : {TQVTestConsumer::SingleValue, TQVTestConsumer::SingleChannel, TQVTestConsumer::DualChannel}) {
-        for (auto [channels, span] : {std::pair{0, 1.0L}, std::pair{2, 0.0L}}) {
-            TQVTestSource source; // no capabilities at all
+        for (auto [caps, channels, span, outcome] : cases) {
+            SCOPED_TRACE(::testing::Message() << "kind " << v.kind << ", caps " << int(caps.Bits()) << ", channels "
+                                              << channels << ", span " << double(span));
+            TQVTestSource source;
+            source.SetCaps(caps);
             source.SetSettings(channels, 1024, span);
-            TQVTestConsumer consumer(kind);
-            EXPECT_NO_THROW(consumer.Connect(&source)) << kind;
+            TQVTestConsumer consumer(v.kind), after;
+            if (outcome == Refused) {
+                try {
+                    consumer.Connect(&source);
+                    ADD_FAILURE() << "expected EQVMSIncompatibleSource";
+                } catch (const EQVMSIncompatibleSource &e) {
+                    EXPECT_EQ(e.Message(), QString::fromUtf8(v.message));
+                }
+                EXPECT_EQ(consumer.Link().Source(), nullptr);
+                EXPECT_TRUE(source.Links().isEmpty());
+                EXPECT_EQ(consumer.SettingsCalls, 0);
+                continue;
+            }
+            ASSERT_NO_THROW(consumer.Connect(&source));
             EXPECT_EQ(consumer.Link().Source(), &source);
-            EXPECT_EQ(consumer.SettingsCalls, 0);
+            EXPECT_EQ(consumer.SettingsCalls, outcome == Accepted ? 1 : 0);
+            if (outcome != Accepted || !v.message)
+                continue;
+            after.Connect(&source);
+            source.SetSettings(v.channels + 1);
+            EXPECT_THROW(source.UpdateLinks(), EQVMSIncompatibleSource);
+            EXPECT_EQ(source.Links(), QList<TQVMeasureLink *>{&after.Link()});
+            EXPECT_EQ(after.SettingsCalls, 1); // interrupted before the later link
         }
     }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -69,9 +70,8 @@ struct Rig
 
 std::vector<float> Indices(int first, int count)
 {
-    std::vector<float> v;
-    for (int k = 0; k < count; ++k)
-        v.push_back(float(first + k));
+    std::vector<float> v(static_cast<std::size_t>(count));
+    std::iota(v.begin(), v.end(), float(first));
     return v;
 }
 
@@ -128,7 +128,7 @@ TEST(Trigger, OutputBlocksStartAtTheCrossingsTheRulesGive)
     constexpr int Length = 2400, BufferSize = 64;
     std::vector<std::tuple<int, int, int>> rows; // block length, spike phase, pre-trigger
     for (int phase : {0, 7, 15, 16})
-        for (int pre : {0, 5, 20, 40})
+        for (int pre : {0, 1, 5, 15, 20, 40})
             rows.emplace_back(16, phase, pre);
     for (auto row : {std::tuple{16, 7, 7}, std::tuple{100, 7, 0}, std::tuple{100, 16, 40}, std::tuple{1, 7, 0},
                      std::tuple{1, 7, 5}})
@@ -162,7 +162,8 @@ TEST(Trigger, OutputBlocksStartAtTheCrossingsTheRulesGive)
 
 TEST(Trigger, ScanDetails)
 {
-    std::vector<float> step(16, 1.0f), nearMiss(40, -1.0f);
+    std::vector<float> step(16, 1.0f), nearMiss(40, -1.0f), tail(100, -1.0f);
+    tail[90] = 1.0f; // past the last whole chunk of a long block
     std::fill(step.begin(), step.begin() + 7, -1.0f); // rises on the last sample of block 0
     nearMiss[33] = 0.0f;
     nearMiss[34] = 0x1p-30f;
@@ -177,6 +178,7 @@ TEST(Trigger, ScanDetails)
         // 0.5 is 1.5 above -1 but below the previous sample 1.0 a reset leaves.
         {"after reset", T::trtRangeSlope, 0.9f, 1, 8, 3, {0.5f, -1, 0.5f, -1, 0.5f, -1, 0.5f, -1}, {Indices(2, 3)}},
         {"extended slope", T::trtRangeSlope, 2, 1, 40, 3, nearMiss, {Indices(37, 3)}},
+        {"tail", T::trtPos, 2, 0.5f, 100, 3, tail, {Indices(90, 3)}},
     };
     for (const Row &r : rows) {
         Rig rig(r.block, r.type, r.bufferSize);
@@ -185,6 +187,12 @@ TEST(Trigger, ScanDetails)
         rig.Feed(r.signal, r.block);
         EXPECT_EQ(rig.Outputs(), r.expected) << r.name;
     }
+
+    Rig onTags(8, T::trtPos, 3); // channel 1 holds the sample indices: rises through 4.5 at 5
+    onTags.Trigger.SetTriggerChannel(1);
+    onTags.Trigger.SetTriggerLimit(4.5f);
+    onTags.Feed(std::vector<float>(16, 1.0f), 8);
+    EXPECT_EQ(onTags.Outputs(), Blocks{Indices(5, 3)});
 }
 
 TEST(Trigger, FreeRunningChopsTheStreamAndDropsTheRestOfTheBlock)
@@ -235,21 +243,15 @@ TEST(Trigger, AssemblyAcrossUnevenChannelsAndInterruptions)
     }
 }
 
-TEST(Trigger, DefaultsAndPublishedProperties)
+TEST(Trigger, OutOfRangeChannelsAndTypesAreIgnoredAndTheStateIsReadOnly)
 {
     T t;
-    const std::pair<const char *, QVariant> defaults[] = {
-        {"TriggerType", QVariant::fromValue(T::trtRangeSlope)}, {"TriggerLimit", 0.0f}, {"TriggerLimitHigh", 0.01f},
-        {"TriggerSlope", 0.01f}, {"TriggerChannel", 0}, {"SingleShot", false}, {"BufferSize", 1024},
-        {"PreTrigger", 0}, {"TriggerState", QVariant::fromValue(T::qvtsWaitForTrigger)}};
-    for (const auto &[name, value] : defaults)
-        EXPECT_EQ(t.property(name), value) << name;
-    EXPECT_FALSE(t.metaObject()->property(t.metaObject()->indexOfProperty("TriggerState")).isWritable());
     for (int channel : {65, -1, 64})
         t.SetTriggerChannel(channel);
     EXPECT_EQ(t.TriggerChannel(), 64);
     t.SetTriggerType(static_cast<T::TQVTriggerType>(6));
-    EXPECT_EQ(t.TriggerType(), T::trtRangeSlope);
+    EXPECT_EQ(t.property("TriggerType"), QVariant::fromValue(T::trtRangeSlope));
+    EXPECT_FALSE(t.metaObject()->property(t.metaObject()->indexOfProperty("TriggerState")).isWritable());
 }
 
 TEST(Trigger, BufferSizeAndPreTriggerSetters)
@@ -350,15 +352,18 @@ TEST(Trigger, HandlersCannotCorruptTheAssembly)
     Rig rig(8, T::trtOff, 8);
     const std::vector<float> signal(32);
     bool thrown = false;
-    rig.Trigger.OnTrigger = [&](TQVDescArraySingle &) {
+    rig.Trigger.OnTrigger = [&](TQVDescArraySingle &out) {
+        out.Channels[5] = out.Channels[0]; // the slots are set afresh for the next output
         if (!thrown && (thrown = true))
             throw std::runtime_error("handler");
         rig.Send(signal, 24, 8); // re-entrant: ignored
     };
     EXPECT_THROW(rig.Send(signal, 0, 8), std::runtime_error);
     rig.Send(signal, 8, 8);
+    rig.Trigger.OnTrigger = nullptr;
     rig.Send(signal, 16, 8);
     EXPECT_EQ(rig.Outputs(), (Blocks{Indices(8, 8), Indices(16, 8)}));
+    EXPECT_TRUE(rig.Consumer.Blocks.at(1).Channels[5].empty());
 }
 
 TEST(Trigger, SettingsScaleTheSpanAndNeedAContinuousSource)

@@ -1,0 +1,162 @@
+// Value updates of the linear-scale controls, the hot path of a display fed by a measurement
+// chain: 10 000 `SetValue` calls, each repainting only the strip (bar graph) or the button
+// area (slider) at once, against the same number of full repaints of the same control, timed
+// in alternating batches in the same run on the offscreen platform.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <numbers>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <QtCore/QEvent>
+#include <QtWidgets/QApplication>
+
+#include "controls/qvSlider.h"
+#include "controls/qvbargraphint.h"
+#include "qvBenchSupport.h"
+
+namespace {
+
+constexpr int Calls = 10000;
+constexpr int Batches = 10;
+// The value repaint must cost at most a tenth of a full repaint.
+constexpr double TargetRatio = 0.1;
+
+// Counts the paint events of a widget, to check that every timed call painted.
+struct TQVPaintCounter : QObject
+{
+    int Paints = 0;
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            ++Paints;
+        return false;
+    }
+};
+
+// A slowly varying measured value: 977 distinct values per period, so that consecutive
+// values always differ by a few pixels, as an RMS display sees them.
+std::vector<double> SweepValues()
+{
+    std::vector<double> values(Calls);
+    for (int i = 0; i < Calls; ++i)
+        values[std::size_t(i)] = 50.0 + 45.0 * std::sin(2.0 * std::numbers::pi * i / 977.0);
+    return values;
+}
+
+template <typename Op>
+double BatchNs(Op &&op, int count)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < count; ++i)
+        op(i);
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Times `Calls` value updates and `Calls` full repaints of `widget` in alternating batches
+// and records ns per call of each.
+template <typename Control>
+void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
+{
+    widget.show();
+    QCoreApplication::processEvents();
+    TQVPaintCounter counter;
+    widget.installEventFilter(&counter);
+    const std::vector<double> values = SweepValues();
+    widget.SetValue(values.back() + 1.0);
+
+    double valueNs = 0.0;
+    double fullNs = 0.0;
+    int valuePaints = 0;
+    int fullPaints = 0;
+    const int perBatch = Calls / Batches;
+    for (auto _ : state) {
+        valueNs = fullNs = 0.0;
+        valuePaints = fullPaints = 0;
+        for (int b = 0; b < Batches; ++b) {
+            counter.Paints = 0;
+            valueNs += BatchNs([&](int i) { widget.SetValue(values[std::size_t(b * perBatch + i)]); }, perBatch);
+            valuePaints += counter.Paints;
+            counter.Paints = 0;
+            fullNs += BatchNs([&](int) { widget.repaint(); }, perBatch);
+            fullPaints += counter.Paints;
+        }
+    }
+    widget.removeEventFilter(&counter);
+    if (valuePaints != Calls || fullPaints != Calls) {
+        state.SkipWithError("a timed call did not paint exactly once");
+        return;
+    }
+    const double allocs = QVAllocsPerCall([&, i = 0]() mutable { widget.SetValue(values[std::size_t(i++ % Calls)]); },
+                                          100, 1000);
+    const double perValue = valueNs / Calls;
+    const double perFull = fullNs / Calls;
+    state.counters["value_ns"] = perValue;
+    state.counters["full_ns"] = perFull;
+    state.counters["ratio"] = perValue / perFull;
+    QVRecordResult({name, perValue, "full repaint (same control)", perFull, TargetRatio, allocs, -1.0});
+}
+
+void BM_BarGraphSetValue(benchmark::State &state)
+{
+    TQVBarGraphInt bar;
+    bar.resize(70, 300);
+    bar.SetLabelingStyle(TQVBarGraphInt::lbsBoth);
+    bar.SetLabelingGap(5);
+    bar.SetRangeNumber(3);
+    const double limits[] = {60, 85, 100};
+    const TQVColor colours[] = {QVColors::clGreen, QVColors::clYellow, QVColors::clRed};
+    for (int i = 1; i <= 3; ++i) {
+        bar.SetRangeCurrent(i);
+        bar.SetRangeColor(colours[i - 1]);
+        bar.SetRangeLimit(limits[i - 1]);
+    }
+    RunValueRepaint(state, bar, "bar graph SetValue, 70 x 300, lbsBoth");
+}
+BENCHMARK(BM_BarGraphSetValue)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_SliderSetValue(benchmark::State &state)
+{
+    TQVSlider slider;
+    slider.resize(70, 300);
+    slider.SetLabelingStyle(TQVSlider::lbsBoth);
+    slider.SetLabelingGap(5);
+    RunValueRepaint(state, slider, "slider SetValue, 70 x 300, lbsBoth");
+}
+BENCHMARK(BM_SliderSetValue)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void PrintSummary()
+{
+    std::printf("\nSummary (ratio = value repaint / full repaint of the same control, timed in this run)\n");
+    int missed = 0;
+    for (const TQVBenchResult &r : QVResults()) {
+        const bool met = r.Ratio() < r.TargetRatio;
+        missed += met ? 0 : 1;
+        std::printf("%-40s %10.1f ns  %-28s %10.1f ns  ratio %6.3f (< %g)  allocs/call %6.1f  %s\n", r.Name.c_str(),
+                    r.SubjectNs, r.YardstickName.c_str(), r.YardstickNs, r.Ratio(), r.TargetRatio, r.AllocsPerBlock,
+                    met ? "target met" : "TARGET MISSED");
+    }
+    std::printf("%d of %zu rows missed a target\n", missed, QVResults().size());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+// Widgets need a QApplication, so this program has its own main instead of QVBenchMain.
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    QApplication app(argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    PrintSummary();
+    return 0;
+}

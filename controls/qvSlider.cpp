@@ -1,0 +1,1007 @@
+#include "controls/qvSlider.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <QtCore/QCoreApplication>
+#include <QtGui/QAccessible>
+#include <QtGui/QFontMetrics>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtGui/QPaintEngine>
+#include <QtGui/QPaintEvent>
+#include <QtGui/QPainter>
+#include <QtWidgets/QAccessibleWidget>
+
+#include "controls/qvFormat.h"
+
+namespace {
+
+// Round half to even into an int; non-finite or huge values are pinned so that bad stream
+// data cannot make an out-of-range conversion.
+int RoundInt(double x)
+{
+    if (std::isnan(x))
+        return 0;
+    x = std::clamp(x, -1.0e9, 1.0e9);
+    return int(std::nearbyint(x));
+}
+
+// A rectangle from its edges, right and bottom exclusive; empty when inverted.
+QRect Edges(int left, int top, int right, int bottom)
+{
+    if (right <= left || bottom <= top)
+        return QRect();
+    return QRect(left, top, right - left, bottom - top);
+}
+
+void Fill(QPainter &painter, const QRect &r, const QColor &color)
+{
+    if (r.isValid())
+        painter.fillRect(r, color);
+}
+
+// A three-dimensional frame of `width` pixels inside `r`; returns the rectangle inside it.
+QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
+{
+    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
+        painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
+        painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
+        painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
+        painter.fillRect(QRect(r.right(), r.top(), 1, r.height()), bottomRight);
+        r.adjust(1, 1, -1, -1);
+    }
+    return r;
+}
+
+// A line from `a` toward `b`, the end point itself not drawn.
+void LineTo(QPainter &painter, QPoint a, QPoint b)
+{
+    if (a == b)
+        return;
+    const QPoint step((b.x() > a.x()) - (b.x() < a.x()), (b.y() > a.y()) - (b.y() < a.y()));
+    painter.drawLine(a, b - step);
+}
+
+class TQVSliderAccessible : public QAccessibleWidget, public QAccessibleValueInterface
+{
+public:
+    explicit TQVSliderAccessible(QWidget *widget)
+        : QAccessibleWidget(widget, QAccessible::Slider)
+    {
+    }
+
+    void *interface_cast(QAccessible::InterfaceType type) override
+    {
+        if (type == QAccessible::ValueInterface)
+            return static_cast<QAccessibleValueInterface *>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    QString text(QAccessible::Text t) const override
+    {
+        if (t == QAccessible::Name) {
+            QString name = widget()->accessibleName();
+            if (name.isEmpty())
+                name = Slider()->ButtonCaption();
+            if (name.isEmpty())
+                name = QCoreApplication::translate("TQVSlider", "Slider");
+            return name;
+        }
+        if (t == QAccessible::Value)
+            return Slider()->locale().toString(Slider()->Value());
+        return QAccessibleWidget::text(t);
+    }
+
+    QVariant currentValue() const override { return Slider()->Value(); }
+    void setCurrentValue(const QVariant &value) override { Slider()->SetValue(value.toDouble()); }
+    QVariant maximumValue() const override { return Slider()->ValueMax(); }
+    QVariant minimumValue() const override { return Slider()->ValueMin(); }
+    QVariant minimumStepSize() const override { return std::max(0.0, Slider()->ValueStepWidth()); }
+
+private:
+    TQVSlider *Slider() const { return static_cast<TQVSlider *>(widget()); }
+};
+
+QAccessibleInterface *SliderAccessibleFactory(const QString &key, QObject *object)
+{
+    if (key == QLatin1String("TQVSlider") && object && object->isWidgetType())
+        return new TQVSliderAccessible(static_cast<QWidget *>(object));
+    return nullptr;
+}
+
+} // namespace
+
+TQVSlider::TQVSlider(QWidget *parent)
+    : TQVCustomPanel(parent)
+    , m_buttonFont(QStringLiteral("Arial"), 8)
+    , m_labelingFont(QStringLiteral("Arial"), 8)
+{
+    static const bool accessibleInstalled = (QAccessible::installFactory(SliderAccessibleFactory), true);
+    Q_UNUSED(accessibleInstalled);
+
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
+    m_ranges[0] = {QVColors::clBtnFace, 100.0};
+    resize(49, 165);
+}
+
+TQVSlider::~TQVSlider() = default;
+
+void TQVSlider::SetSliderWidth(int width)
+{
+    if (width == m_sliderWidth || width < 0)
+        return;
+    m_sliderWidth = width;
+    updateGeometry();
+    update();
+}
+
+int TQVSlider::MaxButtonWidth() const
+{
+    return (Vertical() ? width() : height()) - 2;
+}
+
+void TQVSlider::LimitButtonWidth()
+{
+    m_buttonWidth = std::max(0, std::min(m_buttonWidth, MaxButtonWidth()));
+}
+
+void TQVSlider::SetButtonWidth(int width)
+{
+    if (width == m_buttonWidth || width < 0)
+        return;
+    if (m_labelingStyle == lbsAsymmetric && !m_pictureButton.isNull())
+        return;
+    m_buttonWidth = std::max(0, std::min(width, MaxButtonWidth()));
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::SetButtonHeight(int height)
+{
+    if (height == m_buttonHeight || height < 0)
+        return;
+    m_buttonHeight = height;
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::CheckLimits()
+{
+    for (int i = 0; i < m_rangeNumber && i < MaxRanges; ++i) {
+        if (m_ranges[i].Limit < m_valueMin)
+            m_ranges[i].Limit = m_valueMin;
+        if (m_ranges[i].Limit > m_valueMax)
+            m_ranges[i].Limit = m_valueMax;
+    }
+    if (m_rangeNumber >= 1 && m_rangeNumber <= MaxRanges)
+        m_ranges[m_rangeNumber - 1].Limit = m_valueMax;
+}
+
+void TQVSlider::SetRangeNumber(int number)
+{
+    if (number < 1 || number > MaxRanges || number == m_rangeNumber)
+        return;
+    m_rangeNumber = number;
+    CheckLimits();
+    update();
+}
+
+void TQVSlider::SetRangeCurrent(int index)
+{
+    if (index < 1 || index > MaxRanges || index == m_rangeCurrent)
+        return;
+    m_rangeCurrent = index;
+    update();
+}
+
+double TQVSlider::RangeLimit() const
+{
+    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
+        return 0.0;
+    return m_ranges[m_rangeCurrent - 1].Limit;
+}
+
+void TQVSlider::SetRangeLimit(double limit)
+{
+    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber || std::isnan(limit))
+        return;
+    if (limit == m_ranges[m_rangeCurrent - 1].Limit)
+        return;
+    m_ranges[m_rangeCurrent - 1].Limit = limit;
+    CheckLimits();
+    update();
+}
+
+TQVColor TQVSlider::RangeColor() const
+{
+    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
+        return 0;
+    return m_ranges[m_rangeCurrent - 1].Color;
+}
+
+void TQVSlider::SetRangeColor(TQVColor color)
+{
+    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
+        return;
+    if (color == m_ranges[m_rangeCurrent - 1].Color)
+        return;
+    m_ranges[m_rangeCurrent - 1].Color = color;
+    update();
+}
+
+void TQVSlider::SetLabelingDecimals(int decimals)
+{
+    if (decimals == m_labelingDecimals)
+        return;
+    m_labelingDecimals = decimals;
+    update();
+}
+
+void TQVSlider::SetOffsetLower(int offset)
+{
+    if (offset == m_offsetLower || offset < 0)
+        return;
+    m_offsetLower = offset;
+    update();
+}
+
+void TQVSlider::SetOffsetUpper(int offset)
+{
+    if (offset == m_offsetUpper || offset < 0)
+        return;
+    m_offsetUpper = offset;
+    update();
+}
+
+void TQVSlider::SetValue(double value)
+{
+    if (std::isnan(value))
+        return;
+    if (m_valueStepWidth > 0.0)
+        value = std::nearbyint(value / m_valueStepWidth) * m_valueStepWidth;
+    if (value == m_value)
+        return;
+    if (value < m_valueMin)
+        value = m_valueMin;
+    else if (value > m_valueMax)
+        value = m_valueMax;
+    if (value == m_value)
+        return;
+    const double oldValue = m_value;
+    m_value = value;
+    if (OnValueChange)
+        OnValueChange(this);
+    emit ValueChanged(m_value);
+    if (QAccessible::isActive()) {
+        QAccessibleValueChangeEvent event(this, m_value);
+        QAccessible::updateAccessibility(&event);
+    }
+    PaintNewValue(oldValue);
+}
+
+void TQVSlider::SetValueMin(double value)
+{
+    if (std::isnan(value) || value == m_valueMin || !(value < m_valueMax))
+        return;
+    m_valueMin = value;
+    CheckLimits();
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::SetValueMax(double value)
+{
+    if (std::isnan(value) || value == m_valueMax || !(value > m_valueMin))
+        return;
+    m_valueMax = value;
+    CheckLimits();
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::SetValueStepWidth(double step)
+{
+    if (step == m_valueStepWidth || !std::isfinite(step))
+        return;
+    m_valueStepWidth = step;
+    SetValue(m_value);
+    update();
+}
+
+void TQVSlider::SetLabelingGap(double gap)
+{
+    if (gap == m_labelingGap || !(gap > 0.0) || !std::isfinite(gap))
+        return;
+    m_labelingGap = gap;
+    update();
+}
+
+void TQVSlider::SetLabelScientificUnitPosfixInt(int id)
+{
+    if (id < sipNone || id > sipYotta)
+        return;
+    m_labelScientificUnitPosfix = TSiPrefixesId(id);
+}
+
+void TQVSlider::SetBevelColor1(TQVColor color)
+{
+    if (color == m_bevelColor1)
+        return;
+    m_bevelColor1 = color;
+    update();
+}
+
+void TQVSlider::SetBevelColor2(TQVColor color)
+{
+    if (color == m_bevelColor2)
+        return;
+    m_bevelColor2 = color;
+    update();
+}
+
+void TQVSlider::SetButtonColor(TQVColor color)
+{
+    if (color == m_buttonColor)
+        return;
+    m_buttonColor = color;
+    update();
+}
+
+void TQVSlider::SetButtonBorderColor(TQVColor color)
+{
+    if (color == m_buttonBorderColor)
+        return;
+    m_buttonBorderColor = color;
+    update();
+}
+
+void TQVSlider::SetPictureSlide(const QPixmap &picture)
+{
+    m_pictureSlide = picture;
+    update();
+}
+
+void TQVSlider::SetPictureButton(const QPixmap &picture)
+{
+    m_pictureButton = picture;
+    update();
+}
+
+void TQVSlider::SetPictureMask(const QPixmap &picture)
+{
+    m_pictureMask = picture;
+    update();
+}
+
+void TQVSlider::SetButtonCaption(const QString &caption)
+{
+    if (caption == m_buttonCaption)
+        return;
+    m_buttonCaption = caption;
+    update();
+}
+
+void TQVSlider::SetButtonFont(const QFont &font)
+{
+    if (font == m_buttonFont)
+        return;
+    m_buttonFont = font;
+    update();
+}
+
+void TQVSlider::SetButtonFontColor(TQVColor color)
+{
+    if (color == m_buttonFontColor)
+        return;
+    m_buttonFontColor = color;
+    update();
+}
+
+void TQVSlider::SetButtonTransparent(bool transparent)
+{
+    if (transparent == m_buttonTransparent)
+        return;
+    m_buttonTransparent = transparent;
+    update();
+}
+
+void TQVSlider::SetLabelingFont(const QFont &font)
+{
+    if (font == m_labelingFont)
+        return;
+    m_labelingFont = font;
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::SetLabelingFontColor(TQVColor color)
+{
+    if (color == m_labelingFontColor)
+        return;
+    m_labelingFontColor = color;
+    update();
+}
+
+void TQVSlider::SetReduceFlicker(bool reduce)
+{
+    if (reduce == m_reduceFlicker)
+        return;
+    m_reduceFlicker = reduce;
+    // The pixmap is sized on the next paint, when the target's pixel ratio is known.
+    m_offscreen = QPixmap();
+    update();
+}
+
+void TQVSlider::SetKind(TQVKind kind)
+{
+    if (kind == m_kind || kind > sbVertical)
+        return;
+    m_kind = kind;
+    if (IsDesigning() && !IsLoading())
+        resize(height(), width());
+    updateGeometry();
+    update();
+}
+
+void TQVSlider::SetLabelingOrientation(TLabelingOrientation orientation)
+{
+    if (orientation == m_labelingOrientation || orientation > lboBelow)
+        return;
+    m_labelingOrientation = orientation;
+    update();
+}
+
+void TQVSlider::SetLabelingStyle(TLabelingStyle style)
+{
+    if (style == m_labelingStyle || style > lbsAsymmetric)
+        return;
+    m_labelingStyle = style;
+    if (style == lbsAsymmetric && m_pictureButton.isNull())
+        m_buttonWidth = std::max(0, MaxButtonWidth());
+    else
+        LimitButtonWidth();
+    updateGeometry();
+    update();
+}
+
+QList<TQVSlider::TRangeEntry> TQVSlider::Ranges() const
+{
+    QList<TRangeEntry> list;
+    for (int i = 0; i < m_rangeNumber && i < MaxRanges; ++i)
+        list.append(m_ranges[i]);
+    return list;
+}
+
+void TQVSlider::ReadRanges(const QList<TRangeEntry> &ranges)
+{
+    const int n = int(std::min<qsizetype>(ranges.size(), MaxRanges));
+    for (int i = 0; i < n; ++i)
+        m_ranges[i] = ranges[i];
+    m_rangeNumber = n;
+    update();
+}
+
+TQVSlider::TStreamDoubles TQVSlider::Doubles() const
+{
+    return {m_value, m_valueMin, m_valueMax, m_valueStepWidth, m_labelingGap};
+}
+
+void TQVSlider::ReadDoubles(const TStreamDoubles &values)
+{
+    m_value = values.Value;
+    m_valueMin = values.ValueMin;
+    m_valueMax = values.ValueMax;
+    m_valueStepWidth = values.ValueStepWidth;
+    m_labelingGap = values.LabelingGap;
+    update();
+}
+
+void TQVSlider::ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles &values)
+{
+    ReadRanges(ranges);
+    ReadDoubles(values);
+}
+
+QString TQVSlider::LabelFormat() const
+{
+    const double span = m_valueMax - m_valueMin;
+    if (m_labelScientificUnitPosfix == sipNone && (m_valueMin <= -100000.0 || m_valueMax >= 100000.0 || span < 0.001))
+        return QStringLiteral("0.00E-00");
+    if (m_labelingDecimals > 0)
+        return QStringLiteral("0.") + QString(m_labelingDecimals, QLatin1Char('0'));
+    return QStringLiteral("0");
+}
+
+QString TQVSlider::FormatLabel(const QString &format, double value) const
+{
+    TSiPrefixesStruct info;
+    QString text;
+    if (GetSIInfos(m_labelScientificUnitPosfix, info))
+        text = QVFormatFloat(format, value / info.Factor, locale()) + info.Symbol;
+    else
+        text = QVFormatFloat(format, value, locale());
+    return text + m_labelTextPosfix;
+}
+
+int TQVSlider::TextWidth8() const
+{
+    return QFontMetrics(m_labelingFont).horizontalAdvance(QLatin1Char('8'));
+}
+
+QSize TQVSlider::sizeHint() const
+{
+    const QFontMetrics fm(m_labelingFont);
+    const bool labels = m_labelingStyle != lbsNone && m_labelingStyle != lbsLines;
+    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
+    int across = std::max(m_buttonWidth, m_sliderWidth) + 2;
+    if (Vertical()) {
+        if (labels)
+            across += 2 * (fm.horizontalAdvance(FormatLabel(LabelFormat(), widest) + QLatin1Char('-')) + 8);
+        else if (m_labelingStyle == lbsLines)
+            across += 2 * 12;
+        return QSize(std::max(49, across), 165);
+    }
+    if (labels)
+        across += 2 * (fm.height() + 8);
+    else if (m_labelingStyle == lbsLines)
+        across += 2 * 12;
+    return QSize(165, std::max(49, across));
+}
+
+QSize TQVSlider::minimumSizeHint() const
+{
+    const int along = m_buttonHeight + m_offsetLower + m_offsetUpper + 20;
+    const int across = std::max(m_buttonWidth, m_sliderWidth) / 2 + 2;
+    return Vertical() ? QSize(across, along) : QSize(along, across);
+}
+
+int TQVSlider::Travel() const
+{
+    return (Vertical() ? height() : width()) - m_buttonHeight - m_offsetLower - m_offsetUpper;
+}
+
+QRect TQVSlider::ButtonGeometry(double value) const
+{
+    const double span = m_valueMax - m_valueMin;
+    const int q = span != 0.0 ? RoundInt((value - m_valueMin) * Travel() / span) : 0;
+    if (Vertical()) {
+        const int left = (width() - m_buttonWidth) / 2 + 1;
+        const int bottom = height() - q - m_offsetLower;
+        return QRect(left, bottom - m_buttonHeight, m_buttonWidth, m_buttonHeight);
+    }
+    const int top = (height() - m_buttonWidth) / 2;
+    return QRect(m_offsetLower + q, top, m_buttonHeight, m_buttonWidth);
+}
+
+QRect TQVSlider::ButtonPaintArea(double value) const
+{
+    const QRect b = ButtonGeometry(value);
+    if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric && m_pictureButton.isNull())
+        return Vertical() ? QRect(0, b.top(), width(), b.height()) : QRect(b.left(), 0, b.width(), height());
+    return b;
+}
+
+void TQVSlider::PaintNewValue(double oldValue)
+{
+    Q_UNUSED(oldValue);
+    if (!isVisible() || !updatesEnabled())
+        return;
+    // The old area is the button as last painted in full (the hit rectangle is its interior).
+    const QRect oldArea = m_buttonPaintArea;
+    const QRect newArea = ButtonPaintArea(m_value);
+    if (oldArea.isEmpty()) {
+        repaint(newArea.adjusted(-2, -2, 2, 2));
+    } else if (oldArea.intersects(newArea)) {
+        repaint(oldArea.united(newArea).adjusted(-2, -2, 2, 2));
+    } else {
+        repaint(oldArea.adjusted(-2, -2, 2, 2));
+        repaint(newArea.adjusted(-2, -2, 2, 2));
+    }
+}
+
+void TQVSlider::paintEvent(QPaintEvent *event)
+{
+    if (!m_reduceFlicker) {
+        TQVCustomPanel::paintEvent(event);
+        return;
+    }
+    QPainter painter(this);
+    // The real target decides the pixel ratio (a grab or render may differ from the screen).
+    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
+    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const QSize pixels = (QSizeF(size()) * dpr).toSize();
+    if (m_offscreen.size() != pixels || m_offscreen.devicePixelRatioF() != dpr) {
+        m_offscreen = QPixmap(pixels);
+        m_offscreen.setDevicePixelRatio(dpr);
+    }
+    {
+        QPainter offscreen(&m_offscreen);
+        offscreen.setClipRegion(event->region());
+        Paint(offscreen);
+    }
+    painter.setClipRegion(event->region());
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.drawPixmap(0, 0, m_offscreen);
+}
+
+void TQVSlider::resizeEvent(QResizeEvent *event)
+{
+    TQVCustomPanel::resizeEvent(event);
+    LimitButtonWidth();
+}
+
+void TQVSlider::Paint(QPainter &painter)
+{
+    PaintPanel(painter);
+    if (width() != m_lastWidth || height() != m_lastHeight) {
+        m_lastWidth = width();
+        m_lastHeight = height();
+        LimitButtonWidth();
+    }
+    PaintSlideTrack(painter);
+    PaintLabeling(painter);
+    PaintButton(painter);
+}
+
+void TQVSlider::PaintSlideTrack(QPainter &painter)
+{
+    const int w = width();
+    const int h = height();
+    const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
+    QRect t;
+    if (Vertical()) {
+        int left = (w - m_sliderWidth) / 2;
+        if (m_labelingStyle == lbsAsymmetric)
+            left = secondSide ? int(w * 0.1) : int(w * 0.9) - m_sliderWidth;
+        t = Edges(left, m_offsetUpper, left + m_sliderWidth, h - m_offsetLower);
+    } else {
+        int top = (h - m_sliderWidth) / 2;
+        if (m_labelingStyle == lbsAsymmetric)
+            top = secondSide ? int(h * 0.1) : int(h * 0.9) - m_sliderWidth;
+        t = Edges(m_offsetLower, top, w - m_offsetUpper, top + m_sliderWidth);
+    }
+    // Stored before the picture check so that a click on a pictured track jumps as well.
+    m_slideRect = t;
+
+    if (!m_pictureSlide.isNull()) {
+        painter.fillRect(rect(), ToQColor(Color()));
+        painter.drawPixmap(rect(), m_pictureSlide);
+        return;
+    }
+    // The surroundings of the track already carry `Color`: the panel painted them.
+    if (t.isEmpty())
+        return;
+    t = Frame3D(painter, t, ToQColor(m_bevelColor2), ToQColor(m_bevelColor1), BevelWidth());
+    if (t.isEmpty())
+        return;
+
+    const double span = m_valueMax - m_valueMin;
+    if (!(span != 0.0) || !std::isfinite(span))
+        return;
+    const int n = std::min(m_rangeNumber, int(MaxRanges));
+    const int half = m_buttonHeight / 2;
+    const int tl = t.left(), tt = t.top(), tr = t.left() + t.width(), tb = t.top() + t.height();
+    if (Vertical()) {
+        int e = tb;
+        for (int i = 0; i < n; ++i) {
+            const int p = tb - RoundInt((m_ranges[i].Limit - m_valueMin) * (tb - tt - m_buttonHeight) / span) - half;
+            Fill(painter, Edges(tl, i == n - 1 ? tt : p, tr, e).intersected(t), ToQColor(m_ranges[i].Color));
+            e = p;
+        }
+    } else {
+        int e = tl;
+        for (int i = 0; i < n; ++i) {
+            const int p = RoundInt((m_ranges[i].Limit - m_valueMin) * (tr - tl - m_buttonHeight) / span) + half + 2;
+            Fill(painter, Edges(e, tt, i == n - 1 ? tr : p, tb).intersected(t), ToQColor(m_ranges[i].Color));
+            e = p;
+        }
+    }
+}
+
+void TQVSlider::PaintLabeling(QPainter &painter)
+{
+    if (m_labelingStyle == lbsNone)
+        return;
+    const int w = width();
+    const int h = height();
+    const bool vertical = Vertical();
+    int half = m_buttonHeight / 2;
+    const bool mask = !m_pictureMask.isNull();
+    if (mask)
+        half = vertical ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
+    int aLeft, aTop, aRight, aBottom;
+    if (vertical) {
+        aLeft = 0;
+        aRight = w;
+        aTop = half + m_offsetUpper;
+        aBottom = h - half - m_offsetLower;
+    } else {
+        aTop = 0;
+        aBottom = h;
+        aLeft = half + (mask ? 0 : m_offsetLower);
+        aRight = w - half - (mask ? 0 : m_offsetUpper);
+    }
+    const int s = vertical ? aBottom - aTop : aRight - aLeft;
+    const double d = m_valueMax - m_valueMin;
+    if (s <= 0 || !(d > 0.0) || !std::isfinite(d))
+        return;
+
+    const QColor ink = ToQColor(m_labelingFontColor);
+    painter.setPen(QPen(ink, 1, Qt::SolidLine));
+    painter.setBrush(Qt::NoBrush);
+
+    // Lines closer than 2 pixels: widen the gap for good (it is stored with the form).
+    const double n = std::trunc(d * 2.0 / m_labelingGap);
+    if (double(s) < n)
+        m_labelingGap = d * 2.0 / s;
+    const double g = m_labelingGap;
+    const auto firstLine = [&] {
+        double t0 = std::nearbyint(m_valueMin / g) * g;
+        if (t0 < m_valueMin)
+            t0 += g;
+        return t0;
+    };
+    const int pitch = std::max(1, RoundInt(s * g / d));
+
+    painter.setFont(m_labelingFont);
+    const QFontMetrics fm(m_labelingFont);
+    const QString format = LabelFormat();
+    m_labelHeight = fm.height();
+    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
+    m_labelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, locale()) + QLatin1Char('-'));
+    int k = 1;
+    int pk = pitch;
+    double gk = g;
+    const int need = vertical ? 2 * m_labelHeight : m_labelWidth + 10;
+    while (need > pk) {
+        pk += pitch;
+        gk += g;
+        ++k;
+    }
+    const int o = RoundInt(s * m_valueMin / d);
+    int widestLabel = 0;
+
+    const bool firstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove
+        || m_labelingStyle == lbsSymmetric;
+    const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow
+        || m_labelingStyle == lbsSymmetric;
+    const bool asymmetric = m_labelingStyle == lbsAsymmetric;
+
+    if (m_labelingStyle != lbsLines) {
+        const int w8 = TextWidth8();
+        const double t0 = firstLine();
+        for (int i = 0; i < 100000; ++i) {
+            const double t = t0 + i * gk;
+            if (!(t <= m_valueMax))
+                break;
+            const int p = RoundInt(s * t / d);
+            const QString text = FormatLabel(format, t);
+            m_labelWidth = fm.horizontalAdvance(text);
+            widestLabel = std::max(widestLabel, m_labelWidth);
+            int x1, x2, y1, y2;
+            if (vertical) {
+                y1 = y2 = aBottom - p - m_labelHeight / 2 + o;
+                x1 = asymmetric ? int(w * 0.2) + aLeft + w8 : aLeft;
+                x2 = asymmetric ? aRight - m_labelWidth - int(w * 0.2) - w8 : aRight - m_labelWidth;
+            } else {
+                x1 = x2 = p + aLeft - m_labelWidth / 2 - o;
+                y1 = asymmetric ? aTop + int(m_labelHeight * 0.5 + h * 0.2) : aTop;
+                y2 = asymmetric ? aBottom - int(m_labelHeight * 1.5 + h * 0.2) : aBottom - m_labelHeight;
+            }
+            if (firstSide)
+                painter.drawText(QPoint(x1, y1 + fm.ascent()), text);
+            if (secondSide)
+                painter.drawText(QPoint(x2, y2 + fm.ascent()), text);
+        }
+    }
+
+    if (m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || m_labelingStyle == lbsSymmetric) {
+        const bool symmetric = m_labelingStyle == lbsSymmetric;
+        const int indent = m_labelingStyle == lbsLines ? 0 : (vertical ? widestLabel : m_labelHeight) + 8;
+        const int sw = m_sliderWidth;
+        const int bLeft = (w - sw) / 2, bRight = bLeft + sw;
+        const int bTop = (h - sw) / 2, bBottom = bTop + sw;
+        const double t0 = firstLine();
+        int c = k;
+        for (int i = 0; i < 1000000; ++i) {
+            const double t = t0 + i * g;
+            if (!(1.000000001 * m_valueMax >= t))
+                break;
+            const int p = RoundInt(s * t / d);
+            const int major = c == k ? 4 : 0;
+            if (vertical) {
+                const int y = aBottom - p + o;
+                if (firstSide) {
+                    const int x0 = aLeft + indent - major;
+                    if (x0 <= bLeft)
+                        LineTo(painter, QPoint(x0, y), QPoint((aRight - sw) / 2, y));
+                    if (!symmetric)
+                        LineTo(painter, QPoint(aRight, y), QPoint((aRight + sw) / 2, y));
+                }
+                if (secondSide) {
+                    const int x0 = aRight - indent + major;
+                    if (x0 >= bRight)
+                        LineTo(painter, QPoint(x0, y), QPoint((aRight + sw) / 2, y));
+                    if (!symmetric)
+                        LineTo(painter, QPoint(aLeft, y), QPoint((aRight - sw) / 2, y));
+                }
+            } else {
+                const int x = p + aLeft - o;
+                if (firstSide) {
+                    const int y0 = aTop + indent - major;
+                    if (y0 <= bTop)
+                        LineTo(painter, QPoint(x, y0), QPoint(x, (aBottom - sw) / 2));
+                    if (!symmetric)
+                        LineTo(painter, QPoint(x, aBottom), QPoint(x, (aBottom + sw) / 2));
+                }
+                if (secondSide) {
+                    const int y0 = aBottom - indent + major;
+                    if (y0 >= bBottom)
+                        LineTo(painter, QPoint(x, y0), QPoint(x, (aBottom + sw) / 2));
+                    if (!symmetric)
+                        LineTo(painter, QPoint(x, aTop), QPoint(x, (aBottom - sw) / 2));
+                }
+            }
+            if (++c > k)
+                c = 1;
+        }
+    }
+}
+
+void TQVSlider::PaintButton(QPainter &painter)
+{
+    QRect b = ButtonGeometry(m_value);
+    m_buttonRect = b;
+    m_buttonPaintArea = ButtonPaintArea(m_value);
+    if (b.isEmpty())
+        return;
+    if (!m_pictureMask.isNull()) {
+        painter.save();
+        painter.setCompositionMode(QPainter::RasterOp_SourceAndDestination);
+        painter.drawPixmap(b, m_pictureMask);
+        painter.restore();
+    }
+    if (!m_pictureButton.isNull()) {
+        painter.save();
+        painter.setCompositionMode(QPainter::RasterOp_SourceOrDestination);
+        painter.drawPixmap(b.adjusted(1, 1, -1, -1), m_pictureButton);
+        painter.restore();
+        return;
+    }
+
+    const int bw = BevelWidth();
+    const QColor light = ToQColor(m_bevelColor1);
+    const QColor shadow = ToQColor(m_bevelColor2);
+    const QColor border = ToQColor(m_buttonBorderColor);
+    if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric) {
+        // A bar across the whole control with a sunken window through which the label shows.
+        QRect inner = Frame3D(painter, m_buttonPaintArea, light, shadow, bw);
+        const int windowSpan = m_labelWidth + 2 * TextWidth8() + bw;
+        const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
+        QRect window;
+        if (Vertical()) {
+            const int right = secondSide ? int(width() * 0.8) + bw : int(width() * 0.2) - bw + windowSpan;
+            window = Edges(right - windowSpan, inner.top(), right, inner.top() + inner.height());
+        } else {
+            const int h = height();
+            const int bottom = secondSide ? h - int(h * 0.2) + bw : int(h * 0.2) - bw + 2 * m_labelHeight + 2 * bw;
+            const int top = secondSide ? bottom - 2 * m_labelHeight - 2 * bw : int(h * 0.2) - bw;
+            window = Edges(inner.left(), top, inner.left() + inner.width(), bottom);
+        }
+        window = window.intersected(inner);
+        painter.save();
+        painter.setClipRegion(QRegion(inner).subtracted(QRegion(window)), Qt::IntersectClip);
+        painter.fillRect(inner, border);
+        painter.restore();
+        if (!window.isEmpty()) {
+            window = Frame3D(painter, window, border, border, bw);
+            Frame3D(painter, window, shadow, light, bw);
+        }
+        b = inner;
+    } else {
+        b = Frame3D(painter, b, light, shadow, bw);
+        b = Frame3D(painter, b, border, border, bw);
+        b = Frame3D(painter, b, shadow, light, bw);
+        if (!m_buttonTransparent)
+            Fill(painter, b, ToQColor(m_buttonColor));
+    }
+    m_buttonRect = b;
+
+    if (!m_buttonCaption.isEmpty()) {
+        painter.setFont(m_buttonFont);
+        painter.setPen(ToQColor(m_buttonFontColor));
+        const QFontMetrics fm(m_buttonFont);
+        const int x = b.left() + (b.width() - fm.horizontalAdvance(m_buttonCaption)) / 2;
+        const int y = b.top() + (b.height() - fm.height()) / 2;
+        painter.drawText(QPoint(x, y + fm.ascent()), m_buttonCaption);
+    }
+}
+
+void TQVSlider::StartDrag(const QPoint &pos)
+{
+    m_dragging = true;
+    m_dragStart = pos;
+    m_dragStartValue = m_value;
+}
+
+void TQVSlider::mousePressEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (event->button() != Qt::LeftButton)
+        return;
+    const QPoint pos = event->position().toPoint();
+    if (m_buttonRect.contains(pos)) {
+        StartDrag(pos);
+    } else if (m_slideRect.contains(pos)) {
+        const double span = m_valueMax - m_valueMin;
+        const int travel = Travel();
+        if (travel != 0) {
+            const double half = m_buttonHeight / 2.0;
+            if (Vertical())
+                SetValue(span * (height() - half - m_offsetLower - pos.y()) / travel + m_valueMin);
+            else
+                SetValue(span * (pos.x() - half - m_offsetLower) / travel + m_valueMin);
+        }
+        StartDrag(pos);
+    }
+}
+
+void TQVSlider::mouseMoveEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (!m_dragging)
+        return;
+    const int travel = Travel();
+    if (travel == 0)
+        return;
+    const QPoint pos = event->position().toPoint();
+    const double span = m_valueMax - m_valueMin;
+    if (Vertical())
+        SetValue(span * (m_dragStart.y() - pos.y()) / travel + m_dragStartValue);
+    else
+        SetValue(span * (pos.x() - m_dragStart.x()) / travel + m_dragStartValue);
+}
+
+void TQVSlider::mouseReleaseEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (event->button() == Qt::LeftButton)
+        m_dragging = false;
+}
+
+void TQVSlider::keyPressEvent(QKeyEvent *event)
+{
+    const double span = m_valueMax - m_valueMin;
+    const double step = m_valueStepWidth > 0.0 ? m_valueStepWidth : span / 100.0;
+    const double page = m_valueStepWidth > 0.0
+        ? m_valueStepWidth * std::max(1.0, std::nearbyint(span / 10.0 / m_valueStepWidth))
+        : span / 10.0;
+    switch (event->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Right:
+        SetValue(m_value + step);
+        break;
+    case Qt::Key_Down:
+    case Qt::Key_Left:
+        SetValue(m_value - step);
+        break;
+    case Qt::Key_PageUp:
+        SetValue(m_value + page);
+        break;
+    case Qt::Key_PageDown:
+        SetValue(m_value - page);
+        break;
+    case Qt::Key_Home:
+        SetValue(m_valueMin);
+        break;
+    case Qt::Key_End:
+        SetValue(m_valueMax);
+        break;
+    default:
+        TQVCustomPanel::keyPressEvent(event);
+        return;
+    }
+    event->accept();
+}

@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTranslator>
+#include <QtWidgets/QComboBox>
+
+#include <cmath>
+
+#include "controls/qvCommon.h"
+
+namespace {
+
+struct Row
+{
+    const char *name;
+    QString symbol;
+    int power;
+    const char *numberWord;
+};
+
+const Row Expected[21] = {
+    {"None", "", 0, "None"},
+    {"Yocto", "y", -24, "Quadrillionstel"},
+    {"Zepto", "z", -21, "Trilliardstel"},
+    {"Atto", "a", -18, "Trillionstel"},
+    {"Femto", "f", -15, "Billiardstel"},
+    {"Pico", "p", -12, "Billionstel"},
+    {"Nano", "n", -9, "Milliardstel"},
+    {"Micro", QString(QChar(0x00B5)), -6, "Millionstel"},
+    {"Milli", "m", -3, "Tausendstel"},
+    {"Centi", "c", -2, "Hundertstel"},
+    {"Deci", "d", -1, "Zehntel"},
+    {"Deca", "da", 1, "Zehn"},
+    {"Hecto", "h", 2, "Hundert"},
+    {"Kilo", "k", 3, "Tausend Tsd."},
+    {"Mega", "M", 6, "Million Mio."},
+    {"Giga", "G", 9, "Milliarde Mrd. 1)"},
+    {"Tera", "T", 12, "Billion Bio. 1)"},
+    {"Peta", "P", 15, "Billiarde"},
+    {"Exa", "E", 18, "Trillion"},
+    {"Zetta", "Z", 21, "Trilliarde"},
+    {"Yotta", "Y", 24, "Quadrillion"},
+};
+
+// Supplies over-long texts for the kilo row.
+class LongKiloTranslator : public QTranslator
+{
+public:
+    QString translate(const char *context, const char *sourceText, const char *disambiguation,
+                      int) const override
+    {
+        if (qstrcmp(context, "Velmora") != 0)
+            return {};
+        if (qstrcmp(sourceText, "Kilo") == 0)
+            return QStringLiteral("Kilogrammeter");
+        if (qstrcmp(sourceText, "k") == 0)
+            return QStringLiteral("kgm");
+        if (qstrcmp(sourceText, "Tausend Tsd.") == 0)
+            return QStringLiteral("Eintausend (Tsd.) lang");
+        if (qstrcmp(sourceText, "None") == 0 && qstrcmp(disambiguation, "SI number word") == 0)
+            return QStringLiteral("Keines");
+        return {};
+    }
+    bool isEmpty() const override { return false; }
+};
+
+} // namespace
+
+TEST(SIPrefix, TableRows)
+{
+    for (int id = sipNone; id <= sipYotta; ++id) {
+        SCOPED_TRACE(id);
+        TSiPrefixesStruct info;
+        ASSERT_TRUE(GetSIInfos(id, info));
+        EXPECT_EQ(info.Name, QString::fromLatin1(Expected[id].name));
+        EXPECT_EQ(info.Symbol, Expected[id].symbol);
+        EXPECT_EQ(info.NumberWord, QString::fromLatin1(Expected[id].numberWord));
+        // The nearest double to the power of ten: strtod rounds correctly.
+        const std::string power = "1e" + std::to_string(Expected[id].power);
+        EXPECT_EQ(info.Factor, std::strtod(power.c_str(), nullptr));
+        EXPECT_LE(info.Name.size(), 8);
+        EXPECT_LE(info.Symbol.size(), 2);
+    }
+}
+
+TEST(SIPrefix, GetSIInfosRejectsOutOfRangeIds)
+{
+    TSiPrefixesStruct info;
+    info.Name = "keep";
+    info.Factor = 42;
+    for (int id : {-1, 21, 255, 1000}) {
+        EXPECT_FALSE(GetSIInfos(id, info));
+        EXPECT_EQ(info.Name, "keep");
+        EXPECT_EQ(info.Factor, 42);
+    }
+    ASSERT_TRUE(GetSIInfos(sipNone, info));
+    EXPECT_EQ(info.Factor, 1.0);
+    EXPECT_TRUE(info.Symbol.isEmpty());
+}
+
+TEST(SIPrefix, InitComboBox)
+{
+    EXPECT_EQ(InitSIComboBox(nullptr, sipKilo), -1);
+
+    QComboBox combo;
+    combo.addItem("stale");
+    EXPECT_EQ(InitSIComboBox(&combo, sipKilo), int(sipKilo));
+    ASSERT_EQ(combo.count(), 21);
+    EXPECT_EQ(combo.itemText(sipKilo), "Kilo [k]");
+    EXPECT_EQ(combo.itemText(sipMikro), QString("Micro [") + QChar(0x00B5) + "]");
+    EXPECT_EQ(combo.itemText(sipNone), "None []");
+    for (int i = 0; i < combo.count(); ++i)
+        EXPECT_EQ(combo.itemData(i).toInt(), i);
+
+    for (int id : {21, 200, -1}) {
+        EXPECT_EQ(InitSIComboBox(&combo, id), -1);
+        EXPECT_EQ(combo.count(), 21);
+        EXPECT_EQ(combo.currentIndex(), -1);
+    }
+    EXPECT_EQ(InitSIComboBox(&combo, sipNone), 0);
+    EXPECT_EQ(InitSIComboBox(&combo, sipYotta), 20);
+}
+
+TEST(SIPrefix, GetAndSetOnComboBox)
+{
+    TSiPrefixesId id = sipMega;
+    EXPECT_FALSE(GetSIFromComboBox(nullptr, id));
+    EXPECT_FALSE(SetSIOnComboBox(nullptr, sipKilo));
+    EXPECT_EQ(id, sipMega);
+
+    QComboBox combo;
+    InitSIComboBox(&combo, 99);
+    EXPECT_FALSE(GetSIFromComboBox(&combo, id)); // nothing selected
+    EXPECT_EQ(id, sipMega);
+
+    EXPECT_TRUE(SetSIOnComboBox(&combo, sipMilli));
+    EXPECT_EQ(combo.currentIndex(), int(sipMilli));
+    ASSERT_TRUE(GetSIFromComboBox(&combo, id));
+    EXPECT_EQ(id, sipMilli);
+
+    for (int bad : {-1, 21, 300}) {
+        EXPECT_FALSE(SetSIOnComboBox(&combo, bad));
+        EXPECT_EQ(combo.currentIndex(), int(sipMilli));
+    }
+
+    // A box with more items than prefixes: an index past the last prefix is no identifier.
+    combo.addItem("extra");
+    combo.setCurrentIndex(21);
+    id = sipGiga;
+    EXPECT_FALSE(GetSIFromComboBox(&combo, id));
+    EXPECT_EQ(id, sipGiga);
+}
+
+TEST(SIPrefix, TranslationsAreCutToTheFieldLengths)
+{
+    LongKiloTranslator translator;
+    ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
+    QVReloadSIPrefixTexts();
+    TSiPrefixesStruct info;
+    ASSERT_TRUE(GetSIInfos(sipKilo, info));
+    const double factor = info.Factor;
+    EXPECT_EQ(info.Name, "Kilogram");
+    EXPECT_EQ(info.Symbol, "kg");
+    EXPECT_EQ(info.NumberWord, "Eintausend (Tsd.) lang"); // number words stay whole
+    ASSERT_TRUE(GetSIInfos(sipNone, info));
+    EXPECT_EQ(info.Name, "None");                          // the name is a separate text
+    EXPECT_EQ(info.NumberWord, "Keines");
+    QComboBox combo;
+    InitSIComboBox(&combo, sipKilo);
+    EXPECT_EQ(combo.currentText(), "Kilogram [kg]");
+
+    QCoreApplication::removeTranslator(&translator);
+    QVReloadSIPrefixTexts();
+    ASSERT_TRUE(GetSIInfos(sipKilo, info));
+    EXPECT_EQ(info.Name, "Kilo");
+    EXPECT_EQ(info.Symbol, "k");
+    EXPECT_EQ(info.Factor, factor);
+}
