@@ -88,10 +88,14 @@ void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
         }
     }
     widget.removeEventFilter(&counter);
-    if (valuePaints != Calls || fullPaints != Calls) {
-        state.SkipWithError("a timed call did not paint exactly once");
+    // The slider repaints the old and the new button area separately when they do not meet.
+    if (valuePaints < Calls || valuePaints > 2 * Calls || fullPaints != Calls) {
+        std::printf("%s: %d paint events for %d value updates, %d for %d full repaints\n", name, valuePaints, Calls,
+                    fullPaints, Calls);
+        state.SkipWithError("the timed calls did not paint as expected");
         return;
     }
+    state.counters["value_paints"] = valuePaints;
     const double allocs = QVAllocsPerCall([&, i = 0]() mutable { widget.SetValue(values[std::size_t(i++ % Calls)]); },
                                           100, 1000);
     const double perValue = valueNs / Calls;

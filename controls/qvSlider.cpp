@@ -769,16 +769,32 @@ void TQVSlider::PaintLabeling(QPainter &painter)
         || m_labelingStyle == lbsSymmetric;
     const bool asymmetric = m_labelingStyle == lbsAsymmetric;
 
+    // A partial repaint (the button moving) clips most labels away; text outside the clip
+    // is skipped rather than shaped and then discarded.
+    const QRect clip = painter.hasClipping() ? painter.clipBoundingRect().toAlignedRect() : QRect();
+    const auto Visible = [&](int x, int y) {
+        return clip.isNull() || clip.intersects(QRect(x, y, m_labelWidth, m_labelHeight));
+    };
     if (m_labelingStyle != lbsLines) {
         const int w8 = TextWidth8();
         const double t0 = firstLine();
+        // The label texts and widths change only with the scale; a moving button reuses them.
+        const TQVLabelCacheKey key{t0, gk, m_valueMax, format, m_labelingFont, locale()};
+        if (!(key == m_labelKey)) {
+            m_labelKey = key;
+            m_labelCache.clear();
+        }
         for (int i = 0; i < 100000; ++i) {
             const double t = t0 + i * gk;
             if (!(t <= m_valueMax))
                 break;
             const int p = RoundInt(s * t / d);
-            const QString text = FormatLabel(format, t);
-            m_labelWidth = fm.horizontalAdvance(text);
+            if (std::size_t(i) >= m_labelCache.size()) {
+                const QString label = FormatLabel(format, t);
+                m_labelCache.push_back({label, fm.horizontalAdvance(label)});
+            }
+            const QString &text = m_labelCache[std::size_t(i)].first;
+            m_labelWidth = m_labelCache[std::size_t(i)].second;
             widestLabel = std::max(widestLabel, m_labelWidth);
             int x1, x2, y1, y2;
             if (vertical) {
@@ -790,9 +806,9 @@ void TQVSlider::PaintLabeling(QPainter &painter)
                 y1 = asymmetric ? aTop + int(m_labelHeight * 0.5 + h * 0.2) : aTop;
                 y2 = asymmetric ? aBottom - int(m_labelHeight * 1.5 + h * 0.2) : aBottom - m_labelHeight;
             }
-            if (firstSide)
+            if (firstSide && Visible(x1, y1))
                 painter.drawText(QPoint(x1, y1 + fm.ascent()), text);
-            if (secondSide)
+            if (secondSide && Visible(x2, y2))
                 painter.drawText(QPoint(x2, y2 + fm.ascent()), text);
         }
     }

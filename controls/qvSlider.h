@@ -1,5 +1,11 @@
 #pragma once
 
+#include <QtCore/QLocale>
+#include <QtGui/QFont>
+
+#include <utility>
+#include <vector>
+
 #include <functional>
 
 #include <QtCore/QList>
@@ -228,6 +234,17 @@ protected:
     void PaintButton(QPainter &painter);
 
 private:
+    struct TQVLabelCacheKey
+    {
+        double First = 0, Step = 0, Last = 0;
+        QString Format;
+        QFont Font;
+        QLocale Locale;
+        bool operator==(const TQVLabelCacheKey &) const = default;
+    };
+    TQVLabelCacheKey m_labelKey;
+    std::vector<std::pair<QString, int>> m_labelCache;
+
     bool Vertical() const { return m_kind == sbVertical; }
     int MaxButtonWidth() const;
     void LimitButtonWidth();

@@ -70,7 +70,9 @@ public:
     ~TQVBarGraphInt() override;
 
     int BarWidth() const { return m_barWidth; }
+    /// Thickness of the bar across the track.
     void SetSliderWidth(int width);
+    void SetBarWidth(int width) { SetSliderWidth(width); }
     int RangeNumber() const { return m_rangeNumber; }
     /// Accepts 1 to 16; runs `CheckLimits`.
     void SetRangeNumber(int number);
