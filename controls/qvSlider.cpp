@@ -591,18 +591,55 @@ void TQVSlider::PaintNewValue(double oldValue)
     // The old area is the button as last painted in full (the hit rectangle is its interior).
     const QRect oldArea = m_buttonPaintArea;
     const QRect newArea = ButtonPaintArea(m_value);
-    if (oldArea.isEmpty()) {
-        repaint(newArea.adjusted(-2, -2, 2, 2));
-    } else if (oldArea.intersects(newArea)) {
-        repaint(oldArea.united(newArea).adjusted(-2, -2, 2, 2));
-    } else {
-        repaint(oldArea.adjusted(-2, -2, 2, 2));
-        repaint(newArea.adjusted(-2, -2, 2, 2));
+    QList<QRect> areas;
+    if (oldArea.isEmpty())
+        areas = {newArea.adjusted(-2, -2, 2, 2)};
+    else if (oldArea.intersects(newArea))
+        areas = {oldArea.united(newArea).adjusted(-2, -2, 2, 2)};
+    else
+        areas = {oldArea.adjusted(-2, -2, 2, 2), newArea.adjusted(-2, -2, 2, 2)};
+    for (const QRect &area : areas) {
+        m_valueRegion = area;
+        repaint(area);
     }
+    m_valueRegion = QRegion();
+}
+
+bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &region)
+{
+    // Only a paint of exactly the value areas may use the cache: Qt may have merged other
+    // pending updates into the event.
+    if (m_valueRegion.isEmpty() || !(region - m_valueRegion).isEmpty())
+        return false;
+    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
+    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const QSize pixels = (QSizeF(size()) * dpr).toSize();
+    if (!m_backgroundValid || m_background.size() != pixels || m_background.devicePixelRatioF() != dpr) {
+        m_background = QPixmap(pixels);
+        m_background.setDevicePixelRatio(dpr);
+        QPainter background(&m_background);
+        PaintPanel(background);
+        PaintSlideTrack(background);
+        PaintLabeling(background);
+        m_backgroundValid = true;
+    }
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const QRect &r : region)
+        painter.drawPixmap(r, m_background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setClipRect(region.boundingRect());
+    PaintButton(painter);
+    return true;
 }
 
 void TQVSlider::paintEvent(QPaintEvent *event)
 {
+    if (!m_valueRegion.isEmpty()) {
+        QPainter painter(this);
+        if (PaintValueFromBackground(painter, event->region()))
+            return;
+    }
+    m_backgroundValid = false;
     if (!m_reduceFlicker) {
         TQVCustomPanel::paintEvent(event);
         return;

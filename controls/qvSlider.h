@@ -2,6 +2,7 @@
 
 #include <QtCore/QLocale>
 #include <QtGui/QFont>
+#include <QtGui/QRegion>
 
 #include <utility>
 #include <vector>
@@ -256,6 +257,8 @@ private:
     /// The whole area the button paints for `value` (wider in the transparent asymmetric style).
     QRect ButtonPaintArea(double value) const;
     void PaintNewValue(double oldValue);
+    /// Paints a value repaint from the background cache; false when it cannot.
+    bool PaintValueFromBackground(QPainter &painter, const QRegion &region);
     void StartDrag(const QPoint &pos);
     QString FormatLabel(const QString &format, double value) const;
     QString LabelFormat() const;
@@ -298,6 +301,11 @@ private:
     bool m_dragging = false;
     QPoint m_dragStart;
     QPixmap m_offscreen;
+    // Everything but the button, as last painted in full; a value change blits from it and
+    // draws only the button. Any other paint may have changed the background and drops it.
+    QPixmap m_background;
+    bool m_backgroundValid = false;
+    QRegion m_valueRegion;
     bool m_reduceFlicker = false;
     TRangeEntry m_ranges[MaxRanges];
     TLabelingOrientation m_labelingOrientation = lboLeft;
