@@ -142,8 +142,8 @@ TEST(MLSBase, RequestHarmonizedDataFollowsTheSourceAndLeavesTheUpstreamFlag)
     EXPECT_TRUE(stepping.Capabilities().Contains(mscCanHarmonize));
     stage.ApplyRequestHarmonizedData(true, false);
     EXPECT_TRUE(stage.RequestHarmonizedData());
+    EXPECT_FALSE(source.GetHarmonizeData(stage.InputLink()) || source.GetHarmonizeData(stepping.InputLink()));
     stage.ApplyRequestHarmonizedData(false, false);
     EXPECT_FALSE(stage.RequestHarmonizedData());
     EXPECT_TRUE(stage.Capabilities().Contains(mscCanHarmonize));
-    EXPECT_FALSE(source.GetHarmonizeData(stage.InputLink()) || source.GetHarmonizeData(stepping.InputLink()));
 }

@@ -511,23 +511,35 @@ TEST(SignalGenerator, LinksThatDetachWhileServedDoNotMakeOthersMissABlock)
 }
 
 // A consumer may change the generator's setup from inside its data callback: the block out
-// must stay valid for the rest of that delivery, and the generator's buffers intact.
+// must stay valid for the rest of that delivery, the generator's buffers intact, and every
+// block complete: HeaderWord channels of one length.
 TEST(SignalGenerator, ConsumersChangingTheSetupWhileServedAreSurvived)
 {
+    static const auto complete = [](const std::vector<TQVTestConsumer::Block> &blocks) {
+        return !blocks.empty() && std::all_of(blocks.begin(), blocks.end(), [](const auto &block) {
+            const auto length = block.Channels[0].size();
+            return length > 0 && std::all_of(block.Channels.begin() + 1, block.Channels.begin() + block.HeaderWord,
+                                             [length](const auto &channel) { return channel.size() == length; });
+        });
+    };
     ExpectCleanRunInChild([] {
         const GenChannel c{wfSine, 1000.0, 1.0, 0.0};
         Rig rig(48000.0, 1024, {c});
-        TQVTestConsumer second;
+        TQVTestConsumer second, cut;
         second.Connect(&rig.Generator);
+        cut.Connect(&rig.Generator);
+        cut.Link().SetHarmonize(true);
         TQVMeasureLink &first = rig.Consumer.Link();
         first.OnNewData = [&, record = first.OnNewData](auto *link, auto &data) {
             record(link, data);
             rig.Generator.SetBlockLength(4096); // e.g. an owner asking for a finer resolution
+            rig.Generator.SetChannelCount(2);
         };
         rig.Run(2);
         if (second.Blocks.size() != 2 || second.Blocks[0].Channels != rig.Consumer.Blocks.at(0).Channels)
             return false;
-        return MatchesClosedForm(Stream(second, 0), c, 48000.0) && second.Blocks[1].Channels[0].size() == 4096;
+        return MatchesClosedForm(Stream(second, 0), c, 48000.0) && second.Blocks[1].Channels[0].size() == 4096
+            && complete(second.Blocks) && complete(cut.Blocks);
     });
     ExpectCleanRunInChild([] {
         Rig rig(48000.0, 1000, {{}});
@@ -537,11 +549,12 @@ TEST(SignalGenerator, ConsumersChangingTheSetupWhileServedAreSurvived)
         link.OnNewData = [&, record = link.OnNewData](auto *self, auto &data) {
             record(self, data);
             rig.Generator.SetHarmonizedBlockLength(100);
+            rig.Generator.SetChannelCount(2);
         };
         rig.Run(2);
         // Whatever is cut after the change, every block holds whole harmonized blocks.
         const auto &blocks = rig.Consumer.Blocks;
-        return !blocks.empty() && rig.Generator.HarmonizedBlockLength() == 100
+        return complete(blocks) && rig.Generator.HarmonizedBlockLength() == 100
             && std::all_of(blocks.begin(), blocks.end(), [](const auto &block) {
                    return block.Channels[0].size() == 256 || block.Channels[0].size() == 100;
                });

@@ -230,6 +230,10 @@ TEST(Trigger, AssemblyAcrossUnevenChannelsAndInterruptions)
     uneven.Send(signal, 24, 8, 0);
     EXPECT_EQ(uneven.Outputs(), (Blocks{Indices(0, 12), {16, 17, 18, 19, 20, 0, 0, 0, 0, 0, 0, 0}}));
     EXPECT_TRUE(uneven.Consumer.Blocks.at(0).Channels[2].empty());
+    uneven.Consumer.Blocks.clear();
+    uneven.Trigger.SetBufferSize(20); // the stores grow with it
+    uneven.Feed(std::vector<float>(40), 8);
+    EXPECT_EQ(uneven.Outputs(), Blocks{Indices(0, 20)});
 
     for (bool newChannel : {false, true}) {
         Rig rig(8, T::trtOff, 12);
