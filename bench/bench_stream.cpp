@@ -90,7 +90,7 @@ void BM_AnalyzerRMS(benchmark::State &state)
 
     const double allocsPerBlock = QVAllocsPerCall(deliverOne, WarmupBlocks, CountedBlocks);
     const std::int64_t blocksBefore = consumer.Blocks();
-    const float sinkBefore = consumer.Sink();
+    const double sinkBefore = consumer.Sink();
     const double blockNs = TimedNs(state, deliverOne);
     benchmark::DoNotOptimize(consumer.Sink());
 
@@ -99,7 +99,7 @@ void BM_AnalyzerRMS(benchmark::State &state)
     for (float x : block.Samples[0])
         sum += (long double)x * x;
     const double rms = double(std::sqrt(sum / BlockSamples));
-    const double mean = (double(consumer.Sink()) - sinkBefore) / double(state.iterations());
+    const double mean = (consumer.Sink() - sinkBefore) / double(state.iterations());
     if (consumer.Blocks() - blocksBefore != state.iterations() || std::fabs(mean - rms) > 1e-3 * rms) {
         state.SkipWithError("the consumer did not receive the RMS of every block");
         return;

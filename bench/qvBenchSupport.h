@@ -131,10 +131,10 @@ public:
     void Connect(TQVMeasureSource *source) { m_link.SeTQVMeasureSource(source); }
     TQVMeasureLink &Link() { return m_link; }
     std::int64_t Blocks() const { return m_blocks; }
-    float Sink() const { return m_sink; }
+    double Sink() const { return m_sink; }
 
 private:
     TQVMeasureLink m_link;
     std::int64_t m_blocks = 0;
-    float m_sink = 0.0f;
+    double m_sink = 0.0; // double: a float sum stops growing after a few million blocks
 };

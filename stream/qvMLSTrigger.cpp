@@ -1,10 +1,17 @@
 #include "qvMLSTrigger.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define QV_HAVE_AVX512_SCAN 1
+#endif
 
 // Positions are 1-based, as the trigger's documentation counts them: sample i of a block
 // is x[i - 1], position p of the store is store[p - 1].
@@ -71,36 +78,61 @@ QV_INLINE bool Any(const Mask &mask)
     return any != 0;
 }
 
-// Sample conditions, for one sample (giving a bool) and for a vector of samples (a mask).
+#ifdef QV_HAVE_AVX512_SCAN
+#define QV_AVX512 [[gnu::target("avx512f"), gnu::always_inline]] inline
+#endif
+
+// Sample conditions, for one sample (giving a bool), for a generic vector of samples (a
+// vector mask) and, where available, for 16 samples in an AVX-512 register (a bit mask).
+// The negated conditions hold for NaN, as the scalar ones do.
 struct Above
 {
     float Limit;
     template <typename V>
     QV_INLINE auto operator()(const V &v) const { return v > Splat<V>(Limit); }
+#ifdef QV_HAVE_AVX512_SCAN
+    QV_AVX512 __mmask16 Mask(__m512 v) const { return _mm512_cmp_ps_mask(v, _mm512_set1_ps(Limit), _CMP_GT_OQ); }
+#endif
 };
 struct NotAbove
 {
     float Limit;
     template <typename V>
     QV_INLINE auto operator()(const V &v) const { return Not(v > Splat<V>(Limit)); }
+#ifdef QV_HAVE_AVX512_SCAN
+    QV_AVX512 __mmask16 Mask(__m512 v) const { return _mm512_cmp_ps_mask(v, _mm512_set1_ps(Limit), _CMP_NGT_UQ); }
+#endif
 };
 struct Below
 {
     float Limit;
     template <typename V>
     QV_INLINE auto operator()(const V &v) const { return v < Splat<V>(Limit); }
+#ifdef QV_HAVE_AVX512_SCAN
+    QV_AVX512 __mmask16 Mask(__m512 v) const { return _mm512_cmp_ps_mask(v, _mm512_set1_ps(Limit), _CMP_LT_OQ); }
+#endif
 };
 struct NotBelow
 {
     float Limit;
     template <typename V>
     QV_INLINE auto operator()(const V &v) const { return Not(v < Splat<V>(Limit)); }
+#ifdef QV_HAVE_AVX512_SCAN
+    QV_AVX512 __mmask16 Mask(__m512 v) const { return _mm512_cmp_ps_mask(v, _mm512_set1_ps(Limit), _CMP_NLT_UQ); }
+#endif
 };
 struct Between
 {
     float Low, High;
     template <typename V>
     QV_INLINE auto operator()(const V &v) const { return (v > Splat<V>(Low)) & (v < Splat<V>(High)); }
+#ifdef QV_HAVE_AVX512_SCAN
+    QV_AVX512 __mmask16 Mask(__m512 v) const
+    {
+        return _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(v, _mm512_set1_ps(Low), _CMP_GT_OQ), v,
+                                       _mm512_set1_ps(High), _CMP_LT_OQ);
+    }
+#endif
 };
 
 // First position p in [from, count] where the chunk test `hit(p)` of the samples p to
@@ -157,11 +189,102 @@ struct TQVSlopeChunk
     }
 };
 
+#ifdef QV_HAVE_AVX512_SCAN
+
+// The chunk skipping of SkipChunks with the chunk tests above, on 16-sample registers and bit
+// masks. Called, not inlined, from the generic scan: only scalars cross the call.
+struct TQVAvx512
+{
+};
+
+// The chunk loop of SkipChunks, written out (a lambda would not inherit the target). After
+// the first chunk the chunks start on 64-byte boundaries of `x`, so that their loads do not
+// split cache lines; a chunk overlapping the one before is harmless.
+template <typename ChunkHit>
+[[gnu::target("avx512f"), gnu::always_inline]] inline int SkipChunks512(const float *x, int from, int count,
+                                                                        ChunkHit hit)
+{
+    if (count - from + 1 < ChunkSamples || hit(from))
+        return from;
+    constexpr int PerLine = 64 / int(sizeof(float));
+    int i = from + PerLine - int(reinterpret_cast<std::uintptr_t>(x + (from - 1)) / sizeof(float) % PerLine);
+    for (; i <= count - ChunkSamples + 1; i += ChunkSamples) {
+        if (hit(i))
+            return i;
+    }
+    return i <= count && hit(count - ChunkSamples + 1) ? i : count + 1;
+}
+
+// Whether any of four masks has a bit set, in the mask registers.
+QV_AVX512 bool Any(__mmask16 a, __mmask16 b, __mmask16 c, __mmask16 d)
+{
+    return !_kortestz_mask16_u8(_kor_mask16(a, b), _kor_mask16(c, d));
+}
+
+template <typename Pred>
+struct TQVPredChunk512
+{
+    const float *X;
+    Pred Test;
+    QV_AVX512 bool operator()(int at) const
+    {
+        const float *chunk = X + (at - 1);
+        return Any(Test.Mask(_mm512_loadu_ps(chunk)), Test.Mask(_mm512_loadu_ps(chunk + 16)),
+                   Test.Mask(_mm512_loadu_ps(chunk + 32)), Test.Mask(_mm512_loadu_ps(chunk + 48)));
+    }
+};
+
+template <bool Rising>
+struct TQVSlopeChunk512
+{
+    const float *X;
+    __m512 Slope;
+    QV_AVX512 __mmask16 Rough(__m512 v, __m512 previous) const
+    {
+        return _mm512_cmp_ps_mask(_mm512_sub_ps(v, previous), Slope, Rising ? _CMP_GE_OQ : _CMP_LE_OQ);
+    }
+    // The previous samples of a register: the last of `before` and the first 15 of `v`.
+    QV_AVX512 static __m512 Shifted(__m512 v, __m512 before)
+    {
+        const __m512i w = _mm512_castps_si512(v);
+        return _mm512_castsi512_ps(_mm512_mask_alignr_epi32(w, __mmask16(0xFFFF), w, _mm512_castps_si512(before), 15));
+    }
+    QV_AVX512 bool operator()(int at) const
+    {
+        const float *chunk = X + (at - 1);
+        const __m512 a = _mm512_loadu_ps(chunk), b = _mm512_loadu_ps(chunk + 16);
+        const __m512 c = _mm512_loadu_ps(chunk + 32), d = _mm512_loadu_ps(chunk + 48);
+        return Any(Rough(a, _mm512_loadu_ps(chunk - 1)), Rough(b, Shifted(b, a)), Rough(c, Shifted(c, b)),
+                   Rough(d, Shifted(d, c)));
+    }
+};
+
+template <typename Pred>
+[[gnu::target("avx512f")]] int SkipPredChunks512(const float *x, int from, int count, Pred pred)
+{
+    return SkipChunks512(x, from, count, TQVPredChunk512<Pred>{x, pred});
+}
+
+template <bool Rising>
+[[gnu::target("avx512f")]] int SkipSlopeChunks512(const float *x, int from, int count, float slope)
+{
+    return SkipChunks512(x, from, count, TQVSlopeChunk512<Rising>{x, _mm512_set1_ps(slope)});
+}
+
+#endif
+
 // First i in [from, count] with pred(sample i), or count + 1.
 template <typename V, typename Pred>
 QV_INLINE int FindFirst(const float *x, int from, int count, Pred pred)
 {
-    for (int i = SkipChunks<ChunkSamples>(from, count, TQVPredChunk<V, Pred>{x, pred}); i <= count; ++i) {
+    int start;
+#ifdef QV_HAVE_AVX512_SCAN
+    if constexpr (std::is_same_v<V, TQVAvx512>)
+        start = SkipPredChunks512(x, from, count, pred);
+    else
+#endif
+        start = SkipChunks<ChunkSamples>(from, count, TQVPredChunk<V, Pred>{x, pred});
+    for (int i = start; i <= count; ++i) {
         if (pred(x[i - 1]))
             return i;
     }
@@ -188,8 +311,14 @@ QV_INLINE int SlopeScan(const float *x, int from, int count, float slope, float 
         return from;
     if (level(x[from - 1]) && SlopeHit<Rising>(x[from - 1], previous, slope))
         return from;
-    const TQVSlopeChunk<V, Rising, Level> chunk{x, slope, level};
-    for (int i = SkipChunks<ChunkSamples>(from + 1, count, chunk); i <= count; ++i) {
+    int start;
+#ifdef QV_HAVE_AVX512_SCAN
+    if constexpr (std::is_same_v<V, TQVAvx512>)
+        start = SkipSlopeChunks512<Rising>(x, from + 1, count, slope);
+    else
+#endif
+        start = SkipChunks<ChunkSamples>(from + 1, count, TQVSlopeChunk<V, Rising, Level>{x, slope, level});
+    for (int i = start; i <= count; ++i) {
         if (level(x[i - 1]) && SlopeHit<Rising>(x[i - 1], x[i - 2], slope)) {
             previous = x[i - 2];
             return i;
@@ -247,16 +376,76 @@ __attribute__((target("avx2"))) int ScanAvx2(const float *x, int count, int idx,
     return ScanBody<QVFloats8>(x, count, idx, s, previous);
 }
 
+int ScanAvx512(const float *x, int count, int idx, const TQVScanSetup &s, float &previous)
+{
+    return ScanBody<TQVAvx512>(x, count, idx, s, previous);
+}
+
 #endif
 
-TQVScanFunction SelectScan()
+// The scan for `path`, or null when this processor lacks the instruction set.
+TQVScanFunction ScanFor(TQVMLSTrigger::TQVScanPath path)
 {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx2"))
-        return ScanAvx2;
+    if (path == TQVMLSTrigger::scpAvx512)
+        return __builtin_cpu_supports("avx512f") ? ScanAvx512 : nullptr;
+    if (path == TQVMLSTrigger::scpAvx2)
+        return __builtin_cpu_supports("avx2") ? ScanAvx2 : nullptr;
 #endif
+    return path == TQVMLSTrigger::scpPortable ? ScanPortable : nullptr;
+}
+
+TQVScanFunction BestScan()
+{
+    for (auto path : {TQVMLSTrigger::scpAvx512, TQVMLSTrigger::scpAvx2})
+        if (const TQVScanFunction scan = ScanFor(path))
+            return scan;
     return ScanPortable;
+}
+
+std::atomic<TQVScanFunction> ActiveScan{BestScan()};
+
+// OR over the 64-bit words of a block's slots, each ANDed with its mask word: nonzero when
+// a masked pointer is set. The slots are read as bytes, the padding included; the mask
+// clears everything but the pointers.
+using TQVMaskedOrFunction = std::uint64_t (*)(const void *, const std::uint64_t *, std::size_t);
+
+std::uint64_t MaskedOrPortable(const void *channels, const std::uint64_t *mask, std::size_t words)
+{
+    const auto *bytes = static_cast<const unsigned char *>(channels);
+    std::uint64_t any = 0;
+    for (std::size_t i = 0; i < words; ++i) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes + i * sizeof word, sizeof word);
+        any |= word & mask[i];
+    }
+    return any;
+}
+
+#ifdef QV_HAVE_AVX512_SCAN
+[[gnu::target("avx512f")]] std::uint64_t MaskedOrAvx512(const void *channels, const std::uint64_t *mask, std::size_t words)
+{
+    const auto *bytes = static_cast<const unsigned char *>(channels);
+    __m512i any = _mm512_setzero_si512();
+    std::size_t i = 0;
+    for (; i + 8 <= words; i += 8) {
+        // any | (slots & mask)
+        any = _mm512_ternarylogic_epi64(any, _mm512_loadu_si512(bytes + i * 8), _mm512_loadu_si512(mask + i), 0xF8);
+    }
+    const std::uint64_t rest = MaskedOrPortable(bytes + i * 8, mask + i, words - i);
+    return std::uint64_t(_mm512_test_epi64_mask(any, any)) | rest;
+}
+#endif
+
+TQVMaskedOrFunction SelectMaskedOr()
+{
+#ifdef QV_HAVE_AVX512_SCAN
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512f"))
+        return MaskedOrAvx512;
+#endif
+    return MaskedOrPortable;
 }
 
 } // namespace
@@ -265,7 +454,7 @@ TQVMLSTrigger::TQVMLSTrigger(QObject *owner)
     : TQVMLSBase(owner)
     , m_one(1.0L)
 {
-    m_withoutStore.fill(~std::uintptr_t(0));
+    MarkChannelsWithoutStore();
 }
 
 TQVMLSTrigger::~TQVMLSTrigger() = default;
@@ -307,6 +496,14 @@ void TQVMLSTrigger::SetPreTrigger(int samples)
     }
     m_preTrigger = samples;
     ResetAssembly();
+}
+
+bool TQVMLSTrigger::SelectScanPath(TQVScanPath path)
+{
+    const TQVScanFunction scan = ScanFor(path);
+    if (scan)
+        ActiveScan.store(scan, std::memory_order_relaxed);
+    return scan != nullptr;
 }
 
 void TQVMLSTrigger::StartSingleShot()
@@ -404,12 +601,11 @@ void TQVMLSTrigger::Redimension(const TQVDescArraySingle &data)
     // Quick test for the steady state, where every store has the current size: only a
     // channel without a store that now brings data changes anything. Its pointer is
     // enough to rule that out for most channels.
-    std::uintptr_t pointers = 0;
-    for (int c = 0; c < QVChannelSlots; ++c)
-        pointers |= reinterpret_cast<std::uintptr_t>(data.Channels[c].Data) & m_withoutStore[std::size_t(c)];
+    static const TQVMaskedOrFunction maskedOr = SelectMaskedOr();
+    const bool pointers = maskedOr(data.Channels, m_withoutStore.data(), m_withoutStore.size()) != 0;
     bool change = m_sizeChanged;
-    for (int c = 0; c < QVChannelSlots && pointers != 0 && !change; ++c)
-        change = m_withoutStore[std::size_t(c)] != 0 && QVHasData(data.Channels[c]);
+    for (int c = 0; c < QVChannelSlots && pointers && !change; ++c)
+        change = m_store[std::size_t(c)].empty() && QVHasData(data.Channels[c]);
     if (change) {
         const std::size_t size = std::size_t(m_bufferSize);
         bool reallocated = false;
@@ -424,10 +620,10 @@ void TQVMLSTrigger::Redimension(const TQVDescArraySingle &data)
                     reallocated = true;
                 }
             }
-            m_withoutStore[std::size_t(c)] = store.empty() ? ~std::uintptr_t(0) : 0;
             if (!store.empty())
                 m_active[std::size_t(m_activeCount++)] = c;
         }
+        MarkChannelsWithoutStore();
         m_sizeChanged = false;
         if (reallocated)
             ResetAssembly();
@@ -435,6 +631,18 @@ void TQVMLSTrigger::Redimension(const TQVDescArraySingle &data)
     m_output.HeaderValueA = data.HeaderValueA;
     m_output.HeaderValueB = m_one;
     m_output.HeaderWord = data.HeaderWord;
+}
+
+void TQVMLSTrigger::MarkChannelsWithoutStore()
+{
+    unsigned char bytes[sizeof m_withoutStore] = {};
+    for (int c = 0; c < QVChannelSlots; ++c) {
+        if (m_store[std::size_t(c)].empty()) {
+            std::memset(bytes + c * sizeof(QVDescArraySingle) + offsetof(QVDescArraySingle, Data), 0xff,
+                        sizeof(QVDescArraySingle::Data));
+        }
+    }
+    std::memcpy(m_withoutStore.data(), bytes, sizeof bytes);
 }
 
 void TQVMLSTrigger::FillPreTrigger(const TQVDescArraySingle &data, int count, int pre, int &idx, bool &more)
@@ -511,8 +719,7 @@ void TQVMLSTrigger::FillTrigger(const TQVDescArraySingle &data, int count, int &
 
 int TQVMLSTrigger::Scan(const float *x, int count, int idx)
 {
-    static const TQVScanFunction scan = SelectScan();
-    return scan(x, count, idx, TQVScanSetup{m_triggerType, m_limit, m_limitHigh, m_slope}, m_previous);
+    return ActiveScan.load(std::memory_order_relaxed)(x, count, idx, TQVScanSetup{m_triggerType, m_limit, m_limitHigh, m_slope}, m_previous);
 }
 
 void TQVMLSTrigger::CopyToStore(const TQVDescArraySingle &data, int idx, int position, int samples)

@@ -39,6 +39,13 @@ public:
     };
     Q_ENUM(TQVTriggerType)
 
+    /// Instruction sets the trigger scan is compiled for. The best one the processor has
+    /// is used; tests and benchmarks may choose another.
+    enum TQVScanPath { scpPortable, scpAvx2, scpAvx512 };
+    /// Makes every trigger scan with `path`; false, and nothing changed, when the processor
+    /// lacks it. Not while blocks are being scanned.
+    static bool SelectScanPath(TQVScanPath path);
+
     enum TQVTriggerState : quint8 {
         qvtsFillPreTrigger,
         qvtsWaitForTrigger,
@@ -105,6 +112,7 @@ private:
     void ResetAssembly();
     int EffectivePreTrigger() const;
     void Redimension(const TQVDescArraySingle &data);
+    void MarkChannelsWithoutStore();
     void FillPreTrigger(const TQVDescArraySingle &data, int count, int pre, int &idx, bool &more);
     void WaitForTrigger(const TQVDescArraySingle &data, int count, int pre, int &idx, bool &more);
     void FillTrigger(const TQVDescArraySingle &data, int count, int &idx);
@@ -132,7 +140,9 @@ private:
 
     // One store per channel: BufferSize floats, or none for a channel without data.
     std::array<std::vector<float>, QVChannelSlots> m_store;
-    std::array<std::uintptr_t, QVChannelSlots> m_withoutStore; // all ones for a channel without a store
+    // Over the bytes of the block's slots: all ones on the data pointer of every channel
+    // without a store, zero elsewhere.
+    std::array<std::uint64_t, sizeof(TQVDescArraySingle::Channels) / (sizeof(std::uint64_t))> m_withoutStore;
     std::array<int, QVChannelSlots> m_active{}; // channels with a store, ascending
     int m_activeCount = 0;
     bool m_sizeChanged = true;
