@@ -451,6 +451,7 @@ void TQVRCLowpass::CalcParameters()
 
 float TQVRCLowpass::Filter(float x)
 {
+    m_lookahead.Pending = 0; // a sample outside the blocks: the next block starts afresh
     const float y = float(m_gain * m_state);
     m_state = m_state - y + x;
     return y;
@@ -458,12 +459,13 @@ float TQVRCLowpass::Filter(float x)
 
 void TQVRCLowpass::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::RCLowpassFilter(m_gain, m_state, data, count);
+    QVFilterKernels::RCLowpassFilter(m_gain, m_state, m_lookahead, data, count);
 }
 
 void TQVRCLowpass::Reset()
 {
     m_state = 0.0L;
+    m_lookahead.Pending = 0;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -486,6 +488,7 @@ void TQVRCHighpass::CalcParameters()
 
 float TQVRCHighpass::Filter(float x)
 {
+    m_lookahead.Pending = 0; // a sample outside the blocks: the next block starts afresh
     const long double p = m_gain * m_state;
     const float y = float(x - p);
     m_state = m_state - p + x;
@@ -494,12 +497,13 @@ float TQVRCHighpass::Filter(float x)
 
 void TQVRCHighpass::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::RCHighpassFilter(m_gain, m_state, data, count);
+    QVFilterKernels::RCHighpassFilter(m_gain, m_state, m_lookahead, data, count);
 }
 
 void TQVRCHighpass::Reset()
 {
     m_state = 0.0L;
+    m_lookahead.Pending = 0;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -537,6 +541,7 @@ void TQVStateVariableFilter::CalcParameters()
 
 float TQVStateVariableFilter::Filter(float x)
 {
+    m_lookahead.Pending = 0; // a sample outside the blocks: the next block starts afresh
     const long double low = m_band * m_f + m_low;
     const long double high = x - low - m_band * m_damping;
     const long double band = high * m_f + m_band;
@@ -553,11 +558,12 @@ float TQVStateVariableFilter::Filter(float x)
 
 void TQVStateVariableFilter::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::StateVariableFilter(int(m_output), m_f, m_damping, m_band, m_low, data, count);
+    QVFilterKernels::StateVariableFilter(int(m_output), m_f, m_damping, m_band, m_low, m_lookahead, data, count);
 }
 
 void TQVStateVariableFilter::Reset()
 {
     m_band = 0.0L;
     m_low = 0.0L;
+    m_lookahead.Pending = 0;
 }

@@ -203,6 +203,7 @@ public:
 
 private:
     long double m_state = 0.0L;
+    QVFilterKernels::TQVLookahead m_lookahead;
     long double m_gain = 0.0L;
     long double m_decay = 0.0L;
 };
@@ -224,6 +225,7 @@ public:
 
 private:
     long double m_state = 0.0L;
+    QVFilterKernels::TQVLookahead m_lookahead;
     long double m_gain = 0.0L;
     long double m_decay = 0.0L;
 };
@@ -265,4 +267,5 @@ private:
     float m_f = 0.0f;
     long double m_band = 0.0L;
     long double m_low = 0.0L;
+    QVFilterKernels::TQVLookahead m_lookahead;
 };

@@ -19,7 +19,8 @@
 //   an output is taken only where an error bound proves that it rounds to the same float
 //   as the 80-bit sum, the others are summed in 80 bits; bit-identical.
 // - RC and state-variable filters: double precision with a lookahead of W samples (the
-//   states of W consecutive samples advance by W samples at once). The states carry a
+//   states of W consecutive samples advance by W samples at once), restarted from the
+//   scalar state at fixed anchors so that the outputs do not depend on the calls' cuts. The states carry a
 //   relative error of about 5e-16, like a sequential double recursion, so an output within
 //   about 1e-8 of its signal's range from zero can be more than one ulp off; on the test
 //   signals every output is within one ulp. Unstable settings and huge states take the
@@ -331,10 +332,11 @@ void FirBlock(FirLanesFunction lanes, const float *h, int taps, float *delay, in
 // G_w(n) = sum_{j<w} M^j g x[n - j] (M the one-sample matrix of the recursion, g its input
 // column), T advances by W samples as T' = T + (E T + G_W(tW + W - 1 + i)), E = M^W - I.
 // The windows are built by doubling: G_2w(n) = G_w(n) + M^w G_w(n - w), where G_w(n - w)
-// comes from the lanes of the block before. Inputs before the call are zero: their effect
+// comes from the lanes of the block before. Inputs before the chunk are zero: their effect
 // is in the state. The recursions are done in double; chunks are converted to double first.
 
-constexpr int LookaheadChunk = 1024;
+// The lanes restart from the scalar state at every anchor.
+constexpr int LookaheadChunk = TQVLookahead::Span;
 constexpr int MaxLanes = 8;
 
 // Lanes of `previous` and `current` shifted by K: lane i < K takes previous[W - K + i].
@@ -929,52 +931,130 @@ void FirFilter(const float *h, int taps, float *delay, int &position, float *dat
         FirBlock(Kernels().Fir, h, taps, delay, position, data, count);
 }
 
-void RCLowpassFilter(long double a, long double &state, float *data, int count)
+namespace {
+
+// Runs the lookahead over `count` samples from fixed anchors (see TQVLookahead). `run(s,
+// samples, n)` filters n samples in place from state s, restarting its lanes every Span
+// samples, and leaves the state after them in s; it returns false when it had to leave the
+// lanes for the 80-bit recursion, after which the anchors no longer apply.
+template <int Dims, typename Run>
+void Anchored(TQVLookahead &ahead, long double *state, const long double *coefficients, float *data, int count,
+              Run run)
+{
+    constexpr int Span = TQVLookahead::Span;
+    bool resume = ahead.Pending > 0;
+    for (int d = 0; d < Dims; ++d)
+        resume = resume && state[d] == ahead.Left[d] && coefficients[d] == ahead.Coefficients[d];
+    if (!resume) {
+        ahead.Pending = 0;
+        std::copy(state, state + Dims, ahead.Anchor);
+        std::copy(coefficients, coefficients + Dims, ahead.Coefficients);
+    }
+    long double s[Dims];
+    const auto fromAnchor = [&] { std::copy(ahead.Anchor, ahead.Anchor + Dims, s); };
+    bool anchored = true;
+    int done = 0;
+    if (ahead.Pending > 0) {
+        // Over the inputs since the anchor again, then on with this call's samples.
+        const int kept = ahead.Pending, n = std::min(Span - kept, count);
+        float samples[Span];
+        std::copy(ahead.Inputs, ahead.Inputs + kept, samples);
+        std::copy(data, data + n, samples + kept);
+        std::copy(data, data + n, ahead.Inputs + kept);
+        fromAnchor();
+        anchored = run(s, samples, kept + n);
+        std::copy(samples + kept, samples + kept + n, data);
+        ahead.Pending = kept + n == Span ? 0 : kept + n;
+        if (ahead.Pending == 0)
+            std::copy(s, s + Dims, ahead.Anchor);
+        done = n;
+    } else {
+        fromAnchor();
+    }
+    if (anchored && count - done >= Span) {
+        const int whole = (count - done) / Span * Span;
+        anchored = run(s, data + done, whole);
+        std::copy(s, s + Dims, ahead.Anchor);
+        done += whole;
+    }
+    if (anchored && done < count) {
+        ahead.Pending = count - done;
+        std::copy(data + done, data + count, ahead.Inputs);
+        anchored = run(s, data + done, count - done);
+        done = count;
+    }
+    if (!anchored) {
+        ahead.Pending = 0;
+        if (done < count)
+            run(s, data + done, count - done);
+    }
+    std::copy(s, s + Dims, state);
+    std::copy(s, s + Dims, ahead.Left);
+}
+
+template <bool High>
+void RCFilter(long double a, long double &state, TQVLookahead &lookahead, float *data, int count)
 {
     if (!data || count < 1)
         return;
     if (!RCLookaheadApplies(a, state)) {
-        RCReference<false>(a, state, data, count);
+        RCReference<High>(a, state, data, count);
+        lookahead.Pending = 0;
         return;
     }
     const TQVPathKernels &kernels = Kernels();
-    double s = double(state);
-    kernels.RCLow(CachedRCSetup(a, kernels.RCLanes), s, data, count);
-    state = s;
+    const TQVRCSetup &setup = CachedRCSetup(a, kernels.RCLanes);
+    const auto lanes = High ? kernels.RCHigh : kernels.RCLow;
+    const long double coefficients[1] = {a};
+    Anchored<1>(lookahead, &state, coefficients, data, count, [&](long double *s, float *samples, int n) {
+        double lane = double(s[0]);
+        lanes(setup, lane, samples, n);
+        s[0] = lane;
+        return true;
+    });
 }
 
-void RCHighpassFilter(long double a, long double &state, float *data, int count)
+} // namespace
+
+void RCLowpassFilter(long double a, long double &state, TQVLookahead &lookahead, float *data, int count)
 {
-    if (!data || count < 1)
-        return;
-    if (!RCLookaheadApplies(a, state)) {
-        RCReference<true>(a, state, data, count);
-        return;
-    }
-    const TQVPathKernels &kernels = Kernels();
-    double s = double(state);
-    kernels.RCHigh(CachedRCSetup(a, kernels.RCLanes), s, data, count);
-    state = s;
+    RCFilter<false>(a, state, lookahead, data, count);
 }
 
-void StateVariableFilter(int output, float f, float damping, long double &band, long double &low, float *data,
-                         int count)
+void RCHighpassFilter(long double a, long double &state, TQVLookahead &lookahead, float *data, int count)
+{
+    RCFilter<true>(a, state, lookahead, data, count);
+}
+
+void StateVariableFilter(int output, float f, float damping, long double &band, long double &low,
+                         TQVLookahead &lookahead, float *data, int count)
 {
     if (!data || count < 1)
         return;
     // Settings outside the stable range (F < 2, Q > 0.4) keep the 80-bit recursion.
     if (!(std::fabs(f) < 2.0f && std::fabs(damping) < 2.5f)) {
         SvfReference(output, f, damping, band, low, data, count);
+        lookahead.Pending = 0;
         return;
     }
     const TQVPathKernels &kernels = Kernels();
-    double b = double(band), l = double(low);
-    const int done = kernels.Svf[output >= 0 && output < 3 ? output : 3](CachedSvfSetup(f, damping, kernels.SvfLanes),
-                                                                          b, l, data, count);
-    band = b;
-    low = l;
-    if (done < count)
-        SvfReference(output, f, damping, band, low, data + done, count - done);
+    const TQVSvfSetup &setup = CachedSvfSetup(f, damping, kernels.SvfLanes);
+    const auto lanes = kernels.Svf[output >= 0 && output < 3 ? output : 3];
+    long double state[2] = {band, low};
+    const long double coefficients[2] = {f, damping};
+    Anchored<2>(lookahead, state, coefficients, data, count, [&](long double *s, float *samples, int n) {
+        double b = double(s[0]), l = double(s[1]);
+        const int done = lanes(setup, b, l, samples, n);
+        if (done > 0) { // else the state may be beyond double, and stays as it was
+            s[0] = b;
+            s[1] = l;
+        }
+        if (done < n)
+            SvfReference(output, f, damping, s[0], s[1], samples + done, n - done);
+        return done == n;
+    });
+    band = state[0];
+    low = state[1];
 }
 
 } // namespace QVFilterKernels

@@ -7,7 +7,8 @@
 /// Each filters `count` samples of `data` in place, in order, and carries the filter state
 /// over to the next call exactly as the per-sample recursion would. The state is kept in the
 /// components' 80-bit form; a kernel may compute in double (and vectors) as long as every
-/// 32-bit output stays within one ulp of the 80-bit recursion.
+/// 32-bit output stays within one ulp of the 80-bit recursion, and gives the same outputs
+/// however the stream is cut into calls.
 namespace QVFilterKernels {
 
 /// Coefficients c0..c4 of one IIR section (low- and high-pass use c0..c2).
@@ -34,15 +35,32 @@ QV_CORE_EXPORT void IirFilter(TQVIirKind kind, const TQVIirSection *sections, TQ
 /// reset, when the line is all zeros).
 QV_CORE_EXPORT void FirFilter(const float *h, int taps, float *delay, int &position, float *data, int count);
 
+/// What the RC and state-variable kernels carry from call to call, so that their outputs do
+/// not depend on how a stream is cut into blocks. Their lookahead restarts from the state at
+/// fixed anchors, every `Span` samples counted from the first; a call that ends between two
+/// anchors keeps the inputs since the last one and goes over them again with the next call.
+/// A state or coefficient changed by anyone else starts afresh from that state.
+struct TQVLookahead
+{
+    static constexpr int Span = 256;
+    long double Anchor[2] = {};       // the state at the last anchor
+    long double Left[2] = {};         // the state as the last call left it
+    long double Coefficients[2] = {}; // those of the last call
+    int Pending = 0;                  // inputs since the anchor, in Inputs
+    float Inputs[Span] = {};
+};
+
 /// RC low-pass: y = a s (the 80-bit product rounded), s = s - a s + x.
-QV_CORE_EXPORT void RCLowpassFilter(long double a, long double &state, float *data, int count);
+QV_CORE_EXPORT void RCLowpassFilter(long double a, long double &state, TQVLookahead &lookahead, float *data,
+                                    int count);
 
 /// RC high-pass: p = a s, y = x - p rounded, s = s - p + x.
-QV_CORE_EXPORT void RCHighpassFilter(long double a, long double &state, float *data, int count);
+QV_CORE_EXPORT void RCHighpassFilter(long double a, long double &state, TQVLookahead &lookahead, float *data,
+                                     int count);
 
 /// State-variable filter; `output` 0..3 = low, band, high, notch.
 QV_CORE_EXPORT void StateVariableFilter(int output, float f, float damping, long double &band, long double &low,
-                                        float *data, int count);
+                                        TQVLookahead &lookahead, float *data, int count);
 
 /// Code paths of the kernels, picked at start-up from the processor's features; tests and
 /// benchmarks may force one that is available.

@@ -46,16 +46,6 @@ public:
     std::vector<QVDescArraySingle> Slots;
 };
 
-int UlpDistance(float a, float b)
-{
-    auto key = [](float f) {
-        std::int32_t i;
-        std::memcpy(&i, &f, sizeof i);
-        return i < 0 ? std::int64_t(INT32_MIN) - i : std::int64_t(i);
-    };
-    return int(std::llabs(key(a) - key(b)));
-}
-
 // Each filter kind with a setup that keeps its state busy; cutoffs for fs = 10 kHz.
 std::unique_ptr<TQVMLSFilterBase> MakeFilter(int kind)
 {
@@ -135,8 +125,7 @@ TEST(FilterBaseChain, BlocksAreFilteredAsOneContinuousSignal)
                 twin->FilterArray(reference.data(), int(N));
                 EXPECT_EQ(y, reference);
             }
-            for (std::size_t n = 0; n < N; ++n)
-                ASSERT_LE(UlpDistance(y[n], reference[n]), 1) << n;
+            EXPECT_EQ(y, reference); // however the stream is cut
         }
     }
 }
