@@ -589,27 +589,28 @@ void TQVSlider::PaintNewValue(double oldValue)
     if (!isVisible() || !updatesEnabled())
         return;
     // The old area is the button as last painted in full (the hit rectangle is its interior).
-    const QRect oldArea = m_buttonPaintArea;
-    const QRect newArea = ButtonPaintArea(m_value);
-    QList<QRect> areas;
-    if (oldArea.isEmpty())
-        areas = {newArea.adjusted(-2, -2, 2, 2)};
-    else if (oldArea.intersects(newArea))
-        areas = {oldArea.united(newArea).adjusted(-2, -2, 2, 2)};
-    else
-        areas = {oldArea.adjusted(-2, -2, 2, 2), newArea.adjusted(-2, -2, 2, 2)};
-    for (const QRect &area : areas) {
-        m_valueRegion = area;
-        repaint(area);
+    const QRect oldArea = m_buttonPaintArea.adjusted(-2, -2, 2, 2);
+    const QRect newArea = ButtonPaintArea(m_value).adjusted(-2, -2, 2, 2);
+    const bool apart = !m_buttonPaintArea.isEmpty() && !oldArea.intersects(newArea);
+    if (apart) {
+        m_valueRegion = oldArea;
+        repaint(m_valueRegion);
     }
-    m_valueRegion = QRegion();
+    m_valueRegion = apart || m_buttonPaintArea.isEmpty() ? newArea : oldArea.united(newArea);
+    repaint(m_valueRegion);
+    m_valueRegion = QRect();
+}
+
+bool TQVSlider::ButtonCacheable() const
+{
+    return m_pictureButton.isNull() && m_pictureMask.isNull() && !m_buttonTransparent;
 }
 
 bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &region)
 {
-    // Only a paint of exactly the value areas may use the cache: Qt may have merged other
+    // Only a paint of exactly the value area may use the cache: Qt may have merged other
     // pending updates into the event.
-    if (m_valueRegion.isEmpty() || !(region - m_valueRegion).isEmpty())
+    if (m_valueRegion.isEmpty() || !m_valueRegion.contains(region.boundingRect()))
         return false;
     const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
     const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
@@ -621,14 +622,33 @@ bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &regio
         PaintPanel(background);
         PaintSlideTrack(background);
         PaintLabeling(background);
+        m_buttonImage = QPixmap();
         m_backgroundValid = true;
     }
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     for (const QRect &r : region)
         painter.drawPixmap(r, m_background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.setClipRect(region.boundingRect());
-    PaintButton(painter);
+    painter.setClipRect(m_valueRegion);
+
+    const QRect button = ButtonGeometry(m_value);
+    if (!ButtonCacheable() || button.isEmpty()) {
+        PaintButton(painter);
+        return true;
+    }
+    // The opaque button looks the same wherever it is: draw it once, then blit it.
+    if (m_buttonImage.isNull() || m_buttonImage.size() != (QSizeF(button.size()) * dpr).toSize()) {
+        m_buttonImage = QPixmap((QSizeF(button.size()) * dpr).toSize());
+        m_buttonImage.setDevicePixelRatio(dpr);
+        m_buttonImage.fill(Qt::transparent);
+        QPainter image(&m_buttonImage);
+        image.translate(-button.topLeft());
+        PaintButton(image);
+        m_buttonImageInner = m_buttonRect.translated(-button.topLeft());
+    }
+    painter.drawPixmap(button.topLeft(), m_buttonImage);
+    m_buttonRect = m_buttonImageInner.translated(button.topLeft());
+    m_buttonPaintArea = ButtonPaintArea(m_value);
     return true;
 }
 

@@ -259,6 +259,7 @@ private:
     void PaintNewValue(double oldValue);
     /// Paints a value repaint from the background cache; false when it cannot.
     bool PaintValueFromBackground(QPainter &painter, const QRegion &region);
+    bool ButtonCacheable() const;
     void StartDrag(const QPoint &pos);
     QString FormatLabel(const QString &format, double value) const;
     QString LabelFormat() const;
@@ -305,7 +306,11 @@ private:
     // draws only the button. Any other paint may have changed the background and drops it.
     QPixmap m_background;
     bool m_backgroundValid = false;
-    QRegion m_valueRegion;
+    // The opaque button as last drawn, and its inner rectangle relative to it: a value
+    // change blits it instead of drawing the frames again.
+    QPixmap m_buttonImage;
+    QRect m_buttonImageInner;
+    QRect m_valueRegion; // the area a value repaint is painting, else empty
     bool m_reduceFlicker = false;
     TRangeEntry m_ranges[MaxRanges];
     TLabelingOrientation m_labelingOrientation = lboLeft;

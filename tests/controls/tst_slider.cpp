@@ -7,6 +7,7 @@
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
+#include <QtTest/QTest>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QScreen>
 #include <QtGui/QWindow>
@@ -43,12 +44,6 @@ QRect ExpectedButton(const TQVSlider &s, double v)
     }
     const int top = (s.height() - s.ButtonWidth()) / 2, left = s.OffsetLower() + q;
     return QRect(QPoint(left, top), QPoint(left + s.ButtonHeight() - 1, top + s.ButtonWidth() - 1));
-}
-
-void Mouse(QWidget &w, QEvent::Type type, QPoint pos, Qt::MouseButton button, Qt::MouseButtons buttons)
-{
-    QMouseEvent event(type, QPointF(pos), w.mapToGlobal(QPointF(pos)), button, buttons, Qt::NoModifier);
-    QApplication::sendEvent(&w, &event);
 }
 
 void Key(QWidget &w, int key)
@@ -190,40 +185,40 @@ TEST(SliderMouse, DragTrackClickSnapAndRelease)
 
     // A press inside the button grabs it with its offset: the value follows the mouse delta.
     const QPoint grip = b.topLeft() + QPoint(2, 1);
-    Mouse(s, QEvent::MouseButtonPress, grip, Qt::LeftButton, Qt::LeftButton);
+    QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, grip);
     EXPECT_TRUE(s.Dragging());
     EXPECT_EQ(s.Value(), 50.0);
-    Mouse(s, QEvent::MouseMove, grip + QPoint(7, -20), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseMove(&s, grip + QPoint(7, -20));
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 20 / travel);
-    Mouse(s, QEvent::MouseMove, grip + QPoint(0, 13), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseMove(&s, grip + QPoint(0, 13));
     EXPECT_DOUBLE_EQ(s.Value(), 50 - 100 * 13 / travel);
 
     // Releasing another button keeps the drag; the left release ends it.
-    Mouse(s, QEvent::MouseButtonRelease, grip, Qt::RightButton, Qt::LeftButton);
-    Mouse(s, QEvent::MouseMove, grip + QPoint(0, -30), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseRelease(&s, Qt::RightButton, Qt::NoModifier, grip);
+    QTest::mouseMove(&s, grip + QPoint(0, -30));
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 30 / travel);
-    Mouse(s, QEvent::MouseButtonRelease, grip, Qt::LeftButton, Qt::NoButton);
+    QTest::mouseRelease(&s, Qt::LeftButton, Qt::NoModifier, grip);
     EXPECT_FALSE(s.Dragging());
-    Mouse(s, QEvent::MouseMove, grip + QPoint(0, -60), Qt::NoButton, Qt::NoButton);
+    QTest::mouseMove(&s, grip + QPoint(0, -60));
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 30 / travel);
 
     // A click on the track below the button puts the button centre under the mouse and drags.
     s.SetValue(80);
     s.grab();
     const QPoint click(24, 140);
-    Mouse(s, QEvent::MouseButtonPress, click, Qt::LeftButton, Qt::LeftButton);
+    QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, click);
     const double jumped = 100 * (165 - 5.0 - 8 - 140) / travel;
     EXPECT_DOUBLE_EQ(s.Value(), jumped);
     EXPECT_TRUE(s.Dragging());
     s.grab();
     b = s.ButtonRect();
     EXPECT_LE(std::abs((b.top() + b.bottom() + 1) / 2.0 - 140), 1.0);
-    Mouse(s, QEvent::MouseMove, click + QPoint(0, -10), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseMove(&s, click + QPoint(0, -10));
     EXPECT_DOUBLE_EQ(s.Value(), jumped + 100 * 10 / travel);
-    Mouse(s, QEvent::MouseButtonRelease, click, Qt::LeftButton, Qt::NoButton);
+    QTest::mouseRelease(&s, Qt::LeftButton, Qt::NoModifier, click);
 
     // A click beside the track does nothing; snapping before clamping: 97 -> 100 -> 95.
-    Mouse(s, QEvent::MouseButtonPress, QPoint(2, 60), Qt::LeftButton, Qt::LeftButton);
+    QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, QPoint(2, 60));
     EXPECT_FALSE(s.Dragging());
     s.SetValue(0);
     s.SetValueStepWidth(10);
@@ -232,12 +227,12 @@ TEST(SliderMouse, DragTrackClickSnapAndRelease)
     std::vector<double> seen;
     s.OnValueChange = [&](TQVSlider *sender) { seen.push_back(sender->Value()); };
     const QPoint start = s.ButtonRect().center();
-    Mouse(s, QEvent::MouseButtonPress, start, Qt::LeftButton, Qt::LeftButton);
+    QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, start);
     const int dy = int(std::ceil(96.5 * travel / 95)); // raw value just above 96.5
-    Mouse(s, QEvent::MouseMove, start - QPoint(0, dy), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseMove(&s, start - QPoint(0, dy));
     EXPECT_EQ(s.Value(), 95.0);
     EXPECT_EQ(seen, std::vector<double>{95.0});
-    Mouse(s, QEvent::MouseMove, start - QPoint(0, 2 * dy), Qt::NoButton, Qt::LeftButton);
+    QTest::mouseMove(&s, start - QPoint(0, 2 * dy));
     EXPECT_EQ(seen.size(), 1u); // clamped to the same value: no event
 }
 
