@@ -1,0 +1,8 @@
+#include "qvDial.h"
+
+TQVDial::TQVDial(QWidget *owner)
+    : TQVCustomPanel(owner)
+{
+}
+
+TQVDial::~TQVDial() = default;
