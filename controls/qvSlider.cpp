@@ -169,66 +169,35 @@ void TQVSlider::SetButtonHeight(int height)
 
 void TQVSlider::CheckLimits()
 {
-    for (int i = 0; i < m_rangeNumber && i < MaxRanges; ++i) {
-        if (m_ranges[i].Limit < m_valueMin)
-            m_ranges[i].Limit = m_valueMin;
-        if (m_ranges[i].Limit > m_valueMax)
-            m_ranges[i].Limit = m_valueMax;
-    }
-    if (m_rangeNumber >= 1 && m_rangeNumber <= MaxRanges)
-        m_ranges[m_rangeNumber - 1].Limit = m_valueMax;
+    m_ranges.Clamp(m_valueMin, m_valueMax);
 }
 
 void TQVSlider::SetRangeNumber(int number)
 {
-    if (number < 1 || number > MaxRanges || number == m_rangeNumber)
+    if (!m_ranges.SetNumber(number))
         return;
-    m_rangeNumber = number;
     CheckLimits();
     update();
 }
 
 void TQVSlider::SetRangeCurrent(int index)
 {
-    if (index < 1 || index > MaxRanges || index == m_rangeCurrent)
-        return;
-    m_rangeCurrent = index;
-    update();
-}
-
-double TQVSlider::RangeLimit() const
-{
-    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
-        return 0.0;
-    return m_ranges[m_rangeCurrent - 1].Limit;
+    if (m_ranges.SetCurrent(index))
+        update();
 }
 
 void TQVSlider::SetRangeLimit(double limit)
 {
-    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber || std::isnan(limit))
+    if (!m_ranges.SetLimit(limit))
         return;
-    if (limit == m_ranges[m_rangeCurrent - 1].Limit)
-        return;
-    m_ranges[m_rangeCurrent - 1].Limit = limit;
     CheckLimits();
     update();
 }
 
-TQVColor TQVSlider::RangeColor() const
-{
-    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
-        return 0;
-    return m_ranges[m_rangeCurrent - 1].Color;
-}
-
 void TQVSlider::SetRangeColor(TQVColor color)
 {
-    if (m_rangeCurrent < 1 || m_rangeCurrent > MaxRanges || m_rangeCurrent > m_rangeNumber)
-        return;
-    if (color == m_ranges[m_rangeCurrent - 1].Color)
-        return;
-    m_ranges[m_rangeCurrent - 1].Color = color;
-    update();
+    if (m_ranges.SetColor(color))
+        update();
 }
 
 void TQVSlider::SetLabelingDecimals(int decimals)
@@ -468,18 +437,12 @@ void TQVSlider::SetLabelingStyle(TLabelingStyle style)
 
 QList<TQVSlider::TRangeEntry> TQVSlider::Ranges() const
 {
-    QList<TRangeEntry> list;
-    for (int i = 0; i < m_rangeNumber && i < MaxRanges; ++i)
-        list.append(m_ranges[i]);
-    return list;
+    return m_ranges.Rows();
 }
 
 void TQVSlider::ReadRanges(const QList<TRangeEntry> &ranges)
 {
-    const int n = int(std::min<qsizetype>(ranges.size(), MaxRanges));
-    for (int i = 0; i < n; ++i)
-        m_ranges[i] = ranges[i];
-    m_rangeNumber = n;
+    m_ranges.Assign(ranges);
     update();
 }
 
@@ -506,23 +469,12 @@ void TQVSlider::ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles
 
 QString TQVSlider::LabelFormat() const
 {
-    const double span = m_valueMax - m_valueMin;
-    if (m_labelScientificUnitPosfix == sipNone && (m_valueMin <= -100000.0 || m_valueMax >= 100000.0 || span < 0.001))
-        return QStringLiteral("0.00E-00");
-    if (m_labelingDecimals > 0)
-        return QStringLiteral("0.") + QString(m_labelingDecimals, QLatin1Char('0'));
-    return QStringLiteral("0");
+    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax, m_labelingDecimals);
 }
 
 QString TQVSlider::FormatLabel(const QString &format, double value) const
 {
-    TSiPrefixesStruct info;
-    QString text;
-    if (GetSIInfos(m_labelScientificUnitPosfix, info))
-        text = QVFormatFloat(format, value / info.Factor, locale()) + info.Symbol;
-    else
-        text = QVFormatFloat(format, value, locale());
-    return text + m_labelTextPosfix;
+    return QVFormatScaleLabel(format, value, m_labelScientificUnitPosfix, m_labelTextPosfix, locale());
 }
 
 int TQVSlider::TextWidth8() const
@@ -737,7 +689,7 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     const double span = m_valueMax - m_valueMin;
     if (!(span != 0.0) || !std::isfinite(span))
         return;
-    const int n = std::min(m_rangeNumber, int(MaxRanges));
+    const int n = m_ranges.Number();
     const int half = m_buttonHeight / 2;
     const int tl = t.left(), tt = t.top(), tr = t.left() + t.width(), tb = t.top() + t.height();
     if (Vertical()) {

@@ -72,13 +72,7 @@ public:
     enum TLabelingStyle : quint8 { lbsNone, lbsLines, lbsLabels, lbsBoth, lbsSymmetric, lbsAsymmetric };
     Q_ENUM(TLabelingStyle)
 
-    /// One row of the colour range table: the range ends at `Limit`.
-    struct TRangeEntry
-    {
-        TQVColor Color = 0;
-        double Limit = 0.0;
-        bool operator==(const TRangeEntry &) const = default;
-    };
+    using TRangeEntry = TQVRangeEntry;
     /// The five values the form stream keeps beside the range table.
     struct TStreamDoubles
     {
@@ -89,7 +83,7 @@ public:
         double LabelingGap = 5.0;
         bool operator==(const TStreamDoubles &) const = default;
     };
-    static constexpr int MaxRanges = 16;
+    static constexpr int MaxRanges = TQVRangeTable::MaxRanges;
 
     using TQVNotifyEvent = std::function<void(TQVSlider *sender)>;
 
@@ -105,15 +99,15 @@ public:
     int ButtonHeight() const { return m_buttonHeight; }
     void SetButtonHeight(int height);
 
-    int RangeNumber() const { return m_rangeNumber; }
+    int RangeNumber() const { return m_ranges.Number(); }
     /// Accepts 1..16; the last range's limit becomes `ValueMax`.
     void SetRangeNumber(int number);
-    int RangeCurrent() const { return m_rangeCurrent; }
+    int RangeCurrent() const { return m_ranges.Current(); }
     /// Selects the range (1..16) that `RangeLimit` and `RangeColor` address.
     void SetRangeCurrent(int index);
-    double RangeLimit() const;
+    double RangeLimit() const { return m_ranges.Limit(); }
     void SetRangeLimit(double limit);
-    TQVColor RangeColor() const;
+    TQVColor RangeColor() const { return m_ranges.Color(); }
     void SetRangeColor(TQVColor color);
 
     int LabelingDecimals() const { return m_labelingDecimals; }
@@ -204,7 +198,7 @@ public:
     // readers store as they are: no clamping, no limit check.
     /// Ranges 1..`RangeNumber`.
     QList<TRangeEntry> Ranges() const;
-    bool HasRangesData() const { return m_rangeNumber > 0; }
+    bool HasRangesData() const { return m_ranges.Number() > 0; }
     /// `RangeNumber` becomes the number of entries; entries beyond 16 are dropped.
     void ReadRanges(const QList<TRangeEntry> &ranges);
     TStreamDoubles Doubles() const;
@@ -268,8 +262,6 @@ private:
     int m_sliderWidth = 10;
     int m_buttonWidth = 40;
     int m_buttonHeight = 10;
-    int m_rangeNumber = 1;
-    int m_rangeCurrent = 1;
     int m_labelingDecimals = 1;
     int m_labelWidth = 0;
     int m_labelHeight = 0;
@@ -312,7 +304,7 @@ private:
     QRect m_buttonImageInner;
     QRect m_valueRegion; // the area a value repaint is painting, else empty
     bool m_reduceFlicker = false;
-    TRangeEntry m_ranges[MaxRanges];
+    TQVRangeTable m_ranges;
     TLabelingOrientation m_labelingOrientation = lboLeft;
     TLabelingStyle m_labelingStyle = lbsNone;
     QRect m_slideRect;

@@ -84,56 +84,30 @@ void TQVBarGraphInt::SetSliderWidth(int width)
 
 void TQVBarGraphInt::SetRangeNumber(int number)
 {
-    if (number < 1 || number > MaxRanges || number == m_rangeNumber)
+    if (!m_ranges.SetNumber(number))
         return;
-    m_rangeNumber = number;
     CheckLimits();
     update();
 }
 
 void TQVBarGraphInt::SetRangeCurrent(int index)
 {
-    if (index < 1 || index > MaxRanges || index == m_rangeCurrent)
-        return;
-    m_rangeCurrent = index;
-    update();
-}
-
-double TQVBarGraphInt::RangeLimit() const
-{
-    if (m_rangeCurrent < 1 || m_rangeCurrent > m_rangeNumber)
-        return 0.0;
-    return m_ranges[m_rangeCurrent - 1].Limit;
+    if (m_ranges.SetCurrent(index))
+        update();
 }
 
 void TQVBarGraphInt::SetRangeLimit(double limit)
 {
-    if (m_rangeCurrent < 1 || m_rangeCurrent > m_rangeNumber || std::isnan(limit))
+    if (!m_ranges.SetLimit(limit))
         return;
-    RangeEntry &entry = m_ranges[m_rangeCurrent - 1];
-    if (entry.Limit == limit)
-        return;
-    entry.Limit = limit;
     CheckLimits();
     update();
 }
 
-TQVColor TQVBarGraphInt::RangeColor() const
-{
-    if (m_rangeCurrent < 1 || m_rangeCurrent > m_rangeNumber)
-        return 0;
-    return m_ranges[m_rangeCurrent - 1].Color;
-}
-
 void TQVBarGraphInt::SetRangeColor(TQVColor color)
 {
-    if (m_rangeCurrent < 1 || m_rangeCurrent > m_rangeNumber)
-        return;
-    RangeEntry &entry = m_ranges[m_rangeCurrent - 1];
-    if (entry.Color == color)
-        return;
-    entry.Color = color;
-    update();
+    if (m_ranges.SetColor(color))
+        update();
 }
 
 void TQVBarGraphInt::SetLabelingDecimals(int decimals)
@@ -306,15 +280,14 @@ void TQVBarGraphInt::SetLabelingStyle(TQVLabelingStyle style)
 
 QList<TQVBarGraphInt::RangeEntry> TQVBarGraphInt::Ranges() const
 {
-    return QList<RangeEntry>(m_ranges.begin(), m_ranges.begin() + m_rangeNumber);
+    return m_ranges.Rows();
 }
 
 void TQVBarGraphInt::SetRanges(const QList<RangeEntry> &ranges)
 {
     if (ranges.isEmpty())
         return;
-    m_rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
-    std::copy_n(ranges.begin(), m_rangeNumber, m_ranges.begin());
+    m_ranges.Assign(ranges);
     update();
 }
 
@@ -330,14 +303,7 @@ void TQVBarGraphInt::SetStreamedValues(double value, double valueMin, double val
 
 void TQVBarGraphInt::CheckLimits()
 {
-    for (int i = 0; i < m_rangeNumber; ++i) {
-        double &limit = m_ranges[i].Limit;
-        if (limit < m_valueMin)
-            limit = m_valueMin;
-        if (limit > m_valueMax)
-            limit = m_valueMax;
-    }
-    m_ranges[m_rangeNumber - 1].Limit = m_valueMax;
+    m_ranges.Clamp(m_valueMin, m_valueMax);
 }
 
 QSize TQVBarGraphInt::sizeHint() const
@@ -349,10 +315,7 @@ QSize TQVBarGraphInt::sizeHint() const
         int label = 0;
         if (m_labelingStyle != lbsLines) {
             const double widest = std::fabs(m_valueMin) >= std::fabs(m_valueMax) ? m_valueMin : m_valueMax;
-            TSiPrefixesStruct info;
-            const bool scaled = GetSIInfos(m_labelPrefix, info);
-            const QString sample = QVFormatFloat(LabelFormat(), scaled ? widest / info.Factor : widest, locale())
-                + info.Symbol + m_labelTextPosfix;
+            const QString sample = QVFormatScaleLabel(LabelFormat(), widest, m_labelPrefix, m_labelTextPosfix, locale());
             label = m_kind == sbVertical ? fm.horizontalAdvance(sample) : fm.height();
         }
         across = std::max(across, m_barWidth + 2 * (label + 12));
@@ -363,12 +326,7 @@ QSize TQVBarGraphInt::sizeHint() const
 
 QString TQVBarGraphInt::LabelFormat() const
 {
-    if (m_labelPrefix == sipNone
-        && (m_valueMin <= -100000.0 || m_valueMax >= 100000.0 || m_valueMax - m_valueMin < 0.001))
-        return QStringLiteral("0.00E-00");
-    if (m_labelingDecimals > 0)
-        return QStringLiteral("0.") + QString(m_labelingDecimals, QLatin1Char('0'));
-    return QStringLiteral("0");
+    return QVScaleLabelFormat(m_labelPrefix, m_valueMin, m_valueMax, m_labelingDecimals);
 }
 
 QSize TQVBarGraphInt::minimumSizeHint() const
@@ -466,7 +424,7 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
         return;
     const double span = m_valueMax - m_valueMin;
     int edge = vertical ? bottom : left;
-    for (int i = 0; i < m_rangeNumber; ++i) {
+    for (int i = 0; i < m_ranges.Number(); ++i) {
         const RangeEntry &range = m_ranges[i];
         const bool last = range.Limit >= m_value;
         const double end = last ? m_value : range.Limit;
@@ -591,13 +549,10 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
     int widestLabel = 0;
 
     if (m_labelingStyle != lbsLines) {
-        TSiPrefixesStruct info;
-        const bool scaled = GetSIInfos(m_labelPrefix, info);
         double t = firstLine();
         for (int step = 0; t <= m_valueMax && step < maxSteps; ++step, t += gapK) {
             const int p = RoundPx(span * t / d);
-            QString text = scaled ? QVFormatFloat(format, t / info.Factor, loc) + info.Symbol : QVFormatFloat(format, t, loc);
-            text += m_labelTextPosfix;
+            const QString text = QVFormatScaleLabel(format, t, m_labelPrefix, m_labelTextPosfix, loc);
             m_labelWidth = fm.horizontalAdvance(text);
             widestLabel = std::max(widestLabel, m_labelWidth);
             if (vertical) {

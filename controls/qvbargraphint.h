@@ -56,15 +56,8 @@ public:
     enum TQVLabelingStyle : quint8 { lbsNone, lbsLines, lbsLabels, lbsBoth, lbsSymmetric };
     Q_ENUM(TQVLabelingStyle)
 
-    /// \brief One colour range: values from the previous range's limit (from `ValueMin`
-    /// for the first range) up to `Limit` are painted in `Color`.
-    struct RangeEntry
-    {
-        TQVColor Color = QVColors::clBlack;
-        double Limit = 0.0;
-        bool operator==(const RangeEntry &) const = default;
-    };
-    static constexpr int MaxRanges = 16;
+    using RangeEntry = TQVRangeEntry;
+    static constexpr int MaxRanges = TQVRangeTable::MaxRanges;
 
     explicit TQVBarGraphInt(QWidget *parent = nullptr);
     ~TQVBarGraphInt() override;
@@ -73,18 +66,18 @@ public:
     /// Thickness of the bar across the track.
     void SetSliderWidth(int width);
     void SetBarWidth(int width) { SetSliderWidth(width); }
-    int RangeNumber() const { return m_rangeNumber; }
+    int RangeNumber() const { return m_ranges.Number(); }
     /// Accepts 1 to 16; runs `CheckLimits`.
     void SetRangeNumber(int number);
-    int RangeCurrent() const { return m_rangeCurrent; }
+    int RangeCurrent() const { return m_ranges.Current(); }
     /// Accepts 1 to 16, also above `RangeNumber`.
     void SetRangeCurrent(int index);
     /// The limit of range `RangeCurrent`; 0 when that range is not in use.
-    double RangeLimit() const;
+    double RangeLimit() const { return m_ranges.Limit(); }
     /// Ignored when range `RangeCurrent` is not in use; runs `CheckLimits`.
     void SetRangeLimit(double limit);
     /// The colour of range `RangeCurrent`; 0 when that range is not in use.
-    TQVColor RangeColor() const;
+    TQVColor RangeColor() const { return m_ranges.Color(); }
     /// Ignored when range `RangeCurrent` is not in use.
     void SetRangeColor(TQVColor color);
     int LabelingDecimals() const { return m_labelingDecimals; }
@@ -187,8 +180,6 @@ private:
     QString LabelFormat() const;
 
     int m_barWidth = 10;
-    int m_rangeNumber = 1;
-    int m_rangeCurrent = 1;
     int m_labelingDecimals = 1;
     int m_labelWidth = 0;
     int m_labelHeight = 0;
@@ -207,7 +198,7 @@ private:
     QFont m_labelingFont;
     TQVColor m_labelingFontColor = QVColors::clBlack;
     QRect m_newValueRect;
-    std::array<RangeEntry, MaxRanges> m_ranges{};
+    TQVRangeTable m_ranges;
     TQVLabelingOrientation m_labelingOrientation = lboLeft;
     TQVLabelingStyle m_labelingStyle = lbsNone;
     QRect m_barRect;

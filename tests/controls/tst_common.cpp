@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QLocale>
 #include <QtCore/QTranslator>
 #include <QtWidgets/QComboBox>
 
@@ -175,4 +176,49 @@ TEST(SIPrefix, TranslationsAreCutToTheFieldLengths)
     EXPECT_EQ(info.Name, "Kilo");
     EXPECT_EQ(info.Symbol, "k");
     EXPECT_EQ(info.Factor, factor);
+}
+
+TEST(ScaleLabels, PrefixSymbolSuffixAndFormatSwitch)
+{
+    const QLocale c(QLocale::C), german(QLocale::German);
+    EXPECT_EQ(QVFormatScaleLabel("0.0", 2500.0, sipKilo, "V", c), "2.5kV");
+    EXPECT_EQ(QVFormatScaleLabel("0.00", 0.0025, sipMilli, "A", german), "2,50mA");
+    EXPECT_EQ(QVFormatScaleLabel("0", -40.0, sipNone, QString(), c), "-40");
+    // Scientific only without a prefix, for wide or tiny ranges.
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, 0, 100000.0, 2), "0.00E-00");
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, -100000.0, 0, 0), "0.00E-00");
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, 1.0, 1.0009, 0), "0.00E-00");
+    EXPECT_EQ(QVScaleLabelFormat(sipKilo, 0, 1e6, 1), "0.0");
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, 0, 99999.0, 0), "0");
+}
+
+TEST(RangeTable, RowsInUseCurrentRowAndClamping)
+{
+    TQVRangeTable table;
+    EXPECT_EQ(table.Number(), 1);
+    EXPECT_FALSE(table.SetNumber(0));
+    EXPECT_FALSE(table.SetNumber(17));
+    EXPECT_TRUE(table.SetNumber(3));
+    EXPECT_FALSE(table.SetNumber(3)); // equal: no change reported
+    EXPECT_TRUE(table.SetCurrent(5)); // beyond the rows in use: addressable, not writable
+    EXPECT_FALSE(table.SetLimit(4.0));
+    EXPECT_EQ(table.Limit(), 0.0);
+    EXPECT_EQ(table.Color(), 0u);
+    table.SetCurrent(2);
+    EXPECT_FALSE(table.SetLimit(std::nan("")));
+    EXPECT_TRUE(table.SetLimit(70.0));
+    EXPECT_TRUE(table.SetColor(0x0000FF));
+    EXPECT_FALSE(table.SetColor(0x0000FF));
+    table[0].Limit = -20.0;
+    table.Clamp(0.0, 50.0);
+    EXPECT_EQ(table.Rows(), (QList<TQVRangeEntry>{{QVColors::clBlack, 0.0}, {0x0000FF, 50.0}, {QVColors::clBlack, 50.0}}));
+    table.Clamp(10.0, 5.0); // reversed ends (set unchecked by a control): no overrun, last = max
+    EXPECT_EQ(table.Rows().last().Limit, 5.0);
+
+    QList<TQVRangeEntry> many(20, TQVRangeEntry{0x00FF00, 1.0});
+    table.Assign(many);
+    EXPECT_EQ(table.Number(), TQVRangeTable::MaxRanges);
+    table.Assign({});
+    EXPECT_EQ(table.Number(), 0);
+    EXPECT_TRUE(table.Rows().isEmpty());
 }
