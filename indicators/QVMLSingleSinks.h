@@ -1,3 +1,132 @@
 #pragma once
 
-// Instrument sinks: display controls bound to a single-value measure source. (Being written.)
+#include <memory>
+
+#include "controls/qvbargraphint.h"
+#include "controls/qvmeterInt.h"
+#include "framework/qvMeasIntf.h"
+#include "indicators/QVLedInt.h"
+#include "indicators/QVPanelMeterInt.h"
+
+/// \brief The measurement input shared by the instrument sinks: one single-value link and
+/// the `MeasureSource` accessors that drive it.
+///
+/// Only continuous single-value sources of one channel are accepted; connecting any other
+/// source raises `EQVMSIncompatibleSource` and leaves the sink unconnected. A source that
+/// is destroyed leaves the sink unconnected as well.
+class QV_WIDGETS_EXPORT TQVSingleValueSink
+{
+public:
+    TQVSingleValueSink(const TQVSingleValueSink &) = delete;
+    TQVSingleValueSink &operator=(const TQVSingleValueSink &) = delete;
+
+    /// The connected source, or null.
+    TQVMeasureSource *MeasureSource() const { return m_inputLink->Source(); }
+    /// \brief Connects to `source` (null disconnects); ignored when it is the current one.
+    void SetMeasureSource(TQVMeasureSource *source);
+
+    TQVMeasureLink *InputLink() const { return m_inputLink.get(); }
+
+protected:
+    explicit TQVSingleValueSink(QObject *owner);
+    /// Disconnects before the display part of the sink goes away.
+    ~TQVSingleValueSink();
+
+    /// The first sample of channel 0, when the block carries one.
+    static bool FirstSample(const TQVDescArraySingle &data, float &x);
+
+    std::unique_ptr<TQVMeasureLinkSingleValue> m_inputLink;
+};
+
+/// \brief An LED that compares every value of its source against `Limit` or the range
+/// `RangeLower`..`RangeUpper` and lights up when the comparison holds.
+///
+/// The thresholds are 32-bit floats; a write is rounded to one, and only a real change
+/// re-evaluates the last received value. NaN thresholds are ignored.
+class QV_WIDGETS_EXPORT TQVLed : public TQVLedInt, public TQVSingleValueSink
+{
+    Q_OBJECT
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(float Limit READ Limit WRITE SetLimit)
+    Q_PROPERTY(float RangeLower READ RangeLower WRITE SetRangeLower)
+    Q_PROPERTY(float RangeUpper READ RangeUpper WRITE SetRangeUpper)
+
+public:
+    explicit TQVLed(QWidget *parent = nullptr);
+    ~TQVLed() override;
+
+    float Limit() const { return float(TQVLedInt::Limit()); }
+    void SetLimit(float limit);
+    float RangeLower() const { return float(TQVLedInt::RangeLower()); }
+    void SetRangeLower(float lower);
+    float RangeUpper() const { return float(TQVLedInt::RangeUpper()); }
+    void SetRangeUpper(float upper);
+
+protected:
+    void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+};
+
+/// \brief A digital panel meter that shows every value of its source.
+class QV_WIDGETS_EXPORT TQVPanelMeter : public TQVPanelMeterInt, public TQVSingleValueSink
+{
+    Q_OBJECT
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+
+public:
+    explicit TQVPanelMeter(QWidget *parent = nullptr);
+    ~TQVPanelMeter() override;
+
+protected:
+    void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+};
+
+/// \brief An analog needle meter that shows every value of its source.
+///
+/// With `AutoConfig` its scale follows the value range the source reports, keeping the
+/// number of scale divisions it had.
+class QV_WIDGETS_EXPORT TQVMeter : public TQVMeterInt, public TQVSingleValueSink
+{
+    Q_OBJECT
+    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+
+public:
+    explicit TQVMeter(QWidget *parent = nullptr);
+    ~TQVMeter() override;
+
+    bool AutoConfig() const { return m_autoConfig; }
+    /// Takes effect with the next settings change of the source.
+    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+
+protected:
+    void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+    void MLOnUpdateSettings(TQVMeasureLink *link);
+
+private:
+    bool m_autoConfig = true;
+};
+
+/// \brief A bar graph that shows every value of its source.
+///
+/// With `AutoConfig` its scale ends follow the value range the source reports.
+class QV_WIDGETS_EXPORT TQVBarGraph : public TQVBarGraphInt, public TQVSingleValueSink
+{
+    Q_OBJECT
+    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+
+public:
+    explicit TQVBarGraph(QWidget *parent = nullptr);
+    ~TQVBarGraph() override;
+
+    bool AutoConfig() const { return m_autoConfig; }
+    /// Takes effect with the next settings change of the source.
+    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+
+protected:
+    void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+    void MLOnUpdateSettings(TQVMeasureLink *link);
+
+private:
+    bool m_autoConfig = true;
+};
