@@ -1,13 +1,177 @@
 #pragma once
 
+#include <functional>
+
+#include <QtCore/QPointF>
+#include <QtCore/QRect>
+#include <QtGui/QPixmap>
+
 #include "controls/qvControl.h"
 
-/// \brief Rotary knob input control on a circular scale. (Being written.)
+/// \brief Rotary knob input control: a shaded knob turns on a circular scale with ticks and
+/// labels and sets a floating-point `Value`, optionally snapped to `ValueStepWidth`.
+///
+/// Angles are in degrees, 0 points straight up, positive angles turn clockwise; the value v
+/// lies at angle ScaleAngle1 + (ScaleAngle2 - ScaleAngle1) * (v - ValueMin) / (ValueMax - ValueMin).
+///
+/// Geometry (all lengths in pixels, C = ClientRect()):
+/// - centre (cx, cy) = (C.left + C.width / 2, C.top + C.height / 2), side s = min(C.width, C.height);
+/// - label size M = max(widest of the labels of ValueMin and ValueMax, font height);
+///   labels are shown when s / 2 - 17 - 1.5 * M >= 0 (the knob keeps at least M / 2), else
+///   M = 0 and the scale moves out to the edge;
+/// - outer tick radius R = s / 2 - 4 - M with labels, s / 2 - 2 without;
+/// - scale arc radius Ri = R - 8 (major ticks run from Ri to R, minor ones from Ri to Ri + 4);
+/// - knob radius Rk = Ri - 5; the knob area `KnobRect()` is the square of half side Rk + 3
+///   around the centre, widened to whole pixels;
+/// - a label's centre lies at radius R + 3 + (w * |sin a| + h * |cos a|) / 2 for its text
+///   size w x h and angle a.
+/// A point at angle a and radius r is (cx + r sin a, cy - r cos a).
+///
+/// Every accepted value change calls `OnValueChange`, emits `ValueChanged` and repaints only
+/// the knob area at once.
 class QV_WIDGETS_EXPORT TQVDial : public TQVCustomPanel
 {
     Q_OBJECT
+    Q_PROPERTY(double ScaleAngle1 READ ScaleAngle1 WRITE SetScaleAngle1)
+    Q_PROPERTY(double ScaleAngle2 READ ScaleAngle2 WRITE SetScaleAngle2)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
+    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
+    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap)
+    Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth)
+    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals)
+    Q_PROPERTY(TQVDialIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle)
+    Q_PROPERTY(quint32 KnobColor READ KnobColor WRITE SetKnobColor)
+    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor)
+    Q_PROPERTY(quint32 ScaleColor READ ScaleColor WRITE SetScaleColor)
 
 public:
+    /// The mark on the knob that points at the value: a dot, a triangle at the rim, a line.
+    enum TQVDialIndicatorStyle : quint8 { diaCircle, diaTriangle, diaLine };
+    Q_ENUM(TQVDialIndicatorStyle)
+
+    using TQVNotifyEvent = std::function<void(TQVDial *sender)>;
+
+    /// Geometry of the current size and font (see the class description).
+    struct TGeometry
+    {
+        QPointF Centre;
+        double LabelSize = 0.0; ///< M, 0 when the labels are left out
+        double ScaleRadius = 0.0; ///< R
+        double ArcRadius = 0.0; ///< Ri
+        double KnobRadius = 0.0; ///< Rk
+    };
+
     explicit TQVDial(QWidget *owner = nullptr);
     ~TQVDial() override;
+
+    double ScaleAngle1() const { return m_scaleAngle1; }
+    /// Ignored unless finite, within -720..720, below `ScaleAngle2` and at most 360 from it.
+    void SetScaleAngle1(double angle);
+    double ScaleAngle2() const { return m_scaleAngle2; }
+    /// Ignored unless finite, within -720..720, above `ScaleAngle1` and at most 360 from it.
+    void SetScaleAngle2(double angle);
+
+    double Value() const { return m_value; }
+    /// Snaps to `ValueStepWidth` (half to even), then clamps to `ValueMin`..`ValueMax`.
+    /// An accepted change calls `OnValueChange`, emits `ValueChanged` and repaints the knob
+    /// area at once. NaN is ignored.
+    void SetValue(double value);
+    double ValueMin() const { return m_valueMin; }
+    /// Ignored unless finite and strictly below `ValueMax`; `Value` is not clamped.
+    void SetValueMin(double value);
+    double ValueMax() const { return m_valueMax; }
+    /// Ignored unless finite and strictly above `ValueMin`; `Value` is not clamped.
+    void SetValueMax(double value);
+    double ValueGap() const { return m_valueGap; }
+    /// Value distance of two ticks, > 0. Painting uses a multiple of it when ticks would lie
+    /// closer than 4 pixels on the arc; the property keeps its value.
+    void SetValueGap(double gap);
+    double ValueStepWidth() const { return m_valueStepWidth; }
+    /// 0 or less switches snapping off; a change re-snaps `Value`.
+    void SetValueStepWidth(double step);
+    int ValueDecimals() const { return m_valueDecimals; }
+    /// Decimals of the labels, 0..15.
+    void SetValueDecimals(int decimals);
+    TQVDialIndicatorStyle IndicatorStyle() const { return m_indicatorStyle; }
+    void SetIndicatorStyle(TQVDialIndicatorStyle style);
+
+    TQVColor KnobColor() const { return m_knobColor; }
+    void SetKnobColor(TQVColor color);
+    TQVColor IndicatorColor() const { return m_indicatorColor; }
+    void SetIndicatorColor(TQVColor color);
+    /// Colour of the arc, the ticks and the labels.
+    TQVColor ScaleColor() const { return m_scaleColor; }
+    void SetScaleColor(TQVColor color);
+
+    /// The angle of `value` on the scale, in degrees.
+    double ValueToAngle(double value) const;
+    /// The value at `angle`, taken modulo 360 into ScaleAngle1..ScaleAngle1 + 360 (so an angle
+    /// in the gap of the scale gives a value above `ValueMax`); not clamped.
+    double AngleToValue(double angle) const;
+    /// Float-format pattern of the labels: "0.00E-00" when ValueMin <= -100000, ValueMax >= 100000
+    /// or the range is below 0.001, else "0" or "0." with `ValueDecimals` zeros.
+    QString LabelFormat() const;
+    TGeometry Geometry() const;
+    /// The area a value change repaints.
+    QRect KnobRect() const;
+    bool Dragging() const { return m_dragging; }
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+    /// Called on every accepted value change, before `ValueChanged` and the repaint.
+    TQVNotifyEvent OnValueChange;
+
+signals:
+    void ValueChanged(double value);
+
+protected:
+    void Paint(QPainter &painter) override;
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+
+    /// Panel, caption and scale: everything that does not move with the value.
+    void PaintBackground(QPainter &painter);
+    void PaintScale(QPainter &painter, const TGeometry &g);
+    void PaintKnob(QPainter &painter, const TGeometry &g);
+
+private:
+    double Span() const { return m_valueMax - m_valueMin; }
+    double Step() const;
+    /// Mouse angle around the centre in degrees (0 up, clockwise), in (-180, 180].
+    double MouseAngle(const TGeometry &g, const QPointF &pos) const;
+    void StartDrag(double angle);
+    bool PaintValueFromBackground(QPainter &painter, const QRegion &region);
+
+    double m_scaleAngle1 = -135.0;
+    double m_scaleAngle2 = 135.0;
+    double m_valueMin = 0.0;
+    double m_valueMax = 100.0;
+    double m_value = 0.0;
+    double m_valueGap = 10.0;
+    double m_valueStepWidth = 0.0;
+    int m_valueDecimals = 0;
+    TQVDialIndicatorStyle m_indicatorStyle = diaCircle;
+    TQVColor m_knobColor = 0x404040;
+    TQVColor m_indicatorColor = QVColors::clWhite;
+    TQVColor m_scaleColor = QVColors::clBtnText;
+
+    bool m_dragging = false;
+    double m_dragStartValue = 0.0;
+    double m_dragLastAngle = 0.0;
+    double m_dragTurn = 0.0; // unwrapped angle turned since the drag began
+    int m_wheelRemainder = 0;
+
+    // Everything but the knob, as last painted for a value change; any full paint may have
+    // changed it and drops it.
+    QPixmap m_background;
+    bool m_backgroundValid = false;
+    QRect m_valueRegion; // the area a value repaint is painting, else empty
 };

@@ -1,31 +1,983 @@
 #include "qvmeterInt.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include <QtCore/QCoreApplication>
+#include <QtGui/QAccessible>
+#include <QtGui/QFontMetrics>
+#include <QtGui/QPaintEngine>
+#include <QtGui/QPaintEvent>
+#include <QtGui/QPainter>
+#include <QtGui/QPainterPath>
+#include <QtWidgets/QAccessibleWidget>
+
+#include "controls/qvFormat.h"
+
+namespace {
+
+constexpr double Pi = 3.141592653589793;
+// Upper bound of ticks and labels kept, so that an absurd scale cannot exhaust memory.
+constexpr int MaxTicks = 100000;
+
+// Round half to even into an int; NaN and huge values are pinned so that no input can
+// make an out-of-range conversion.
+int RoundInt(double x)
+{
+    if (std::isnan(x))
+        return 0;
+    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
+}
+
+double Radians(double degrees)
+{
+    return degrees * Pi / 180.0;
+}
+
+template<typename T>
+void Grow(std::vector<T> &buffer, int size)
+{
+    if (size > int(buffer.size()))
+        buffer.resize(std::size_t(size));
+}
+
+// A frame of `width` pixels: `topLeft` on the top and left edges, `bottomRight` on the
+// others; returns the rectangle inside it.
+QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
+{
+    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
+        painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
+        painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
+        painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
+        painter.fillRect(QRect(r.right(), r.top(), 1, r.height()), bottomRight);
+        r.adjust(1, 1, -1, -1);
+    }
+    return r;
+}
+
+class TQVMeterAccessible : public QAccessibleWidget, public QAccessibleValueInterface
+{
+public:
+    explicit TQVMeterAccessible(QWidget *widget)
+        : QAccessibleWidget(widget, QAccessible::ProgressBar)
+    {
+    }
+
+    void *interface_cast(QAccessible::InterfaceType type) override
+    {
+        if (type == QAccessible::ValueInterface)
+            return static_cast<QAccessibleValueInterface *>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    QString text(QAccessible::Text t) const override
+    {
+        if (t == QAccessible::Value)
+            return Meter()->locale().toString(Meter()->Value(), 'g', 6);
+        return QAccessibleWidget::text(t);
+    }
+
+    QVariant currentValue() const override { return Meter()->Value(); }
+    void setCurrentValue(const QVariant &) override {} // a display: read only
+    QVariant maximumValue() const override { return Meter()->ValueMax(); }
+    QVariant minimumValue() const override { return Meter()->ValueMin(); }
+    QVariant minimumStepSize() const override { return 0.0; }
+
+private:
+    TQVMeterInt *Meter() const { return static_cast<TQVMeterInt *>(widget()); }
+};
+
+QAccessibleInterface *MeterAccessibleFactory(const QString &key, QObject *object)
+{
+    if (key == QLatin1String("TQVMeterInt") && object && object->isWidgetType())
+        return new TQVMeterAccessible(static_cast<QWidget *>(object));
+    return nullptr;
+}
+
+} // namespace
+
 TQVMeterInt::TQVMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
 {
+    static const bool accessibleInstalled = (QAccessible::installFactory(MeterAccessibleFactory), true);
+    Q_UNUSED(accessibleInstalled);
+
+    // Every pixel comes from the background cache or the indicator.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    setAccessibleName(tr("Meter"));
     resize(133, 133);
+    Recalc();
 }
 
 TQVMeterInt::~TQVMeterInt() = default;
 
+// ---------------------------------------------------------------------------------------
+// Properties
+
+void TQVMeterInt::SetMeterAngle1(double angle)
+{
+    if (!std::isfinite(angle) || angle == m_meterAngle1)
+        return;
+    // The stored pair is tested, not the new angle: an invalid pair locks both setters.
+    if (!(m_meterAngle1 < m_meterAngle2) || m_meterAngle1 > 360.0 || m_meterAngle1 < -360.0)
+        return;
+    m_meterAngle1 = angle;
+    Recalc();
+}
+
+void TQVMeterInt::SetMeterAngle2(double angle)
+{
+    if (!std::isfinite(angle) || angle == m_meterAngle2)
+        return;
+    if (!(m_meterAngle1 < m_meterAngle2) || m_meterAngle2 > 360.0 || m_meterAngle2 < -360.0)
+        return;
+    m_meterAngle2 = angle;
+    Recalc();
+}
+
 void TQVMeterInt::SetValueMin(double value)
 {
+    if (!std::isfinite(value) || value == m_valueMin)
+        return;
     m_valueMin = value;
+    if (!(m_valueMax > m_valueMin)) {
+        m_valueMax = m_valueMin + 1.0;
+        if (!(m_valueMax > m_valueMin)) // too large for a step of 1
+            m_valueMax = std::nextafter(m_valueMin, HUGE_VAL);
+    }
+    Recalc();
 }
 
 void TQVMeterInt::SetValueMax(double value)
 {
+    if (!std::isfinite(value) || value == m_valueMax)
+        return;
     m_valueMax = value;
-    if (m_valueMax <= m_valueMin)
-        m_valueMin = m_valueMax - 1;
+    if (!(m_valueMax > m_valueMin)) {
+        m_valueMin = m_valueMax - 1.0;
+        if (!(m_valueMin < m_valueMax))
+            m_valueMin = std::nextafter(m_valueMax, -HUGE_VAL);
+    }
+    Recalc();
 }
 
-void TQVMeterInt::SetValueGap(double value)
+void TQVMeterInt::SetValueGap(double gap)
 {
-    m_valueGap = value;
+    if (!(gap > 0.0) || !std::isfinite(gap) || gap == m_valueGap)
+        return;
+    m_valueGap = gap;
+    Recalc();
 }
 
 void TQVMeterInt::SetValue(double value)
 {
+    if (std::isnan(value) || value == m_value)
+        return;
+    const int oldRange = RangeIndexOf(m_value);
     m_value = value;
+    const int newRange = RangeIndexOf(m_value);
+    if (newRange != oldRange && newRange >= 1 && m_ranges[newRange - 1].Check) {
+        if (OnRangeCheck)
+            OnRangeCheck(this, newRange);
+        emit RangeChecked(newRange);
+    }
+    if (QAccessible::isActive()) {
+        QAccessibleValueChangeEvent event(this, m_value);
+        QAccessible::updateAccessibility(&event);
+    }
+    if (!isVisible() || !updatesEnabled())
+        return;
+    EnsureGeometry();
+    const QRect oldArea = m_indicatorRect;
+    const QRect newArea = IndicatorRectAt(m_value);
+    m_valueArea = oldArea.united(newArea);
+    if (oldArea.isEmpty() || oldArea.intersects(newArea))
+        repaint(m_valueArea);
+    else
+        repaint(QRegion(oldArea).united(newArea));
+    m_valueArea = QRect();
+}
+
+void TQVMeterInt::SetRangeNumber(int number)
+{
+    if (number < 0 || number > MaxRanges || number == m_rangeNumber)
+        return;
+    m_rangeNumber = number;
+    Recalc();
+}
+
+void TQVMeterInt::SetRangeCurrent(int index)
+{
+    if (index < 1 || index > MaxRanges || index == m_rangeCurrent)
+        return;
+    m_rangeCurrent = index;
+}
+
+void TQVMeterInt::SetRangeLimit(double limit)
+{
+    double &stored = m_ranges[m_rangeCurrent - 1].Limit;
+    if (std::isnan(limit) || limit == stored)
+        return;
+    stored = limit;
+    Recalc();
+}
+
+void TQVMeterInt::SetRangeColor(TQVColor color)
+{
+    TQVColor &stored = m_ranges[m_rangeCurrent - 1].Color;
+    if (color == stored)
+        return;
+    stored = color;
+    Invalidate();
+}
+
+void TQVMeterInt::SetRangeCheck(bool check)
+{
+    m_ranges[m_rangeCurrent - 1].Check = check;
+}
+
+void TQVMeterInt::SetIndicatorScale(int percent)
+{
+    percent = std::clamp(percent, 0, 200);
+    if (percent == m_indicatorScale)
+        return;
+    m_indicatorScale = percent;
+    update();
+}
+
+void TQVMeterInt::SetMeterScaleWidth(int percent)
+{
+    percent = std::clamp(percent, 0, 100);
+    if (percent == m_meterScaleWidth)
+        return;
+    m_meterScaleWidth = percent;
+    Recalc();
+}
+
+void TQVMeterInt::SetMeterScale(int percent)
+{
+    percent = std::clamp(percent, 50, 210);
+    if (percent == m_meterScale)
+        return;
+    m_meterScale = percent;
+    Recalc();
+}
+
+void TQVMeterInt::SetBevelOuterWidth(int width)
+{
+    if (width < 0 || width == m_bevelOuterWidth)
+        return;
+    m_bevelOuterWidth = width;
+    Recalc();
+}
+
+void TQVMeterInt::SetValueDecimals(int decimals)
+{
+    if (decimals < 0 || decimals > 15 || decimals == m_valueDecimals)
+        return;
+    m_valueDecimals = decimals;
+    Recalc();
+}
+
+void TQVMeterInt::SetMeterShiftX(int percent)
+{
+    percent = std::clamp(percent, -60, 60);
+    if (percent == m_meterShiftX)
+        return;
+    m_meterShiftX = percent;
+    Recalc();
+}
+
+void TQVMeterInt::SetMeterShiftY(int percent)
+{
+    percent = std::clamp(percent, -60, 60);
+    if (percent == m_meterShiftY)
+        return;
+    m_meterShiftY = percent;
+    Recalc();
+}
+
+void TQVMeterInt::SetIndicatorColor(TQVColor color)
+{
+    if (color == m_indicatorColor)
+        return;
+    m_indicatorColor = color;
+    update();
+}
+
+void TQVMeterInt::SetReduceFlicker(bool reduce)
+{
+    if (reduce == m_reduceFlicker)
+        return;
+    m_reduceFlicker = reduce;
+    // Sized on the next paint, when the target's pixel ratio is known.
+    m_offscreen = QPixmap();
+    update();
+}
+
+void TQVMeterInt::SetLegend1(const QString &text)
+{
+    if (text == m_legend1)
+        return;
+    m_legend1 = text;
+    Invalidate();
+}
+
+void TQVMeterInt::SetLegend2(const QString &text)
+{
+    if (text == m_legend2)
+        return;
+    m_legend2 = text;
+    Invalidate();
+}
+
+void TQVMeterInt::SetIndicatorStyle(TQVIndicatorStyle style)
+{
+    if (style == m_indicatorStyle || style > indWedge)
+        return;
+    m_indicatorStyle = style;
+    update();
+}
+
+void TQVMeterInt::SetLabelingStyle(TQVLabelingStyle style)
+{
+    if (style == m_labelingStyle || style > labOutside)
+        return;
+    m_labelingStyle = style;
+    Recalc();
+}
+
+void TQVMeterInt::SetTickStyle(TQVTickStyle style)
+{
+    if (style == m_tickStyle || style > ticLarge)
+        return;
+    m_tickStyle = style;
+    Recalc();
+}
+
+void TQVMeterInt::SetLegendPosition(TQVLegendPosition position)
+{
+    if (position == m_legendPosition || position > LegBottom)
+        return;
+    m_legendPosition = position;
+    Invalidate();
+}
+
+QList<TQVMeterInt::RangeEntry> TQVMeterInt::Ranges() const
+{
+    return QList<RangeEntry>(m_ranges, m_ranges + m_rangeNumber);
+}
+
+void TQVMeterInt::SetRanges(const QList<RangeEntry> &ranges)
+{
+    m_rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
+    std::copy_n(ranges.begin(), m_rangeNumber, m_ranges);
+    Recalc();
+}
+
+// ---------------------------------------------------------------------------------------
+// Geometry accessors: a resize of a hidden widget is only announced when it is shown, so
+// they bring the geometry up to the current size first.
+
+int TQVMeterInt::MeterCenterX() const { EnsureGeometry(); return m_meterCenterX; }
+int TQVMeterInt::MeterCenterBottom() const { EnsureGeometry(); return m_meterCenterBottom; }
+double TQVMeterInt::InnerRadius() const { EnsureGeometry(); return m_innerRadius; }
+double TQVMeterInt::OuterRadius() const { EnsureGeometry(); return m_outerRadius; }
+int TQVMeterInt::LabelMarginX() const { EnsureGeometry(); return m_labelMarginX; }
+int TQVMeterInt::LabelMarginY() const { EnsureGeometry(); return m_labelMarginY; }
+bool TQVMeterInt::ScaleInvalid() const { EnsureGeometry(); return m_scaleInvalid; }
+double TQVMeterInt::LabelRadius() const { EnsureGeometry(); return m_labelRadius; }
+double TQVMeterInt::LabelCircleRadius() const { EnsureGeometry(); return m_labelCircleRadius; }
+
+QPolygon TQVMeterInt::TickPoints() const
+{
+    EnsureGeometry();
+    return QPolygon(QList<QPoint>(m_tickPoints.begin(), m_tickPoints.begin() + m_tickCount));
+}
+
+QPolygon TQVMeterInt::LabelPoints() const
+{
+    EnsureGeometry();
+    return QPolygon(QList<QPoint>(m_labelPoints.begin(), m_labelPoints.begin() + m_labelCount));
+}
+
+QStringList TQVMeterInt::LabelTexts() const
+{
+    EnsureGeometry();
+    return QStringList(m_labelTexts.begin(), m_labelTexts.begin() + m_labelCount);
+}
+
+QPolygon TQVMeterInt::RangePolygon(int index) const
+{
+    EnsureGeometry();
+    if (index < 1 || index > m_rangeNumber)
+        return QPolygon();
+    const RangeState &s = m_rangeStates[index - 1];
+    return QPolygon(QList<QPoint>(s.Polygon.begin(), s.Polygon.begin() + s.Count));
+}
+
+QPolygon TQVMeterInt::OutlinePoints() const
+{
+    EnsureGeometry();
+    return QPolygon(QList<QPoint>(m_outlinePoints.begin(), m_outlinePoints.begin() + m_outlineCount));
+}
+
+QRect TQVMeterInt::IndicatorRect() const
+{
+    EnsureGeometry();
+    return IndicatorRectAt(m_value);
+}
+
+QSize TQVMeterInt::sizeHint() const
+{
+    return QSize(133, 133);
+}
+
+QSize TQVMeterInt::minimumSizeHint() const
+{
+    return QSize(40, 40);
+}
+
+// ---------------------------------------------------------------------------------------
+// Scale geometry
+
+void TQVMeterInt::RecalcGeometry()
+{
+    m_geometrySize = size();
+    CalcLabel();
+    CalcPolygons();
+    m_backgroundValid = false;
+}
+
+void TQVMeterInt::Recalc()
+{
+    RecalcGeometry();
+    update();
+}
+
+void TQVMeterInt::EnsureGeometry() const
+{
+    if (m_geometrySize != size())
+        const_cast<TQVMeterInt *>(this)->RecalcGeometry();
+}
+
+void TQVMeterInt::Invalidate()
+{
+    m_backgroundValid = false;
+    update();
+}
+
+QPoint TQVMeterInt::PointAt(double angle, double radius) const
+{
+    const double a = Radians(angle);
+    return QPoint(RoundInt(m_meterCenterX + std::sin(a) * radius),
+                  RoundInt(m_geometrySize.height() - std::cos(a) * radius - m_meterCenterBottom));
+}
+
+double TQVMeterInt::AngleOf(double value) const
+{
+    return m_meterAngle1 + (m_meterAngle2 - m_meterAngle1) * (value - m_valueMin) / (m_valueMax - m_valueMin);
+}
+
+void TQVMeterInt::CalcRadii()
+{
+    const int w = m_geometrySize.width();
+    const int h = m_geometrySize.height();
+    m_meterCenterX = RoundInt(m_meterShiftX * w / 100.0) + w / 2;
+    m_meterCenterBottom = h / 2 - RoundInt(m_meterShiftY * h / 100.0);
+    const double base = m_meterCenterBottom + m_labelMarginY >= m_meterCenterX + m_labelMarginX
+        ? w / 2.0 - m_bevelOuterWidth - m_labelMarginX
+        : h / 2.0 - m_bevelOuterWidth - m_labelMarginY;
+    m_outerRadius = base * m_meterScale / 100.0;
+    if (m_outerRadius < 1.0)
+        m_outerRadius = 1.0;
+    m_innerRadius = (1.0 - m_meterScaleWidth / 100.0) * m_outerRadius;
+}
+
+void TQVMeterInt::CalcPolygons()
+{
+    CalcRadii();
+    const int nInner = std::clamp(RoundInt(11.0 * std::sqrt(m_innerRadius) + 6.0), 1, 300);
+    const int nOuter = std::clamp(RoundInt(11.0 * std::sqrt(m_outerRadius) + 4.0), 1, 300);
+    const bool inside = m_labelingStyle == labInside;
+    Grow(m_outlinePoints, inside ? nOuter : nInner);
+    const int outlineCapacity = int(m_outlinePoints.size());
+    m_outlineCount = 0;
+    if (m_rangeNumber < 1)
+        return;
+
+    const double arc = m_meterAngle2 - m_meterAngle1;
+    const double span = m_valueMax - m_valueMin;
+    double a = m_meterAngle1;
+    for (int i = 0; i < m_rangeNumber; ++i) {
+        const double lower = i == 0 ? m_valueMin : m_ranges[i - 1].Limit;
+        const double s = arc * (m_ranges[i].Limit - lower) / span;
+        const int k = std::clamp(RoundInt(s * nInner / 360.0), 2, 300);
+        const int m = std::clamp(RoundInt(s * nOuter / 360.0), 2, 300);
+        RangeState &state = m_rangeStates[i];
+        Grow(state.Polygon, k + m);
+
+        const double innerStep = s / (k - 1);
+        for (int j = 0; j < k; ++j) {
+            const QPoint p = PointAt(a, m_innerRadius);
+            state.Polygon[std::size_t(j)] = p;
+            if (!inside && m_outlineCount < outlineCapacity)
+                m_outlinePoints[std::size_t(m_outlineCount++)] = p;
+            a += innerStep;
+        }
+        a -= innerStep; // the range's end angle, where the next range begins
+
+        const double outerStep = s / (m - 1);
+        double b = a;
+        for (int j = 0; j < m; ++j) {
+            state.Polygon[std::size_t(k + j)] = PointAt(b, m_outerRadius);
+            b -= outerStep;
+        }
+        state.Count = k + m;
+        if (inside) {
+            for (int j = k + m - 1; j >= k && m_outlineCount < outlineCapacity; --j)
+                m_outlinePoints[std::size_t(m_outlineCount++)] = state.Polygon[std::size_t(j)];
+        }
+    }
+}
+
+void TQVMeterInt::CalcTicks()
+{
+    const double length = 2.0 * Pi * m_innerRadius * (m_meterAngle2 - m_meterAngle1) * m_meterScale / 36000.0;
+    if (!(length > 0.0)) {
+        m_scaleInvalid = true;
+        return;
+    }
+    m_scaleInvalid = false;
+    const double span = m_valueMax - m_valueMin;
+    // Ticks never closer than 4 pixels: the published gap itself grows.
+    if (span * 4.0 / m_valueGap > length)
+        m_valueGap = span * 4.0 / length;
+    const double gap = m_valueGap;
+
+    int count = RoundInt(span / gap) + 1;
+    double first = std::nearbyint(m_valueMin / gap) * gap;
+    if (first < m_valueMin) {
+        first += gap;
+        --count;
+    }
+    if (m_tickStyle == ticNone) {
+        m_tickCount = 0;
+        return;
+    }
+    Grow(m_tickPoints, 2 * std::min(count, MaxTicks));
+    const int capacity = int(m_tickPoints.size());
+
+    const bool inside = m_labelingStyle == labInside;
+    const double middle = m_innerRadius + (m_outerRadius - m_innerRadius) / 2.0;
+    double from = m_innerRadius, to = m_outerRadius;
+    switch (m_tickStyle) {
+    case ticHalf:
+        from = inside ? middle : m_innerRadius;
+        to = inside ? m_outerRadius : middle;
+        m_labelRadius = inside ? m_innerRadius : middle;
+        break;
+    case ticFull:
+        m_labelRadius = m_innerRadius;
+        break;
+    case ticLarge:
+        from = inside ? m_innerRadius - 5.0 : m_innerRadius;
+        to = inside ? m_outerRadius : m_outerRadius + 5.0;
+        m_labelRadius = inside ? m_innerRadius - 5.0 : m_innerRadius;
+        break;
+    case ticNone:
+        break;
+    }
+
+    int points = 0;
+    for (int i = 0; points + 1 < capacity; ++i) {
+        const double v = first + i * gap;
+        if (!(v <= m_valueMax))
+            break;
+        const double a = AngleOf(v);
+        m_tickPoints[std::size_t(points++)] = PointAt(a, from);
+        m_tickPoints[std::size_t(points++)] = PointAt(a, to);
+    }
+    m_tickCount = points;
+}
+
+QString TQVMeterInt::LabelFormat() const
+{
+    const bool straddlesZero = m_valueMax >= 0.0001 && m_valueMin <= -0.0001;
+    if (m_valueMin <= -10000.0 || m_valueMax >= 10000.0 || (!straddlesZero && m_valueMax - m_valueMin < 0.0001))
+        return QStringLiteral("#.##E-00");
+    if (m_valueDecimals >= 1)
+        return QStringLiteral("0.") + QString(m_valueDecimals, QLatin1Char('0'));
+    return QStringLiteral("0");
+}
+
+void TQVMeterInt::CalcLabel()
+{
+    const QString format = LabelFormat();
+    const QLocale loc = locale();
+    const QFontMetrics fm(font());
+    CalcRadii();
+    m_labelCount = 0;
+    if (m_labelingStyle == labNone) {
+        m_labelMarginX = m_labelMarginY = 5;
+        CalcRadii();
+        CalcTicks();
+        return;
+    }
+
+    const bool inside = m_labelingStyle == labInside;
+    const int textHeight = fm.height();
+    const int textWidth = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_valueMin, loc)),
+                                   fm.horizontalAdvance(QVFormatFloat(format, m_valueMax, loc)));
+    const int h = textHeight + 10;
+    const int w = textWidth + 10;
+    const int d = RoundInt(std::sqrt(double(w) * w + double(h) * h));
+    if (inside) {
+        m_labelMarginX = m_labelMarginY = 5;
+    } else {
+        // Room for the widest label standing at its distance outside the band, on any side.
+        const int r = RoundInt(std::sqrt(double(textWidth) * textWidth + double(textHeight) * textHeight) / 2.0 + 5.0);
+        m_labelMarginX = m_labelMarginY = RoundInt(r + std::max(textWidth, textHeight) / 2.0);
+    }
+    CalcRadii();
+    const double circle = inside ? m_innerRadius - d : m_outerRadius + d / 2.0;
+    m_labelCircleRadius = circle;
+    CalcTicks();
+
+    const double span = m_valueMax - m_valueMin;
+    const double gap = m_valueGap;
+    const double arcLength = 2.0 * Pi * circle * (m_meterAngle2 - m_meterAngle1) / 360.0;
+    const int pitch = RoundInt((arcLength - 1.0) * gap / span);
+    if (pitch <= 0) {
+        m_scaleInvalid = true;
+        return;
+    }
+
+    // Every label gets at least the width of the widest text with a sign's room.
+    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
+    const int widestWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, loc) + QLatin1Char('-'));
+    int multiple = 1;
+    double step = gap;
+    int p = pitch;
+    while (p < widestWidth) {
+        step += gap;
+        p += pitch;
+        ++multiple;
+    }
+    const int capacity = std::clamp(RoundInt(span / step) + 1, 1, MaxTicks);
+    Grow(m_labelPoints, capacity);
+    Grow(m_labelTexts, capacity);
+
+    double first = std::nearbyint(m_valueMin / gap) * gap;
+    if (first < m_valueMin)
+        first += gap;
+    const double lengthen[4] = {0.0, 0.0, 5.0, 10.0}; // inner point of a labelled tick, by style
+    const int height = m_geometrySize.height();
+    int n = 0;
+    for (; n < capacity; ++n) {
+        const double v = first + n * step;
+        if (!(v <= m_valueMax))
+            break;
+        QString text = QVFormatFloat(format, v, loc).left(20);
+        const double a = Radians(AngleOf(v));
+        const int lw = fm.horizontalAdvance(text);
+        const int lh = fm.height();
+        const int r = RoundInt(std::sqrt(double(lw) * lw + double(lh) * lh) / 2.0 + 5.0);
+        const double radius = inside ? m_innerRadius - r : m_outerRadius + r;
+        m_labelPoints[std::size_t(n)] = QPoint(RoundInt(m_meterCenterX + std::sin(a) * radius - lw / 2.0),
+                                               RoundInt(height - std::cos(a) * radius - m_meterCenterBottom - lh / 2.0));
+        m_labelTexts[std::size_t(n)] = std::move(text);
+
+        // The labelled tick reaches towards its label.
+        const long long tick = (long long)n * multiple;
+        if (m_tickStyle == ticNone || 2 * tick + 1 >= m_tickCount)
+            continue;
+        const double ta = AngleOf(first + double(tick) * gap);
+        if (inside)
+            m_tickPoints[std::size_t(2 * tick)] = PointAt(ta, m_innerRadius - lengthen[m_tickStyle]);
+        else if (m_tickStyle == ticHalf)
+            m_tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_outerRadius);
+        else
+            m_tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_outerRadius + (m_tickStyle == ticFull ? 4.0 : 8.0));
+    }
+    m_labelCount = n;
+}
+
+int TQVMeterInt::RangeIndexOf(double value) const
+{
+    const double v = std::clamp(value, m_valueMin, m_valueMax);
+    for (int i = 0; i < m_rangeNumber; ++i) {
+        if (v <= m_ranges[i].Limit)
+            return i + 1;
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// Painting
+
+namespace {
+
+struct IndicatorShape
+{
+    QPointF Centre, Tip, Tail, BaseLeft, BaseRight;
+    double Hub = 0.0;
+    double Pen = 0.0;
+};
+
+IndicatorShape ShapeOf(QPointF centre, double outerRadius, int scale, double angle, bool wedge)
+{
+    IndicatorShape s;
+    const double a = Radians(angle);
+    const QPointF dir(std::sin(a), -std::cos(a));
+    const QPointF across(-dir.y(), dir.x());
+    const double length = outerRadius * scale / 100.0;
+    s.Centre = centre;
+    s.Tip = centre + dir * length;
+    s.Hub = std::max(3.0, outerRadius * 0.06);
+    s.Pen = std::max(1.5, outerRadius / 45.0);
+    const double half = wedge ? std::max(3.0, outerRadius * 0.045) : 0.0;
+    s.BaseLeft = centre + across * half;
+    s.BaseRight = centre - across * half;
+    s.Tail = wedge ? centre : centre - dir * (2.0 * s.Hub);
+    return s;
+}
+
+} // namespace
+
+QRect TQVMeterInt::IndicatorRectAt(double value) const
+{
+    const double v = std::clamp(value, m_valueMin, m_valueMax);
+    const QPointF centre(m_meterCenterX, m_geometrySize.height() - m_meterCenterBottom);
+    const IndicatorShape s = ShapeOf(centre, m_outerRadius, m_indicatorScale, AngleOf(v), m_indicatorStyle == indWedge);
+    double left = centre.x() - s.Hub, right = centre.x() + s.Hub;
+    double top = centre.y() - s.Hub, bottom = centre.y() + s.Hub;
+    for (const QPointF &p : {s.Tip, s.Tail, s.BaseLeft, s.BaseRight}) {
+        left = std::min(left, p.x());
+        right = std::max(right, p.x());
+        top = std::min(top, p.y());
+        bottom = std::max(bottom, p.y());
+    }
+    // Room for the pen and the antialiased edge.
+    const int margin = int(std::ceil(s.Pen / 2.0)) + 2;
+    return QRectF(QPointF(left, top), QPointF(right, bottom))
+        .toAlignedRect()
+        .adjusted(-margin, -margin, margin, margin)
+        .intersected(rect());
+}
+
+void TQVMeterInt::PaintIndicator(QPainter &painter)
+{
+    const double v = std::clamp(m_value, m_valueMin, m_valueMax);
+    const QPointF centre(m_meterCenterX, height() - m_meterCenterBottom);
+    const bool wedge = m_indicatorStyle == indWedge;
+    const IndicatorShape s = ShapeOf(centre, m_outerRadius, m_indicatorScale, AngleOf(v), wedge);
+    const QColor colour = ToQColor(m_indicatorColor);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (m_indicatorScale > 0) {
+        if (wedge) {
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(colour);
+            const QPointF triangle[3] = {s.BaseLeft, s.Tip, s.BaseRight};
+            painter.drawPolygon(triangle, 3);
+        } else {
+            painter.setPen(QPen(colour, s.Pen, Qt::SolidLine, Qt::RoundCap));
+            painter.drawLine(s.Tail, s.Tip);
+        }
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour);
+    painter.drawEllipse(centre, s.Hub, s.Hub);
+    // A light pivot screw in the hub.
+    painter.setBrush(ToQColor(Color()));
+    painter.drawEllipse(centre, s.Hub * 0.35, s.Hub * 0.35);
+    painter.restore();
+    m_indicatorRect = IndicatorRectAt(m_value);
+}
+
+void TQVMeterInt::PaintFrame(QPainter &painter)
+{
+    // The panel's background and bevels; the caption goes on the name plate instead of the
+    // centre, where the pivot sits.
+    const QColor light = ToQColor(QVColors::clBtnHighlight);
+    const QColor shadow = ToQColor(QVColors::clBtnShadow);
+    QRect r = rect();
+    painter.fillRect(r, ToQColor(Color()));
+    const auto bevel = [&](TQVBevelCut cut) {
+        if (cut == bvLowered)
+            r = Frame3D(painter, r, shadow, light, BevelWidth());
+        else if (cut == bvRaised)
+            r = Frame3D(painter, r, light, shadow, BevelWidth());
+        else if (cut == bvSpace)
+            r.adjust(BevelWidth(), BevelWidth(), -BevelWidth(), -BevelWidth());
+    };
+    bevel(BevelOuter());
+    r.adjust(BorderWidth(), BorderWidth(), -BorderWidth(), -BorderWidth());
+    bevel(BevelInner());
+}
+
+void TQVMeterInt::PaintLegends(QPainter &painter)
+{
+    const QFontMetrics fm(font());
+    const QColor ink = ToQColor(QVColors::clBtnText);
+    painter.setPen(ink);
+    painter.setFont(font());
+    const QRect client = ClientRect();
+    if (!Caption().isEmpty()) {
+        const QRect plate(client.left(), client.bottom() - fm.height() - 1, client.width(), fm.height());
+        painter.drawText(plate, Qt::AlignHCenter | Qt::AlignTop, Caption());
+    }
+
+    const int lines = (m_legend1.isEmpty() ? 0 : 1) + (m_legend2.isEmpty() ? 0 : 1);
+    if (lines == 0)
+        return;
+    const QPointF centre(m_meterCenterX, height() - m_meterCenterBottom);
+    const double hub = std::max(3.0, m_outerRadius * 0.06);
+    const double face = m_labelingStyle == labInside ? m_labelCircleRadius : m_innerRadius;
+    const double distance = std::max(hub + 4.0, 0.25 * face);
+    const int blockHeight = lines * fm.height();
+    const int blockWidth = std::max(fm.horizontalAdvance(m_legend1), fm.horizontalAdvance(m_legend2));
+    QRectF block(0, 0, blockWidth, blockHeight);
+    switch (m_legendPosition) {
+    case legLeft:
+        block.moveCenter(QPointF(centre.x() - distance - blockWidth / 2.0, centre.y()));
+        break;
+    case LegRight:
+        block.moveCenter(QPointF(centre.x() + distance + blockWidth / 2.0, centre.y()));
+        break;
+    case LegTop:
+        block.moveCenter(QPointF(centre.x(), centre.y() - distance - blockHeight / 2.0));
+        break;
+    case LegBottom:
+        block.moveCenter(QPointF(centre.x(), centre.y() + distance + blockHeight / 2.0));
+        break;
+    }
+    const Qt::Alignment align = m_legendPosition == legLeft ? Qt::AlignRight
+        : m_legendPosition == LegRight                      ? Qt::AlignLeft
+                                                            : Qt::AlignHCenter;
+    QRect line = block.toAlignedRect();
+    line.setHeight(fm.height());
+    for (const QString *text : {&m_legend1, &m_legend2}) {
+        if (text->isEmpty())
+            continue;
+        painter.drawText(line, align | Qt::AlignTop, *text);
+        line.translate(0, fm.height());
+    }
+}
+
+void TQVMeterInt::PaintBackground(QPainter &painter)
+{
+    PaintFrame(painter);
+    const QColor ink = ToQColor(QVColors::clBtnText);
+
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    for (int i = 0; i < m_rangeNumber; ++i) {
+        const RangeState &s = m_rangeStates[i];
+        const QColor colour = ToQColor(m_ranges[i].Color);
+        // A pen of the fill colour closes the antialiased seams between adjacent bands.
+        painter.setPen(QPen(colour, 1.0));
+        painter.setBrush(colour);
+        painter.drawPolygon(s.Polygon.data(), s.Count);
+    }
+    painter.translate(0.5, 0.5); // one-pixel lines on pixel centres
+    painter.setPen(QPen(ink, 1.0));
+    painter.setBrush(Qt::NoBrush);
+    if (m_outlineCount > 1)
+        painter.drawPolyline(m_outlinePoints.data(), m_outlineCount);
+    if (!m_scaleInvalid) {
+        for (int i = 0; i + 1 < m_tickCount; i += 2)
+            painter.drawLine(m_tickPoints[std::size_t(i)], m_tickPoints[std::size_t(i + 1)]);
+    }
+    painter.restore();
+
+    if (!m_scaleInvalid && m_labelCount > 0) {
+        const QFontMetrics fm(font());
+        painter.setFont(font());
+        painter.setPen(ink);
+        for (int i = 0; i < m_labelCount; ++i) {
+            const QPoint &p = m_labelPoints[std::size_t(i)];
+            painter.drawText(QPoint(p.x(), p.y() + fm.ascent()), m_labelTexts[std::size_t(i)]);
+        }
+    }
+    PaintLegends(painter);
+}
+
+void TQVMeterInt::Paint(QPainter &painter)
+{
+    EnsureGeometry();
+    PaintBackground(painter);
+    PaintIndicator(painter);
+}
+
+void TQVMeterInt::PaintRegion(QPainter &painter, const QRegion &region, qreal dpr)
+{
+    const QSize pixels = (QSizeF(size()) * dpr).toSize();
+    if (!m_backgroundValid || m_background.size() != pixels || m_background.devicePixelRatioF() != dpr) {
+        m_background = QPixmap(pixels);
+        m_background.setDevicePixelRatio(dpr);
+        QPainter background(&m_background);
+        PaintBackground(background);
+        m_backgroundValid = true;
+    }
+    painter.setClipRegion(region);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const QRect &r : region)
+        painter.drawPixmap(r, m_background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    PaintIndicator(painter);
+}
+
+void TQVMeterInt::paintEvent(QPaintEvent *event)
+{
+    EnsureGeometry();
+    // Only a paint of exactly the value area may reuse the background: Qt may have merged
+    // other pending updates (a panel property, an expose) into the event.
+    if (m_valueArea.isEmpty() || !m_valueArea.contains(event->rect()))
+        m_backgroundValid = false;
+    QPainter painter(this);
+    // The real target decides the pixel ratio (a grab or render may differ from the screen).
+    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
+    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    if (!m_reduceFlicker) {
+        PaintRegion(painter, event->region(), dpr);
+        return;
+    }
+    const QSize pixels = (QSizeF(size()) * dpr).toSize();
+    if (m_offscreen.size() != pixels || m_offscreen.devicePixelRatioF() != dpr) {
+        m_offscreen = QPixmap(pixels);
+        m_offscreen.setDevicePixelRatio(dpr);
+    }
+    {
+        QPainter offscreen(&m_offscreen);
+        PaintRegion(offscreen, event->region(), dpr);
+    }
+    painter.setClipRegion(event->region());
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.drawPixmap(0, 0, m_offscreen);
+}
+
+void TQVMeterInt::resizeEvent(QResizeEvent *event)
+{
+    TQVCustomPanel::resizeEvent(event);
+    Recalc();
+}
+
+void TQVMeterInt::changeEvent(QEvent *event)
+{
+    TQVCustomPanel::changeEvent(event);
+    switch (event->type()) {
+    case QEvent::FontChange:
+    case QEvent::LocaleChange:
+        Recalc();
+        break;
+    case QEvent::PaletteChange:
+    case QEvent::StyleChange:
+        Invalidate();
+        break;
+    default:
+        break;
+    }
 }

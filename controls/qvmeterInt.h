@@ -1,32 +1,292 @@
 #pragma once
 
+#include <functional>
+#include <vector>
+
+#include <QtCore/QList>
+#include <QtCore/QStringList>
+#include <QtGui/QPixmap>
+#include <QtGui/QPolygon>
+
+#include "controls/qvColor.h"
 #include "controls/qvControl.h"
 
-/// \brief Analog needle meter on a circular scale. (Being written.)
+/// \brief Analog needle meter: a circular scale band between `MeterAngle1` and
+/// `MeterAngle2` (degrees, 0 straight up, clockwise positive), divided into up to 16
+/// coloured value ranges, with ticks, numeric labels, two legend texts and a needle or
+/// wedge indicator.
+///
+/// `SetValue` is the hot path: it repaints at once only the area of the old and the new
+/// indicator, from a cached image of everything else. Every other property change
+/// recomputes the scale geometry and requests a full repaint.
 class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
 {
     Q_OBJECT
+    Q_PROPERTY(double MeterAngle1 READ MeterAngle1 WRITE SetMeterAngle1)
+    Q_PROPERTY(double MeterAngle2 READ MeterAngle2 WRITE SetMeterAngle2)
     Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
     Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
-    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap)
     Q_PROPERTY(double Value READ Value WRITE SetValue)
+    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit)
+    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap)
+    Q_PROPERTY(int IndicatorScale READ IndicatorScale WRITE SetIndicatorScale)
+    Q_PROPERTY(int MeterScaleWidth READ MeterScaleWidth WRITE SetMeterScaleWidth)
+    Q_PROPERTY(int MeterScale READ MeterScale WRITE SetMeterScale)
+    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber)
+    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent)
+    Q_PROPERTY(int BevelOuterWidth READ BevelOuterWidth WRITE SetBevelOuterWidth)
+    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals)
+    Q_PROPERTY(int MeterShiftX READ MeterShiftX WRITE SetMeterShiftX)
+    Q_PROPERTY(int MeterShiftY READ MeterShiftY WRITE SetMeterShiftY)
+    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor)
+    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor)
+    Q_PROPERTY(bool RangeCheck READ RangeCheck WRITE SetRangeCheck)
+    Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker)
+    Q_PROPERTY(QString Legend1 READ Legend1 WRITE SetLegend1)
+    Q_PROPERTY(QString Legend2 READ Legend2 WRITE SetLegend2)
+    Q_PROPERTY(TQVIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle)
+    Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
+    Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle)
+    Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition)
 
 public:
+    enum TQVIndicatorStyle : quint8 { indNeedle, indWedge };
+    Q_ENUM(TQVIndicatorStyle)
+    /// Where the labels stand: none, inside the scale band or outside it.
+    enum TQVLabelingStyle : quint8 { labNone, labInside, labOutside };
+    Q_ENUM(TQVLabelingStyle)
+    enum TQVTickStyle : quint8 { ticNone, ticHalf, ticFull, ticLarge };
+    Q_ENUM(TQVTickStyle)
+    /// Side of the pivot on which the two legend texts stand.
+    enum TQVLegendPosition : quint8 { legLeft, LegRight, LegTop, LegBottom };
+    Q_ENUM(TQVLegendPosition)
+
+    /// \brief One colour range: values from the previous range's limit (from `ValueMin` for
+    /// range 1) up to `Limit` are painted in `Color`; `Check` makes entering it an event.
+    struct RangeEntry
+    {
+        double Limit = 10.0;
+        bool Check = false;
+        TQVColor Color = QVColors::clGreen;
+        bool operator==(const RangeEntry &) const = default;
+    };
+    static constexpr int MaxRanges = 16;
+
+    /// Called with the 1-based range that the value has just entered.
+    using TQVRangeCheck = std::function<void(TQVMeterInt *sender, int range)>;
+
     explicit TQVMeterInt(QWidget *owner = nullptr);
     ~TQVMeterInt() override;
 
+    double MeterAngle1() const { return m_meterAngle1; }
+    /// Refused while the stored angles are out of order or `MeterAngle1` lies outside
+    /// -360..360 (an invalid pair locks both angle setters).
+    void SetMeterAngle1(double angle);
+    double MeterAngle2() const { return m_meterAngle2; }
+    /// Mirror of `SetMeterAngle1`, testing the stored `MeterAngle2`.
+    void SetMeterAngle2(double angle);
+
     double ValueMin() const { return m_valueMin; }
+    /// Non-finite values are ignored; when `ValueMax` is then not above it, `ValueMax`
+    /// becomes `ValueMin` + 1.
     void SetValueMin(double value);
     double ValueMax() const { return m_valueMax; }
+    /// Non-finite values are ignored; when `ValueMin` is then not below it, `ValueMin`
+    /// becomes `ValueMax` - 1.
     void SetValueMax(double value);
+    /// Value distance between ticks; the scale calculation enlarges it when ticks would
+    /// lie closer than 4 pixels.
     double ValueGap() const { return m_valueGap; }
-    void SetValueGap(double value);
+    /// Ignored unless finite and above 0.
+    void SetValueGap(double gap);
     double Value() const { return m_value; }
+    /// \brief Stores `value` (not clamped; the indicator stops at the scale ends), fires
+    /// `OnRangeCheck` when a checked range is entered and repaints only the indicator's
+    /// old and new area, synchronously. NaN is ignored.
     void SetValue(double value);
 
+    int RangeNumber() const { return m_rangeNumber; }
+    /// Number of ranges in use, 0 to 16; other values are ignored.
+    void SetRangeNumber(int number);
+    int RangeCurrent() const { return m_rangeCurrent; }
+    /// Range (1 to 16) that `RangeLimit`, `RangeColor` and `RangeCheck` address.
+    void SetRangeCurrent(int index);
+    double RangeLimit() const { return m_ranges[m_rangeCurrent - 1].Limit; }
+    /// Not clamped to the scale; NaN is ignored.
+    void SetRangeLimit(double limit);
+    TQVColor RangeColor() const { return m_ranges[m_rangeCurrent - 1].Color; }
+    void SetRangeColor(TQVColor color);
+    bool RangeCheck() const { return m_ranges[m_rangeCurrent - 1].Check; }
+    void SetRangeCheck(bool check);
+
+    int IndicatorScale() const { return m_indicatorScale; }
+    /// Indicator length in percent of the outer radius, clamped to 0..200.
+    void SetIndicatorScale(int percent);
+    int MeterScaleWidth() const { return m_meterScaleWidth; }
+    /// Band width in percent of the outer radius, clamped to 0..100.
+    void SetMeterScaleWidth(int percent);
+    int MeterScale() const { return m_meterScale; }
+    /// Scale size in percent, clamped to 50..210.
+    void SetMeterScale(int percent);
+    int BevelOuterWidth() const { return m_bevelOuterWidth; }
+    /// Pixels kept free inside the control's edge; negative values are ignored.
+    void SetBevelOuterWidth(int width);
+    int ValueDecimals() const { return m_valueDecimals; }
+    /// Decimals of the labels, 0 to 15; other values are ignored.
+    void SetValueDecimals(int decimals);
+    int MeterShiftX() const { return m_meterShiftX; }
+    /// Pivot shift in percent of the width, clamped to -60..60 (positive: right).
+    void SetMeterShiftX(int percent);
+    int MeterShiftY() const { return m_meterShiftY; }
+    /// Pivot shift in percent of the height, clamped to -60..60 (positive: down).
+    void SetMeterShiftY(int percent);
+
+    TQVColor IndicatorColor() const { return m_indicatorColor; }
+    void SetIndicatorColor(TQVColor color);
+    bool ReduceFlicker() const { return m_reduceFlicker; }
+    /// Composes every repaint in an off-screen pixmap and copies it in one step.
+    void SetReduceFlicker(bool reduce);
+    QString Legend1() const { return m_legend1; }
+    void SetLegend1(const QString &text);
+    QString Legend2() const { return m_legend2; }
+    void SetLegend2(const QString &text);
+    TQVIndicatorStyle IndicatorStyle() const { return m_indicatorStyle; }
+    void SetIndicatorStyle(TQVIndicatorStyle style);
+    TQVLabelingStyle LabelingStyle() const { return m_labelingStyle; }
+    void SetLabelingStyle(TQVLabelingStyle style);
+    TQVTickStyle TickStyle() const { return m_tickStyle; }
+    void SetTickStyle(TQVTickStyle style);
+    TQVLegendPosition LegendPosition() const { return m_legendPosition; }
+    void SetLegendPosition(TQVLegendPosition position);
+
+    /// \brief The ranges in use (1..`RangeNumber`), for the form writer.
+    QList<RangeEntry> Ranges() const;
+    /// \brief Replaces the table as the form reader does: `RangeNumber` becomes the number
+    /// of entries (an empty list gives 0; entries beyond 16 are dropped), limits are stored
+    /// as they are. Recomputes the scale and requests a full repaint.
+    void SetRanges(const QList<RangeEntry> &ranges);
+
+    // Scale geometry, as computed for the current size and properties.
+    int MeterCenterX() const;
+    /// The pivot's distance from the bottom edge.
+    int MeterCenterBottom() const;
+    double InnerRadius() const;
+    double OuterRadius() const;
+    int LabelMarginX() const;
+    int LabelMarginY() const;
+    /// Set when the scale has no usable extent (no ticks or labels are drawn then).
+    bool ScaleInvalid() const;
+    /// Radius where tick ends meet the labels.
+    double LabelRadius() const;
+    /// Radius of the circle the label spacing is measured on.
+    double LabelCircleRadius() const;
+    /// Two points (start, end) per tick.
+    QPolygon TickPoints() const;
+    /// Top-left corner of each label.
+    QPolygon LabelPoints() const;
+    QStringList LabelTexts() const;
+    /// The band polygon of range `index` (1..`RangeNumber`); empty otherwise.
+    QPolygon RangePolygon(int index) const;
+    /// The scale edge that faces away from the labels.
+    QPolygon OutlinePoints() const;
+    /// The area the indicator paints at the current value.
+    QRect IndicatorRect() const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+    /// Called when the value enters a range whose `RangeCheck` is set, before `RangeChecked`.
+    TQVRangeCheck OnRangeCheck;
+
+signals:
+    void RangeChecked(int range);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void Paint(QPainter &painter) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+    /// Centre and radii from the size, shifts, margins and scale properties.
+    void CalcRadii();
+    /// The range band polygons and the outline.
+    void CalcPolygons();
+    /// Ticks; may enlarge `ValueGap`.
+    void CalcTicks();
+    /// Margins, radii, ticks and labels.
+    void CalcLabel();
+
 private:
+    struct RangeState
+    {
+        std::vector<QPoint> Polygon;
+        int Count = 0;
+    };
+
+    void Recalc();
+    void RecalcGeometry();
+    void EnsureGeometry() const;
+    void Invalidate();
+    QString LabelFormat() const;
+    QPoint PointAt(double angle, double radius) const;
+    double AngleOf(double value) const;
+    int RangeIndexOf(double value) const;
+    QRect IndicatorRectAt(double value) const;
+    void PaintBackground(QPainter &painter);
+    void PaintIndicator(QPainter &painter);
+    void PaintRegion(QPainter &painter, const QRegion &region, qreal dpr);
+    void PaintFrame(QPainter &painter);
+    void PaintLegends(QPainter &painter);
+
+    double m_meterAngle1 = -120.0;
+    double m_meterAngle2 = 120.0;
     double m_valueMin = -10.0;
     double m_valueMax = 10.0;
     double m_valueGap = 1.0;
     double m_value = 0.0;
+    int m_indicatorScale = 100;
+    int m_meterScaleWidth = 10;
+    int m_meterScale = 100;
+    int m_rangeNumber = 1;
+    int m_rangeCurrent = 1;
+    int m_bevelOuterWidth = 1;
+    int m_valueDecimals = 0;
+    int m_meterShiftX = 0;
+    int m_meterShiftY = 0;
+    TQVColor m_indicatorColor = QVColors::clBlack;
+    bool m_reduceFlicker = false;
+    QString m_legend1;
+    QString m_legend2;
+    TQVIndicatorStyle m_indicatorStyle = indWedge;
+    TQVLabelingStyle m_labelingStyle = labOutside;
+    TQVTickStyle m_tickStyle = ticFull;
+    TQVLegendPosition m_legendPosition = LegBottom;
+
+    // Scale geometry.
+    double m_innerRadius = 0.0;
+    double m_outerRadius = 0.0;
+    int m_meterCenterX = 0;
+    int m_meterCenterBottom = 0;
+    int m_labelMarginX = 0;
+    int m_labelMarginY = 0;
+    bool m_scaleInvalid = false;
+    RangeEntry m_ranges[MaxRanges];
+    RangeState m_rangeStates[MaxRanges];
+    std::vector<QPoint> m_tickPoints; // capacity: two points per tick
+    int m_tickCount = 0;              // points in use
+    double m_labelRadius = 0.0;
+    std::vector<QPoint> m_labelPoints;
+    std::vector<QString> m_labelTexts;
+    int m_labelCount = 0;
+    double m_labelCircleRadius = 0.0;
+    std::vector<QPoint> m_outlinePoints;
+    int m_outlineCount = 0;
+    QSize m_geometrySize; // the size the geometry was computed for
+
+    // Everything but the indicator, as last painted; a value change blits from it.
+    QPixmap m_background;
+    bool m_backgroundValid = false;
+    QPixmap m_offscreen;
+    QRect m_indicatorRect; // the indicator as last painted
+    QRect m_valueArea;     // the area a value repaint is painting, else empty
 };
