@@ -1,7 +1,8 @@
-// Value updates of the linear-scale controls, the hot path of a display fed by a measurement
+// Value updates of the display controls, the hot path of a display fed by a measurement
 // chain: 10 000 `SetValue` calls, each repainting only the strip (bar graph) or the button
-// area (slider) at once, against the same number of full repaints of the same control, timed
-// in alternating batches in the same run on the offscreen platform.
+// area (slider) at once, and 10 000 blocks through source -> analyzer (RMS) -> meter sink,
+// each repainting only the needle's area; against the same number of full repaints of the
+// same control, timed in alternating batches in the same run on the offscreen platform.
 
 #include <algorithm>
 #include <chrono>
@@ -18,14 +19,18 @@
 
 #include "controls/qvSlider.h"
 #include "controls/qvbargraphint.h"
+#include "indicators/QVMLSingleSinks.h"
 #include "qvBenchSupport.h"
+#include "stream/qvMLSSimpleSources.h"
 
 namespace {
 
 constexpr int Calls = 10000;
 constexpr int Batches = 10;
-// The value repaint must cost at most a tenth of a full repaint.
+// The value repaint of the linear controls must cost at most a tenth of a full repaint, the
+// meter's at most a fifth.
 constexpr double TargetRatio = 0.1;
+constexpr double MeterTargetRatio = 0.2;
 
 // Counts the paint events of a widget, to check that every timed call painted.
 struct TQVPaintCounter : QObject
@@ -58,17 +63,18 @@ double BatchNs(Op &&op, int count)
     return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Times `Calls` value updates and `Calls` full repaints of `widget` in alternating batches
-// and records ns per call of each.
-template <typename Control>
-void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
+// Times `Calls` value updates (`update(value)`) and `Calls` full repaints of `widget` in
+// alternating batches and records ns per call of each.
+template <typename Update>
+void RunValueRepaint(benchmark::State &state, QWidget &widget, Update &&update, const char *name,
+                     double targetRatio = TargetRatio)
 {
     widget.show();
     QCoreApplication::processEvents();
     TQVPaintCounter counter;
     widget.installEventFilter(&counter);
     const std::vector<double> values = SweepValues();
-    widget.SetValue(values.back() + 1.0);
+    update(values.back() + 1.0);
 
     double valueNs = 0.0;
     double fullNs = 0.0;
@@ -80,7 +86,7 @@ void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
         valuePaints = fullPaints = 0;
         for (int b = 0; b < Batches; ++b) {
             counter.Paints = 0;
-            valueNs += BatchNs([&](int i) { widget.SetValue(values[std::size_t(b * perBatch + i)]); }, perBatch);
+            valueNs += BatchNs([&](int i) { update(values[std::size_t(b * perBatch + i)]); }, perBatch);
             valuePaints += counter.Paints;
             counter.Paints = 0;
             fullNs += BatchNs([&](int) { widget.repaint(); }, perBatch);
@@ -89,6 +95,7 @@ void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
     }
     widget.removeEventFilter(&counter);
     // The slider repaints the old and the new button area separately when they do not meet.
+    // Every update changes the value (the sweep has no two equal neighbours).
     if (valuePaints < Calls || valuePaints > 2 * Calls || fullPaints != Calls) {
         std::printf("%s: %d paint events for %d value updates, %d for %d full repaints\n", name, valuePaints, Calls,
                     fullPaints, Calls);
@@ -96,14 +103,13 @@ void RunValueRepaint(benchmark::State &state, Control &widget, const char *name)
         return;
     }
     state.counters["value_paints"] = valuePaints;
-    const double allocs = QVAllocsPerCall([&, i = 0]() mutable { widget.SetValue(values[std::size_t(i++ % Calls)]); },
-                                          100, 1000);
+    const double allocs = QVAllocsPerCall([&, i = 0]() mutable { update(values[std::size_t(i++ % Calls)]); }, 100, 1000);
     const double perValue = valueNs / Calls;
     const double perFull = fullNs / Calls;
     state.counters["value_ns"] = perValue;
     state.counters["full_ns"] = perFull;
     state.counters["ratio"] = perValue / perFull;
-    QVRecordResult({name, perValue, "full repaint (same control)", perFull, TargetRatio, allocs, -1.0});
+    QVRecordResult({name, perValue, "full repaint (same control)", perFull, targetRatio, allocs, -1.0});
 }
 
 void BM_BarGraphSetValue(benchmark::State &state)
@@ -120,7 +126,7 @@ void BM_BarGraphSetValue(benchmark::State &state)
         bar.SetRangeColor(colours[i - 1]);
         bar.SetRangeLimit(limits[i - 1]);
     }
-    RunValueRepaint(state, bar, "bar graph SetValue, 70 x 300, lbsBoth");
+    RunValueRepaint(state, bar, [&](double v) { bar.SetValue(v); }, "bar graph SetValue, 70 x 300, lbsBoth");
 }
 BENCHMARK(BM_BarGraphSetValue)->Iterations(1)->Unit(benchmark::kMillisecond);
 
@@ -130,9 +136,34 @@ void BM_SliderSetValue(benchmark::State &state)
     slider.resize(70, 300);
     slider.SetLabelingStyle(TQVSlider::lbsBoth);
     slider.SetLabelingGap(5);
-    RunValueRepaint(state, slider, "slider SetValue, 70 x 300, lbsBoth");
+    RunValueRepaint(state, slider, [&](double v) { slider.SetValue(v); }, "slider SetValue, 70 x 300, lbsBoth");
 }
 BENCHMARK(BM_SliderSetValue)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Each update is a block of 16 equal samples v through the analyzer (RMS |v|) into the
+// meter sink, whose needle then moves.
+void BM_MeterSinkValue(benchmark::State &state)
+{
+    constexpr int BlockSamples = 16;
+    TQVBenchSource source(1, BlockSamples);
+    TQVBenchBlock block(1, BlockSamples);
+    TQVAnalyzer analyzer;
+    analyzer.SetCompression(TQVAnalyzer::mcoRMS);
+    analyzer.SetQVMeasureSource(&source);
+    TQVMeter meter;
+    meter.SetAutoConfig(false);
+    meter.resize(200, 200);
+    meter.SetValueMin(0);
+    meter.SetValueMax(100);
+    meter.SetValueGap(10);
+    meter.SetMeasureSource(&analyzer);
+    const auto update = [&](double v) {
+        std::fill(block.Samples[0].begin(), block.Samples[0].end(), float(v));
+        source.Send(block.Block);
+    };
+    RunValueRepaint(state, meter, update, "meter sink, block -> RMS -> needle", MeterTargetRatio);
+}
+BENCHMARK(BM_MeterSinkValue)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void PrintSummary()
 {

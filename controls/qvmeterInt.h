@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 #include <functional>
 #include <vector>
 
@@ -231,9 +233,21 @@ private:
     QPoint PointAt(double angle, double radius) const;
     double AngleOf(double value) const;
     int RangeIndexOf(double value) const;
+    // Rectangles that together cover the indicator: the hub and slices along its length.
+    static constexpr int MaxSlices = 9;
+    struct TQVSlices
+    {
+        std::array<QRect, MaxSlices> Rects{};
+        int Count = 0;
+        QRect Bounds() const;
+    };
+    TQVSlices IndicatorSlicesAt(double value) const;
     QRect IndicatorRectAt(double value) const;
+    void PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr);
+    void PaintValue(QPainter &painter, qreal dpr);
     void PaintBackground(QPainter &painter);
     void PaintIndicator(QPainter &painter);
+    void PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour);
     void PaintRegion(QPainter &painter, const QRegion &region, qreal dpr);
     void PaintFrame(QPainter &painter);
     void PaintLegends(QPainter &painter);
@@ -287,6 +301,10 @@ private:
     QPixmap m_background;
     bool m_backgroundValid = false;
     QPixmap m_offscreen;
-    QRect m_indicatorRect; // the indicator as last painted
-    QRect m_valueArea;     // the area a value repaint is painting, else empty
+    // The hub, which never moves, drawn once per size, colour and pixel ratio.
+    QPixmap m_hubImage;
+    quint64 m_hubKey = 0;
+    TQVSlices m_indicatorSlices; // the indicator as last painted
+    QRect m_valueArea;           // the area a value repaint is painting, else empty
+    TQVSlices m_restore[2];      // within it, what that repaint restores: old and new indicator
 };
