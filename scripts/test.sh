@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything (library, host, tests, benchmarks) and runs the whole test suite twice:
 # in the normal build and in a build with AddressSanitizer and UndefinedBehaviorSanitizer.
+# Between the two it installs the package and builds and runs examples/consumer against it.
 # The 32-bit record layout check runs as part of the suite. `--no-sanitize` skips the
 # second build.
 set -euo pipefail
@@ -23,6 +24,13 @@ cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON \
   -DVELMORA_REQUIRE_M32_CHECK=ON
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
+
+# The installed package: an application outside the tree finds it and runs a chain.
+rm -rf build/stage build/consumer
+cmake --install build --prefix build/stage > /dev/null
+cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$PWD/build/stage"
+cmake --build build/consumer -j "$jobs"
+./build/consumer/velmora-consumer
 
 if [ "$sanitize" = 1 ]; then
   cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_SANITIZE=ON \
