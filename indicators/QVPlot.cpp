@@ -1,1 +1,914 @@
-#include "QVPlot.h"
+#include "indicators/QVPlot.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <QtCore/QEvent>
+#include <QtCore/QLocale>
+#include <QtGui/QFontMetrics>
+#include <QtGui/QPainter>
+#include <QtGui/QPainterPath>
+
+#include "controls/qvCommon.h"
+#include "controls/qvFormat.h"
+#include "framework/qvResStrings.h"
+
+namespace {
+
+// Trace colours (0x00BBGGRR): saturated enough for a white plot area, distinct from each
+// other also for the common kinds of colour blindness in the first four.
+constexpr std::array<TQVColor, TQVPlot::MaxTraces> DefaultColors = {
+    0xC0661A, // blue
+    0x1A6EE0, // orange
+    0x3C9A2B, // green
+    0x5C25C2, // crimson
+    0xB04A7A, // violet
+    0x8A7A0B, // teal
+    0x0A8FD9, // amber
+    0x57504A, // graphite
+};
+
+constexpr int TickLength = 4;
+constexpr int LabelGap = 3;
+constexpr int LegendSwatch = 18;
+
+// Interval of the 1-2-5 scale closest to `raw` from above.
+double NiceStep(double raw)
+{
+    if (!(raw > 0.0) || !std::isfinite(raw))
+        return 0.0;
+    const double magnitude = std::pow(10.0, std::floor(std::log10(raw)));
+    const double norm = raw / magnitude;
+    double nice = 10.0;
+    if (norm <= 1.0 + 1e-9)
+        nice = 1.0;
+    else if (norm <= 2.0 + 1e-9)
+        nice = 2.0;
+    else if (norm <= 5.0 + 1e-9)
+        nice = 5.0;
+    return nice * magnitude;
+}
+
+// Identifier of the SI prefix for a power of ten that is a multiple of 3, -24 to 24.
+int PrefixIdForExponent(int e3)
+{
+    if (e3 == 0)
+        return sipNone;
+    if (e3 < 0)
+        return sipMilli + e3 / 3 + 1; // -3 milli, -6 micro, ... -24 yocto
+    return sipKilo + e3 / 3 - 1;       // 3 kilo, 6 mega, ... 24 yotta
+}
+
+bool Finite(double v) { return std::isfinite(v); }
+
+} // namespace
+
+TQVPlot::TQVPlot(QWidget *parent)
+    : TQVCustomPanel(parent)
+    , m_inputLink(std::make_unique<TQVMeasureLink>(this))
+    , m_colors(DefaultColors)
+{
+    for (int k = 0; k < MaxTraces; ++k)
+        m_names[std::size_t(k)] = tr("Ch %1").arg(k);
+    m_inputLink->OnUpdateSettings = [this](TQVMeasureLink *link) { MLOnUpdateSettings(link); };
+    m_inputLink->OnNewData = [this](TQVMeasureLink *link, TQVDescArraySingle &data) { MLOnNewData(link, data); };
+    setAccessibleName(tr("Plot"));
+    // The plot area is painted opaque on every repaint.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    Refresh(false);
+}
+
+TQVPlot::~TQVPlot()
+{
+    // No callback may reach the plot while the link disconnects.
+    m_inputLink->OnNewData = nullptr;
+    m_inputLink->OnUpdateSettings = nullptr;
+    m_inputLink.reset();
+}
+
+// ---------------------------------------------------------------------------------------
+// Source
+
+void TQVPlot::SetMeasureSource(TQVMeasureSource *source)
+{
+    if (source != m_inputLink->Source())
+        m_inputLink->SeTQVMeasureSource(source);
+}
+
+void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
+{
+    TQVMeasureSource *source = link->Source();
+    if (!source)
+        return;
+    TQVMeasureSourceSettings settings{};
+    source->GetSettings(settings);
+    if (QVSettingsValid(settings) && !source->Capabilities().Contains(mscContinuous)) {
+        m_inputLink->SeTQVMeasureSource(nullptr);
+        throw EQVMSIncompatibleSource(QVLoadResString(TQVResString::StageNeedsContinuous));
+    }
+    ReadSettings();
+    Refresh(false);
+    emit DataChanged();
+}
+
+void TQVPlot::ReadSettings()
+{
+    TQVMeasureSource *source = m_inputLink->Source();
+    TQVMeasureSourceSettings settings{};
+    if (source)
+        source->GetSettings(settings);
+    const bool valid = source && QVSettingsValid(settings) && std::isfinite(double(settings.XStart))
+        && std::isfinite(double(settings.XSpan));
+    if (!valid) {
+        m_settingsValid = false;
+        return;
+    }
+    const bool single = source->Capabilities().Contains(mscSingleValue);
+    if (single != m_singleValue) {
+        for (auto &trace : m_data)
+            trace.clear();
+    }
+    m_singleValue = single;
+    m_settingsValid = true;
+    m_xStart = settings.XStart;
+    m_xSpan = settings.XSpan;
+    // Channels the source no longer delivers disappear.
+    for (int k = std::max(0, int(settings.ChannelCount)); k < MaxTraces; ++k)
+        m_data[std::size_t(k)].clear();
+}
+
+void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
+{
+    bool any = false;
+    for (int k = 0; k < MaxTraces; ++k)
+        any = any || QVHasData(data.Channels[k]);
+    if (!any)
+        return;
+    for (int k = 0; k < MaxTraces; ++k) {
+        const QVDescArraySingle &slot = data.Channels[k];
+        std::vector<float> &trace = m_data[std::size_t(k)];
+        if (m_singleValue) {
+            if (!QVHasData(slot))
+                continue;
+            trace.push_back(slot.Data[0]);
+            if (trace.size() > std::size_t(m_historyLength))
+                trace.erase(trace.begin(), trace.end() - m_historyLength);
+        } else if (QVHasData(slot)) {
+            trace.assign(slot.Data, slot.Data + slot.Count);
+        } else {
+            trace.clear();
+        }
+    }
+    Refresh(true);
+    emit DataChanged();
+}
+
+// ---------------------------------------------------------------------------------------
+// Properties
+
+void TQVPlot::SetChannelMask(quint32 mask)
+{
+    if (mask == m_channelMask)
+        return;
+    m_channelMask = mask;
+    m_yFromData = false;
+    Refresh(false);
+}
+
+void TQVPlot::SetChannelCurrent(int channel)
+{
+    if (channel >= 0 && channel < MaxTraces)
+        m_channelCurrent = channel;
+}
+
+TQVColor TQVPlot::TraceColor(int channel) const
+{
+    return channel >= 0 && channel < MaxTraces ? m_colors[std::size_t(channel)] : 0;
+}
+
+void TQVPlot::SetTraceColor(int channel, TQVColor color)
+{
+    if (channel < 0 || channel >= MaxTraces || m_colors[std::size_t(channel)] == color)
+        return;
+    m_colors[std::size_t(channel)] = color;
+    update();
+}
+
+QString TQVPlot::TraceName(int channel) const
+{
+    return channel >= 0 && channel < MaxTraces ? m_names[std::size_t(channel)] : QString();
+}
+
+void TQVPlot::SetTraceName(int channel, const QString &name)
+{
+    if (channel < 0 || channel >= MaxTraces || m_names[std::size_t(channel)] == name)
+        return;
+    m_names[std::size_t(channel)] = name;
+    Refresh(false);
+}
+
+void TQVPlot::SetScaleY(TQVPlotScale scale)
+{
+    if (scale == m_scaleY || scale > scDecibel)
+        return;
+    m_scaleY = scale;
+    m_yFromData = false; // an autoscaled range starts afresh in the new units
+    Refresh(false);
+}
+
+void TQVPlot::SetDecibelReference(double reference)
+{
+    if (reference == m_decibelReference || !Finite(reference) || !(reference > 0.0))
+        return;
+    m_decibelReference = reference;
+    m_yFromData = false;
+    Refresh(false);
+}
+
+void TQVPlot::SetDecibelFloor(double floor)
+{
+    if (floor == m_decibelFloor || !Finite(floor))
+        return;
+    m_decibelFloor = floor;
+    m_yFromData = false;
+    Refresh(false);
+}
+
+void TQVPlot::SetPowerValues(bool power)
+{
+    if (power == m_powerValues)
+        return;
+    m_powerValues = power;
+    m_yFromData = false;
+    Refresh(false);
+}
+
+void TQVPlot::SetAutoScale(bool autoScale)
+{
+    if (autoScale == m_autoScale)
+        return;
+    m_autoScale = autoScale;
+    m_yFromData = false;
+    Refresh(false);
+}
+
+void TQVPlot::SetYMin(double value)
+{
+    if (value == m_yMin || !Finite(value) || !(value < m_yMax))
+        return;
+    m_yMin = value;
+    Refresh(false);
+}
+
+void TQVPlot::SetYMax(double value)
+{
+    if (value == m_yMax || !Finite(value) || !(value > m_yMin))
+        return;
+    m_yMax = value;
+    Refresh(false);
+}
+
+void TQVPlot::SetYRange(double yMin, double yMax)
+{
+    if (!Finite(yMin) || !Finite(yMax) || !(yMin < yMax) || (yMin == m_yMin && yMax == m_yMax))
+        return;
+    m_yMin = yMin;
+    m_yMax = yMax;
+    Refresh(false);
+}
+
+void TQVPlot::SetXLog(bool xLog)
+{
+    if (xLog == m_xLog)
+        return;
+    m_xLog = xLog;
+    Refresh(false);
+}
+
+void TQVPlot::SetGrid(bool grid)
+{
+    if (grid == m_grid)
+        return;
+    m_grid = grid;
+    update();
+}
+
+void TQVPlot::SetGridColor(TQVColor color)
+{
+    if (color == m_gridColor)
+        return;
+    m_gridColor = color;
+    update();
+}
+
+void TQVPlot::SetBackground(TQVColor color)
+{
+    if (color == m_background)
+        return;
+    m_background = color;
+    update();
+}
+
+void TQVPlot::SetAxisColor(TQVColor color)
+{
+    if (color == m_axisColor)
+        return;
+    m_axisColor = color;
+    update();
+}
+
+void TQVPlot::SetXUnit(const QString &unit)
+{
+    if (unit == m_xUnit)
+        return;
+    m_xUnit = unit;
+    Refresh(false);
+}
+
+void TQVPlot::SetYUnit(const QString &unit)
+{
+    if (unit == m_yUnit)
+        return;
+    m_yUnit = unit;
+    Refresh(false);
+}
+
+void TQVPlot::SetTitle(const QString &title)
+{
+    if (title == m_title)
+        return;
+    m_title = title;
+    Refresh(false);
+}
+
+void TQVPlot::SetLegend(bool legend)
+{
+    if (legend == m_legend)
+        return;
+    m_legend = legend;
+    Refresh(false);
+}
+
+void TQVPlot::SetHistoryLength(int length)
+{
+    if (length == m_historyLength || length < 2 || length > 1000000)
+        return;
+    m_historyLength = length;
+    if (m_singleValue) {
+        for (auto &trace : m_data) {
+            if (trace.size() > std::size_t(length))
+                trace.erase(trace.begin(), trace.end() - length);
+        }
+    }
+    Refresh(false);
+}
+
+void TQVPlot::SetLineWidth(double width)
+{
+    if (width == m_lineWidth || !Finite(width) || width < 0.5 || width > 10.0)
+        return;
+    m_lineWidth = width;
+    update();
+}
+
+// ---------------------------------------------------------------------------------------
+// What is shown
+
+const std::vector<float> &TQVPlot::TraceData(int channel) const
+{
+    static const std::vector<float> none;
+    return channel >= 0 && channel < MaxTraces ? m_data[std::size_t(channel)] : none;
+}
+
+double TQVPlot::SampleX(int channel, int index) const
+{
+    const std::vector<float> &trace = TraceData(channel);
+    const long double n = trace.empty() ? 1.0L : static_cast<long double>(trace.size());
+    if (!m_settingsValid)
+        return double(index);
+    if (m_singleValue) // the newest value at XStart, one XSpan per older value
+        return double(m_xStart - (n - 1.0L - index) * m_xSpan);
+    return double(m_xStart + index * m_xSpan / n);
+}
+
+QRect TQVPlot::PlotRect() const
+{
+    return m_layout.Plot;
+}
+
+double TQVPlot::DisplayValue(double y) const
+{
+    if (m_scaleY == scLinear)
+        return y;
+    const double factor = m_powerValues ? 10.0 : 20.0;
+    const double level = factor * std::log10(std::fabs(y) / m_decibelReference);
+    // A zero has no level (minus infinity): it is not drawn, like NaN.
+    if (!Finite(level))
+        return std::isnan(level) ? level : -std::numeric_limits<double>::infinity();
+    return std::max(level, m_decibelFloor);
+}
+
+bool TQVPlot::ChannelShown(int channel) const
+{
+    return (m_channelMask >> channel) & 1u;
+}
+
+void TQVPlot::UpdateXRange()
+{
+    double lo = 0.0, hi = 1.0;
+    if (m_settingsValid) {
+        const long double a = m_singleValue ? m_xStart - (m_historyLength - 1) * m_xSpan : m_xStart;
+        const long double b = m_singleValue ? m_xStart : m_xStart + m_xSpan;
+        lo = double(std::min(a, b));
+        hi = double(std::max(a, b));
+    } else {
+        std::size_t longest = 0;
+        for (const auto &trace : m_data)
+            longest = std::max(longest, trace.size());
+        if (longest > 1)
+            hi = double(longest - 1);
+    }
+    if (m_xLog && hi > 0.0 && !(lo > 0.0)) {
+        // The first sample right of zero opens a logarithmic axis.
+        double first = hi / 1000.0;
+        for (int k = 0; k < MaxTraces; ++k) {
+            const std::size_t n = m_data[std::size_t(k)].size();
+            for (std::size_t i = 0; i < std::min<std::size_t>(n, 4); ++i) {
+                const double x = SampleX(k, int(i));
+                if (x > 0.0) {
+                    first = std::min(first, x);
+                    break;
+                }
+            }
+        }
+        lo = first;
+    }
+    if (!(hi > lo)) // a degenerate span still gets an axis
+        hi = lo + (lo != 0.0 ? std::fabs(lo) : 1.0);
+    m_xLo = lo;
+    m_xHi = hi;
+}
+
+void TQVPlot::UpdateYRange()
+{
+    if (!m_autoScale) {
+        m_yLo = m_yMin;
+        m_yHi = m_yMax;
+        return;
+    }
+    double lo = std::numeric_limits<double>::infinity();
+    double hi = -lo;
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (!ChannelShown(k))
+            continue;
+        for (float y : m_data[std::size_t(k)]) {
+            const double v = DisplayValue(double(y));
+            // Levels on the dB floor are zeros or below it: they do not pull the range down.
+            if (!Finite(v) || (m_scaleY == scDecibel && v <= m_decibelFloor))
+                continue;
+            lo = std::min(lo, v);
+            hi = std::max(hi, v);
+        }
+    }
+    if (!(hi >= lo)) { // nothing to scale to
+        if (!m_yFromData) {
+            m_yLo = m_scaleY == scDecibel ? -100.0 : -1.0;
+            m_yHi = m_scaleY == scDecibel ? 0.0 : 1.0;
+        }
+        return;
+    }
+    const bool fresh = !m_yFromData;
+    m_yFromData = true;
+    // Hysteresis: a range that holds the data and that the data fills to at least 40 %
+    // stays, so that a noisy trace does not make the axis jitter.
+    if (!fresh && lo >= m_yLo && hi <= m_yHi && (hi - lo) >= 0.4 * (m_yHi - m_yLo))
+        return;
+    double span = hi - lo;
+    if (span <= std::fabs(hi) * 1e-9 || span == 0.0)
+        span = hi != 0.0 ? std::fabs(hi) * 0.2 : 2.0;
+    const double a = lo - 0.05 * span - (hi == lo ? span / 2 : 0.0);
+    const double b = hi + 0.05 * span + (hi == lo ? span / 2 : 0.0);
+    // Round the ends out to a fine 1-2-5 step, so the ends are round numbers.
+    double step = 0.0;
+    LinearTicks(a, b, 20, &step);
+    if (step > 0.0) {
+        m_yLo = std::floor(a / step + 1e-9) * step + 0.0; // + 0.0: no negative zero
+        m_yHi = std::ceil(b / step - 1e-9) * step + 0.0;
+    } else {
+        m_yLo = a;
+        m_yHi = b;
+    }
+    if (!(m_yHi > m_yLo)) {
+        m_yLo = a;
+        m_yHi = b;
+    }
+}
+
+void TQVPlot::Refresh(bool dataOnly)
+{
+    const Layout before = m_layout;
+    UpdateXRange();
+    UpdateYRange();
+    m_layout = ComputeLayout();
+    if (dataOnly && m_layout == before)
+        update(m_layout.Plot);
+    else
+        update();
+}
+
+// ---------------------------------------------------------------------------------------
+// Scales
+
+QList<double> TQVPlot::LinearTicks(double lo, double hi, int maxTicks, double *stepOut)
+{
+    QList<double> ticks;
+    if (stepOut)
+        *stepOut = 0.0;
+    if (!Finite(lo) || !Finite(hi) || !(hi > lo) || maxTicks < 1)
+        return ticks;
+    const double step = NiceStep((hi - lo) / maxTicks);
+    if (!(step > 0.0) || (hi - lo) / step > 1000.0)
+        return ticks;
+    if (stepOut)
+        *stepOut = step;
+    const double first = std::ceil(lo / step - 1e-9);
+    const double last = std::floor(hi / step + 1e-9);
+    for (double k = first; k <= last; k += 1.0) {
+        double v = k * step;
+        if (std::fabs(v) < step * 1e-9)
+            v = 0.0;
+        ticks.append(v);
+    }
+    return ticks;
+}
+
+QString TQVPlot::TickLabel(double value, double step, double magnitude, const QString &unit, bool usePrefix,
+                           const QLocale &locale)
+{
+    int e3 = 0;
+    if (usePrefix && Finite(magnitude) && magnitude > 0.0) {
+        e3 = int(std::floor(std::floor(std::log10(magnitude) + 1e-9) / 3.0)) * 3;
+        e3 = std::clamp(e3, -24, 24);
+    }
+    TSiPrefixesStruct prefix;
+    GetSIInfos(PrefixIdForExponent(e3), prefix);
+    const double factor = e3 == 0 ? 1.0 : prefix.Factor;
+    const double scaledStep = std::fabs(step) / factor;
+    int decimals = 0;
+    if (Finite(scaledStep) && scaledStep > 0.0)
+        decimals = std::clamp(int(-std::floor(std::log10(scaledStep) + 1e-9)), 0, 9);
+    double scaled = value / factor;
+    if (std::fabs(scaled) < scaledStep * 1e-6)
+        scaled = 0.0;
+    const QString pattern = decimals == 0 ? QStringLiteral("0") : QStringLiteral("0.") + QString(decimals, QLatin1Char('0'));
+    const QString number = QVFormatFloat(pattern, scaled, locale);
+    const QString suffix = (e3 == 0 ? QString() : prefix.Symbol) + unit;
+    return suffix.isEmpty() ? number : number + QLatin1Char(' ') + suffix;
+}
+
+TQVPlot::Layout TQVPlot::ComputeLayout() const
+{
+    Layout l;
+    l.XLo = m_xLo;
+    l.XHi = m_xHi;
+    l.YLo = m_yLo;
+    l.YHi = m_yHi;
+    const QFontMetrics fm(font());
+    const QRect c = ClientRect().adjusted(6, 4, -6, -4);
+    int top = c.top() + fm.height() / 2 + 2;
+    if (m_legend) {
+        for (int k = 0; k < MaxTraces; ++k) {
+            if (ChannelShown(k) && !m_data[std::size_t(k)].empty())
+                l.LegendChannels.append(k);
+        }
+    }
+    if (!m_title.isEmpty() || !l.LegendChannels.isEmpty()) {
+        QFont bold = font();
+        bold.setBold(true);
+        const QFontMetrics tm(bold);
+        const int line = std::max(tm.height(), fm.height());
+        if (!m_title.isEmpty())
+            l.TitleRect = QRect(c.left(), c.top(), c.width(), line);
+        if (!l.LegendChannels.isEmpty()) {
+            int w = 0;
+            for (int k : l.LegendChannels)
+                w += LegendSwatch + 4 + fm.horizontalAdvance(m_names[std::size_t(k)]) + 12;
+            l.LegendRect = QRect(c.right() + 1 - w, c.top(), w, line);
+        }
+        top = c.top() + line + 6;
+    }
+    const int bottom = c.bottom() + 1 - (fm.height() + TickLength + LabelGap);
+    const int height = std::max(bottom - top, 1);
+
+    // Ordinate: about one labelled line per 1.6 text lines.
+    const bool decibel = m_scaleY == scDecibel;
+    double yStep = 0.0;
+    l.Y.Ticks = LinearTicks(m_yLo, m_yHi, std::max(2, height * 5 / (fm.height() * 8)), &yStep);
+    const double yMag = std::max(std::fabs(m_yLo), std::fabs(m_yHi));
+    int yWidth = 0;
+    for (double v : l.Y.Ticks) {
+        l.Y.Labels.append(TickLabel(v, yStep, yMag, m_yUnit, !decibel, locale()));
+        yWidth = std::max(yWidth, fm.horizontalAdvance(l.Y.Labels.last()));
+    }
+    const int left = c.left() + yWidth + TickLength + LabelGap + 2;
+
+    // Abscissa: ticks as dense as the widest label allows; the last label may reach half its
+    // width beyond the plot area.
+    auto xAxis = [&](int width, int &widest) {
+        Axis axis;
+        widest = 0;
+        if (m_xLog && m_xLo > 0.0) {
+            const double decades = std::log10(m_xHi / m_xLo);
+            const int d0 = int(std::floor(std::log10(m_xLo) + 1e-9));
+            const int d1 = int(std::ceil(std::log10(m_xHi) - 1e-9));
+            const bool dense = decades * 3 * fm.horizontalAdvance(QStringLiteral("000 kHz")) < width;
+            for (int d = d0; d <= d1; ++d) {
+                const double base = std::pow(10.0, d);
+                for (int m = 1; m <= 9; ++m) {
+                    const double v = m * base;
+                    if (v < m_xLo * (1 - 1e-9) || v > m_xHi * (1 + 1e-9))
+                        continue;
+                    if (m == 1 || (dense && (m == 2 || m == 5))) {
+                        axis.Ticks.append(v);
+                        axis.Labels.append(TickLabel(v, v, v, m_xUnit, true, locale()));
+                        widest = std::max(widest, fm.horizontalAdvance(axis.Labels.last()));
+                    } else {
+                        axis.MinorTicks.append(v);
+                    }
+                }
+            }
+            if (axis.Ticks.size() >= 2)
+                return axis;
+            axis = Axis(); // less than a decade: a linear scale reads better
+        }
+        int maxTicks = std::max(2, width / 70);
+        for (int attempt = 0; attempt < 4; ++attempt) {
+            double step = 0.0;
+            axis.Ticks = LinearTicks(m_xLo, m_xHi, maxTicks, &step);
+            axis.Labels.clear();
+            widest = 0;
+            const double mag = std::max(std::fabs(m_xLo), std::fabs(m_xHi));
+            for (double v : axis.Ticks) {
+                axis.Labels.append(TickLabel(v, step, mag, m_xUnit, true, locale()));
+                widest = std::max(widest, fm.horizontalAdvance(axis.Labels.last()));
+            }
+            const double spacing = step > 0.0 ? width * step / (m_xHi - m_xLo) : width;
+            if (spacing >= widest + 16 || maxTicks <= 2)
+                break;
+            maxTicks = std::max(2, int(maxTicks * spacing / (widest + 16)));
+        }
+        return axis;
+    };
+    int widest = 0;
+    xAxis(std::max(c.right() + 1 - left - 16, 1), widest);
+    const int right = c.right() + 1 - std::max(8, widest / 2 + 1);
+    const int width = std::max(right - left, 1);
+    l.X = xAxis(width, widest);
+    l.Plot = QRect(left, top, width, height);
+    return l;
+}
+
+double TQVPlot::MapX(double x, const QRect &plot) const
+{
+    if (m_xLog) {
+        if (!(x > 0.0) || !(m_xLo > 0.0))
+            return std::numeric_limits<double>::quiet_NaN();
+        return plot.left() + std::log10(x / m_xLo) / std::log10(m_xHi / m_xLo) * plot.width();
+    }
+    return plot.left() + (x - m_xLo) / (m_xHi - m_xLo) * plot.width();
+}
+
+double TQVPlot::MapY(double v, const QRect &plot) const
+{
+    return plot.top() + (m_yHi - v) / (m_yHi - m_yLo) * plot.height();
+}
+
+// ---------------------------------------------------------------------------------------
+// Painting
+
+void TQVPlot::resizeEvent(QResizeEvent *event)
+{
+    TQVCustomPanel::resizeEvent(event);
+    Refresh(false);
+}
+
+void TQVPlot::changeEvent(QEvent *event)
+{
+    TQVCustomPanel::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::LocaleChange)
+        Refresh(false);
+}
+
+QSize TQVPlot::sizeHint() const
+{
+    return QSize(400, 250);
+}
+
+QSize TQVPlot::minimumSizeHint() const
+{
+    return QSize(160, 100);
+}
+
+void TQVPlot::Paint(QPainter &painter)
+{
+    // A data repaint covers the plot area only; frame, ticks and labels stay as they are.
+    const QRect dirty = painter.clipBoundingRect().toAlignedRect();
+    if (!m_layout.Plot.contains(dirty)) {
+        PaintPanel(painter);
+        PaintAxes(painter);
+    }
+    PaintPlotArea(painter);
+}
+
+void TQVPlot::PaintAxes(QPainter &painter)
+{
+    const QRect p = m_layout.Plot;
+    const QColor ink = ToQColor(m_axisColor);
+    const QFontMetrics fm(font());
+    painter.setFont(font());
+
+    if (!m_layout.TitleRect.isNull()) {
+        QFont bold = font();
+        bold.setBold(true);
+        painter.setFont(bold);
+        painter.setPen(ink);
+        // Beside a legend the title starts at the plot area's left edge.
+        const bool beside = !m_layout.LegendRect.isNull();
+        const QRect box = beside ? m_layout.TitleRect.adjusted(p.left() - m_layout.TitleRect.left(), 0, 0, 0)
+                                 : m_layout.TitleRect;
+        painter.drawText(box, (beside ? Qt::AlignLeft : Qt::AlignHCenter) | Qt::AlignVCenter, m_title);
+        painter.setFont(font());
+    }
+    if (!m_layout.LegendRect.isNull())
+        PaintLegend(painter);
+
+    // Frame one pixel outside the plot area.
+    painter.fillRect(QRect(p.left() - 1, p.top() - 1, p.width() + 2, 1), ink);
+    painter.fillRect(QRect(p.left() - 1, p.bottom() + 1, p.width() + 2, 1), ink);
+    painter.fillRect(QRect(p.left() - 1, p.top(), 1, p.height()), ink);
+    painter.fillRect(QRect(p.right() + 1, p.top(), 1, p.height()), ink);
+
+    painter.setPen(ink);
+    for (qsizetype i = 0; i < m_layout.Y.Ticks.size(); ++i) {
+        const int y = std::clamp(int(std::floor(MapY(m_layout.Y.Ticks[i], p))), p.top(), p.bottom());
+        painter.fillRect(QRect(p.left() - 1 - TickLength, y, TickLength, 1), ink);
+        const QRect box(0, y - fm.height() / 2, p.left() - 1 - TickLength - LabelGap, fm.height());
+        painter.drawText(box, Qt::AlignRight | Qt::AlignVCenter, m_layout.Y.Labels[i]);
+    }
+    for (qsizetype i = 0; i < m_layout.X.Ticks.size(); ++i) {
+        const int x = std::clamp(int(std::floor(MapX(m_layout.X.Ticks[i], p))), p.left(), p.right());
+        painter.fillRect(QRect(x, p.bottom() + 2, 1, TickLength), ink);
+        const int w = fm.horizontalAdvance(m_layout.X.Labels[i]);
+        const QRect box(x - w / 2 - 1, p.bottom() + 2 + TickLength + LabelGap - 1, w + 2, fm.height());
+        painter.drawText(box, Qt::AlignCenter, m_layout.X.Labels[i]);
+    }
+}
+
+void TQVPlot::PaintPlotArea(QPainter &painter)
+{
+    const QRect p = m_layout.Plot;
+    painter.save();
+    painter.setClipRect(p, Qt::IntersectClip);
+    painter.fillRect(p, ToQColor(m_background));
+    if (m_grid) {
+        const QColor grid = ToQColor(m_gridColor);
+        QColor minor = grid;
+        minor.setAlphaF(0.45f);
+        auto vertical = [&](double x, const QColor &colour) {
+            const int px = int(std::floor(MapX(x, p)));
+            if (px > p.left() && px < p.right())
+                painter.fillRect(QRect(px, p.top(), 1, p.height()), colour);
+        };
+        for (double x : m_layout.X.MinorTicks)
+            vertical(x, minor);
+        for (double x : m_layout.X.Ticks)
+            vertical(x, grid);
+        for (double y : m_layout.Y.Ticks) {
+            const int py = int(std::floor(MapY(y, p)));
+            if (py > p.top() && py < p.bottom())
+                painter.fillRect(QRect(p.left(), py, p.width(), 1), grid);
+        }
+    }
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (ChannelShown(k) && !m_data[std::size_t(k)].empty())
+            PaintTrace(painter, k);
+    }
+    painter.restore();
+}
+
+void TQVPlot::PaintTrace(QPainter &painter, int channel)
+{
+    const QRect p = m_layout.Plot;
+    const std::vector<float> &trace = m_data[std::size_t(channel)];
+    const int n = int(trace.size());
+    const double dpr = std::max(devicePixelRatioF(), 1.0);
+    const int columns = std::max(1, int(std::ceil(p.width() * dpr)));
+
+    QPen pen(ToQColor(m_colors[std::size_t(channel)]), m_lineWidth);
+    pen.setJoinStyle(Qt::RoundJoin);
+    pen.setCapStyle(Qt::RoundCap);
+    painter.setPen(pen);
+
+    // Screen positions; a sample that cannot be placed (NaN, x <= 0 on a log axis) breaks
+    // the line.
+    std::vector<QPointF> line;
+    auto flush = [&]() {
+        if (line.size() == 1)
+            painter.drawPoint(line.front());
+        else if (line.size() > 1)
+            painter.drawPolyline(line.data(), int(line.size()));
+        line.clear();
+    };
+    const double yClampLo = p.top() - 4.0 * p.height(); // keeps far-off values drawable
+    const double yClampHi = p.bottom() + 4.0 * p.height();
+    auto screenY = [&](double v) { return std::clamp(MapY(v, p), yClampLo, yClampHi); };
+
+    if (n <= columns) {
+        line.reserve(std::size_t(n));
+        for (int i = 0; i < n; ++i) {
+            const double x = MapX(SampleX(channel, i), p);
+            const double v = DisplayValue(double(trace[std::size_t(i)]));
+            if (!Finite(x) || !Finite(v)) {
+                flush();
+                continue;
+            }
+            line.emplace_back(x, screenY(v));
+        }
+        flush();
+        return;
+    }
+
+    // More samples than device pixel columns: every column draws the extremes of its
+    // samples in the order they occurred, so that a single-sample spike stays visible.
+    line.reserve(std::size_t(columns) * 2);
+    int column = -1;
+    double lo = 0.0, hi = 0.0;
+    int loAt = 0, hiAt = 0;
+    auto emitColumn = [&]() {
+        if (column < 0)
+            return;
+        const double cx = p.left() + (column + 0.5) / dpr;
+        if (loAt <= hiAt) {
+            line.emplace_back(cx, screenY(lo));
+            if (hi != lo)
+                line.emplace_back(cx, screenY(hi));
+        } else {
+            line.emplace_back(cx, screenY(hi));
+            line.emplace_back(cx, screenY(lo));
+        }
+    };
+    for (int i = 0; i < n; ++i) {
+        const double x = MapX(SampleX(channel, i), p);
+        const double v = DisplayValue(double(trace[std::size_t(i)]));
+        if (!Finite(x) || !Finite(v)) {
+            emitColumn();
+            column = -1;
+            flush();
+            continue;
+        }
+        const int c = int(std::floor((x - p.left()) * dpr));
+        if (c < 0 || c >= columns)
+            continue;
+        if (c != column) {
+            emitColumn();
+            column = c;
+            lo = hi = v;
+            loAt = hiAt = i;
+        } else if (v < lo) {
+            lo = v;
+            loAt = i;
+        } else if (v > hi) {
+            hi = v;
+            hiAt = i;
+        }
+    }
+    emitColumn();
+    flush();
+}
+
+void TQVPlot::PaintLegend(QPainter &painter)
+{
+    const QFontMetrics fm(font());
+    const QRect r = m_layout.LegendRect;
+    const double mid = r.top() + r.height() / 2.0;
+    int x = r.left();
+    painter.save();
+    painter.setFont(font());
+    for (int k : m_layout.LegendChannels) {
+        QPen pen(ToQColor(m_colors[std::size_t(k)]), 2.0);
+        pen.setCapStyle(Qt::FlatCap);
+        painter.setPen(pen);
+        painter.setRenderHint(QPainter::Antialiasing, true);
+        painter.drawLine(QPointF(x, mid), QPointF(x + LegendSwatch, mid));
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        x += LegendSwatch + 4;
+        const QString &name = m_names[std::size_t(k)];
+        const int w = fm.horizontalAdvance(name);
+        painter.setPen(ToQColor(m_axisColor));
+        painter.drawText(QRect(x, r.top(), w + 2, r.height()), Qt::AlignLeft | Qt::AlignVCenter, name);
+        x += w + 12;
+    }
+    painter.restore();
+}

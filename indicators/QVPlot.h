@@ -1,3 +1,264 @@
 #pragma once
 
-// (Being written.)
+#include <array>
+#include <memory>
+#include <vector>
+
+#include <QtCore/QList>
+#include <QtCore/QRect>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include "controls/qvControl.h"
+#include "framework/qvMeasIntf.h"
+
+class QLocale;
+
+/// \brief A graph sink: draws the channels of every block of its source against the
+/// abscissa the source announces, as time traces or spectra.
+///
+/// Sample i of a channel with n samples lies at x = XStart + i * XSpan / n: a block covers
+/// [XStart, XStart + XSpan) in n equal steps, the way the sampled sources and the trigger
+/// report their span. A single-value source (`mscSingleValue`) is plotted as a rolling
+/// history of its last `HistoryLength` values instead, the newest at XStart and each older
+/// one XSpan further left. A new block repaints only the plot area unless the axes changed.
+class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
+{
+    Q_OBJECT
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(quint32 ChannelMask READ ChannelMask WRITE SetChannelMask)
+    Q_PROPERTY(int ChannelCurrent READ ChannelCurrent WRITE SetChannelCurrent)
+    Q_PROPERTY(quint32 ChannelColor READ ChannelColor WRITE SetChannelColor)
+    Q_PROPERTY(QString ChannelName READ ChannelName WRITE SetChannelName)
+    Q_PROPERTY(TQVPlotScale ScaleY READ ScaleY WRITE SetScaleY)
+    Q_PROPERTY(double DecibelReference READ DecibelReference WRITE SetDecibelReference)
+    Q_PROPERTY(double DecibelFloor READ DecibelFloor WRITE SetDecibelFloor)
+    Q_PROPERTY(bool PowerValues READ PowerValues WRITE SetPowerValues)
+    Q_PROPERTY(bool AutoScale READ AutoScale WRITE SetAutoScale)
+    Q_PROPERTY(double YMin READ YMin WRITE SetYMin)
+    Q_PROPERTY(double YMax READ YMax WRITE SetYMax)
+    Q_PROPERTY(bool XLog READ XLog WRITE SetXLog)
+    Q_PROPERTY(bool Grid READ Grid WRITE SetGrid)
+    Q_PROPERTY(quint32 GridColor READ GridColor WRITE SetGridColor)
+    Q_PROPERTY(quint32 Background READ Background WRITE SetBackground)
+    Q_PROPERTY(quint32 AxisColor READ AxisColor WRITE SetAxisColor)
+    Q_PROPERTY(QString XUnit READ XUnit WRITE SetXUnit)
+    Q_PROPERTY(QString YUnit READ YUnit WRITE SetYUnit)
+    Q_PROPERTY(QString Title READ Title WRITE SetTitle)
+    Q_PROPERTY(bool Legend READ Legend WRITE SetLegend)
+    Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength)
+    Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth)
+
+public:
+    /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
+    enum TQVPlotScale : quint8 { scLinear, scDecibel };
+    Q_ENUM(TQVPlotScale)
+
+    /// Channels 0 to MaxTraces - 1 can be drawn.
+    static constexpr int MaxTraces = 8;
+
+    explicit TQVPlot(QWidget *parent = nullptr);
+    ~TQVPlot() override;
+
+    /// The connected source, or null.
+    TQVMeasureSource *MeasureSource() const { return m_inputLink->Source(); }
+    /// \brief Connects to `source` (null disconnects). A source that is not continuous is
+    /// refused: the plot ends unconnected and `EQVMSIncompatibleSource` is raised.
+    void SetMeasureSource(TQVMeasureSource *source);
+    TQVMeasureLink *InputLink() const { return m_inputLink.get(); }
+
+    /// Bit k shows channel k (only bits 0 to 7 count; default all).
+    quint32 ChannelMask() const { return m_channelMask; }
+    void SetChannelMask(quint32 mask);
+    /// The channel that `ChannelColor` and `ChannelName` address, 0 to 7.
+    int ChannelCurrent() const { return m_channelCurrent; }
+    void SetChannelCurrent(int channel);
+    TQVColor ChannelColor() const { return TraceColor(m_channelCurrent); }
+    void SetChannelColor(TQVColor color) { SetTraceColor(m_channelCurrent, color); }
+    QString ChannelName() const { return TraceName(m_channelCurrent); }
+    void SetChannelName(const QString &name) { SetTraceName(m_channelCurrent, name); }
+    /// Colour of channel `channel`; 0 outside 0 to 7.
+    TQVColor TraceColor(int channel) const;
+    /// Ignored outside 0 to 7.
+    void SetTraceColor(int channel, TQVColor color);
+    /// Legend text of channel `channel` (default "Ch k"); empty outside 0 to 7.
+    QString TraceName(int channel) const;
+    void SetTraceName(int channel, const QString &name);
+
+    TQVPlotScale ScaleY() const { return m_scaleY; }
+    void SetScaleY(TQVPlotScale scale);
+    double DecibelReference() const { return m_decibelReference; }
+    /// Ignored unless finite and greater than 0.
+    void SetDecibelReference(double reference);
+    /// Lowest level in dB: lower levels are drawn on it; a zero has no level and leaves a
+    /// gap in the trace. Ignored unless finite.
+    double DecibelFloor() const { return m_decibelFloor; }
+    void SetDecibelFloor(double floor);
+    /// The samples are powers (10 log10) rather than amplitudes (20 log10).
+    bool PowerValues() const { return m_powerValues; }
+    void SetPowerValues(bool power);
+
+    bool AutoScale() const { return m_autoScale; }
+    void SetAutoScale(bool autoScale);
+    /// The fixed range without `AutoScale`, in displayed units (dB when `ScaleY` is dB).
+    double YMin() const { return m_yMin; }
+    /// Ignored unless finite and below `YMax`.
+    void SetYMin(double value);
+    double YMax() const { return m_yMax; }
+    /// Ignored unless finite and above `YMin`.
+    void SetYMax(double value);
+    /// Sets both ends at once; ignored unless finite with `yMin` < `yMax`.
+    void SetYRange(double yMin, double yMax);
+
+    /// Logarithmic abscissa; samples at x <= 0 are not drawn.
+    bool XLog() const { return m_xLog; }
+    void SetXLog(bool xLog);
+    bool Grid() const { return m_grid; }
+    void SetGrid(bool grid);
+    TQVColor GridColor() const { return m_gridColor; }
+    void SetGridColor(TQVColor color);
+    /// Colour of the plot area.
+    TQVColor Background() const { return m_background; }
+    void SetBackground(TQVColor color);
+    /// Colour of the frame, the ticks and the labels.
+    TQVColor AxisColor() const { return m_axisColor; }
+    void SetAxisColor(TQVColor color);
+    /// Unit after the SI prefix of the x labels ("s", "Hz").
+    QString XUnit() const { return m_xUnit; }
+    void SetXUnit(const QString &unit);
+    /// Unit of the y labels; linear labels take an SI prefix, dB labels none ("dB", "dBV").
+    QString YUnit() const { return m_yUnit; }
+    void SetYUnit(const QString &unit);
+    QString Title() const { return m_title; }
+    void SetTitle(const QString &title);
+    /// Shows the names of the drawn channels with their colours in the header line above
+    /// the plot area, right-aligned (the title then moves to the left).
+    bool Legend() const { return m_legend; }
+    void SetLegend(bool legend);
+    /// Values kept for a single-value source, 2 to 1000000.
+    int HistoryLength() const { return m_historyLength; }
+    void SetHistoryLength(int length);
+    /// Trace pen width in pixels, 0.5 to 10.
+    double LineWidth() const { return m_lineWidth; }
+    void SetLineWidth(double width);
+
+    // What the plot shows now.
+
+    /// The samples of channel `channel` as received (empty when none or out of range).
+    const std::vector<float> &TraceData(int channel) const;
+    /// Abscissa of sample `index` of channel `channel`, by the rule in the class comment.
+    double SampleX(int channel, int index) const;
+    /// The displayed abscissa range: [XStart, XStart + XSpan] of the settings; for a
+    /// single-value source [XStart - (HistoryLength - 1) XSpan, XStart]; [0, 1] without settings.
+    double XMinShown() const { return m_xLo; }
+    double XMaxShown() const { return m_xHi; }
+    /// The displayed ordinate range (after autoscaling), in displayed units.
+    double YMinShown() const { return m_yLo; }
+    double YMaxShown() const { return m_yHi; }
+    /// The plot area in widget coordinates: x maps linearly (or by log10) from
+    /// [XMinShown, XMaxShown] onto [left, left + width], y from [YMaxShown, YMinShown] onto
+    /// [top, top + height].
+    QRect PlotRect() const;
+    /// Tick values and labels of the axes as drawn now.
+    QList<double> XTicks() const { return m_layout.X.Ticks; }
+    QStringList XTickLabels() const { return m_layout.X.Labels; }
+    QList<double> YTicks() const { return m_layout.Y.Ticks; }
+    QStringList YTickLabels() const { return m_layout.Y.Labels; }
+    /// The value of sample `y` in displayed units: `y` itself, or its level in dB clamped to
+    /// `DecibelFloor` (minus infinity for 0, NaN for NaN).
+    double DisplayValue(double y) const;
+
+    /// \brief Tick positions of a 1-2-5 scale over [lo, hi] with at most about `maxTicks`
+    /// intervals: every multiple of the step inside the range.
+    static QList<double> LinearTicks(double lo, double hi, int maxTicks, double *stepOut = nullptr);
+    /// \brief Label of `value` on a scale with tick distance `step`: scaled to the SI prefix
+    /// that suits `magnitude` (the largest absolute value on the scale), with just enough
+    /// decimals for `step`, e.g. "500 µs", "2.5 kHz". No prefix when `usePrefix` is false.
+    static QString TickLabel(double value, double step, double magnitude, const QString &unit, bool usePrefix,
+                             const QLocale &locale);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+signals:
+    /// A block or a settings change altered what the plot shows.
+    void DataChanged();
+
+protected:
+    void Paint(QPainter &painter) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    struct Axis
+    {
+        QList<double> Ticks;
+        QList<double> MinorTicks; ///< unlabelled grid lines of a log axis
+        QStringList Labels;
+        bool operator==(const Axis &) const = default;
+    };
+    struct Layout
+    {
+        QRect Plot;
+        QRect TitleRect;
+        QRect LegendRect;
+        QList<int> LegendChannels;
+        Axis X;
+        Axis Y;
+        double XLo = 0, XHi = 1, YLo = -1, YHi = 1;
+        bool operator==(const Layout &) const = default;
+    };
+
+    void MLOnUpdateSettings(TQVMeasureLink *link);
+    void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
+    void ReadSettings();
+    /// Recomputes ranges and layout; a repaint of the plot area only when the axes stayed.
+    void Refresh(bool dataOnly);
+    void UpdateYRange();
+    void UpdateXRange();
+    Layout ComputeLayout() const;
+    bool ChannelShown(int channel) const;
+    double MapX(double x, const QRect &plot) const;
+    double MapY(double v, const QRect &plot) const;
+
+    void PaintAxes(QPainter &painter);
+    void PaintPlotArea(QPainter &painter);
+    void PaintTrace(QPainter &painter, int channel);
+    void PaintLegend(QPainter &painter);
+
+    std::unique_ptr<TQVMeasureLink> m_inputLink;
+
+    std::array<std::vector<float>, MaxTraces> m_data;
+    std::array<TQVColor, MaxTraces> m_colors;
+    std::array<QString, MaxTraces> m_names;
+    long double m_xStart = 0.0L;
+    long double m_xSpan = 0.0L;
+    bool m_settingsValid = false;
+    bool m_singleValue = false;
+
+    quint32 m_channelMask = 0xFF;
+    int m_channelCurrent = 0;
+    TQVPlotScale m_scaleY = scLinear;
+    double m_decibelReference = 1.0;
+    double m_decibelFloor = -200.0;
+    bool m_powerValues = false;
+    bool m_autoScale = true;
+    double m_yMin = -1.0;
+    double m_yMax = 1.0;
+    bool m_xLog = false;
+    bool m_grid = true;
+    TQVColor m_gridColor = 0xE6E1DC;
+    TQVColor m_background = QVColors::clWhite;
+    TQVColor m_axisColor = 0x403A36;
+    QString m_xUnit = QStringLiteral("s");
+    QString m_yUnit = QStringLiteral("V");
+    QString m_title;
+    bool m_legend = false;
+    int m_historyLength = 500;
+    double m_lineWidth = 1.25;
+
+    double m_xLo = 0.0, m_xHi = 1.0; // shown ranges
+    double m_yLo = -1.0, m_yHi = 1.0;
+    bool m_yFromData = false; // the autoscaled range has seen data since the last reset
+    Layout m_layout;
+};
