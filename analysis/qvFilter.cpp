@@ -9,6 +9,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QLocale>
 
+#include "framework/qvFiler.h"
+
 namespace {
 
 constexpr long double Pi = std::numbers::pi_v<long double>;
@@ -379,6 +381,31 @@ void TQVFIRFilter::SetFloats(const QList<float> &values)
 {
     const qsizetype n = std::min<qsizetype>(values.size(), MaxCoefficients);
     std::copy(values.cbegin(), values.cbegin() + n, m_h);
+}
+
+void TQVFIRFilter::DefineProperties(TQVFiler &filer)
+{
+    TQVMLSFilterBase::DefineProperties(filer);
+    filer.DefineProperty(
+        QStringLiteral("Floats"),
+        [this](TQVReader &reader) {
+            QList<float> values;
+            reader.ReadListBegin();
+            while (!reader.EndOfList()) {
+                const float value = reader.ReadSingle();
+                if (values.size() < MaxCoefficients)
+                    values.append(value);
+            }
+            reader.ReadListEnd();
+            SetFloats(values);
+        },
+        [this](TQVWriter &writer) {
+            writer.WriteListBegin();
+            for (int i = 0; i < m_count; ++i)
+                writer.WriteSingle(m_h[i]);
+            writer.WriteListEnd();
+        },
+        true);
 }
 
 float TQVFIRFilter::CalcResponse(float x)

@@ -176,6 +176,10 @@ public:
     /// Text form of a coefficient that converts back to the same float.
     static QString CoefficientText(float value);
 
+    /// Stores the coefficients as the custom property "Floats": h[0] .. h[N - 1], always
+    /// written; reading keeps at most 512 values and drops the rest.
+    void DefineProperties(TQVFiler &filer) override;
+
 private:
     void ClearDelayLine();
 

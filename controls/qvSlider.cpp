@@ -14,6 +14,7 @@
 #include <QtWidgets/QAccessibleWidget>
 
 #include "controls/qvFormat.h"
+#include "framework/qvFiler.h"
 
 namespace {
 
@@ -465,6 +466,81 @@ void TQVSlider::ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles
 {
     ReadRanges(ranges);
     ReadDoubles(values);
+}
+
+namespace {
+
+// Pairs of colour and limit until the list ends; pairs beyond the table are dropped.
+QList<TQVRangeEntry> ReadRangePairs(TQVReader &reader)
+{
+    QList<TQVRangeEntry> ranges;
+    reader.ReadListBegin();
+    while (!reader.EndOfList()) {
+        TQVRangeEntry entry;
+        entry.Color = reader.ReadColor();
+        entry.Limit = reader.ReadDouble();
+        if (ranges.size() < TQVRangeTable::MaxRanges)
+            ranges.append(entry);
+    }
+    reader.ReadListEnd();
+    return ranges;
+}
+
+TQVSlider::TStreamDoubles ReadFiveDoubles(TQVReader &reader)
+{
+    TQVSlider::TStreamDoubles values;
+    values.Value = reader.ReadDouble();
+    values.ValueMin = reader.ReadDouble();
+    values.ValueMax = reader.ReadDouble();
+    values.ValueStepWidth = reader.ReadDouble();
+    values.LabelingGap = reader.ReadDouble();
+    return values;
+}
+
+} // namespace
+
+void TQVSlider::DefineProperties(TQVFiler &filer)
+{
+    TQVCustomPanel::DefineProperties(filer);
+    // Older forms: ranges and values in one property; never written.
+    filer.DefineProperty(
+        QStringLiteral("Range"),
+        [this](TQVReader &reader) {
+            reader.ReadListBegin();
+            const QList<TRangeEntry> ranges = ReadRangePairs(reader);
+            const TStreamDoubles values = ReadFiveDoubles(reader);
+            reader.ReadListEnd();
+            ReadRange(ranges, values);
+        },
+        nullptr, false);
+    filer.DefineProperty(
+        QStringLiteral("Ranges"),
+        [this](TQVReader &reader) { ReadRanges(ReadRangePairs(reader)); },
+        [this](TQVWriter &writer) {
+            writer.WriteListBegin();
+            for (const TRangeEntry &entry : Ranges()) {
+                writer.WriteInteger(entry.Color);
+                writer.WriteDouble(entry.Limit);
+            }
+            writer.WriteListEnd();
+        },
+        HasRangesData());
+    filer.DefineProperty(
+        QStringLiteral("Doubles"),
+        [this](TQVReader &reader) {
+            reader.ReadListBegin();
+            const TStreamDoubles values = ReadFiveDoubles(reader);
+            reader.ReadListEnd();
+            ReadDoubles(values);
+        },
+        [this](TQVWriter &writer) {
+            const TStreamDoubles values = Doubles();
+            writer.WriteListBegin();
+            for (double v : {values.Value, values.ValueMin, values.ValueMax, values.ValueStepWidth, values.LabelingGap})
+                writer.WriteDouble(v);
+            writer.WriteListEnd();
+        },
+        true);
 }
 
 QString TQVSlider::LabelFormat() const

@@ -205,6 +205,9 @@ public:
     void ReadDoubles(const TStreamDoubles &values);
     /// The older "Range" property: the range table and the five values.
     void ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles &values);
+    /// \brief Defines "Ranges" and "Doubles", and the read-only "Range" of older forms;
+    /// reading keeps at most 16 pairs and drops the rest.
+    void DefineProperties(TQVFiler &filer) override;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;

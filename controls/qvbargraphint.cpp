@@ -10,6 +10,7 @@
 #include <QtGui/QPainter>
 
 #include "controls/qvFormat.h"
+#include "framework/qvFiler.h"
 
 namespace {
 
@@ -299,6 +300,48 @@ void TQVBarGraphInt::SetStreamedValues(double value, double valueMin, double val
     m_labelingGap = labelingGap;
     UpdateAccessibleValue();
     update();
+}
+
+void TQVBarGraphInt::DefineProperties(TQVFiler &filer)
+{
+    TQVCustomPanel::DefineProperties(filer);
+    filer.DefineProperty(
+        QStringLiteral("Range"),
+        [this](TQVReader &reader) {
+            QList<RangeEntry> ranges;
+            reader.ReadListBegin();
+            reader.ReadListBegin();
+            while (!reader.EndOfList()) {
+                RangeEntry entry;
+                entry.Color = reader.ReadColor();
+                entry.Limit = reader.ReadDouble();
+                if (ranges.size() < MaxRanges)
+                    ranges.append(entry);
+            }
+            reader.ReadListEnd();
+            const double value = reader.ReadDouble();
+            const double valueMin = reader.ReadDouble();
+            const double valueMax = reader.ReadDouble();
+            const double labelingGap = reader.ReadDouble();
+            reader.ReadListEnd();
+            SetRanges(ranges);
+            SetStreamedValues(value, valueMin, valueMax, labelingGap);
+        },
+        [this](TQVWriter &writer) {
+            writer.WriteListBegin();
+            writer.WriteListBegin();
+            for (const RangeEntry &entry : Ranges()) {
+                writer.WriteInteger(entry.Color);
+                writer.WriteDouble(entry.Limit);
+            }
+            writer.WriteListEnd();
+            writer.WriteDouble(m_value);
+            writer.WriteDouble(m_valueMin);
+            writer.WriteDouble(m_valueMax);
+            writer.WriteDouble(m_labelingGap);
+            writer.WriteListEnd();
+        },
+        RangeNumber() > 0);
 }
 
 void TQVBarGraphInt::CheckLimits()

@@ -143,6 +143,9 @@ public:
     /// \brief Stores the values written with the range table directly, without checks,
     /// clamping or `CheckLimits`, as the form reader does. Requests a full repaint.
     void SetStreamedValues(double value, double valueMin, double valueMax, double labelingGap);
+    /// \brief Stores the range table and the values as the custom property "Range" while
+    /// `RangeNumber` > 0; reading keeps at most 16 pairs and drops the rest.
+    void DefineProperties(TQVFiler &filer) override;
 
     /// The bar's rectangle as last painted, before its frame was drawn.
     QRect BarRect() const { return m_barRect; }

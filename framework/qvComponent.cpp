@@ -27,6 +27,10 @@ void TQVComponentState::Loaded()
     m_state &= ~csLoading;
 }
 
+void TQVComponentState::DefineProperties(TQVFiler &)
+{
+}
+
 TQVComponentState *TQVComponentState::Of(QObject *object)
 {
     return dynamic_cast<TQVComponentState *>(object);

@@ -5,6 +5,8 @@
 
 #include "qvGlobal.h"
 
+class TQVFiler;
+
 /// \brief Design-time and loading state shared by non-visual components and widgets.
 ///
 /// A form designer marks the components it edits as designing; a form reader marks a
@@ -28,6 +30,10 @@ public:
     virtual void BeginLoading();
     /// Called by the form reader after the whole form has been read; clears the loading state.
     virtual void Loaded();
+    /// Defines the custom stream properties that the form stream stores after the
+    /// published ones (see `TQVFiler`); the base defines none. An override calls the
+    /// inherited one first.
+    virtual void DefineProperties(TQVFiler &filer);
 
     /// The state part of an object, or null when it has none.
     static TQVComponentState *Of(QObject *object);

@@ -41,3 +41,20 @@ class QV_CORE_EXPORT EListError : public EQVException
 public:
     using EQVException::EQVException;
 };
+
+/// \brief A stored form that cannot be read or an object tree that cannot be written.
+///
+/// Reading errors carry the 1-based line and column of the offending token (columns count
+/// UTF-16 code units); writing errors carry 0 for both.
+class QV_CORE_EXPORT EQVFormError : public EQVException
+{
+public:
+    EQVFormError(const QString &message, int line = 0, int column = 0);
+
+    int Line() const { return m_line; }
+    int Column() const { return m_column; }
+
+private:
+    int m_line = 0;
+    int m_column = 0;
+};

@@ -1,1 +1,553 @@
 #include <gtest/gtest.h>
+
+#include <cfloat>
+#include <clocale>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include <QtCore/QMetaProperty>
+
+#include "analysis/qvFilter.h"
+#include "framework/qvExceptions.h"
+#include "framework/qvFiler.h"
+#include "framework/qvForm.h"
+#include "framework/qvRegistry.h"
+#include "host/qvSignalGenerator.h"
+#include "stream/qvMLSSimpleSources.h"
+#include "stream/qvMLSTrigger.h"
+
+namespace {
+
+using LD = long double;
+
+bool SameBits(LD a, LD b)
+{
+    return std::memcmp(&a, &b, 10) == 0;
+}
+
+LD FromBits(std::uint64_t mantissa, unsigned signAndExponent)
+{
+    LD value = 0.0L;
+    std::memcpy(&value, &mantissa, 8);
+    std::memcpy(reinterpret_cast<char *>(&value) + 8, &signAndExponent, 2);
+    return value;
+}
+
+// Counts live instances, BeginLoading and Loaded calls of the classes the tests register,
+// without changing their class names.
+struct Counters
+{
+    static inline int Live = 0;
+    static inline int Loaded = 0;
+    static void Reset() { Live = Loaded = 0; }
+};
+
+template<typename Base>
+class Counted : public Base
+{
+public:
+    explicit Counted(QObject *owner = nullptr) : Base(owner) { ++Counters::Live; }
+    ~Counted() override { --Counters::Live; }
+    void BeginLoading() override
+    {
+        Base::BeginLoading();
+        ++m_begun;
+    }
+    void Loaded() override
+    {
+        EXPECT_EQ(m_begun, 1) << "BeginLoading must come first, once";
+        Base::Loaded();
+        ++Counters::Loaded;
+        ++m_loaded;
+    }
+    int m_begun = 0;
+    int m_loaded = 0;
+};
+
+template<typename T>
+void RegisterCounted(TQVClassRegistry &registry)
+{
+    registry.RegisterClass(QString::fromLatin1(T::staticMetaObject.className()),
+                           [](QObject *owner) -> QObject * { return new Counted<T>(owner); });
+}
+
+class FormTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Counters::Reset();
+        RegisterCounted<TQVSignalGenerator>(m_registry);
+        RegisterCounted<TQVAnalyzer>(m_registry);
+        RegisterCounted<TQVMLSTrigger>(m_registry);
+        RegisterCounted<TQVFIRFilter>(m_registry);
+        RegisterCounted<TQVSelectorMatrix>(m_registry);
+    }
+
+    // Expects reading `text` to fail with `message` at `line`/`column`, leaving nothing.
+    void ExpectFormError(const QByteArray &text, const QString &message, int line, int column)
+    {
+        QObject owner;
+        TQVFormReader reader(m_registry);
+        try {
+            reader.ReadUtf8(text, &owner);
+            ADD_FAILURE() << "no error for: " << text.constData();
+        } catch (const EQVFormError &e) {
+            EXPECT_EQ(e.Message(), message) << text.constData();
+            EXPECT_EQ(e.Line(), line);
+            EXPECT_EQ(e.Column(), column);
+        }
+        EXPECT_TRUE(owner.children().isEmpty());
+        EXPECT_EQ(Counters::Live, 0);
+    }
+
+    TQVClassRegistry m_registry;
+};
+
+// Every readable property of the library's classes, compared through the meta-object;
+// references by the name of their target.
+void ExpectSameProperties(QObject *a, QObject *b)
+{
+    const QMetaObject *meta = a->metaObject();
+    ASSERT_EQ(meta, b->metaObject());
+    for (int i = QObject::staticMetaObject.propertyCount(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty p = meta->property(i);
+        const QVariant x = p.read(a);
+        const QVariant y = p.read(b);
+        if (p.metaType().flags() & QMetaType::PointerToQObject) {
+            QObject *tx = *static_cast<QObject *const *>(x.constData());
+            QObject *ty = *static_cast<QObject *const *>(y.constData());
+            EXPECT_EQ(tx ? tx->objectName() : QString(), ty ? ty->objectName() : QString()) << p.name();
+        } else if (p.metaType().id() == QMetaType::Float || p.metaType().id() == QMetaType::Double) {
+            const double dx = x.toDouble(), dy = y.toDouble();
+            EXPECT_EQ(std::memcmp(&dx, &dy, sizeof dx), 0) << p.name() << ' ' << dx << ' ' << dy;
+        } else {
+            EXPECT_EQ(x, y) << meta->className() << '.' << p.name();
+        }
+    }
+}
+
+} // namespace
+
+TEST(FilerPrimitives, IntegersAndFloatsRoundTripBitForBit)
+{
+    const qint64 integers[] = {std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max(), 0, -1, 1};
+    const LD longs[] = {
+        0.0L, -0.0L, 0.1L, 1.0L / 3.0L, -1.0L / 3.0L, LDBL_MAX, -LDBL_MAX, LDBL_MIN,
+        std::numeric_limits<LD>::denorm_min(), LDBL_MIN / 3.0L, std::numeric_limits<LD>::infinity(),
+        -std::numeric_limits<LD>::infinity(), std::nanl(""), -std::nanl(""),
+        FromBits(0xC000000000012345ull, 0x7FFF), FromBits(0x8000000000000001ull, 0xFFFF), // NaN payloads
+        12345678901234567890.0L, 1e4000L, 1e-4000L,
+    };
+    TQVWriter writer;
+    writer.WriteListBegin();
+    for (qint64 v : integers)
+        writer.WriteInteger(v);
+    for (LD v : longs)
+        writer.WriteFloat(v);
+    std::mt19937_64 gen(7);
+    std::vector<LD> random;
+    for (int i = 0; i < 3000; ++i) { // canonical encodings across the whole range
+        const unsigned exponent = unsigned(gen() % 0x7FFF);
+        std::uint64_t mantissa = gen();
+        mantissa = exponent ? (mantissa | (1ull << 63)) : (mantissa & ~(1ull << 63));
+        random.push_back(FromBits(mantissa, exponent | (gen() & 1 ? 0x8000u : 0u)));
+        writer.WriteFloat(random.back());
+    }
+    writer.WriteDouble(0.1);
+    writer.WriteDouble(std::numeric_limits<double>::denorm_min());
+    writer.WriteSingle(0.1f);
+    writer.WriteSingle(-std::numeric_limits<float>::max());
+    writer.WriteListEnd();
+
+    TQVReader reader(writer.Text());
+    reader.ReadListBegin();
+    for (qint64 v : integers)
+        EXPECT_EQ(reader.ReadInteger(), v);
+    for (LD v : longs)
+        EXPECT_TRUE(SameBits(reader.ReadFloat(), v)) << TQVWriter::FloatText(v).toStdString();
+    for (LD v : random)
+        ASSERT_TRUE(SameBits(reader.ReadFloat(), v)) << TQVWriter::FloatText(v).toStdString();
+    EXPECT_EQ(reader.ReadDouble(), 0.1);
+    EXPECT_EQ(reader.ReadDouble(), std::numeric_limits<double>::denorm_min());
+    EXPECT_EQ(reader.ReadSingle(), 0.1f);
+    EXPECT_EQ(reader.ReadSingle(), -std::numeric_limits<float>::max());
+    EXPECT_TRUE(reader.EndOfList());
+    reader.ReadListEnd();
+    EXPECT_TRUE(reader.AtEnd());
+
+    // The long double nearest to 0.1 is identified by "0.1" alone; an integral float
+    // keeps a mark that it is a float.
+    EXPECT_EQ(TQVWriter::FloatText(0.1L), QStringLiteral("0.1"));
+    EXPECT_EQ(TQVWriter::FloatText(200.0L), QStringLiteral("200.0"));
+    EXPECT_EQ(TQVWriter::FloatText(-0.0L), QStringLiteral("-0.0"));
+    EXPECT_EQ(TQVWriter::FloatText(std::nanl("")), QStringLiteral("+NAN"));
+}
+
+TEST(FilerPrimitives, FloatTextIgnoresTheProcessLocale)
+{
+    const char *names[] = {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"};
+    const char *chosen = nullptr;
+    for (const char *name : names) {
+        if (std::setlocale(LC_NUMERIC, name)) {
+            chosen = name;
+            break;
+        }
+    }
+    if (!chosen)
+        GTEST_SKIP() << "no locale with a decimal comma installed";
+    const QString text = TQVWriter::FloatText(1.5L);
+    TQVReader reader(QStringLiteral("2.25 7.5E-1"));
+    const LD a = reader.ReadFloat();
+    const double b = reader.ReadDouble();
+    std::setlocale(LC_NUMERIC, "C");
+    EXPECT_EQ(text, QStringLiteral("1.5"));
+    EXPECT_EQ(a, 2.25L);
+    EXPECT_EQ(b, 0.75);
+}
+
+TEST(FilerPrimitives, StringsListsAndValueTypes)
+{
+    const QString strings[] = {
+        QString(), QStringLiteral("plain"), QStringLiteral("say \"hi\" \\ back"), QStringLiteral("a\nb\r\tc"),
+        QString(QChar(1)) + QChar(0x7F), QStringLiteral("µΩ€ 𝄞"), QString(QChar(0xD800)) + u'x',
+    };
+    TQVWriter writer;
+    writer.WriteListBegin();
+    for (const QString &s : strings)
+        writer.WriteString(s);
+    writer.WriteListBegin();
+    writer.WriteListBegin();
+    writer.WriteListEnd();
+    writer.WriteBoolean(true);
+    writer.WriteBoolean(false);
+    writer.WriteNil();
+    writer.WriteIdent(QStringLiteral("mcoRMS"));
+    writer.WriteListEnd();
+    writer.WriteInteger(-5);
+    writer.WriteFloat(-2.5L);
+    writer.WriteListEnd();
+    EXPECT_EQ(TQVWriter::QuotedString(QStringLiteral("a\n\"b\\")), QStringLiteral("\"a\\n\\\"b\\\\\""));
+
+    TQVReader reader(writer.Text());
+    reader.ReadListBegin();
+    for (const QString &s : strings) {
+        ASSERT_EQ(reader.NextValueType(), vaString);
+        EXPECT_EQ(reader.ReadString(), s);
+    }
+    const TQVValueType expected[] = {vaList, vaList, vaEndOfList, vaTrue, vaFalse, vaNil, vaIdent, vaEndOfList,
+                                     vaInteger, vaFloat, vaEndOfList};
+    for (TQVValueType type : expected) {
+        ASSERT_EQ(reader.NextValueType(), type);
+        if (type == vaList)
+            reader.ReadListBegin();
+        else if (type == vaEndOfList)
+            reader.ReadListEnd();
+        else
+            reader.SkipValue();
+    }
+    EXPECT_EQ(reader.NextValueType(), vaNone);
+    EXPECT_TRUE(reader.AtEnd());
+}
+
+TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
+{
+    struct Case
+    {
+        const char *text;
+        int op; // 0 integer, 1 float, 2 string, 3 skip value
+        const char *message;
+    };
+    const Case cases[] = {
+        {"99999999999999999999", 0, "Form line 1, column 1: Integer 99999999999999999999 out of range"},
+        {"\n  1.5", 0, "Form line 2, column 3: Integer expected but '1.5' found"},
+        {"1e99999", 1, "Form line 1, column 1: Floating point value 1e99999 out of range"},
+        {"1.", 1, "Form line 1, column 2: Invalid character '.'"},
+        {"12abc", 1, "Form line 1, column 3: Invalid character 'a'"},
+        {"+INFX", 1, "Form line 1, column 1: Invalid character '+'"},
+        {"+NAN(0x0000000000000001)", 1,
+         "Form line 1, column 1: Floating point value +NAN(0x0000000000000001) out of range"},
+        {"", 1, "Form line 1, column 1: Floating point value expected but end of input found"},
+        {"\"abc", 2, "Form line 1, column 1: Unterminated string"},
+        {"  \"a\\qb\"", 2, "Form line 1, column 5: Invalid escape sequence in string"},
+        {"\"a\\u12\"", 2, "Form line 1, column 3: Invalid escape sequence in string"},
+        {"\"tab\x01\"", 2, "Form line 1, column 5: Invalid character U+0001"},
+        {"( 1 2", 3, "Form line 1, column 6: Value expected but end of input found"},
+        {"#", 3, "Form line 1, column 1: Invalid character '#'"},
+    };
+    for (const Case &c : cases) {
+        TQVReader reader(QString::fromUtf8(c.text));
+        try {
+            switch (c.op) {
+            case 0: reader.ReadInteger(); break;
+            case 1: reader.ReadFloat(); break;
+            case 2: reader.ReadString(); break;
+            default: reader.SkipValue(); break;
+            }
+            ADD_FAILURE() << "no error for " << c.text;
+        } catch (const EQVFormError &e) {
+            EXPECT_EQ(e.Message(), QString::fromUtf8(c.message)) << c.text;
+        }
+    }
+    // Lists nest at most 32 deep.
+    TQVReader deep(QString(40, u'('));
+    try {
+        deep.SkipValue();
+        ADD_FAILURE() << "no depth error";
+    } catch (const EQVFormError &e) {
+        EXPECT_EQ(e.Message(), QStringLiteral("Form line 1, column 33: Nesting deeper than 32 levels"));
+    }
+}
+
+TEST(FilerPrimitives, FilersWriteWhatHasDataAndDispatchByName)
+{
+    int reads = 0;
+    auto define = [&](TQVFiler &filer) {
+        filer.DefineProperty(QStringLiteral("Shown"), [&](TQVReader &r) { reads += int(r.ReadInteger()); },
+                             [](TQVWriter &w) { w.WriteInteger(4); }, true);
+        filer.DefineProperty(QStringLiteral("Hidden"), [&](TQVReader &r) { reads += 100 * int(r.ReadInteger()); },
+                             [](TQVWriter &w) { w.WriteInteger(5); }, false);
+    };
+    TQVWriter writer;
+    TQVWriterFiler out(writer);
+    define(out);
+    EXPECT_EQ(writer.Text(), QStringLiteral("Shown = 4"));
+
+    TQVReader reader(QStringLiteral("3 2"));
+    TQVReaderFiler hidden(reader, QStringLiteral("Hidden"));
+    define(hidden);
+    TQVReaderFiler other(reader, QStringLiteral("Other"));
+    define(other);
+    EXPECT_TRUE(hidden.Found());
+    EXPECT_FALSE(other.Found());
+    EXPECT_EQ(reads, 300);
+}
+
+TEST_F(FormTest, CoreChainRoundTripsThroughTheText)
+{
+    QObject form;
+    auto *gen = new Counted<TQVSignalGenerator>(&form);
+    gen->setObjectName(QStringLiteral("Generator1"));
+    gen->SetBlockLength(256);
+    gen->SetFrequency(123.456);
+    gen->SetAmplitude(0.1);
+    gen->SetWaveform(TQVSignalGenerator::wfTriangle);
+    gen->SetSeed(4000000000u);
+    auto *trigger = new Counted<TQVMLSTrigger>(&form);
+    trigger->setObjectName(QStringLiteral("Trigger1"));
+    trigger->SetTriggerType(TQVMLSTrigger::trtNeg);
+    trigger->SetTriggerLimit(0.1f);
+    trigger->SetQVMeasureSource(gen);
+    auto *fir = new Counted<TQVFIRFilter>(&form);
+    fir->setObjectName(QStringLiteral("FIR1"));
+    fir->SetCoefficientList({QStringLiteral("0.25"), QStringLiteral("0.5"), QStringLiteral("0.25")});
+    const QList<float> floats{1.0f / 3.0f, -2.5e-8f, std::numeric_limits<float>::denorm_min()};
+    fir->SetFloats(floats); // differs from the text on purpose: the stored floats win
+    fir->SetQVMeasureSource(trigger);
+    auto *matrix = new Counted<TQVSelectorMatrix>(&form);
+    matrix->setObjectName(QStringLiteral("Matrix1"));
+    matrix->SetSelector({QStringLiteral("0 -> 1"), QStringLiteral("1 → 0")});
+    matrix->SetQVMeasureSource(gen);
+    auto *analyzer = new Counted<TQVAnalyzer>(&form);
+    analyzer->setObjectName(QStringLiteral("Analyzer1"));
+    analyzer->SetCompression(TQVAnalyzer::mcoRMS);
+    analyzer->SetQVMeasureSource(fir);
+    const int created = Counters::Live;
+
+    const QString text = TQVFormWriter(m_registry).Write({gen, trigger, fir, matrix, analyzer});
+    EXPECT_TRUE(text.contains(QStringLiteral("\n  Compression = mcoRMS\n"))) << qPrintable(text);
+    EXPECT_TRUE(text.contains(QStringLiteral("\n  MeasureSource = FIR1\n")));
+
+    QObject owner;
+    const QList<QObject *> read = TQVFormReader(m_registry).Read(text, &owner);
+    ASSERT_EQ(read.size(), 5);
+    EXPECT_EQ(Counters::Live, 2 * created);
+    EXPECT_EQ(Counters::Loaded, created);
+    const QObject *originals[] = {gen, trigger, fir, matrix, analyzer};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(read[i]->parent(), &owner);
+        EXPECT_EQ(read[i]->objectName(), originals[i]->objectName());
+        ExpectSameProperties(const_cast<QObject *>(originals[i]), read[i]);
+        EXPECT_FALSE(TQVComponentState::Of(read[i])->IsLoading());
+    }
+    auto *fir2 = static_cast<TQVFIRFilter *>(read[2]);
+    EXPECT_EQ(fir2->Floats(), floats);
+    EXPECT_EQ(static_cast<TQVMLSTrigger *>(read[1])->GetQVMeasureSource(), read[0]);
+    EXPECT_EQ(static_cast<TQVAnalyzer *>(read[4])->GetQVMeasureSource(), read[2]);
+    // Loaded installed the stored lines.
+    EXPECT_EQ(static_cast<TQVSelectorMatrix *>(read[3])->RoutingTable(), matrix->RoutingTable());
+    EXPECT_EQ(matrix->RoutingTable()[0], 1);
+    EXPECT_EQ(matrix->RoutingTable()[1], 0);
+    // The copy is a form of its own: written again it gives the same text.
+    EXPECT_EQ(TQVFormWriter(m_registry).Write(read), text);
+}
+
+TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
+{
+    QString floats;
+    for (int i = 1; i <= 600; ++i)
+        floats += QString::number(i) + u' ';
+    TQVSignalGenerator host;
+    host.setObjectName(QStringLiteral("HostSource"));
+    TQVFormReader reader(m_registry);
+    reader.SetExternalComponents({&host});
+    const QList<QObject *> read = reader.Read(QStringLiteral("object F: TQVFIRFilter\n"
+                                                             "  CoefficientNumber = 512\n"
+                                                             "  MeasureSource = HostSource\n"
+                                                             "  Floats = ( %1)\n"
+                                                             "  Tag = 9\n"
+                                                             "end\n")
+                                                  .arg(floats));
+    ASSERT_EQ(read.size(), 1);
+    auto *fir = static_cast<TQVFIRFilter *>(read[0]);
+    const QList<float> h = fir->Floats();
+    ASSERT_EQ(h.size(), 512);
+    for (int i = 0; i < 512; ++i)
+        ASSERT_EQ(h[i], float(i + 1));
+    EXPECT_EQ(fir->Tag(), 9); // reading went on after the dropped values
+    EXPECT_EQ(fir->GetQVMeasureSource(), &host);
+    delete fir;
+}
+
+TEST_F(FormTest, MalformedFormsNameLineAndColumnAndLeaveNothing)
+{
+    QByteArray deep;
+    for (int i = 0; i < 33; ++i)
+        deep += "object A" + QByteArray::number(i) + ": TQVAnalyzer\n";
+    struct Case
+    {
+        QByteArray text;
+        const char *message;
+        int line, column;
+    };
+    const Case cases[] = {
+        {"object A: TQVNoSuch\nend\n", "Class TQVNoSuch not found", 1, 11},
+        {"object A: TQVAnalyzer\n  Colour = 3\nend\n", "Property Colour does not exist in TQVAnalyzer", 2, 3},
+        {"object A: TQVAnalyzer\n  Compression =\n", "Key of TQVMLSCompression expected but end of input found", 3, 1},
+        {"object A: TQVAnalyzer\n  Compression = mcoLoud\nend",
+         "Key of TQVMLSCompression expected but 'mcoLoud' found", 2, 17},
+        {"object A: TQVMLSTrigger\n  BufferSize = \"x\"\nend", "Integer expected but '\"x\"' found", 2, 16},
+        {"object A: TQVAnalyzer\n  Tag = 2147483648\nend", "Integer 2147483648 out of range", 2, 9},
+        {"object A: TQVAnalyzer\n  Tag = 1;\nend", "Invalid character ';'", 2, 10},
+        {"object A: TQVAnalyzer\n  MeasureSource = Nowhere\nend",
+         "Property MeasureSource of A refers to the unknown component Nowhere", 2, 19},
+        {"object A: TQVAnalyzer\nend\nobject A: TQVAnalyzer\nend", "A component named A already exists", 3, 8},
+        {"object A: TQVFIRFilter\n  CoefficientList = ( )\nend",
+         "Property CoefficientList of A not accepted: FIRFilter: The number of coefficients must amount to between "
+         "1 and 512",
+         2, 21},
+        {"object M: TQVSelectorMatrix\n  Selector = ( \"x -> 1\" )\nend",
+         "Component M could not finish loading: Selector line 1 (\"x -> 1\"): 'x' is not a valid integer value", 1, 1},
+        {"object A: TQVAnalyzer\n  \xff", "Invalid UTF-8 data", 2, 3},
+        {"object A: TQVAnalyzer\n  Floats = ( )\nend", "Property Floats does not exist in TQVAnalyzer", 2, 3},
+        {"end", "'object' expected but 'end' found", 1, 1},
+        {deep, "Nesting deeper than 32 levels", 33, 1},
+    };
+    for (const Case &c : cases) {
+        const QString message = QStringLiteral("Form line %1, column %2: %3")
+                                    .arg(c.line)
+                                    .arg(c.column)
+                                    .arg(QString::fromUtf8(c.message));
+        ExpectFormError(c.text, message, c.line, c.column);
+    }
+}
+
+TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)
+{
+    QObject form;
+    auto *gen = new Counted<TQVSignalGenerator>(&form);
+    gen->setObjectName(QStringLiteral("G"));
+    gen->SetFrequency(0.1);
+    auto *fir = new Counted<TQVFIRFilter>(gen);
+    fir->setObjectName(QStringLiteral("F"));
+    fir->SetCoefficientList({QStringLiteral("0.5"), QStringLiteral("-0.125")});
+    fir->SetQVMeasureSource(gen);
+    auto *matrix = new Counted<TQVSelectorMatrix>(gen);
+    matrix->setObjectName(QStringLiteral("M"));
+    matrix->SetSelector({QStringLiteral("1 → 0")});
+    const QByteArray text = TQVFormWriter(m_registry).Write(gen).toUtf8();
+    const qsizetype complete = text.lastIndexOf("end") + 3;
+    ASSERT_GT(complete, 3);
+    Counters::Reset();
+
+    TQVFormReader reader(m_registry);
+    QObject owner;
+    EXPECT_TRUE(reader.ReadUtf8(QByteArray(), &owner).isEmpty());
+    int errors = 0;
+    for (qsizetype n = 1; n < complete; ++n) {
+        try {
+            reader.ReadUtf8(text.left(n), &owner);
+            ADD_FAILURE() << "prefix of " << n << " bytes was accepted";
+        } catch (const EQVFormError &e) {
+            ++errors;
+            EXPECT_GE(e.Line(), 1);
+        }
+        ASSERT_TRUE(owner.children().isEmpty()) << n;
+        ASSERT_EQ(Counters::Live, 0) << n;
+    }
+    EXPECT_EQ(errors, complete - 1);
+    EXPECT_EQ(Counters::Loaded, 0);
+    const QList<QObject *> whole = reader.ReadUtf8(text.left(complete), &owner);
+    ASSERT_EQ(whole.size(), 1);
+    EXPECT_EQ(Counters::Live, 3);
+    EXPECT_EQ(Counters::Loaded, 3);
+}
+
+TEST(ClassRegistry, FactoriesAndPalettePages)
+{
+    TQVClassRegistry registry;
+    QVRegisterCoreClasses(registry);
+    EXPECT_TRUE(registry.IsRegistered(QStringLiteral("TQVFIRFilter")));
+    EXPECT_TRUE(registry.PalettePage(QStringLiteral("TQVFIRFilter")).isEmpty());
+    QObject owner;
+    QObject *created = registry.Create(QStringLiteral("TQVIIRFilter"), &owner);
+    ASSERT_NE(qobject_cast<TQVIIRFilter *>(created), nullptr);
+    EXPECT_EQ(created->parent(), &owner);
+    EXPECT_EQ(registry.Create(QStringLiteral("TQVNoSuch")), nullptr);
+
+    registry.RegisterComponents(QStringLiteral("Velmora"),
+                                {QVComponentClassOf<TQVAnalyzer>(), QVComponentClassOf<TQVFIRFilter>()});
+    registry.RegisterComponents(QStringLiteral("Extra"), {QVComponentClassOf<TQVSignalGenerator>()});
+    registry.RegisterComponents(QStringLiteral("Velmora"), {QVComponentClassOf<TQVSignalGenerator>()});
+    EXPECT_EQ(registry.Pages(), QStringList({QStringLiteral("Velmora"), QStringLiteral("Extra")}));
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")),
+              QStringList({QStringLiteral("TQVAnalyzer"), QStringLiteral("TQVFIRFilter"),
+                           QStringLiteral("TQVSignalGenerator")}));
+    EXPECT_TRUE(registry.PageClasses(QStringLiteral("Extra")).isEmpty());
+    EXPECT_EQ(registry.PaletteBitmap(QStringLiteral("TQVAnalyzer")), QStringLiteral("TQVAnalyzer"));
+    registry.UnregisterClass(QStringLiteral("TQVAnalyzer"));
+    EXPECT_FALSE(registry.IsRegistered(QStringLiteral("TQVAnalyzer")));
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")).size(), 2);
+}
+
+TEST(FormWriting, RefusesWhatCouldNotBeReadBack)
+{
+    TQVClassRegistry registry;
+    QVRegisterCoreClasses(registry);
+    TQVSignalGenerator unregistered;
+    TQVAnalyzer analyzer;
+    analyzer.setObjectName(QStringLiteral("A"));
+    analyzer.SetQVMeasureSource(&unregistered);
+    const struct
+    {
+        QObject *root;
+        const char *message;
+    } cases[] = {
+        {&unregistered, "Class TQVSignalGenerator is not registered"},
+        {&analyzer, "Property MeasureSource of A refers to a component without a name"},
+    };
+    for (const auto &c : cases) {
+        try {
+            TQVFormWriter(registry).Write(c.root);
+            ADD_FAILURE() << c.message;
+        } catch (const EQVFormError &e) {
+            EXPECT_EQ(e.Message(), QString::fromLatin1(c.message));
+            EXPECT_EQ(e.Line(), 0);
+        }
+    }
+    analyzer.setObjectName(QStringLiteral("not a name"));
+    analyzer.SetQVMeasureSource(nullptr);
+    EXPECT_THROW(TQVFormWriter(registry).Write(&analyzer), EQVFormError);
+}
