@@ -1,0 +1,359 @@
+// The Designer plugin, a .ui form built from the widget classes (through uic and through
+// the run-time form loader), the palette registration and the palette bitmaps.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <set>
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QPluginLoader>
+#include <QtCore/QXmlStreamReader>
+#include <QtGui/QImage>
+#include <QtUiPlugin/QDesignerCustomWidgetCollectionInterface>
+#include <QtUiPlugin/QDesignerCustomWidgetInterface>
+#include <QtUiTools/QUiLoader>
+#include <QtWidgets/QWidget>
+
+#include "controls/qvSlider.h"
+#include "controls/qvbargraphint.h"
+#include "controls/qvmeterInt.h"
+#include "framework/qvComponent.h"
+#include "framework/qvRegistry.h"
+#include "indicators/qvRegister.h"
+#include "ui_instrumentform.h"
+
+namespace {
+
+// The widget classes a form can hold, with the header a form includes for each.
+const std::map<QString, QString> WidgetHeaders = {
+    {QStringLiteral("TQVBarGraphInt"), QStringLiteral("controls/qvbargraphint.h")},
+    {QStringLiteral("TQVSlider"), QStringLiteral("controls/qvSlider.h")},
+    {QStringLiteral("TQVMeterInt"), QStringLiteral("controls/qvmeterInt.h")},
+    {QStringLiteral("TQVDial"), QStringLiteral("controls/qvDial.h")},
+    {QStringLiteral("TQVLedInt"), QStringLiteral("indicators/QVLedInt.h")},
+    {QStringLiteral("TQVPanelMeterInt"), QStringLiteral("indicators/QVPanelMeterInt.h")},
+    {QStringLiteral("TQVBarGraph"), QStringLiteral("indicators/QVMLSingleSinks.h")},
+    {QStringLiteral("TQVLed"), QStringLiteral("indicators/QVMLSingleSinks.h")},
+    {QStringLiteral("TQVMeter"), QStringLiteral("indicators/QVMLSingleSinks.h")},
+    {QStringLiteral("TQVPanelMeter"), QStringLiteral("indicators/QVMLSingleSinks.h")},
+};
+
+const QStringList PaletteOrder = {
+    QStringLiteral("TQVBarGraph"),        QStringLiteral("TQVLed"),
+    QStringLiteral("TQVMeter"),           QStringLiteral("TQVPanelMeter"),
+    QStringLiteral("TQVDial"),            QStringLiteral("TQVSlider"),
+    QStringLiteral("TQVFFT"),             QStringLiteral("TQVFFTSingleSingle"),
+    QStringLiteral("TQVFFTDualSingle"),   QStringLiteral("TQVFFTSingleDual"),
+    QStringLiteral("TQVFIRFilter"),       QStringLiteral("TQVIIRFilter"),
+    QStringLiteral("TQVRCHighpass"),      QStringLiteral("TQVRCLowpass"),
+    QStringLiteral("TQVStateVariableFilter"),
+};
+
+const QStringList StreamClasses = {
+    QStringLiteral("TQVSelectorSingle"), QStringLiteral("TQVSelectorDual"),
+    QStringLiteral("TQVSelectorMatrix"), QStringLiteral("TQVAnalyzer"),
+    QStringLiteral("TQVMLSTrigger"),
+};
+
+const QStringList BitmapNames = {
+    QStringLiteral("TQVANALYZER"),      QStringLiteral("TQVBARGRAPH"),
+    QStringLiteral("TQVDIAL"),          QStringLiteral("TQVFFT"),
+    QStringLiteral("TQVFFTDUALSINGLE"), QStringLiteral("TQVFFTSINGLEDUAL"),
+    QStringLiteral("TQVFFTSINGLESINGLE"), QStringLiteral("TQVFIRFILTER"),
+    QStringLiteral("TQVIIRFILTER"),     QStringLiteral("TQVLED"),
+    QStringLiteral("TQVMETER"),         QStringLiteral("TQVMLSTRIGGER"),
+    QStringLiteral("TQVPANELMETER"),    QStringLiteral("TQVRCHIGHPASS"),
+    QStringLiteral("TQVRCLOWPASS"),     QStringLiteral("TQVSELECTORDUAL"),
+    QStringLiteral("TQVSELECTORMATRIX"), QStringLiteral("TQVSELECTORSINGLE"),
+    QStringLiteral("TQVSLIDER"),        QStringLiteral("TQVSTATEVARIABLEFILTER"),
+};
+
+QDesignerCustomWidgetCollectionInterface *PluginCollection(QString *error)
+{
+    static QPluginLoader loader(QStringLiteral(VELMORA_DESIGNER_PLUGIN_FILE));
+    QObject *instance = loader.instance();
+    if (!instance)
+        *error = loader.errorString();
+    return qobject_cast<QDesignerCustomWidgetCollectionInterface *>(instance);
+}
+
+class DesignerPlugin : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QString error;
+        m_collection = PluginCollection(&error);
+        ASSERT_NE(m_collection, nullptr) << qPrintable(error);
+    }
+
+    QDesignerCustomWidgetCollectionInterface *m_collection = nullptr;
+};
+
+int OpaquePixels(const QImage &image)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            count += qAlpha(image.pixel(x, y)) > 128 ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+TEST_F(DesignerPlugin, OffersExactlyTheWidgetClassesInGroupVelmora)
+{
+    std::set<QString> seen;
+    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
+        const QString name = widget->name();
+        SCOPED_TRACE(qPrintable(name));
+        EXPECT_TRUE(seen.insert(name).second) << "offered twice";
+        ASSERT_TRUE(WidgetHeaders.count(name)) << "not a widget class of the package";
+        EXPECT_EQ(widget->group(), QStringLiteral("Velmora"));
+        EXPECT_EQ(widget->includeFile(), WidgetHeaders.at(name));
+        EXPECT_TRUE(QFile::exists(QStringLiteral(VELMORA_SOURCE_DIR "/") + widget->includeFile()));
+        EXPECT_FALSE(widget->icon().isNull());
+        EXPECT_FALSE(widget->icon().pixmap(24, 24).isNull());
+        EXPECT_FALSE(widget->toolTip().isEmpty());
+        EXPECT_FALSE(widget->whatsThis().isEmpty());
+        EXPECT_FALSE(widget->isContainer());
+        EXPECT_FALSE(widget->isInitialized());
+        widget->initialize(nullptr);
+        EXPECT_TRUE(widget->isInitialized());
+    }
+    EXPECT_EQ(seen.size(), WidgetHeaders.size());
+}
+
+TEST_F(DesignerPlugin, CreatesTheNamedClassOwnedByTheParent)
+{
+    QWidget host;
+    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
+        SCOPED_TRACE(qPrintable(widget->name()));
+        QWidget *created = widget->createWidget(&host);
+        ASSERT_NE(created, nullptr);
+        EXPECT_EQ(QString::fromLatin1(created->metaObject()->className()), widget->name());
+        EXPECT_EQ(created->parentWidget(), &host);
+        // Outside a form window (a preview, a form loaded at run time) nothing is designing.
+        const TQVComponentState *state = TQVComponentState::Of(created);
+        ASSERT_NE(state, nullptr);
+        EXPECT_FALSE(state->IsDesigning());
+    }
+    EXPECT_EQ(host.findChildren<QWidget *>(Qt::FindDirectChildrenOnly).size(), WidgetHeaders.size());
+    EXPECT_NE(qobject_cast<TQVBarGraphInt *>(m_collection->customWidgets().front()->createWidget(&host)), nullptr);
+}
+
+TEST_F(DesignerPlugin, DomXmlDeclaresTheClassWithItsHeaderAndDefaultSize)
+{
+    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
+        SCOPED_TRACE(qPrintable(widget->name()));
+        QXmlStreamReader xml(widget->domXml());
+        QString widgetClass, objectName, header, declared, extends;
+        int width = -1, height = -1;
+        QString element;
+        while (!xml.atEnd()) {
+            xml.readNext();
+            if (xml.isStartElement()) {
+                element = xml.name().toString();
+                if (element == u"widget") {
+                    widgetClass = xml.attributes().value(QStringLiteral("class")).toString();
+                    objectName = xml.attributes().value(QStringLiteral("name")).toString();
+                }
+            } else if (xml.isCharacters() && !xml.isWhitespace()) {
+                const QString text = xml.text().toString();
+                if (element == u"width")
+                    width = text.toInt();
+                else if (element == u"height")
+                    height = text.toInt();
+                else if (element == u"header")
+                    header = text;
+                else if (element == u"class")
+                    declared = text;
+                else if (element == u"extends")
+                    extends = text;
+            }
+        }
+        ASSERT_FALSE(xml.hasError()) << qPrintable(xml.errorString());
+        EXPECT_EQ(widgetClass, widget->name());
+        EXPECT_EQ(declared, widget->name());
+        EXPECT_EQ(header, widget->includeFile());
+        EXPECT_EQ(extends, QStringLiteral("QWidget"));
+        EXPECT_FALSE(objectName.isEmpty());
+        EXPECT_FALSE(objectName.front().isUpper());
+        std::unique_ptr<QWidget> fresh(widget->createWidget(nullptr));
+        EXPECT_EQ(width, fresh->width());
+        EXPECT_EQ(height, fresh->height());
+        EXPECT_GT(width, 0);
+        EXPECT_GT(height, 0);
+    }
+}
+
+TEST(DesignerForm, PropertiesFromTheCompiledFormArrive)
+{
+    QWidget host;
+    Ui::InstrumentForm form;
+    form.setupUi(&host);
+
+    EXPECT_DOUBLE_EQ(form.barGraph->ValueMin(), -20.0);
+    EXPECT_DOUBLE_EQ(form.barGraph->ValueMax(), 80.0);
+    EXPECT_DOUBLE_EQ(form.barGraph->Value(), 42.5);
+    EXPECT_EQ(form.barGraph->BarWidth(), 14);
+    EXPECT_EQ(form.barGraph->LabelTextPosfix(), QStringLiteral("V"));
+    EXPECT_EQ(form.barGraph->BarColor(), 0x008000u);
+    EXPECT_EQ(form.barGraph->LabelingStyle(), TQVBarGraphInt::lbsSymmetric);
+
+    EXPECT_DOUBLE_EQ(form.slider->ValueMax(), 10.0);
+    EXPECT_DOUBLE_EQ(form.slider->ValueStepWidth(), 0.25);
+    EXPECT_DOUBLE_EQ(form.slider->Value(), 7.75);
+    EXPECT_EQ(form.slider->ButtonCaption(), QStringLiteral("Gain"));
+    EXPECT_EQ(form.slider->Kind(), TQVSlider::sbHorizontal);
+
+    EXPECT_DOUBLE_EQ(form.meter->ValueMax(), 250.0);
+    EXPECT_DOUBLE_EQ(form.meter->Value(), 120.0);
+    EXPECT_EQ(form.meter->Legend1(), QStringLiteral("rpm"));
+    EXPECT_EQ(form.meter->ValueDecimals(), 1);
+    EXPECT_TRUE(form.meter->RangeCheck());
+}
+
+TEST(DesignerForm, RunTimeLoaderBuildsTheFormThroughThePlugin)
+{
+    QUiLoader loader;
+    loader.clearPluginPaths();
+    loader.addPluginPath(QFileInfo(QStringLiteral(VELMORA_DESIGNER_PLUGIN_FILE)).absolutePath());
+    for (const auto &entry : WidgetHeaders)
+        EXPECT_TRUE(loader.availableWidgets().contains(entry.first)) << qPrintable(entry.first);
+
+    QFile file(QStringLiteral(VELMORA_TEST_UI_FILE));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    std::unique_ptr<QWidget> form(loader.load(&file));
+    ASSERT_NE(form, nullptr) << qPrintable(loader.errorString());
+
+    auto *bar = form->findChild<TQVBarGraphInt *>(QStringLiteral("barGraph"));
+    auto *slider = form->findChild<TQVSlider *>(QStringLiteral("slider"));
+    auto *meter = form->findChild<TQVMeterInt *>(QStringLiteral("meter"));
+    ASSERT_NE(bar, nullptr);
+    ASSERT_NE(slider, nullptr);
+    ASSERT_NE(meter, nullptr);
+    EXPECT_DOUBLE_EQ(bar->Value(), 42.5);
+    EXPECT_EQ(bar->BarColor(), 0x008000u);
+    EXPECT_EQ(bar->LabelingStyle(), TQVBarGraphInt::lbsSymmetric);
+    EXPECT_DOUBLE_EQ(slider->Value(), 7.75);
+    EXPECT_EQ(slider->ButtonCaption(), QStringLiteral("Gain"));
+    EXPECT_EQ(meter->Legend1(), QStringLiteral("rpm"));
+    EXPECT_TRUE(meter->RangeCheck());
+}
+
+TEST(PaletteRegistration, RegisterPutsFifteenClassesOnVelmoraInOrder)
+{
+    TQVClassRegistry registry;
+    Register(registry);
+    EXPECT_EQ(registry.Pages(), QStringList{QStringLiteral("Velmora")});
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), PaletteOrder);
+    for (const QString &name : StreamClasses)
+        EXPECT_FALSE(registry.IsRegistered(name)) << qPrintable(name);
+
+    // Again: the page is unchanged, nothing twice.
+    Register(registry);
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), PaletteOrder);
+    EXPECT_EQ(registry.ClassNames().size(), PaletteOrder.size());
+}
+
+TEST(PaletteRegistration, StreamComponentsOnlyThroughTheSecondCall)
+{
+    TQVClassRegistry registry;
+    RegisterStreamComponents(registry);
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), StreamClasses);
+    Register(registry);
+    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), StreamClasses + PaletteOrder);
+
+    TQVClassRegistry other;
+    RegisterStreamComponents(other, QStringLiteral("Streams"));
+    EXPECT_EQ(other.PageClasses(QStringLiteral("Streams")), StreamClasses);
+    EXPECT_TRUE(other.PageClasses(QStringLiteral("Velmora")).isEmpty());
+
+    // No page: known to the form reader, on no palette.
+    TQVClassRegistry readerOnly;
+    RegisterStreamComponents(readerOnly, QString());
+    EXPECT_TRUE(readerOnly.Pages().isEmpty());
+    for (const QString &name : StreamClasses) {
+        EXPECT_TRUE(readerOnly.IsRegistered(name)) << qPrintable(name);
+        EXPECT_TRUE(readerOnly.PalettePage(name).isEmpty());
+    }
+}
+
+TEST(PaletteRegistration, DefaultRegistryIsTheFormReadersOne)
+{
+    Register();
+    RegisterStreamComponents();
+    const QStringList page = QVClassRegistry().PageClasses(QStringLiteral("Velmora"));
+    for (const QString &name : PaletteOrder + StreamClasses)
+        EXPECT_TRUE(page.contains(name)) << qPrintable(name);
+}
+
+TEST(PaletteRegistration, EveryClassHasABitmapAndAFactory)
+{
+    TQVClassRegistry registry;
+    Register(registry);
+    RegisterStreamComponents(registry);
+    QWidget widgetOwner;
+    QObject objectOwner;
+    for (const QString &name : PaletteOrder + StreamClasses) {
+        SCOPED_TRACE(qPrintable(name));
+        EXPECT_EQ(registry.PaletteBitmap(name), name.toUpper());
+        const QString path = QVPaletteBitmapResource(registry.PaletteBitmap(name));
+        ASSERT_FALSE(path.isEmpty());
+        const QImage image(path);
+        ASSERT_FALSE(image.isNull());
+        EXPECT_EQ(image.size(), QSize(24, 24));
+
+        // The first six entries of the page are the controls.
+        const qsizetype index = PaletteOrder.indexOf(name);
+        const bool isWidget = index >= 0 && index < 6;
+        QObject *owner = isWidget ? static_cast<QObject *>(&widgetOwner) : &objectOwner;
+        QObject *created = registry.Create(name, owner);
+        ASSERT_NE(created, nullptr);
+        EXPECT_EQ(QString::fromLatin1(created->metaObject()->className()), name);
+        EXPECT_EQ(created->parent(), owner);
+        if (isWidget) {
+            EXPECT_EQ(registry.Create(name, &objectOwner), nullptr) << "a control needs a widget owner";
+        }
+    }
+}
+
+TEST(PaletteBitmaps, AllTwentyLoadAtBothSizesAndDiffer)
+{
+    EXPECT_EQ(QVPaletteBitmapNames(), BitmapNames);
+    std::set<QByteArray> distinct;
+    for (const QString &name : BitmapNames) {
+        SCOPED_TRACE(qPrintable(name));
+        const QString path = QStringLiteral(":/velmora/palette/") + name + QStringLiteral(".png");
+        EXPECT_EQ(QVPaletteBitmapResource(name), path);
+        const QImage small(path);
+        const QImage large(QStringLiteral(":/velmora/palette/") + name + QStringLiteral("@2x.png"));
+        ASSERT_FALSE(small.isNull());
+        ASSERT_FALSE(large.isNull());
+        EXPECT_EQ(small.size(), QSize(24, 24));
+        EXPECT_EQ(large.size(), QSize(48, 48));
+        // Drawn, and not blank: a fair share of the square is covered.
+        EXPECT_GT(OpaquePixels(small), 24 * 24 / 8);
+        EXPECT_FALSE(QVPaletteIcon(name).isNull());
+        const QImage argb = small.convertToFormat(QImage::Format_ARGB32);
+        distinct.insert(QByteArray(reinterpret_cast<const char *>(argb.constBits()), argb.sizeInBytes()));
+    }
+    EXPECT_EQ(distinct.size(), std::size_t(BitmapNames.size())) << "two classes share one picture";
+}
+
+TEST(PaletteBitmaps, LookupIgnoresCaseAndRejectsUnknownNames)
+{
+    EXPECT_EQ(QVPaletteBitmapResource(QStringLiteral("TQVSlider")),
+              QStringLiteral(":/velmora/palette/TQVSLIDER.png"));
+    EXPECT_EQ(QVPaletteBitmapResource(QStringLiteral("tqvrclowpass")),
+              QStringLiteral(":/velmora/palette/TQVRCLOWPASS.png"));
+    EXPECT_TRUE(QVPaletteBitmapResource(QString()).isEmpty());
+    EXPECT_TRUE(QVPaletteBitmapResource(QStringLiteral("TQVNOSUCHCLASS")).isEmpty());
+    EXPECT_TRUE(QVPaletteBitmapResource(QStringLiteral("../TQVLED")).isEmpty());
+    EXPECT_TRUE(QVPaletteIcon(QStringLiteral("TQVNOSUCHCLASS")).isNull());
+}
