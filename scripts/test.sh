@@ -40,5 +40,12 @@ if [ "$sanitize" = 1 ]; then
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
     ctest --test-dir build-asan --output-on-failure -j "$jobs"
+
+  # The threaded host sources under ThreadSanitizer.
+  cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_TSAN=ON \
+    -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=OFF -DVELMORA_BUILD_DESIGNER_PLUGIN=OFF
+  cmake --build build-tsan -j "$jobs" --target test_host
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+    ./build-tsan/tests/test_host --gtest_filter='ThreadBridge*:FilePlayer*'
 fi
 echo "All tests passed."
