@@ -14,11 +14,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <ctime>
+
 #include <QtCore/QEvent>
 #include <QtWidgets/QApplication>
 
 #include "controls/qvSlider.h"
 #include "controls/qvbargraphint.h"
+#include "host/demo/qvDemoPanel.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "qvBenchSupport.h"
 #include "stream/qvMLSSimpleSources.h"
@@ -164,6 +167,51 @@ void BM_MeterSinkValue(benchmark::State &state)
     RunValueRepaint(state, meter, update, "meter sink, block -> RMS -> needle", MeterTargetRatio);
 }
 BENCHMARK(BM_MeterSinkValue)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// CPU time of this thread, in ns.
+double ThreadCpuNs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) * 1e9 + double(t.tv_nsec);
+}
+
+// The whole demo panel, shown offscreen: each block runs the generator, the low-pass, the
+// RMS analyzer with its four displays, the trigger and the FFT, and then the pending
+// repaints of the plots are processed. CPU per block against the block's duration in real
+// time (1024 samples at 48 kHz): the panel must use under 5 % of one core.
+void BM_DemoChainRealTime(benchmark::State &state)
+{
+    TQVDemoPanel panel;
+    panel.resize(1000, 760);
+    panel.show();
+    QCoreApplication::processEvents();
+    panel.Generator().Run();
+    const auto block = [&] {
+        panel.Generator().Tick();
+        QCoreApplication::processEvents();
+    };
+    for (int i = 0; i < 50; ++i)
+        block();
+    constexpr int Blocks = 1000;
+    double cpuNs = 0.0, wallNs = 0.0;
+    for (auto _ : state) {
+        const double cpu = ThreadCpuNs();
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < Blocks; ++i)
+            block();
+        wallNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / Blocks;
+        cpuNs = (ThreadCpuNs() - cpu) / Blocks;
+    }
+    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
+    state.counters["cpu_ns_per_block"] = cpuNs;
+    state.counters["blocks_per_s"] = 1e9 / wallNs;
+    state.counters["core_share"] = cpuNs / blockNs;
+    const double allocs = QVAllocsPerCall(block, 10, 100);
+    QVRecordResult({"demo chain, CPU per 1024-sample block", cpuNs, "block duration at 48 kHz", blockNs, 0.05, allocs,
+                    -1.0});
+}
+BENCHMARK(BM_DemoChainRealTime)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void PrintSummary()
 {

@@ -806,9 +806,11 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
     const double dpr = std::max(devicePixelRatioF(), 1.0);
     const int columns = std::max(1, int(std::ceil(p.width() * dpr)));
 
+    // A cosmetic pen: up to one pixel wide the raster engine draws it on its fast
+    // antialiased line path; a geometric pen with round joins costs an angle and an arc per
+    // vertex, several times the whole trace.
     QPen pen(ToQColor(m_colors[std::size_t(channel)]), m_lineWidth);
-    pen.setJoinStyle(Qt::RoundJoin);
-    pen.setCapStyle(Qt::RoundCap);
+    pen.setCosmetic(true);
     painter.setPen(pen);
 
     // Screen positions; a sample that cannot be placed (NaN, x <= 0 on a log axis) breaks

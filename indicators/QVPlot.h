@@ -255,7 +255,7 @@ private:
     QString m_title;
     bool m_legend = false;
     int m_historyLength = 500;
-    double m_lineWidth = 1.25;
+    double m_lineWidth = 1.0;
 
     double m_xLo = 0.0, m_xHi = 1.0; // shown ranges
     double m_yLo = -1.0, m_yHi = 1.0;

@@ -6,6 +6,6 @@ cd "$(dirname "$0")/.."
 
 if [ "$(id -u)" = 0 ]; then ./scripts/install-deps.sh; fi
 
-cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_BENCH=OFF
+cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_BENCH=OFF -DVELMORA_BUILD_DESIGNER_PLUGIN=OFF
 cmake --build build --target velmora-demo
 ./build/velmora-demo --snapshot build/velmora-demo.png "$@"

@@ -20,7 +20,7 @@ if [ "$(id -u)" = 0 ]; then ./scripts/install-deps.sh; fi
 jobs=$(nproc)
 export QT_QPA_PLATFORM=offscreen
 
-cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON \
+cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON -DVELMORA_BUILD_DESIGNER_PLUGIN=ON \
   -DVELMORA_REQUIRE_M32_CHECK=ON
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
