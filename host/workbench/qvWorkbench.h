@@ -1,0 +1,116 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include <QtCore/QPointer>
+#include <QtCore/QRect>
+#include <QtWidgets/QMainWindow>
+
+#include "qvWorkbenchModel.h"
+
+class QAction;
+class QLabel;
+class QListWidget;
+class QListWidgetItem;
+class QScrollArea;
+class QTableWidget;
+class QToolBox;
+
+/// \brief The workbench main window: the palette on the left, the form in the centre
+/// (visual components as themselves, non-visual ones as tiles below), the property editor
+/// on the right, and New, Open, Save, Run, Stop and Delete in the menu and toolbar.
+///
+/// In design mode a click selects a component and a drag moves it; while the form runs
+/// the components take the mouse themselves.
+class TQVWorkbench : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit TQVWorkbench(QWidget *parent = nullptr);
+    ~TQVWorkbench() override;
+
+    TQVWorkbenchModel &Model() { return *m_model; }
+    QToolBox *Palette() const { return m_palette; }
+    QTableWidget *PropertyEditor() const { return m_properties; }
+    QListWidget *Tray() const { return m_tray; }
+
+    /// \brief The component whose properties the editor shows, or null.
+    QObject *Selected() const { return m_selected; }
+    /// \brief Shows the properties of `component` (null clears the editor).
+    void Select(QObject *component);
+    /// \brief The editor widget of property `name` of the selected component, or null.
+    QWidget *PropertyEditorWidget(const QString &name) const;
+
+    /// \brief Whether errors open a message box (the default) or are only emitted.
+    void SetModalErrors(bool modal) { m_modalErrors = modal; }
+
+    /// \brief Places a small example chain: generator, RMS analyzer, meter, bar graph and
+    /// plot of the generator's signal.
+    void PlaceExample();
+
+signals:
+    /// Every error the window shows.
+    void ErrorShown(const QString &message);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    struct PropertyRow
+    {
+        QString Name;
+        QWidget *Editor = nullptr;
+        std::function<void()> Refresh;
+    };
+
+    void CreateActions();
+    void CreatePalette();
+    void ShowError(const QString &message);
+    void UpdateTitle();
+    void UpdateActions();
+    void RebuildTray();
+    void RebuildProperties();
+    void RefreshProperties();
+    void AddPropertyRow(const QString &label, QWidget *editor, std::function<void()> refresh, bool readOnly = false);
+    QWidget *CreateEditor(const QMetaProperty &property, std::function<void()> &refresh);
+    void Watch(QWidget *component);
+    QWidget *DesignComponentAt(QObject *watched) const;
+    void PlaceFromPalette(const QString &className, const QPoint &position = QPoint(-1, -1));
+    bool ConfirmDiscard();
+
+    void OnNew();
+    void OnOpen();
+    bool OnSave();
+    bool OnSaveAs();
+    void OnDelete();
+
+    TQVWorkbenchModel *m_model = nullptr;
+    QToolBox *m_palette = nullptr;
+    QScrollArea *m_formArea = nullptr;
+    QWidget *m_overlay = nullptr;
+    QListWidget *m_tray = nullptr;
+    QTableWidget *m_properties = nullptr;
+    QLabel *m_propertyTitle = nullptr;
+    std::vector<PropertyRow> m_rows;
+    QPointer<QObject> m_selected;
+
+    QAction *m_newAction = nullptr;
+    QAction *m_openAction = nullptr;
+    QAction *m_saveAction = nullptr;
+    QAction *m_saveAsAction = nullptr;
+    QAction *m_runAction = nullptr;
+    QAction *m_stopAction = nullptr;
+    QAction *m_deleteAction = nullptr;
+
+    // Dragging a component in design mode.
+    QPointer<QWidget> m_dragWidget;
+    QPoint m_dragOffset;
+    QRect m_dragStart;
+    bool m_dragMoved = false;
+
+    bool m_modalErrors = true;
+    bool m_refreshing = false;
+};

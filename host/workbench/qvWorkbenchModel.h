@@ -1,0 +1,134 @@
+#pragma once
+
+#include <functional>
+
+#include <QtCore/QList>
+#include <QtCore/QMetaProperty>
+#include <QtCore/QObject>
+#include <QtCore/QPoint>
+#include <QtCore/QPointer>
+#include <QtCore/QRect>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVariant>
+
+#include "framework/qvMeasIntf.h"
+#include "framework/qvRegistry.h"
+
+class QWidget;
+
+/// \brief The form that the workbench edits and runs: a widget surface that holds the
+/// visual components and a list of the non-visual ones (sources and stages).
+///
+/// Every change goes through this class so that a failure never leaves the form half
+/// changed: property writes that a component refuses are undone and reported as text,
+/// and a form file replaces the current form only when it was read completely.
+class TQVWorkbenchModel : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// \brief Puts the package's components on the page "Velmora" (the 15 of `Register`
+    /// followed by the selectors, the analyzer and the trigger) and the host's sources and
+    /// the plot on `HostPageName()`.
+    static void RegisterClasses(TQVClassRegistry &registry = QVClassRegistry());
+    /// \brief "Velmora Host".
+    static QString HostPageName();
+    /// \brief The name stem of a class: "TQVAnalyzer" gives "Analyzer".
+    static QString NameStem(const QString &className);
+
+    /// The registry must outlive the model; `RegisterClasses` is called on it.
+    explicit TQVWorkbenchModel(TQVClassRegistry &registry = QVClassRegistry(), QObject *parent = nullptr);
+    ~TQVWorkbenchModel() override;
+
+    TQVClassRegistry &Registry() const { return m_registry; }
+    /// \brief The surface on which the visual components lie. It may be handed to a view
+    /// (a scroll area may own it); the model keeps track of it either way.
+    QWidget *Surface() const { return m_surface; }
+
+    /// Every component of the form in order of creation.
+    QList<QObject *> Components() const;
+    QList<QObject *> NonVisualComponents() const;
+    QList<QWidget *> VisualComponents() const;
+    /// The component named `name`, or null.
+    QObject *Component(const QString &name) const;
+    /// \brief The form's measure sources, in order of creation, without `except`.
+    QList<TQVMeasureSource *> Sources(const QObject *except = nullptr) const;
+    /// \brief Whether `component` is a visual one (a widget on the surface).
+    static bool IsVisual(const QObject *component);
+
+    /// \brief Creates a `className` through the registry, names it uniquely ("Meter1"),
+    /// marks it as designing and puts it at `position` on the surface (visual ones; a
+    /// negative position picks a free place). Returns null and reports the error when the
+    /// class is unknown or the form is running.
+    QObject *AddComponent(const QString &className, const QPoint &position = QPoint(-1, -1));
+    /// Deletes `component`; consumers connected to it are left unconnected.
+    bool RemoveComponent(QObject *component);
+    /// Deletes every component.
+    void Clear();
+
+    /// \brief Writes property `name` of `component`. Returns an empty string on success,
+    /// otherwise the error text, which is also emitted; the form then stays as it was.
+    ///
+    /// Enumerations take a key name or a number, `MeasureSource` takes a source, a
+    /// component name or an empty value (unconnect), numbers may come as text.
+    QString SetProperty(QObject *component, const QString &name, const QVariant &value);
+    /// \brief Renames `component`; the name must be an identifier not used in the form.
+    QString Rename(QObject *component, const QString &name);
+    /// \brief Moves or resizes a visual component (sizes at least 8 x 8).
+    QString SetGeometry(QWidget *component, const QRect &geometry);
+
+    /// The form as text, as `Save` writes it; empty with the error reported on failure.
+    QString FormText();
+    /// \brief Writes the form to `fileName`; false with the error reported on failure.
+    bool Save(const QString &fileName);
+    /// \brief Reads `fileName` and replaces the form with it; on any error the current
+    /// form stays and false is returned with the error reported.
+    bool Open(const QString &fileName);
+    /// \brief As `Open`, from form text.
+    bool Load(const QString &text);
+    QString FileName() const { return m_fileName; }
+    bool IsModified() const { return m_modified; }
+    QString LastError() const { return m_lastError; }
+
+    /// \brief Leaves the designing state and starts every host source; each delivers a
+    /// block per block duration from its timer until `Stop`.
+    void Run();
+    /// \brief Stops every host source and returns to the designing state.
+    void Stop();
+    bool IsRunning() const { return m_running; }
+    /// \brief Delivers `blocks` blocks from every running source at once, without
+    /// waiting on the timers; returns the number of blocks per source (0 when stopped).
+    int Tick(int blocks = 1);
+
+signals:
+    void ComponentAdded(QObject *component);
+    /// Emitted before the component is deleted.
+    void ComponentRemoving(QObject *component);
+    /// A property, the name or the geometry of `component` changed.
+    void ComponentChanged(QObject *component);
+    /// The whole form was replaced (New, Open).
+    void FormReplaced();
+    void RunningChanged(bool running);
+    void ModifiedChanged(bool modified);
+    void ErrorOccurred(const QString &message);
+
+private:
+    QString Fail(const QString &message);
+    void SetModified(bool modified);
+    void Adopt(QObject *component);
+    void DeleteComponents(QList<QObject *> components);
+    bool Replace(const std::function<QList<QObject *>(QWidget *)> &read, const QString &what);
+    QString UniqueName(const QString &className) const;
+    QPoint FreePosition(const QWidget *widget) const;
+    QString WriteProperty(QObject *component, const QMetaProperty &property, const QVariant &value);
+    QVariant SourceValue(const QMetaProperty &property, const QVariant &value, QString &error) const;
+
+    TQVClassRegistry &m_registry;
+    QPointer<QWidget> m_surface;
+    QList<QPointer<QObject>> m_components;
+    QString m_fileName;
+    QString m_lastError;
+    bool m_modified = false;
+    bool m_running = false;
+};

@@ -1,0 +1,383 @@
+// The workbench: building, editing, storing and running a form through the model, and the
+// property editor and design-mode dragging of the main window (offscreen).
+
+#include <cmath>
+#include <numbers>
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QListWidget>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QToolBox>
+#include <QtWidgets/QToolButton>
+
+#include "host/qvSignalGenerator.h"
+#include "host/workbench/qvWorkbench.h"
+#include "host/workbench/qvWorkbenchModel.h"
+#include "indicators/QVMLSingleSinks.h"
+#include "stream/qvMLSSimpleSources.h"
+
+namespace {
+
+// The message a meter sink raises when it is connected straight to a generator, obtained
+// from a separate pair of components.
+QString IncompatibleMeterMessage()
+{
+    TQVSignalGenerator generator;
+    TQVMeter meter;
+    try {
+        meter.SetMeasureSource(&generator);
+    } catch (const EQVMSIncompatibleSource &e) {
+        return e.Message();
+    }
+    return QString();
+}
+
+QStringList Names(const TQVWorkbenchModel &model)
+{
+    QStringList names;
+    for (QObject *c : model.Components())
+        names.append(c->objectName());
+    return names;
+}
+
+struct Chain
+{
+    TQVSignalGenerator *Generator = nullptr;
+    TQVAnalyzer *Analyzer = nullptr;
+    TQVMeter *Meter = nullptr;
+    TQVBarGraph *Bar = nullptr;
+};
+
+// Generator -> RMS analyzer -> meter and bar graph, set up through the model only.
+Chain BuildChain(TQVWorkbenchModel &m)
+{
+    Chain c;
+    c.Generator = qobject_cast<TQVSignalGenerator *>(m.AddComponent(QStringLiteral("TQVSignalGenerator")));
+    c.Analyzer = qobject_cast<TQVAnalyzer *>(m.AddComponent(QStringLiteral("TQVAnalyzer")));
+    c.Meter = qobject_cast<TQVMeter *>(m.AddComponent(QStringLiteral("TQVMeter")));
+    c.Bar = qobject_cast<TQVBarGraph *>(m.AddComponent(QStringLiteral("TQVBarGraph")));
+    const struct { QObject *Target; const char *Name; QVariant Value; } settings[] = {
+        {c.Generator, "SampleRate", 48000.0},      {c.Generator, "BlockLength", 1000},
+        {c.Generator, "Frequency", QStringLiteral("1000")}, {c.Generator, "Amplitude", 0.75},
+        {c.Generator, "Offset", 0.1},               {c.Analyzer, "Compression", QStringLiteral("mcoRMS")},
+        {c.Analyzer, "MeasureSource", QStringLiteral("SignalGenerator1")},
+        {c.Meter, "AutoConfig", false},             {c.Meter, "ValueMax", 2.0},
+        {c.Meter, "MeasureSource", QStringLiteral("Analyzer1")},
+        {c.Bar, "AutoConfig", false},               {c.Bar, "ValueMax", 2.0},
+        {c.Bar, "MeasureSource", QVariant::fromValue<QObject *>(c.Analyzer)},
+    };
+    for (const auto &s : settings)
+        EXPECT_EQ(m.SetProperty(s.Target, QString::fromLatin1(s.Name), s.Value), QString()) << s.Name;
+    return c;
+}
+
+// RMS of block `block` of offset + amplitude * sin(2 pi f n / fs), n counted from 0.
+double ReferenceRms(int block, int length, double fs, double f, double amplitude, double offset)
+{
+    long double sum = 0.0L;
+    for (long long n = (long long)block * length; n < (long long)(block + 1) * length; ++n) {
+        const long double x = offset + amplitude * std::sin(2.0L * std::numbers::pi_v<long double> * f * n / fs);
+        sum += x * x;
+    }
+    return double(std::sqrt(sum / length));
+}
+
+} // namespace
+
+TEST(WorkbenchModel, CreatesUniquelyNamedComponentsInDesigningState)
+{
+    TQVWorkbenchModel m;
+    EXPECT_EQ(m.Registry().PageClasses(TQVWorkbenchModel::HostPageName()),
+              QStringList({"TQVSignalGenerator", "TQVFilePlayer", "TQVPlot"}));
+    const QStringList velmora = m.Registry().PageClasses(QStringLiteral("Velmora"));
+    EXPECT_EQ(velmora.size(), 20);
+    EXPECT_EQ(velmora.mid(15), QStringList({"TQVSelectorSingle", "TQVSelectorDual", "TQVSelectorMatrix",
+                                            "TQVAnalyzer", "TQVMLSTrigger"}));
+    const char *classes[] = {"TQVSignalGenerator", "TQVAnalyzer", "TQVAnalyzer", "TQVMeter", "TQVBarGraph"};
+    const QStringList expected = {"SignalGenerator1", "Analyzer1", "Analyzer2", "Meter1", "BarGraph1"};
+    for (const char *name : classes)
+        ASSERT_NE(m.AddComponent(QString::fromLatin1(name)), nullptr) << name;
+    EXPECT_EQ(Names(m), expected);
+    EXPECT_EQ(m.NonVisualComponents().size(), 3);
+    ASSERT_EQ(m.VisualComponents().size(), 2);
+    for (QObject *c : m.Components())
+        EXPECT_TRUE(TQVComponentState::Of(c)->IsDesigning()) << qPrintable(c->objectName());
+    for (QWidget *w : m.VisualComponents())
+        EXPECT_EQ(w->parentWidget(), m.Surface());
+    EXPECT_FALSE(m.VisualComponents()[0]->geometry().intersects(m.VisualComponents()[1]->geometry()));
+
+    // A freed name is taken again; unknown classes and bad names are refused with a reason.
+    ASSERT_TRUE(m.RemoveComponent(m.Component(QStringLiteral("Analyzer1"))));
+    EXPECT_EQ(m.AddComponent(QStringLiteral("TQVAnalyzer"))->objectName(), QStringLiteral("Analyzer1"));
+    QSignalSpy errors(&m, &TQVWorkbenchModel::ErrorOccurred);
+    EXPECT_EQ(m.AddComponent(QStringLiteral("TQVNoSuchThing")), nullptr);
+    EXPECT_TRUE(m.LastError().contains(QStringLiteral("TQVNoSuchThing")));
+    QObject *bar = m.Component(QStringLiteral("BarGraph1"));
+    for (const char *bad : {"2bad", "Meter1", "with space", "end", ""})
+        EXPECT_NE(m.Rename(bar, QString::fromLatin1(bad)), QString()) << bad;
+    EXPECT_EQ(errors.count(), 6);
+    EXPECT_EQ(m.Rename(bar, QStringLiteral("Level_2")), QString());
+    EXPECT_EQ(m.Components().size(), 5);
+    EXPECT_EQ(m.Component(QStringLiteral("Level_2")), bar);
+}
+
+TEST(WorkbenchModel, RefusedPropertyWritesLeaveTheFormAsItWas)
+{
+    TQVWorkbenchModel m;
+    Chain c = BuildChain(m);
+    EXPECT_EQ(c.Analyzer->Compression(), TQVAnalyzer::mcoRMS);
+    EXPECT_EQ(c.Generator->Frequency(), 1000.0);
+    EXPECT_EQ(c.Meter->MeasureSource(), c.Analyzer);
+    const QString before = m.FormText();
+    ASSERT_FALSE(before.isEmpty());
+
+    const QString library = IncompatibleMeterMessage();
+    ASSERT_FALSE(library.isEmpty());
+    QSignalSpy errors(&m, &TQVWorkbenchModel::ErrorOccurred);
+    const QString error = m.SetProperty(c.Meter, QStringLiteral("MeasureSource"), QVariant::fromValue<QObject *>(c.Generator));
+    EXPECT_TRUE(error.contains(library)) << qPrintable(error);
+    ASSERT_EQ(errors.count(), 1);
+    EXPECT_EQ(errors.at(0).at(0).toString(), error);
+    EXPECT_EQ(c.Meter->MeasureSource(), c.Analyzer);
+    EXPECT_EQ(c.Generator->Links().size(), 1); // only the analyzer
+
+    // Writes that cannot be converted or named are refused before they reach the component.
+    const struct { QObject *Target; const char *Name; QVariant Value; } refused[] = {
+        {c.Analyzer, "Compression", QStringLiteral("mcoNope")}, {c.Analyzer, "Compression", 99},
+        {c.Generator, "Frequency", QStringLiteral("fast")},      {c.Generator, "NoSuchProperty", 1},
+        {c.Meter, "MeasureSource", QStringLiteral("Nobody")},    {c.Meter, "MeasureSource", QStringLiteral("BarGraph1")},
+        {c.Meter, "MeasureSource", 42},                          {c.Meter, "Name", QStringLiteral("Analyzer1")},
+    };
+    for (const auto &r : refused)
+        EXPECT_NE(m.SetProperty(r.Target, QString::fromLatin1(r.Name), r.Value), QString()) << r.Name;
+    EXPECT_EQ(errors.count(), 1 + int(std::size(refused)));
+    EXPECT_EQ(m.FormText(), before);
+    EXPECT_EQ(c.Bar->MeasureSource(), c.Analyzer);
+
+    // A setter that raises something else: the matrix selector refuses a bad line.
+    auto *matrix = qobject_cast<TQVSelectorMatrix *>(m.AddComponent(QStringLiteral("TQVSelectorMatrix")));
+    ASSERT_NE(matrix, nullptr);
+    const QStringList good = {QStringLiteral("0 -> 1")};
+    EXPECT_EQ(m.SetProperty(matrix, QStringLiteral("Selector"), good), QString());
+    const QString bad = m.SetProperty(matrix, QStringLiteral("Selector"), QStringList({"0 -> 2", "x -> 3"}));
+    EXPECT_TRUE(bad.startsWith(QStringLiteral("SelectorMatrix1.Selector: "))) << qPrintable(bad);
+    EXPECT_EQ(matrix->Selector(), good);
+    EXPECT_EQ(matrix->RoutingTable()[0], 1);
+}
+
+TEST(WorkbenchModel, SavedFormOpensAndRunsLikeTheOriginal)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString file = dir.filePath(QStringLiteral("chain.vform"));
+    TQVWorkbenchModel first;
+    Chain a = BuildChain(first);
+    first.AddComponent(QStringLiteral("TQVPlot"));
+    ASSERT_EQ(first.SetProperty(first.Component(QStringLiteral("Plot1")), QStringLiteral("MeasureSource"),
+                                QStringLiteral("SignalGenerator1")), QString());
+    EXPECT_TRUE(first.IsModified());
+    ASSERT_TRUE(first.Save(file)) << qPrintable(first.LastError());
+    EXPECT_FALSE(first.IsModified());
+
+    TQVWorkbenchModel second;
+    ASSERT_TRUE(second.Open(file)) << qPrintable(second.LastError());
+    EXPECT_EQ(Names(second), Names(first));
+    auto *generator = qobject_cast<TQVSignalGenerator *>(second.Component(QStringLiteral("SignalGenerator1")));
+    auto *analyzer = qobject_cast<TQVAnalyzer *>(second.Component(QStringLiteral("Analyzer1")));
+    auto *meter = qobject_cast<TQVMeter *>(second.Component(QStringLiteral("Meter1")));
+    auto *bar = qobject_cast<TQVBarGraph *>(second.Component(QStringLiteral("BarGraph1")));
+    ASSERT_TRUE(generator && analyzer && meter && bar);
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(analyzer->Compression(), TQVAnalyzer::mcoRMS);
+    EXPECT_EQ(meter->geometry(), a.Meter->geometry());
+    for (QObject *c : second.Components())
+        EXPECT_TRUE(TQVComponentState::Of(c)->IsDesigning());
+
+    EXPECT_EQ(second.Tick(3), 0); // nothing runs in design mode
+    constexpr int Blocks = 7;
+    for (TQVWorkbenchModel *m : {&first, &second}) {
+        m->Run();
+        EXPECT_TRUE(m->IsRunning());
+        EXPECT_TRUE(qobject_cast<TQVSignalGenerator *>(m->Component(QStringLiteral("SignalGenerator1")))->IsRunning());
+        for (QObject *c : m->Components())
+            EXPECT_FALSE(TQVComponentState::Of(c)->IsDesigning());
+        EXPECT_EQ(m->Tick(Blocks), Blocks);
+        m->Stop();
+    }
+    EXPECT_EQ(generator->State(), mssStop);
+    EXPECT_TRUE(TQVComponentState::Of(meter)->IsDesigning());
+    EXPECT_EQ(meter->Value(), a.Meter->Value());
+    EXPECT_EQ(bar->Value(), a.Bar->Value());
+    const double rms = ReferenceRms(Blocks - 1, 1000, 48000.0, 1000.0, 0.75, 0.1);
+    EXPECT_NEAR(meter->Value(), rms, 2e-6 * rms);
+    EXPECT_NEAR(bar->Value(), rms, 2e-6 * rms);
+
+    // Forms that cannot be read leave the open one untouched.
+    QFile broken(dir.filePath(QStringLiteral("broken.vform")));
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+    broken.write("object Gen9: TQVSignalGenerator\nend\nobject X: TQVNoSuchClass\nend\n");
+    broken.close();
+    const QString text = second.FormText();
+    EXPECT_FALSE(second.Open(broken.fileName()));
+    EXPECT_TRUE(second.LastError().contains(QStringLiteral("TQVNoSuchClass")));
+    EXPECT_FALSE(second.Open(dir.filePath(QStringLiteral("missing.vform"))));
+    EXPECT_FALSE(second.Load(text.left(text.size() / 2)));
+    EXPECT_FALSE(second.Save(dir.filePath(QStringLiteral("no/such/dir/x.vform"))));
+    EXPECT_EQ(second.FormText(), text);
+    EXPECT_EQ(second.FileName(), file);
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+}
+
+TEST(WorkbenchModel, RemovingASourceUnconnectsItsConsumers)
+{
+    TQVWorkbenchModel m;
+    Chain c = BuildChain(m);
+    m.Run();
+    EXPECT_FALSE(m.RemoveComponent(c.Analyzer));
+    EXPECT_EQ(m.AddComponent(QStringLiteral("TQVLed")), nullptr);
+    m.Stop();
+    ASSERT_TRUE(m.RemoveComponent(c.Analyzer));
+    EXPECT_EQ(c.Meter->MeasureSource(), nullptr);
+    EXPECT_EQ(c.Bar->MeasureSource(), nullptr);
+    EXPECT_EQ(c.Generator->Links().size(), 0);
+    m.Run();
+    EXPECT_EQ(m.Tick(2), 2);
+    m.Stop();
+    EXPECT_EQ(c.Meter->Value(), 0.0);
+    EXPECT_FALSE(m.RemoveComponent(c.Analyzer)); // already gone
+}
+
+TEST(WorkbenchWindow, PropertyEditorOffersEnumKeysAndTheFormsSources)
+{
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    QSignalSpy shown(&w, &TQVWorkbench::ErrorShown);
+    TQVWorkbenchModel &m = w.Model();
+    QObject *generator = m.AddComponent(QStringLiteral("TQVSignalGenerator"));
+    auto *analyzer = qobject_cast<TQVAnalyzer *>(m.AddComponent(QStringLiteral("TQVAnalyzer")));
+    auto *meter = qobject_cast<TQVMeter *>(m.AddComponent(QStringLiteral("TQVMeter")));
+    ASSERT_TRUE(generator && analyzer && meter);
+    EXPECT_EQ(w.Selected(), meter); // a new component is selected
+    EXPECT_EQ(w.Tray()->count(), 2);
+
+    w.Select(analyzer);
+    auto *compression = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("Compression")));
+    ASSERT_NE(compression, nullptr);
+    QStringList keys;
+    for (int i = 0; i < compression->count(); ++i)
+        keys.append(compression->itemText(i));
+    EXPECT_EQ(keys, QStringList({"mcoFirst", "mcoLast", "mcoAverage", "mcoMin", "mcoMax", "mcoRMS", "mcoDev"}));
+    compression->setCurrentIndex(5);
+    emit compression->activated(5);
+    EXPECT_EQ(analyzer->Compression(), TQVAnalyzer::mcoRMS);
+    auto *input = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("MeasureSource")));
+    ASSERT_NE(input, nullptr);
+    EXPECT_EQ(input->count(), 2); // none and the generator, not the analyzer itself
+    input->setCurrentIndex(1);
+    emit input->activated(1);
+    EXPECT_EQ(analyzer->GetQVMeasureSource(), generator);
+
+    w.Select(meter);
+    auto *sources = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("MeasureSource")));
+    ASSERT_NE(sources, nullptr);
+    QStringList items;
+    for (int i = 0; i < sources->count(); ++i)
+        items.append(sources->itemText(i));
+    ASSERT_EQ(items.size(), 3);
+    EXPECT_EQ(items.mid(1), QStringList({"SignalGenerator1", "Analyzer1"}));
+    emit sources->activated(2);
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(sources->currentText(), QStringLiteral("Analyzer1"));
+    EXPECT_EQ(shown.count(), 0);
+    sources->setCurrentIndex(1);
+    emit sources->activated(1); // the generator delivers blocks, not single values
+    ASSERT_EQ(shown.count(), 1);
+    EXPECT_TRUE(shown.at(0).at(0).toString().contains(IncompatibleMeterMessage()));
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(sources->currentText(), QStringLiteral("Analyzer1"));
+
+    EXPECT_NE(qobject_cast<QToolButton *>(w.PropertyEditorWidget(QStringLiteral("IndicatorColor"))), nullptr);
+    auto *autoConfig = qobject_cast<QCheckBox *>(w.PropertyEditorWidget(QStringLiteral("AutoConfig")));
+    ASSERT_NE(autoConfig, nullptr);
+    EXPECT_TRUE(autoConfig->isChecked());
+    autoConfig->setChecked(false);
+    EXPECT_FALSE(meter->AutoConfig());
+}
+
+TEST(WorkbenchWindow, DragMovesComponentsInDesignModeOnly)
+{
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    w.show();
+    TQVWorkbenchModel &m = w.Model();
+    auto *meter = qobject_cast<QWidget *>(m.AddComponent(QStringLiteral("TQVMeter"), QPoint(40, 40)));
+    ASSERT_NE(meter, nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
+    const QPoint grip(30, 30);
+    auto drag = [&](QPoint delta) {
+        QTest::mousePress(meter, Qt::LeftButton, {}, grip);
+        QTest::mouseMove(meter, grip + delta);
+        QTest::mouseRelease(meter, Qt::LeftButton, {}, grip + delta);
+    };
+    drag(QPoint(48, 32));
+    EXPECT_EQ(meter->pos(), QPoint(88, 72));
+    auto *left = qobject_cast<QSpinBox *>(w.PropertyEditorWidget(QStringLiteral("Left")));
+    ASSERT_NE(left, nullptr);
+    EXPECT_EQ(left->value(), 88);
+    left->setValue(100);
+    EXPECT_EQ(meter->x(), 100);
+
+    m.Run();
+    drag(QPoint(40, 40));
+    EXPECT_EQ(meter->pos(), QPoint(100, 72));
+    m.Stop();
+    QTest::mouseClick(m.Surface(), Qt::LeftButton, {}, QPoint(900, 600));
+    EXPECT_EQ(w.Selected(), nullptr);
+}
+
+TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
+{
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    QToolBox *palette = w.Palette();
+    ASSERT_NE(palette, nullptr);
+    QMap<QString, int> counts;
+    QListWidget *host = nullptr;
+    for (int i = 0; i < palette->count(); ++i) {
+        auto *list = qobject_cast<QListWidget *>(palette->widget(i));
+        ASSERT_NE(list, nullptr);
+        counts[palette->itemText(i)] = list->count();
+        for (int k = 0; k < list->count(); ++k)
+            EXPECT_FALSE(list->item(k)->icon().isNull()) << qPrintable(list->item(k)->text());
+        if (palette->itemText(i) == TQVWorkbenchModel::HostPageName())
+            host = list;
+    }
+    EXPECT_EQ(counts.value(QStringLiteral("Velmora")), 20);
+    ASSERT_NE(host, nullptr);
+    ASSERT_EQ(host->count(), 3);
+    emit host->itemClicked(host->item(0)); // the generator
+    ASSERT_EQ(w.Model().Components().size(), 1);
+    QObject *generator = w.Model().Components().first();
+    EXPECT_EQ(generator->objectName(), QStringLiteral("SignalGenerator1"));
+    ASSERT_EQ(w.Tray()->count(), 1);
+    EXPECT_EQ(w.Tray()->item(0)->text(), QStringLiteral("SignalGenerator1"));
+
+    QAction *remove = nullptr;
+    for (QAction *action : w.findChildren<QAction *>()) {
+        if (action->text() == QStringLiteral("&Delete"))
+            remove = action;
+    }
+    ASSERT_NE(remove, nullptr);
+    w.Select(generator);
+    remove->trigger();
+    EXPECT_TRUE(w.Model().Components().isEmpty());
+    EXPECT_EQ(w.Tray()->count(), 0);
+    EXPECT_EQ(w.Selected(), nullptr);
+    EXPECT_FALSE(remove->isEnabled());
+}
