@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtCore/QStringList>
+#include <QtCore/QVariant>
 #include <QtWidgets/QWidget>
 
 #include "controls/qvColor.h"
@@ -7,8 +9,40 @@
 #include "framework/qvComponent.h"
 #include "framework/qvGlobal.h"
 
+/// The designable property names of the widget classes that get a lower-case setter alias
+/// (`setValue` for `Value`) in `TQVCustomControl`. Left out: `Style` (the alias would hide
+/// `QWidget::setStyle`) and `MeasureSource` (an object pointer, which a form cannot hold).
+/// A property added to a widget class is added here too; a name whose alias would hide a
+/// member of QWidget does not compile (see qvControl.cpp).
+#define QV_FORM_PROPERTY_NAMES(X) \
+    X(AutoConfig) X(AutoScale) X(AxisColor) X(Background) X(BackgroundColor) X(BarColor) \
+    X(BarWidth) X(BevelColor1) X(BevelColor2) X(BevelInner) X(BevelOuter) X(BevelOuterWidth) \
+    X(BevelWidth) X(BorderWidth) X(ButtonBorderColor) X(ButtonCaption) X(ButtonColor) \
+    X(ButtonFont) X(ButtonFontColor) X(ButtonHeight) X(ButtonTransparent) X(ButtonWidth) \
+    X(Caption) X(ChannelColor) X(ChannelCurrent) X(ChannelMask) X(ChannelName) X(Color) \
+    X(ColorActive) X(ColorInactive) X(Compare) X(Copyright) X(DecibelFloor) \
+    X(DecibelReference) X(Decimals) X(DigitColor) X(DigitStyle) X(Digits) X(FlashInterval) \
+    X(Flashing) X(Grid) X(GridColor) X(HistoryLength) X(IndicatorColor) X(IndicatorScale) \
+    X(IndicatorStyle) X(KnobColor) X(Kind) X(LabelScientificUnitPosfix) X(LabelTextPosfix) \
+    X(LabelingDecimals) X(LabelingFont) X(LabelingFontColor) X(LabelingGap) \
+    X(LabelingOrientation) X(LabelingStyle) X(Legend) X(Legend1) X(Legend2) \
+    X(LegendPosition) X(Limit) X(LineWidth) X(MeterAngle1) X(MeterAngle2) X(MeterScale) \
+    X(MeterScaleWidth) X(MeterShiftX) X(MeterShiftY) X(OffsetLower) X(OffsetUpper) \
+    X(OverRangeText) X(PictureBackground) X(PictureButton) X(PictureMask) X(PictureSlide) \
+    X(PowerValues) X(RangeCheck) X(RangeColor) X(RangeCurrent) X(RangeLimit) X(RangeLower) \
+    X(RangeNumber) X(RangeTable) X(RangeUpper) X(ReduceFlicker) X(SIPrefix) X(ScaleAngle1) \
+    X(ScaleAngle2) X(ScaleColor) X(ScaleY) X(SliderWidth) X(Tag) X(TickStyle) X(Title) \
+    X(UnitText) X(Value) X(ValueDecimals) X(ValueGap) X(ValueMax) X(ValueMin) \
+    X(ValueStepWidth) X(Version) X(XLog) X(XUnit) X(YMax) X(YMin) X(YUnit)
+
 /// \brief Base of the display and input controls: a QWidget with the component state
 /// (designing, loading, `Loaded`) and the published `Tag`, `Version` and `Copyright`.
+///
+/// A `.ui` form compiled by `uic` sets a property without `stdset="0"` through
+/// `set` + its name (`setValue`), while the widget classes spell their setters `SetValue`.
+/// The base therefore carries one such alias for every name in `QV_FORM_PROPERTY_NAMES`;
+/// an alias writes the property through the meta-object, exactly as `setProperty` would,
+/// so the class's own setter runs with its own checks.
 class QV_WIDGETS_EXPORT TQVCustomControl : public QWidget, public TQVComponentState
 {
     Q_OBJECT
@@ -19,6 +53,21 @@ class QV_WIDGETS_EXPORT TQVCustomControl : public QWidget, public TQVComponentSt
 public:
     explicit TQVCustomControl(QWidget *parent = nullptr);
     ~TQVCustomControl() override;
+
+    /// \brief The property names that have a lower-case setter alias, in the order of
+    /// `QV_FORM_PROPERTY_NAMES`.
+    static QStringList FormSetterProperties();
+
+#define QV_FORM_SETTER(Name) \
+    void set##Name(const QVariant &value) { SetFormProperty(#Name, value); }
+    QV_FORM_PROPERTY_NAMES(QV_FORM_SETTER)
+#undef QV_FORM_SETTER
+
+private:
+    // Writes `value` to the property `name` of this object's class; an invalid value, a
+    // name the class does not publish or a value that cannot be converted to the
+    // property's type is reported with a warning and changes nothing.
+    void SetFormProperty(const char *name, const QVariant &value);
 };
 
 /// \brief The panel every display and input control derives from: a background `Color`,

@@ -47,9 +47,10 @@ class QV_WIDGETS_EXPORT TQVLed : public TQVLedInt, public TQVSingleValueSink
 {
     Q_OBJECT
     Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
-    Q_PROPERTY(float Limit READ Limit WRITE SetLimit)
-    Q_PROPERTY(float RangeLower READ RangeLower WRITE SetRangeLower)
-    Q_PROPERTY(float RangeUpper READ RangeUpper WRITE SetRangeUpper)
+    // Published as double, which forms and Qt Designer can hold; the values stay 32-bit.
+    Q_PROPERTY(double Limit READ LimitProperty WRITE SetLimitProperty)
+    Q_PROPERTY(double RangeLower READ RangeLowerProperty WRITE SetRangeLowerProperty)
+    Q_PROPERTY(double RangeUpper READ RangeUpperProperty WRITE SetRangeUpperProperty)
 
 public:
     explicit TQVLed(QWidget *parent = nullptr);
@@ -61,6 +62,13 @@ public:
     void SetRangeLower(float lower);
     float RangeUpper() const { return float(TQVLedInt::RangeUpper()); }
     void SetRangeUpper(float upper);
+
+    double LimitProperty() const { return Limit(); }
+    void SetLimitProperty(double limit) { SetLimit(float(limit)); }
+    double RangeLowerProperty() const { return RangeLower(); }
+    void SetRangeLowerProperty(double lower) { SetRangeLower(float(lower)); }
+    double RangeUpperProperty() const { return RangeUpper(); }
+    void SetRangeUpperProperty(double upper) { SetRangeUpper(float(upper)); }
 
 protected:
     void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
