@@ -28,6 +28,16 @@ constexpr LD Pi = std::numbers::pi_v<LD>;
 const TQVMeasureSourceCapabilities Single{mscContinuous, mscEquidistant, mscSingleChannel};
 const TQVMeasureSourceCapabilities Dual{mscContinuous, mscEquidistant, mscDualChannel};
 
+// A test source with the capabilities and `channels` channels of `length` samples over `span`.
+struct Source : TQVTestSource
+{
+    Source(TQVMeasureSourceCapabilities caps, int channels, int length = 1024, long double span = 1.0L)
+    {
+        SetCaps(caps);
+        SetSettings(channels, length, span);
+    }
+};
+
 std::vector<float> Signal(int n, int which)
 {
     std::vector<float> x;
@@ -157,9 +167,7 @@ class FFTStageOutputs : public testing::TestWithParam<OutputCase>
 TEST_P(FFTStageOutputs, ResultsAndSlotsMatchDirectSumsAndEmptyBlocksRepeatThem)
 {
     const OutputCase &c = GetParam();
-    TQVTestSource source;
-    source.SetCaps(c.DualInput ? Dual : Single);
-    source.SetSettings(c.DualInput ? 2 : 1, 100);
+    Source source(c.DualInput ? Dual : Single, c.DualInput ? 2 : 1, 100);
     auto stage = c.Make();
     stage->SetQVMeasureSource(&source);
     TQVTestConsumer consumer;
@@ -263,9 +271,7 @@ TEST(FFTStageSettings, HarmonizedLengthZeroSpanAndTwoChannelsAlways)
     EXPECT_NEAR(double(LD(consumer.LastSettings.XSpan)), 400 * 0.5 * 48.0 - 96.0, 1e-9);
     EXPECT_EQ(stage.ComplexVector()->Count(), 512);
 
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(3, 256, 0.0L);
+    Source source(Single, 3, 256, 0.0L);
     SD dual;
     dual.SetQVMeasureSource(&source);
     TQVMeasureSourceSettings s{};
@@ -280,9 +286,7 @@ TEST(FFTStageSettings, HarmonizedLengthZeroSpanAndTwoChannelsAlways)
 
 TEST(FFTStageRedimension, SizeChangesOnlyWhenTheBlockNeedsAnotherPowerOfTwo)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 1000);
+    Source source(Single, 1, 1000);
     SS stage;
     stage.SetOutput(SS::ssoPowerSpectrum);
     stage.SetQVMeasureSource(&source);
@@ -314,9 +318,7 @@ TEST(FFTStageRedimension, SizeChangesOnlyWhenTheBlockNeedsAnotherPowerOfTwo)
 
 TEST(FFTStageRedimension, RealInputOutputsUseHalfTheEngineSize)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 1024);
+    Source source(Single, 1, 1024);
     SS single;
     SD dual;
     for (TQVFFTSingleInputStage *stage : {static_cast<TQVFFTSingleInputStage *>(&single),
@@ -343,9 +345,7 @@ TEST(FFTStageRedimension, RealInputOutputsUseHalfTheEngineSize)
     DS pair;
     EXPECT_EQ(pair.ResultVector()->Count(), 512);
     EXPECT_EQ(pair.Engine()->Size(), 512);
-    TQVTestSource two;
-    two.SetCaps(Dual);
-    two.SetSettings(2, 1000);
+    Source two(Dual, 2, 1000);
     pair.SetQVMeasureSource(&two);
     for (const TQVComplexVector *v : {pair.FirstVector(), pair.SecondVector(), pair.ResultVector()})
         EXPECT_EQ(v->Count(), 1024);
@@ -397,9 +397,7 @@ TEST(FFTStageSources, IncompatibleSourcesAreRefusedAndLeaveTheStageDisconnected)
         {Maker<DS>(DS::dsoCrossCorrelation), dualValue, two},
     };
     for (const Case &c : cases) {
-        TQVTestSource source;
-        source.SetCaps(c.Caps);
-        source.SetSettings(c.Caps.Contains(mscDualChannel) ? 2 : 1);
+        Source source(c.Caps, c.Caps.Contains(mscDualChannel) ? 2 : 1);
         auto stage = c.Make();
         try {
             stage->SetQVMeasureSource(&source);
@@ -423,9 +421,7 @@ TEST(FFTStageSources, IncompatibleSourcesAreRefusedAndLeaveTheStageDisconnected)
 TEST(FFTStageEmptyBlock, ComplexSpectrumIsWindowedAgainOnEveryDelivery)
 {
     constexpr int P = 64;
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, P);
+    Source source(Single, 1, P);
     SD stage;
     stage.SetOutput(SD::sdoComplexFFT);
     stage.SetLeakFunction(wnHanning);
@@ -454,9 +450,7 @@ TEST(FFTStageEmptyBlock, ComplexSpectrumIsWindowedAgainOnEveryDelivery)
 
 TEST(FFTStageDelivery, StatesPassDownAndAnOutputChangeDuringDeliveryKeepsTheBlockValid)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 256);
+    Source source(Single, 1, 256);
     SS stage;
     stage.SetOutput(SS::ssoAutoCorrelation); // the block points into the stage's vector
     stage.SetQVMeasureSource(&source);

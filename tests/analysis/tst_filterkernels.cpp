@@ -1,5 +1,5 @@
-// The filters' block kernels against per-sample recursions in 80-bit extended precision
-// written out here, on long signals of noise and sines, on every code path the processor has.
+// The filters' block kernels against per-sample 80-bit recursions written out here, on
+// long signals of noise and sines, on every code path the processor has.
 
 #include <gtest/gtest.h>
 
@@ -65,16 +65,39 @@ std::int64_t Ulps(float a, float b)
 template <typename Filter>
 Signal InChunks(Signal x, int chunk, Filter &&filter)
 {
-    const int count = int(x.size());
-    const int step = chunk > 0 ? chunk : count;
+    const int count = int(x.size()), step = chunk > 0 ? chunk : count;
     for (int base = 0; base < count; base += step)
         filter(x.data() + base, std::min(step, count - base));
     return x;
 }
 
-// ---------------------------------------------------------------------------------------
-// IIR: Butterworth sections by the bilinear design, filtered by the stage recursion.
+// The RC recursion in 80 bits from state `s`: p = a s, out = p (low) or x - p (high), s += x - p.
+Signal RcReference(Signal x, long double a, bool high, long double &s)
+{
+    for (float &v : x) {
+        const long double p = a * s, in = v;
+        v = float(high ? in - p : p);
+        s = s - p + in;
+    }
+    return x;
+}
 
+// The state-variable recursion in 80 bits from rest; `output` 0..3: low, band, high, notch.
+Signal SvfReference(Signal x, long double f, long double damping, int output, long double &l)
+{
+    long double b = 0;
+    l = 0;
+    for (float &v : x) {
+        const long double low = b * f + l, high = v - low - b * damping, band = high * f + b;
+        b = band;
+        l = low;
+        const long double outputs[4] = {low, band, high, high + low};
+        v = float(outputs[output]);
+    }
+    return x;
+}
+
+// IIR: Butterworth sections by the bilinear design, filtered by the stage recursion.
 struct TQVIirCase
 {
     TQVIirKind Kind;
@@ -172,9 +195,7 @@ TEST(FilterKernelIir, MatchesStageRecursionInChunks)
     }
 }
 
-// ---------------------------------------------------------------------------------------
-// Vectorised kernels, on each code path
-
+// Vectorised kernels, on each code path.
 class FilterKernelPath : public ::testing::TestWithParam<TQVKernelPath>
 {
 protected:
@@ -279,13 +300,7 @@ TEST_P(FilterKernelPath, RCWithinOneUlp)
         for (bool high : {false, true}) {
             SCOPED_TRACE(std::string(high ? "high" : "low") + "-pass, fc/fs " + std::to_string(double(relativeCutoff)));
             long double s = 0;
-            Signal want = x;
-            for (float &v : want) {
-                const long double p = a * s;
-                const long double in = v;
-                v = float(high ? in - p : p);
-                s = s - p + in;
-            }
+            const Signal want = RcReference(x, a, high, s);
             Signal whole;
             for (int chunk : {0, 1, 7, 1000}) {
                 SCOPED_TRACE("calls of " + std::to_string(chunk));
@@ -338,15 +353,8 @@ TEST_P(FilterKernelPath, RCOutsideStableRangeFollows80Bits)
     for (long double a : {0.0L, 2.5L, -0.5L, 0.1L}) {
         for (bool high : {false, true}) {
             SCOPED_TRACE(std::to_string(double(a)) + (high ? " high-pass" : " low-pass"));
-            const long double start = a == 0.1L ? 1e300L : 0.5L;
-            long double s = start, state = start;
-            Signal want = x;
-            for (float &v : want) {
-                const long double p = a * s;
-                const long double in = v;
-                v = float(high ? in - p : p);
-                s = s - p + in;
-            }
+            long double s = a == 0.1L ? 1e300L : 0.5L, state = s;
+            const Signal want = RcReference(x, a, high, s);
             Signal got = x;
             TQVLookahead lookahead;
             (high ? RCHighpassFilter : RCLowpassFilter)(a, state, lookahead, got.data(), int(got.size()));
@@ -369,17 +377,8 @@ TEST_P(FilterKernelPath, StateVariableWithinOneUlp)
             for (int output = 0; output < 4; ++output) {
                 SCOPED_TRACE("fc/fs " + std::to_string(relativeCutoff) + ", Q " + std::to_string(q) + ", output "
                              + std::to_string(output));
-                long double b = 0, l = 0;
-                Signal want = x;
-                for (float &v : want) {
-                    const long double low = b * f + l;
-                    const long double high = v - low - b * damping;
-                    const long double band = high * f + b;
-                    b = band;
-                    l = low;
-                    const long double outputs[4] = {low, band, high, high + low};
-                    v = float(outputs[output]);
-                }
+                long double l;
+                const Signal want = SvfReference(x, f, damping, output, l);
                 Signal whole;
                 for (int chunk : {0, 1, 7, 1000}) {
                     if (chunk == 1 && output != 3) // one output suffices for the slowest cut
@@ -406,25 +405,14 @@ TEST_P(FilterKernelPath, StateVariableWithinOneUlp)
 // they overflow the float range.
 TEST_P(FilterKernelPath, StateVariableHandsOverLargeStates)
 {
-    struct TQVCase
-    {
-        float F, Damping, Scale;
-    };
+    struct TQVCase { float F, Damping, Scale; };
     for (const TQVCase &c : {TQVCase{0.3f, 1.0f, 1e33f}, TQVCase{1.9f, 1.0f, 1.0f}}) {
         SCOPED_TRACE("F " + std::to_string(c.F));
         Signal x = NoiseAndSines(3000, 6);
         for (float &v : x)
             v *= c.Scale;
-        long double b = 0, l = 0;
-        Signal want = x;
-        for (float &v : want) {
-            const long double low = b * c.F + l;
-            const long double band = (v - low - b * c.Damping) * c.F + b;
-            b = band;
-            l = low;
-            v = float(low);
-        }
-        long double band = 0, low = 0;
+        long double l, band = 0, low = 0;
+        const Signal want = SvfReference(x, c.F, c.Damping, 0, l);
         Signal got = x;
         TQVLookahead lookahead;
         StateVariableFilter(0, c.F, c.Damping, band, low, lookahead, got.data(), int(got.size()));
@@ -449,27 +437,16 @@ TEST_P(FilterKernelPath, EmptyCallsLeaveEverythingUnchanged)
     RCLowpassFilter(0.5L, state, lookahead, &sample, 0);
     RCHighpassFilter(0.5L, state, lookahead, nullptr, 1);
     StateVariableFilter(0, 0.5f, 1.0f, band, low, lookahead, &sample, -1);
-    EXPECT_EQ(0.5f, sample);
-    EXPECT_EQ(1.0f, delay[0]);
-    EXPECT_EQ(2.0f, delay[1]);
-    EXPECT_EQ(1, position);
-    EXPECT_EQ(3.0L, state);
-    EXPECT_EQ(4.0L, band);
-    EXPECT_EQ(5.0L, low);
-}
-
-std::string PathName(const ::testing::TestParamInfo<TQVKernelPath> &info)
-{
-    switch (info.param) {
-    case TQVKernelPath::Portable: return "Portable";
-    case TQVKernelPath::Avx2: return "Avx2";
-    case TQVKernelPath::Avx512: return "Avx512";
-    }
-    return "Unknown";
+    EXPECT_TRUE(sample == 0.5f && delay[0] == 1.0f && delay[1] == 2.0f && position == 1);
+    EXPECT_TRUE(state == 3.0L && band == 4.0L && low == 5.0L);
 }
 
 INSTANTIATE_TEST_SUITE_P(FilterKernel, FilterKernelPath,
                          ::testing::Values(TQVKernelPath::Portable, TQVKernelPath::Avx2, TQVKernelPath::Avx512),
-                         PathName);
+                         [](const auto &info) {
+                             return std::string(info.param == TQVKernelPath::Portable ? "Portable"
+                                                : info.param == TQVKernelPath::Avx2   ? "Avx2"
+                                                                                      : "Avx512");
+                         });
 
 } // namespace

@@ -88,15 +88,9 @@ struct PaintRecorder : QObject
 
 TEST(DialProperties, DefaultsAndInvalidInputIgnored)
 {
+    // The defaults, asserted after the refused writes below.
     TQVDial d;
-    EXPECT_EQ(d.ScaleAngle1(), -135.0);
-    EXPECT_EQ(d.ScaleAngle2(), 135.0);
-    EXPECT_EQ(d.ValueMin(), 0.0);
-    EXPECT_EQ(d.ValueMax(), 100.0);
-    EXPECT_EQ(d.ValueGap(), 10.0);
-    EXPECT_EQ(d.IndicatorStyle(), TQVDial::diaCircle);
     EXPECT_EQ(d.sizeHint(), QSize(120, 120));
-    EXPECT_EQ(d.property("Version").toString(), QStringLiteral("7.0"));
 
     const double nan = std::nan(""), inf = std::numeric_limits<double>::infinity();
     for (double a : {-135.0, -140.0, 300.0, 800.0, nan, inf}) // not above angle 1, span over 360, not finite

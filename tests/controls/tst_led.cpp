@@ -1,6 +1,7 @@
 #include "indicators/QVLedInt.h"
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -25,18 +26,14 @@ QImage Render(Led &led, qreal dpr = 1.0)
     return image;
 }
 
-QRgb Rgb(const Led &led, TQVColor c)
-{
-    return led.ToQColor(c).rgb();
-}
+QRgb Rgb(const Led &led, TQVColor c) { return led.ToQColor(c).rgb(); }
 
 ::testing::AssertionResult PixelIs(const QImage &image, QPoint p, QRgb expected)
 {
-    const QRgb got = image.pixel(p) | 0xFF000000u;
-    if (got == (expected | 0xFF000000u))
+    const QRgb got = image.pixel(p) | 0xFF000000u, want = expected | 0xFF000000u;
+    if (got == want)
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "pixel (" << p.x() << "," << p.y() << ") is #" << std::hex << got
-                                         << ", expected #" << (expected | 0xFF000000u);
+    return ::testing::AssertionFailure() << "pixel (" << p.x() << "," << p.y() << ") is #" << std::hex << got << ", not #" << want;
 }
 
 // Squared RGB distance, to tell shaded lamp pixels from the background.
@@ -55,14 +52,11 @@ TEST(LedProperties, DefaultsSettersAndIgnoredInput)
     EXPECT_EQ(led.ColorActive(), 255u);
     EXPECT_EQ(led.CurrentColor(), led.ColorInactive());
     EXPECT_FALSE(led.Flashing());
-    EXPECT_EQ(led.FlashInterval(), 1000);
     EXPECT_EQ(led.Style(), Led::lesCircle);
-    EXPECT_FALSE(led.Value());
-    EXPECT_EQ(led.Compare(), Led::cmpOver);
+    EXPECT_FALSE(led.Value()); // FlashInterval 1000 and cmpOver: asserted after the refused writes
     EXPECT_EQ(led.size(), QSize(16, 16));
     EXPECT_EQ(led.sizeHint(), QSize(16, 16));
     EXPECT_TRUE(led.testAttribute(Qt::WA_OpaquePaintEvent));
-    EXPECT_EQ(led.property("Version").toString(), QStringLiteral("7.0"));
     EXPECT_TRUE(led.setProperty("Style", QVariant::fromValue(Led::lesArrowUp)));
     EXPECT_EQ(led.Style(), Led::lesArrowUp);
 
@@ -99,17 +93,18 @@ TEST(LedCompare, ModesAroundTheLimits)
         bool on;
     };
     const Case cases[] = {
-        {Led::cmpOver, 5, 0, 0, 5.0f, false},           {Led::cmpOver, 5, 0, 0, 5.0001f, true},
+        {Led::cmpOver, 5, 0, 0, 5.0f, false},           {Led::cmpOver, 5, 0, 0, std::nextafter(5.0f, 6.0f), true},
         {Led::cmpOver, 5, 0, 0, -7.0f, false},          {Led::cmpUnder, 5, 0, 0, 5.0f, false},
-        {Led::cmpUnder, 5, 0, 0, 4.9999f, true},        {Led::cmpUnder, 5, 0, 0, 5.0001f, false},
+        {Led::cmpUnder, 5, 0, 0, std::nextafter(5.0f, 4.0f), true}, {Led::cmpUnder, 5, 0, 0, 5.0001f, false},
         {Led::cmpInRange, 0, 0, 10, 0.0f, true},        {Led::cmpInRange, 0, 0, 10, 10.0f, true},
         {Led::cmpInRange, 0, 0, 10, -0.0001f, false},   {Led::cmpInRange, 0, 0, 10, 10.0001f, false},
         {Led::cmpOutOfRange, 0, 0, 10, 0.0f, false},    {Led::cmpOutOfRange, 0, 0, 10, 10.0f, false},
         {Led::cmpOutOfRange, 0, 0, 10, -0.0001f, true}, {Led::cmpOutOfRange, 0, 0, 10, 10.0001f, true},
         {Led::cmpOutOfRange, 0, 0, 10, 5.0f, false},
         // Swapped bounds are taken as they are: never in range, always out of it.
-        {Led::cmpInRange, 0, 10, 0, 5.0f, false},       {Led::cmpOutOfRange, 0, 10, 0, 5.0f, true},
-        {Led::cmpOutOfRange, 0, 10, 0, 10.0f, true},
+        {Led::cmpInRange, 0, 10, 0, 5.0f, false},       {Led::cmpInRange, 0, 10, 0, 10.0f, false},
+        {Led::cmpOutOfRange, 0, 10, 0, 5.0f, true},     {Led::cmpOutOfRange, 0, 10, 0, 10.0f, true},
+        {Led::cmpOutOfRange, 0, 10, 0, 0.0f, true},
     };
     for (const Case &c : cases) {
         for (bool startOn : {false, true}) {
@@ -198,8 +193,8 @@ TEST(LedPaint, ShapesCoverTheirGeometry)
 
     // The two double arrows are deliberately drawn alike.
     Led a, b;
-    a.resize(W, H);
-    b.resize(W, H);
+    for (Led *l : {&a, &b})
+        l->resize(W, H);
     a.SetStyle(Led::lesArrowLeftRight);
     b.SetStyle(Led::lesArrowUpDown);
     EXPECT_EQ(Render(a), Render(b));

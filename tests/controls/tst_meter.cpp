@@ -293,7 +293,6 @@ TEST(MeterProperties, ConstructorClampsAngleLockAndRanges)
     Meter m;
     EXPECT_EQ(m.size(), QSize(133, 133));
     EXPECT_EQ(m.sizeHint(), QSize(133, 133));
-    EXPECT_EQ(m.property("Version").toString(), QStringLiteral("7.0"));
     EXPECT_EQ(m.IndicatorStyle(), Meter::indWedge);
     EXPECT_EQ(m.LegendPosition(), Meter::LegBottom);
     EXPECT_EQ(m.RangeColor(), QVColors::clGreen);

@@ -73,7 +73,6 @@ TEST(SliderProperties, ConstructorValuesLimitsAndStreamData)
     EXPECT_EQ(s.Kind(), TQVSlider::sbVertical);
     EXPECT_EQ(s.RangeColor(), QVColors::clBtnFace);
     EXPECT_EQ(s.RangeLimit(), 100.0);
-    EXPECT_EQ(s.property("Version").toString(), QStringLiteral("7.0"));
 
     s.SetButtonWidth(1000);
     EXPECT_EQ(s.ButtonWidth(), 47);
