@@ -13,6 +13,7 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QAccessibleWidget>
 
+#include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
 #include "framework/qvFiler.h"
 
@@ -466,6 +467,25 @@ void TQVSlider::ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles
 {
     ReadRanges(ranges);
     ReadDoubles(values);
+}
+
+QString TQVSlider::RangeTable() const
+{
+    QList<TQVRangeTableRow> rows;
+    for (const TRangeEntry &entry : Ranges())
+        rows.append(TQVRangeTableRow{entry.Color, entry.Limit, false});
+    return QVRangeTableText(rows, false);
+}
+
+void TQVSlider::SetRangeTable(const QString &text)
+{
+    QList<TQVRangeTableRow> rows;
+    if (!QVParseRangeTable(text, false, rows))
+        return;
+    QList<TRangeEntry> ranges;
+    for (const TQVRangeTableRow &row : rows.first(std::min<qsizetype>(rows.size(), MaxRanges)))
+        ranges.append(TRangeEntry{row.Color, row.Limit});
+    ReadRanges(ranges);
 }
 
 namespace {

@@ -60,6 +60,7 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVCustomPanel
     Q_PROPERTY(TQVKind Kind READ Kind WRITE SetKind)
     Q_PROPERTY(TLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
     Q_PROPERTY(TLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true STORED false)
 
 public:
     enum TQVKind : quint8 { sbHorizontal, sbVertical };
@@ -205,6 +206,12 @@ public:
     void ReadDoubles(const TStreamDoubles &values);
     /// The older "Range" property: the range table and the five values.
     void ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles &values);
+    /// \brief The ranges in use as text for Qt Designer forms: rows `0xCOLOR:limit` joined
+    /// by ';' (see `QVRangeTableText`).
+    QString RangeTable() const;
+    /// \brief Replaces the table from `RangeTable` text, as `ReadRanges` does (empty text
+    /// gives no ranges); text with a malformed row leaves the table unchanged.
+    void SetRangeTable(const QString &text);
     /// \brief Defines "Ranges" and "Doubles", and the read-only "Range" of older forms;
     /// reading keeps at most 16 pairs and drops the rest.
     void DefineProperties(TQVFiler &filer) override;

@@ -11,6 +11,28 @@
 #include "controls/qvCommon.h"
 #include "controls/qvControl.h"
 
+/// \brief One row of the text form of a colour range table (the `RangeTable` property of the
+/// bar graph, the slider and the meter).
+struct TQVRangeTableRow
+{
+    TQVColor Color = 0;
+    double Limit = 0.0;
+    bool Check = false; // the meter's rows only
+    bool operator==(const TQVRangeTableRow &) const = default;
+};
+
+/// \brief The text of a range table: rows joined by ';', each `0xCOLOR:limit`, or
+/// `0xCOLOR:limit:check` with `withCheck`. The colour has eight hex digits (system colours
+/// keep their high bit, `0x8000000F`); the limit is the shortest C-locale text that reads
+/// back to the same double; the check is 0 or 1.
+QV_WIDGETS_EXPORT QString QVRangeTableText(const QList<TQVRangeTableRow> &rows, bool withCheck);
+
+/// \brief Parses `QVRangeTableText` text into `rows`. Blanks around fields are allowed,
+/// colours take 1 to 8 hex digits after `0x`, limits are C-locale doubles (`inf` allowed,
+/// NaN refused), checks are 0 or 1; empty text gives no rows. Returns false, leaving `rows`
+/// untouched, when any row is malformed. All rows are returned, also beyond 16.
+QV_WIDGETS_EXPORT bool QVParseRangeTable(const QString &text, bool withCheck, QList<TQVRangeTableRow> &rows);
+
 /// \brief A display control that shows one value as a filled bar along a vertical or
 /// horizontal track, coloured piecewise by a table of up to 16 colour ranges, with scale
 /// lines and labels beside it and an optional background picture.
@@ -44,6 +66,7 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVCustomPanel
     Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor)
     Q_PROPERTY(TQVLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
     Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true STORED false)
 
 public:
     enum TQVBarKind : quint8 { sbHorizontal, sbVertical };
@@ -143,6 +166,12 @@ public:
     /// \brief Stores the values written with the range table directly, without checks,
     /// clamping or `CheckLimits`, as the form reader does. Requests a full repaint.
     void SetStreamedValues(double value, double valueMin, double valueMax, double labelingGap);
+    /// \brief The ranges in use as text for Qt Designer forms: rows `0xCOLOR:limit` joined
+    /// by ';' (see `QVRangeTableText`).
+    QString RangeTable() const;
+    /// \brief Replaces the table from `RangeTable` text, as `SetRanges` does; text with a
+    /// malformed row, and empty text, leave the table unchanged.
+    void SetRangeTable(const QString &text);
     /// \brief Stores the range table and the values as the custom property "Range" while
     /// `RangeNumber` > 0; reading keeps at most 16 pairs and drops the rest.
     void DefineProperties(TQVFiler &filer) override;

@@ -13,7 +13,9 @@
 #include <QtGui/QPainterPath>
 #include <QtWidgets/QAccessibleWidget>
 
+#include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
+#include "framework/qvFiler.h"
 
 namespace {
 
@@ -375,6 +377,56 @@ void TQVMeterInt::SetRanges(const QList<RangeEntry> &ranges)
     m_rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
     std::copy_n(ranges.begin(), m_rangeNumber, m_ranges);
     Recalc();
+}
+
+QString TQVMeterInt::RangeTable() const
+{
+    QList<TQVRangeTableRow> rows;
+    for (const RangeEntry &entry : Ranges())
+        rows.append(TQVRangeTableRow{entry.Color, entry.Limit, entry.Check});
+    return QVRangeTableText(rows, true);
+}
+
+void TQVMeterInt::SetRangeTable(const QString &text)
+{
+    QList<TQVRangeTableRow> rows;
+    if (!QVParseRangeTable(text, true, rows))
+        return;
+    QList<RangeEntry> ranges;
+    for (const TQVRangeTableRow &row : rows.first(std::min<qsizetype>(rows.size(), MaxRanges)))
+        ranges.append(RangeEntry{row.Limit, row.Check, row.Color});
+    SetRanges(ranges);
+}
+
+void TQVMeterInt::DefineProperties(TQVFiler &filer)
+{
+    TQVCustomPanel::DefineProperties(filer);
+    filer.DefineProperty(
+        QStringLiteral("Ranges"),
+        [this](TQVReader &reader) {
+            QList<RangeEntry> ranges;
+            reader.ReadListBegin();
+            while (!reader.EndOfList()) {
+                RangeEntry entry;
+                entry.Color = reader.ReadColor();
+                entry.Limit = reader.ReadDouble();
+                entry.Check = reader.ReadBoolean();
+                if (ranges.size() < MaxRanges)
+                    ranges.append(entry);
+            }
+            reader.ReadListEnd();
+            SetRanges(ranges);
+        },
+        [this](TQVWriter &writer) {
+            writer.WriteListBegin();
+            for (const RangeEntry &entry : Ranges()) {
+                writer.WriteInteger(entry.Color);
+                writer.WriteDouble(entry.Limit);
+                writer.WriteBoolean(entry.Check);
+            }
+            writer.WriteListEnd();
+        },
+        m_rangeNumber > 0);
 }
 
 // ---------------------------------------------------------------------------------------

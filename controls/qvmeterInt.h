@@ -50,6 +50,7 @@ class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
     Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
     Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle)
     Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true STORED false)
 
 public:
     enum TQVIndicatorStyle : quint8 { indNeedle, indWedge };
@@ -167,6 +168,15 @@ public:
     /// of entries (an empty list gives 0; entries beyond 16 are dropped), limits are stored
     /// as they are. Recomputes the scale and requests a full repaint.
     void SetRanges(const QList<RangeEntry> &ranges);
+    /// \brief The ranges in use as text for Qt Designer forms: rows `0xCOLOR:limit:check`
+    /// joined by ';' (see `QVRangeTableText`).
+    QString RangeTable() const;
+    /// \brief Replaces the table from `RangeTable` text, as `SetRanges` does (empty text
+    /// gives no ranges); text with a malformed row leaves the table unchanged.
+    void SetRangeTable(const QString &text);
+    /// \brief Stores the ranges in use as the custom property "Ranges" while `RangeNumber`
+    /// > 0: colour, limit and check of each; reading keeps at most 16 and drops the rest.
+    void DefineProperties(TQVFiler &filer) override;
 
     // Scale geometry, as computed for the current size and properties.
     int MeterCenterX() const;

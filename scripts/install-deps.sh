@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs everything the build, the tests and the benchmarks need on Debian 12 (run as root).
+# clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh.
 set -euo pipefail
 
 packages=(
@@ -7,6 +8,7 @@ packages=(
   qt6-base-dev qt6-tools-dev libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfftw3-dev libkissfft-dev libliquid-dev
+  clang libclang-rt-14-dev
   fonts-dejavu-core
 )
 

@@ -2,8 +2,9 @@
 # Builds everything (library, host, tests, benchmarks) and runs the whole test suite twice:
 # in the normal build and in a build with AddressSanitizer and UndefinedBehaviorSanitizer.
 # Between the two it installs the package and builds and runs examples/consumer against it.
-# The 32-bit record layout check runs as part of the suite. `--no-sanitize` skips the
-# second build.
+# The 32-bit record layout check runs as part of the suite. After the sanitizer build the
+# form reader is fuzzed for a minute (scripts/fuzz.sh). `--no-sanitize` skips the second
+# build and the fuzz run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -40,6 +41,9 @@ if [ "$sanitize" = 1 ]; then
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
     ctest --test-dir build-asan --output-on-failure -j "$jobs"
+
+  # The form reader under libFuzzer (clang, with the same sanitizers), for one minute.
+  ./scripts/fuzz.sh 60
 
   # The threaded host sources under ThreadSanitizer.
   cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_TSAN=ON \

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Fuzzes the form reader for a bounded time: ./scripts/fuzz.sh [SECONDS] (default 60).
+# Builds tests/fuzz/fuzz_formreader with clang, libFuzzer, AddressSanitizer and
+# UndefinedBehaviorSanitizer in build-fuzz, and runs it from the seeds: forms of the writer
+# (tests/fuzz/corpus) and the malformed forms (tests/framework/forms). New inputs go to
+# build-fuzz/corpus, which later runs start from too; a crash leaves its input in
+# build-fuzz/artifacts and fails the script.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:-60}
+case "$seconds" in
+  ''|*[!0-9]*) echo "usage: $0 [SECONDS]" >&2; exit 2 ;;
+esac
+
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DVELMORA_FUZZ=ON -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_BENCH=OFF -DVELMORA_BUILD_DESIGNER_PLUGIN=OFF > /dev/null
+cmake --build build-fuzz -j "$(nproc)" --target fuzz_formreader
+
+mkdir -p build-fuzz/corpus build-fuzz/artifacts
+export QT_QPA_PLATFORM=offscreen
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
+  ./build-fuzz/tests/fuzz/fuzz_formreader -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+    -max_len=8192 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
+    build-fuzz/corpus tests/fuzz/corpus tests/framework/forms
