@@ -12,6 +12,7 @@ TQVFFTStage::TQVFFTStage(bool dualInput, QObject *owner)
     , m_engine(new TQVFFT(this)) // a child, so that it shares the designing state
     , m_dualInput(dualInput)
 {
+    m_engine->SetSubComponent(true); // the stage's own part: its window is stored as LeakFunction
 }
 
 TQVFFTStage::~TQVFFTStage() = default;

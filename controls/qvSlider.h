@@ -36,9 +36,11 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVCustomPanel
     Q_PROPERTY(int LabelingDecimals READ LabelingDecimals WRITE SetLabelingDecimals)
     Q_PROPERTY(int OffsetLower READ OffsetLower WRITE SetOffsetLower)
     Q_PROPERTY(int OffsetUpper READ OffsetUpper WRITE SetOffsetUpper)
-    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
+    // The ends before the value, and the upper end first: forms and Qt Designer set
+    // properties in this order, and the setters refuse what does not fit the current range.
     Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
+    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
     Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth)
     Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap)
     Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfixInt WRITE SetLabelScientificUnitPosfixInt)
@@ -60,7 +62,9 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVCustomPanel
     Q_PROPERTY(TQVKind Kind READ Kind WRITE SetKind)
     Q_PROPERTY(TLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
     Q_PROPERTY(TLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
-    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true STORED false)
+    // The range table as text, for Qt Designer; forms keep it in the custom stream data.
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
+    Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
     enum TQVKind : quint8 { sbHorizontal, sbVertical };

@@ -50,7 +50,9 @@ class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
     Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
     Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle)
     Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition)
-    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true STORED false)
+    // The range table as text, for Qt Designer; forms keep it in the custom stream data.
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
+    Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
     enum TQVIndicatorStyle : quint8 { indNeedle, indWedge };

@@ -19,10 +19,13 @@ public:
     enum TQVStateFlag : unsigned {
         csDesigning = 0x1,
         csLoading = 0x2,
+        csSubComponent = 0x4, ///< a part its owner creates itself; forms do not store it
     };
 
     bool IsDesigning() const { return (m_state & csDesigning) != 0; }
     bool IsLoading() const { return (m_state & csLoading) != 0; }
+    bool IsSubComponent() const { return (m_state & csSubComponent) != 0; }
+    void SetSubComponent(bool sub) { m_state = sub ? (m_state | csSubComponent) : (m_state & ~csSubComponent); }
     unsigned ComponentState() const { return m_state; }
 
     virtual void SetDesigning(bool designing);

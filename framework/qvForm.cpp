@@ -70,12 +70,32 @@ int FirstOwnProperty(const QMetaObject *meta)
     return 0;
 }
 
+// Whether a class keeps property `name` in its custom stream data instead: such properties
+// are listed, comma-separated, in its class info "FormCustomData" (published for Qt
+// Designer, which cannot hold custom data, but stored in forms only once).
+bool KeptInCustomData(const QMetaObject *meta, const char *name)
+{
+    for (int i = 0; i < meta->classInfoCount(); ++i) {
+        const QMetaClassInfo info = meta->classInfo(i);
+        if (qstrcmp(info.name(), "FormCustomData") != 0)
+            continue;
+        for (const QByteArray &listed : QByteArray(info.value()).split(','))
+            if (listed.trimmed() == name)
+                return true;
+    }
+    return false;
+}
+
+// A property stored in forms: the class's own (not Qt's), stored, writable, of a type forms
+// hold, not kept in custom data, and not hidden by a property of the same name in a
+// derived class (that one is stored instead).
 bool IsStoredProperty(const QMetaObject *meta, int index)
 {
     if (index < FirstOwnProperty(meta) || index >= meta->propertyCount())
         return false;
     const QMetaProperty property = meta->property(index);
-    return property.isStored() && property.isWritable() && KindOf(property) != Kind::Unsupported;
+    return property.isStored() && property.isWritable() && KindOf(property) != Kind::Unsupported
+        && meta->indexOfProperty(property.name()) == index && !KeptInCustomData(meta, property.name());
 }
 
 bool HasGeometry(const QObject *object)
@@ -212,6 +232,17 @@ void FormWriting::WriteObject(QObject *object, int depth)
     m_writer.BeginObject(object->objectName(), className);
 
     QObject *defaults = DefaultOf(className);
+    // Widgets keep their place on the form; the default geometry depends on the owner,
+    // so it is always written, and first: some properties are limited by the size.
+    if (HasGeometry(object)) {
+        const QRect r = object->property("geometry").toRect();
+        const int values[] = {r.left(), r.top(), r.width(), r.height()};
+        for (int k = 0; k < 4; ++k) {
+            m_writer.WritePropertyName(QString::fromLatin1(GeometryNames[k]));
+            m_writer.WriteInteger(values[k]);
+        }
+    }
+
     for (int i = FirstOwnProperty(meta); i < meta->propertyCount(); ++i) {
         if (!IsStoredProperty(meta, i))
             continue;
@@ -224,24 +255,15 @@ void FormWriting::WriteObject(QObject *object, int depth)
         WriteValue(object, property, kind, value);
     }
 
-    // Widgets keep their place on the form; the default geometry depends on the owner,
-    // so it is always written.
-    if (HasGeometry(object)) {
-        const QRect r = object->property("geometry").toRect();
-        const int values[] = {r.left(), r.top(), r.width(), r.height()};
-        for (int k = 0; k < 4; ++k) {
-            m_writer.WritePropertyName(QString::fromLatin1(GeometryNames[k]));
-            m_writer.WriteInteger(values[k]);
-        }
-    }
-
     if (TQVComponentState *state = TQVComponentState::Of(object)) {
         TQVWriterFiler filer(m_writer);
         state->DefineProperties(filer);
     }
 
     for (QObject *child : object->children()) {
-        if (m_registry.IsRegistered(QString::fromLatin1(child->metaObject()->className())))
+        const TQVComponentState *state = TQVComponentState::Of(child);
+        if (m_registry.IsRegistered(QString::fromLatin1(child->metaObject()->className()))
+            && !(state && state->IsSubComponent()))
             WriteObject(child, depth + 1);
     }
     m_writer.EndObject();

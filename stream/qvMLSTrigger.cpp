@@ -125,7 +125,13 @@ struct Between
 {
     float Low, High;
     template <typename V>
-    QV_INLINE auto operator()(const V &v) const { return (v > Splat<V>(Low)) & (v < Splat<V>(High)); }
+    QV_INLINE auto operator()(const V &v) const
+    {
+        if constexpr (std::is_same_v<V, float>)
+            return v > Low && v < High;
+        else
+            return (v > Splat<V>(Low)) & (v < Splat<V>(High)); // lane masks
+    }
 #ifdef QV_HAVE_AVX512_SCAN
     QV_AVX512 __mmask16 Mask(__m512 v) const
     {

@@ -432,10 +432,8 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
         QObject *object = registry.Create(name, &form);
         ASSERT_NE(object, nullptr) << qPrintable(name);
         object->setObjectName(name.mid(3) + QStringLiteral("1"));
-        // The slider keeps its size: its button width limit depends on it (see
-        // DISABLED_SliderButtonWidthDoesNotDependOnTheOrderOfGeometry).
         auto *widget = qobject_cast<QWidget *>(object);
-        if (widget && !qobject_cast<TQVSlider *>(object))
+        if (widget)
             widget->setGeometry(int(objects.size()) * 7, 11, 90 + int(objects.size()), 130);
         objects.append(object);
     }
@@ -463,7 +461,8 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
     };
     // SampleFrequency follows the source. The selectors' RequestHarmonizedData is kept only
     // while connected (see DISABLED_HarmonizedRequestSurvivesTheLateReferences).
-    const QStringList skipped{QStringLiteral("SampleFrequency"), QStringLiteral("RequestHarmonizedData")};
+    const QStringList skipped{QStringLiteral("SampleFrequency"), QStringLiteral("RequestHarmonizedData"),
+                              QStringLiteral("RangeTable")}; // the range table text: tested below
     for (QObject *object : objects) {
         const QStringList unchanged =
             SetNonDefaultValues(object, {generator, selector, dual, analyzer}, presets, skipped);
@@ -513,20 +512,17 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
             EXPECT_EQ(fir->Floats(), floats);
         }
     }
-    // The copy written again gives the same text.
-    // Each copy written again gives the text of its original (compound FFT stages aside,
-    // see DISABLED_CompoundStagesDoNotDuplicateTheirInnerFFTs).
+    // Each copy written again gives the text of its original.
     for (int i = 0; i < objects.size(); ++i) {
-        if (objects[i]->findChild<TQVFFT *>(QString(), Qt::FindDirectChildrenOnly))
-            continue;
         EXPECT_EQ(TQVFormWriter(registry).Write(read[i]).toStdString(),
                   TQVFormWriter(registry).Write(objects[i]).toStdString());
     }
 }
 
-// Open faults of the form stream, kept disabled until they are fixed: the reader sets the
-// geometry after the published properties, and resolves references after the whole text.
-TEST(FormRoundTrip, DISABLED_SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
+// The geometry is set before the published properties; references are resolved after the
+// whole text (the harmonized request of a selector, kept only while a source is connected,
+// is therefore not restored: an open point, kept disabled).
+TEST(FormRoundTrip, SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
 {
     TQVClassRegistry registry;
     Register(registry);
@@ -562,7 +558,7 @@ TEST(FormRoundTrip, DISABLED_HarmonizedRequestSurvivesTheLateReferences)
     EXPECT_TRUE(qobject_cast<TQVSelectorMatrix *>(read[1])->RequestHarmonizedData());
 }
 
-TEST(FormRoundTrip, DISABLED_CompoundStagesDoNotDuplicateTheirInnerFFTs)
+TEST(FormRoundTrip, CompoundStagesDoNotDuplicateTheirInnerFFTs)
 {
     TQVClassRegistry registry;
     Register(registry);
