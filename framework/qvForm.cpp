@@ -309,6 +309,7 @@ private:
     void ReadGeometry(QObject *object, int which);
     void Apply(QObject *object, const QMetaProperty &property, const QVariant &value, int line, int column);
     void ResolveReferences();
+    void Resolve(const PendingReference &ref);
 
     const TQVClassRegistry &m_registry;
     const QList<QObject *> &m_external;
@@ -474,12 +475,18 @@ void FormReading::ReadPublished(QObject *object, const QMetaProperty &property, 
     QVariant value;
     switch (kind) {
     case Kind::Reference: {
-        if (m_reader.NextValueType() == vaNil) {
+        PendingReference ref{object, property, QString(), line, column};
+        if (m_reader.NextValueType() == vaNil)
             m_reader.ReadIdent();
-            m_references.append(PendingReference{object, property, QString(), line, column});
-        } else {
-            m_references.append(PendingReference{object, property, m_reader.ReadIdent(), line, column});
-        }
+        else
+            ref.Target = m_reader.ReadIdent();
+        // A component read before is connected at once, in the order of the text (later
+        // properties may depend on the connection, e.g. a selector's harmonized request);
+        // forward references wait for the end of the form.
+        if (ref.Target.isEmpty() || m_names.find(ref.Target) != m_names.end())
+            Resolve(ref);
+        else
+            m_references.append(ref);
         return;
     }
     case Kind::Enum: {
@@ -582,9 +589,15 @@ void FormReading::Apply(QObject *object, const QMetaProperty &property, const QV
 
 void FormReading::ResolveReferences()
 {
-    for (const PendingReference &ref : m_references) {
+    for (const PendingReference &ref : m_references)
+        Resolve(ref);
+}
+
+void FormReading::Resolve(const PendingReference &ref)
+{
+    {
         if (!ref.Object)
-            continue;
+            return;
         QObject *target = nullptr;
         const QString name = QString::fromLatin1(ref.Property.name());
         if (!ref.Target.isEmpty()) {

@@ -459,8 +459,8 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
         // Two channels for the dual selector.
         {QStringLiteral("TQVSignalGenerator.ChannelCount"), 2},
     };
-    // SampleFrequency follows the source. The selectors' RequestHarmonizedData is kept only
-    // while connected (see DISABLED_HarmonizedRequestSurvivesTheLateReferences).
+    // SampleFrequency follows the source. The selectors' RequestHarmonizedData needs the
+    // source connected first (see HarmonizedRequestSurvivesTheReferences).
     const QStringList skipped{QStringLiteral("SampleFrequency"), QStringLiteral("RequestHarmonizedData"),
                               QStringLiteral("RangeTable")}; // the range table text: tested below
     for (QObject *object : objects) {
@@ -519,9 +519,8 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
     }
 }
 
-// The geometry is set before the published properties; references are resolved after the
-// whole text (the harmonized request of a selector, kept only while a source is connected,
-// is therefore not restored: an open point, kept disabled).
+// The geometry is set before the published properties, and a reference to a component read
+// before is set at once, so that properties depending on either come out as stored.
 TEST(FormRoundTrip, SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
 {
     TQVClassRegistry registry;
@@ -537,7 +536,7 @@ TEST(FormRoundTrip, SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
     EXPECT_EQ(qobject_cast<TQVSlider *>(read.first())->ButtonWidth(), 100);
 }
 
-TEST(FormRoundTrip, DISABLED_HarmonizedRequestSurvivesTheLateReferences)
+TEST(FormRoundTrip, HarmonizedRequestSurvivesTheReferences)
 {
     TQVClassRegistry registry;
     RegisterStreamComponents(registry, QString());
