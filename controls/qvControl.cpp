@@ -1,10 +1,14 @@
 #include "qvControl.h"
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QLocale>
 #include <QtCore/QMetaProperty>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
+#include <QtWidgets/QAccessibleWidget>
 
 #include <algorithm>
+#include <vector>
 
 TQVCustomControl::TQVCustomControl(QWidget *parent)
     : QWidget(parent)
@@ -190,4 +194,90 @@ void TQVCustomPanel::PaintPanel(QPainter &painter)
         painter.setFont(font());
         painter.drawText(r, Qt::AlignCenter, m_caption);
     }
+}
+
+namespace {
+
+std::vector<TQVValueAccessibility> &ValueAccessibilities()
+{
+    static std::vector<TQVValueAccessibility> descriptions;
+    return descriptions;
+}
+
+class TQVValueAccessible : public QAccessibleWidget, public QAccessibleValueInterface
+{
+public:
+    TQVValueAccessible(QWidget *widget, const TQVValueAccessibility &description)
+        : QAccessibleWidget(widget, description.Role)
+        , m_description(description)
+    {
+    }
+
+    void *interface_cast(QAccessible::InterfaceType type) override
+    {
+        if (type == QAccessible::ValueInterface)
+            return static_cast<QAccessibleValueInterface *>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    QString text(QAccessible::Text t) const override
+    {
+        if (t == QAccessible::Name) {
+            QString name = widget()->accessibleName();
+            if (name.isEmpty() && m_description.CaptionProperty)
+                name = widget()->property(m_description.CaptionProperty).toString();
+            if (name.isEmpty() && m_description.DefaultName)
+                name = QCoreApplication::translate(m_description.ClassName, m_description.DefaultName);
+            return name;
+        }
+        if (t == QAccessible::Value) {
+            if (m_description.ValueText)
+                return m_description.ValueText(widget());
+            return widget()->locale().toString(widget()->property("Value").toDouble());
+        }
+        return QAccessibleWidget::text(t);
+    }
+
+    QVariant currentValue() const override { return widget()->property("Value"); }
+    void setCurrentValue(const QVariant &value) override
+    {
+        if (m_description.Input)
+            widget()->setProperty("Value", value.toDouble());
+    }
+    QVariant maximumValue() const override { return widget()->property("ValueMax"); }
+    QVariant minimumValue() const override { return widget()->property("ValueMin"); }
+    QVariant minimumStepSize() const override
+    {
+        return m_description.Input ? std::max(0.0, widget()->property("ValueStepWidth").toDouble()) : 0.0;
+    }
+
+private:
+    TQVValueAccessibility m_description;
+};
+
+// Qt asks with the object's class name and then with its base classes' names, so a sink
+// derived from a control finds the control's description.
+QAccessibleInterface *ValueAccessibleFactory(const QString &className, QObject *object)
+{
+    if (!object || !object->isWidgetType())
+        return nullptr;
+    for (const TQVValueAccessibility &description : ValueAccessibilities()) {
+        if (className == QLatin1String(description.ClassName))
+            return new TQVValueAccessible(static_cast<QWidget *>(object), description);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+void QVInstallValueAccessibility(const TQVValueAccessibility &description)
+{
+    static const bool factoryInstalled = (QAccessible::installFactory(ValueAccessibleFactory), true);
+    Q_UNUSED(factoryInstalled);
+    auto &descriptions = ValueAccessibilities();
+    for (const TQVValueAccessibility &known : descriptions) {
+        if (qstrcmp(known.ClassName, description.ClassName) == 0)
+            return;
+    }
+    descriptions.push_back(description);
 }

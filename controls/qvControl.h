@@ -2,6 +2,7 @@
 
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
+#include <QtGui/QAccessible>
 #include <QtWidgets/QWidget>
 
 #include "controls/qvColor.h"
@@ -125,3 +126,20 @@ private:
     QString m_caption;
     TQVColor m_color = QVColors::clBtnFace;
 };
+
+/// \brief How a value control shows itself to assistive technology: a value interface over
+/// its `Value`, `ValueMin` and `ValueMax` properties (and `ValueStepWidth` for inputs), the
+/// name from the accessible name, else the caption property, else a default.
+struct TQVValueAccessibility
+{
+    const char *ClassName = nullptr; ///< the class it answers for (and the translation context)
+    QAccessible::Role Role = QAccessible::Indicator;
+    const char *DefaultName = nullptr;       ///< untranslated, e.g. QT_TRANSLATE_NOOP("TQVDial", "Dial")
+    const char *CaptionProperty = "Caption"; ///< may be null
+    bool Input = false;                      ///< assistive technology may set the value
+    QString (*ValueText)(const QWidget *widget) = nullptr; ///< null: the value in the widget's locale
+};
+
+/// Registers the accessibility of one value control class; later calls for the same class
+/// are ignored.
+QV_WIDGETS_EXPORT void QVInstallValueAccessibility(const TQVValueAccessibility &description);

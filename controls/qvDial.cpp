@@ -53,60 +53,13 @@ double Fold(double degrees)
     return d;
 }
 
-class TQVDialAccessible : public QAccessibleWidget, public QAccessibleValueInterface
-{
-public:
-    explicit TQVDialAccessible(QWidget *widget)
-        : QAccessibleWidget(widget, QAccessible::Dial)
-    {
-    }
-
-    void *interface_cast(QAccessible::InterfaceType type) override
-    {
-        if (type == QAccessible::ValueInterface)
-            return static_cast<QAccessibleValueInterface *>(this);
-        return QAccessibleWidget::interface_cast(type);
-    }
-
-    QString text(QAccessible::Text t) const override
-    {
-        if (t == QAccessible::Name) {
-            QString name = widget()->accessibleName();
-            if (name.isEmpty())
-                name = Dial()->Caption();
-            if (name.isEmpty())
-                name = QCoreApplication::translate("TQVDial", "Dial");
-            return name;
-        }
-        if (t == QAccessible::Value)
-            return Dial()->locale().toString(Dial()->Value());
-        return QAccessibleWidget::text(t);
-    }
-
-    QVariant currentValue() const override { return Dial()->Value(); }
-    void setCurrentValue(const QVariant &value) override { Dial()->SetValue(value.toDouble()); }
-    QVariant maximumValue() const override { return Dial()->ValueMax(); }
-    QVariant minimumValue() const override { return Dial()->ValueMin(); }
-    QVariant minimumStepSize() const override { return std::max(0.0, Dial()->ValueStepWidth()); }
-
-private:
-    TQVDial *Dial() const { return static_cast<TQVDial *>(widget()); }
-};
-
-QAccessibleInterface *DialAccessibleFactory(const QString &key, QObject *object)
-{
-    if (key == QLatin1String("TQVDial") && object && object->isWidgetType())
-        return new TQVDialAccessible(static_cast<QWidget *>(object));
-    return nullptr;
-}
-
 } // namespace
 
 TQVDial::TQVDial(QWidget *owner)
     : TQVCustomPanel(owner)
 {
-    static const bool accessibleInstalled = (QAccessible::installFactory(DialAccessibleFactory), true);
-    Q_UNUSED(accessibleInstalled);
+    QVInstallValueAccessibility(
+        {"TQVDial", QAccessible::Dial, QT_TRANSLATE_NOOP("TQVDial", "Dial"), "Caption", true});
 
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);

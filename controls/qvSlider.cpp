@@ -65,53 +65,6 @@ void LineTo(QPainter &painter, QPoint a, QPoint b)
     painter.drawLine(a, b - step);
 }
 
-class TQVSliderAccessible : public QAccessibleWidget, public QAccessibleValueInterface
-{
-public:
-    explicit TQVSliderAccessible(QWidget *widget)
-        : QAccessibleWidget(widget, QAccessible::Slider)
-    {
-    }
-
-    void *interface_cast(QAccessible::InterfaceType type) override
-    {
-        if (type == QAccessible::ValueInterface)
-            return static_cast<QAccessibleValueInterface *>(this);
-        return QAccessibleWidget::interface_cast(type);
-    }
-
-    QString text(QAccessible::Text t) const override
-    {
-        if (t == QAccessible::Name) {
-            QString name = widget()->accessibleName();
-            if (name.isEmpty())
-                name = Slider()->ButtonCaption();
-            if (name.isEmpty())
-                name = QCoreApplication::translate("TQVSlider", "Slider");
-            return name;
-        }
-        if (t == QAccessible::Value)
-            return Slider()->locale().toString(Slider()->Value());
-        return QAccessibleWidget::text(t);
-    }
-
-    QVariant currentValue() const override { return Slider()->Value(); }
-    void setCurrentValue(const QVariant &value) override { Slider()->SetValue(value.toDouble()); }
-    QVariant maximumValue() const override { return Slider()->ValueMax(); }
-    QVariant minimumValue() const override { return Slider()->ValueMin(); }
-    QVariant minimumStepSize() const override { return std::max(0.0, Slider()->ValueStepWidth()); }
-
-private:
-    TQVSlider *Slider() const { return static_cast<TQVSlider *>(widget()); }
-};
-
-QAccessibleInterface *SliderAccessibleFactory(const QString &key, QObject *object)
-{
-    if (key == QLatin1String("TQVSlider") && object && object->isWidgetType())
-        return new TQVSliderAccessible(static_cast<QWidget *>(object));
-    return nullptr;
-}
-
 } // namespace
 
 TQVSlider::TQVSlider(QWidget *parent)
@@ -119,8 +72,8 @@ TQVSlider::TQVSlider(QWidget *parent)
     , m_buttonFont(QStringLiteral("Arial"), 8)
     , m_labelingFont(QStringLiteral("Arial"), 8)
 {
-    static const bool accessibleInstalled = (QAccessible::installFactory(SliderAccessibleFactory), true);
-    Q_UNUSED(accessibleInstalled);
+    QVInstallValueAccessibility({"TQVSlider", QAccessible::Slider, QT_TRANSLATE_NOOP("TQVSlider", "Slider"),
+                                 "ButtonCaption", true});
 
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);

@@ -58,52 +58,12 @@ QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &b
     return r;
 }
 
-class TQVMeterAccessible : public QAccessibleWidget, public QAccessibleValueInterface
-{
-public:
-    explicit TQVMeterAccessible(QWidget *widget)
-        : QAccessibleWidget(widget, QAccessible::ProgressBar)
-    {
-    }
-
-    void *interface_cast(QAccessible::InterfaceType type) override
-    {
-        if (type == QAccessible::ValueInterface)
-            return static_cast<QAccessibleValueInterface *>(this);
-        return QAccessibleWidget::interface_cast(type);
-    }
-
-    QString text(QAccessible::Text t) const override
-    {
-        if (t == QAccessible::Value)
-            return Meter()->locale().toString(Meter()->Value(), 'g', 6);
-        return QAccessibleWidget::text(t);
-    }
-
-    QVariant currentValue() const override { return Meter()->Value(); }
-    void setCurrentValue(const QVariant &) override {} // a display: read only
-    QVariant maximumValue() const override { return Meter()->ValueMax(); }
-    QVariant minimumValue() const override { return Meter()->ValueMin(); }
-    QVariant minimumStepSize() const override { return 0.0; }
-
-private:
-    TQVMeterInt *Meter() const { return static_cast<TQVMeterInt *>(widget()); }
-};
-
-QAccessibleInterface *MeterAccessibleFactory(const QString &key, QObject *object)
-{
-    if (key == QLatin1String("TQVMeterInt") && object && object->isWidgetType())
-        return new TQVMeterAccessible(static_cast<QWidget *>(object));
-    return nullptr;
-}
-
 } // namespace
 
 TQVMeterInt::TQVMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
 {
-    static const bool accessibleInstalled = (QAccessible::installFactory(MeterAccessibleFactory), true);
-    Q_UNUSED(accessibleInstalled);
+    QVInstallValueAccessibility({"TQVMeterInt", QAccessible::ProgressBar, QT_TRANSLATE_NOOP("TQVMeterInt", "Meter")});
 
     // Every pixel comes from the background cache or the indicator.
     setAttribute(Qt::WA_OpaquePaintEvent);

@@ -100,56 +100,6 @@ void AddSegment(QPainterPath &path, QPointF p1, QPointF p2, qreal t, qreal s)
     path.closeSubpath();
 }
 
-// Screen readers see the meter as a read-only value with the displayed text.
-class TQVPanelMeterAccessible : public QAccessibleWidget, public QAccessibleValueInterface
-{
-public:
-    explicit TQVPanelMeterAccessible(TQVPanelMeterInt *meter)
-        : QAccessibleWidget(meter, QAccessible::Indicator)
-    {
-    }
-
-    void *interface_cast(QAccessible::InterfaceType type) override
-    {
-        if (type == QAccessible::ValueInterface)
-            return static_cast<QAccessibleValueInterface *>(this);
-        return QAccessibleWidget::interface_cast(type);
-    }
-
-    QString text(QAccessible::Text t) const override
-    {
-        if (t == QAccessible::Name) {
-            if (!Meter()->accessibleName().isEmpty())
-                return Meter()->accessibleName();
-            if (!Meter()->Caption().isEmpty())
-                return Meter()->Caption();
-            return QCoreApplication::translate("TQVPanelMeterInt", "Panel meter");
-        }
-        if (t == QAccessible::Value) {
-            const QString unit = Meter()->UnitLabel();
-            return unit.isEmpty() ? Meter()->DisplayText() : Meter()->DisplayText() + u' ' + unit;
-        }
-        return QAccessibleWidget::text(t);
-    }
-
-    QVariant currentValue() const override { return Meter()->Value(); }
-    void setCurrentValue(const QVariant &) override {}
-    QVariant maximumValue() const override { return Meter()->ValueMax(); }
-    QVariant minimumValue() const override { return Meter()->ValueMin(); }
-    QVariant minimumStepSize() const override { return 0.0; }
-
-private:
-    TQVPanelMeterInt *Meter() const { return static_cast<TQVPanelMeterInt *>(widget()); }
-};
-
-QAccessibleInterface *PanelMeterAccessibleFactory(const QString &className, QObject *object)
-{
-    if (className == QLatin1String("TQVPanelMeterInt"))
-        if (auto *meter = qobject_cast<TQVPanelMeterInt *>(object))
-            return new TQVPanelMeterAccessible(meter);
-    return nullptr;
-}
-
 // The unit label's font: the widget's family at `pixelSize`.
 QFont UnitFont(const QFont &base, int pixelSize)
 {
@@ -172,8 +122,14 @@ QFont DigitFont()
 TQVPanelMeterInt::TQVPanelMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
 {
-    static const bool accessibleInstalled = (QAccessible::installFactory(PanelMeterAccessibleFactory), true);
-    Q_UNUSED(accessibleInstalled);
+    // Screen readers see the meter as a read-only value with the displayed text.
+    QVInstallValueAccessibility({"TQVPanelMeterInt", QAccessible::Indicator,
+                                 QT_TRANSLATE_NOOP("TQVPanelMeterInt", "Panel meter"), "Caption", false,
+                                 [](const QWidget *widget) {
+                                     const auto *meter = static_cast<const TQVPanelMeterInt *>(widget);
+                                     const QString unit = meter->UnitLabel();
+                                     return unit.isEmpty() ? meter->DisplayText() : meter->DisplayText() + u' ' + unit;
+                                 }});
     // Every pixel is painted; a value repaint only touches the digit area.
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
