@@ -152,11 +152,7 @@ void TQVCustomPanel::Paint(QPainter &painter)
     PaintPanel(painter);
 }
 
-namespace {
-
-// A frame of `width` pixels: `topLeft` on the top and left edges, `bottomRight` on the
-// others; returns the rectangle inside it.
-QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
+QRect QVFrame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
 {
     for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
         painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
@@ -168,27 +164,29 @@ QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &b
     return r;
 }
 
-} // namespace
-
-void TQVCustomPanel::PaintPanel(QPainter &painter)
+QRect TQVCustomPanel::PaintFrame(QPainter &painter)
 {
     const QColor light = ToQColor(QVColors::clBtnHighlight);
     const QColor shadow = ToQColor(QVColors::clBtnShadow);
     QRect r = rect();
     painter.fillRect(r, ToQColor(m_color));
-    if (m_bevelOuter == bvLowered)
-        r = Frame3D(painter, r, shadow, light, m_bevelWidth);
-    else if (m_bevelOuter == bvRaised)
-        r = Frame3D(painter, r, light, shadow, m_bevelWidth);
-    else if (m_bevelOuter == bvSpace)
-        r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
+    const auto bevel = [&](TQVBevelCut cut) {
+        if (cut == bvLowered)
+            r = QVFrame3D(painter, r, shadow, light, m_bevelWidth);
+        else if (cut == bvRaised)
+            r = QVFrame3D(painter, r, light, shadow, m_bevelWidth);
+        else if (cut == bvSpace)
+            r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
+    };
+    bevel(m_bevelOuter);
     r.adjust(m_borderWidth, m_borderWidth, -m_borderWidth, -m_borderWidth);
-    if (m_bevelInner == bvLowered)
-        r = Frame3D(painter, r, shadow, light, m_bevelWidth);
-    else if (m_bevelInner == bvRaised)
-        r = Frame3D(painter, r, light, shadow, m_bevelWidth);
-    else if (m_bevelInner == bvSpace)
-        r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
+    bevel(m_bevelInner);
+    return r;
+}
+
+void TQVCustomPanel::PaintPanel(QPainter &painter)
+{
+    const QRect r = PaintFrame(painter);
     if (!m_caption.isEmpty()) {
         painter.setPen(ToQColor(QVColors::clBtnText));
         painter.setFont(font());

@@ -115,6 +115,8 @@ protected:
     /// Draws the background, the bevels and the caption; descendants that paint their whole
     /// area override `Paint` and skip this.
     void PaintPanel(QPainter &painter);
+    /// Background and bevels only; returns the rectangle inside them.
+    QRect PaintFrame(QPainter &painter);
     /// Called by `paintEvent` with a painter clipped to the event's region.
     virtual void Paint(QPainter &painter);
 
@@ -143,3 +145,8 @@ struct TQVValueAccessibility
 /// Registers the accessibility of one value control class; later calls for the same class
 /// are ignored.
 QV_WIDGETS_EXPORT void QVInstallValueAccessibility(const TQVValueAccessibility &description);
+
+/// \brief A three-dimensional frame of `width` pixels inside `r`: `topLeft` on the top and
+/// left edges, `bottomRight` on the others; returns the rectangle inside it.
+QV_WIDGETS_EXPORT QRect QVFrame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight,
+                                  int width);

@@ -43,19 +43,6 @@ void Fill(QPainter &painter, const QRect &r, const QColor &color)
         painter.fillRect(r, color);
 }
 
-// A three-dimensional frame of `width` pixels inside `r`; returns the rectangle inside it.
-QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
-{
-    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
-        painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
-        painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
-        painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
-        painter.fillRect(QRect(r.right(), r.top(), 1, r.height()), bottomRight);
-        r.adjust(1, 1, -1, -1);
-    }
-    return r;
-}
-
 // A line from `a` toward `b`, the end point itself not drawn.
 void LineTo(QPainter &painter, QPoint a, QPoint b)
 {
@@ -731,7 +718,7 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     // The surroundings of the track already carry `Color`: the panel painted them.
     if (t.isEmpty())
         return;
-    t = Frame3D(painter, t, ToQColor(m_bevelColor2), ToQColor(m_bevelColor1), BevelWidth());
+    t = QVFrame3D(painter, t, ToQColor(m_bevelColor2), ToQColor(m_bevelColor1), BevelWidth());
     if (t.isEmpty())
         return;
 
@@ -951,7 +938,7 @@ void TQVSlider::PaintButton(QPainter &painter)
     const QColor border = ToQColor(m_buttonBorderColor);
     if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric) {
         // A bar across the whole control with a sunken window through which the label shows.
-        QRect inner = Frame3D(painter, m_buttonPaintArea, light, shadow, bw);
+        QRect inner = QVFrame3D(painter, m_buttonPaintArea, light, shadow, bw);
         const int windowSpan = m_labelWidth + 2 * TextWidth8() + bw;
         const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
         QRect window;
@@ -970,14 +957,14 @@ void TQVSlider::PaintButton(QPainter &painter)
         painter.fillRect(inner, border);
         painter.restore();
         if (!window.isEmpty()) {
-            window = Frame3D(painter, window, border, border, bw);
-            Frame3D(painter, window, shadow, light, bw);
+            window = QVFrame3D(painter, window, border, border, bw);
+            QVFrame3D(painter, window, shadow, light, bw);
         }
         b = inner;
     } else {
-        b = Frame3D(painter, b, light, shadow, bw);
-        b = Frame3D(painter, b, border, border, bw);
-        b = Frame3D(painter, b, shadow, light, bw);
+        b = QVFrame3D(painter, b, light, shadow, bw);
+        b = QVFrame3D(painter, b, border, border, bw);
+        b = QVFrame3D(painter, b, shadow, light, bw);
         if (!m_buttonTransparent)
             Fill(painter, b, ToQColor(m_buttonColor));
     }

@@ -44,20 +44,6 @@ void Grow(std::vector<T> &buffer, int size)
         buffer.resize(std::size_t(size));
 }
 
-// A frame of `width` pixels: `topLeft` on the top and left edges, `bottomRight` on the
-// others; returns the rectangle inside it.
-QRect Frame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
-{
-    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
-        painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
-        painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
-        painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
-        painter.fillRect(QRect(r.right(), r.top(), 1, r.height()), bottomRight);
-        r.adjust(1, 1, -1, -1);
-    }
-    return r;
-}
-
 } // namespace
 
 TQVMeterInt::TQVMeterInt(QWidget *owner)
@@ -871,27 +857,6 @@ void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, con
     painter.drawPixmap(centre - QPointF(extent, extent), m_hubImage);
 }
 
-void TQVMeterInt::PaintFrame(QPainter &painter)
-{
-    // The panel's background and bevels; the caption goes on the name plate instead of the
-    // centre, where the pivot sits.
-    const QColor light = ToQColor(QVColors::clBtnHighlight);
-    const QColor shadow = ToQColor(QVColors::clBtnShadow);
-    QRect r = rect();
-    painter.fillRect(r, ToQColor(Color()));
-    const auto bevel = [&](TQVBevelCut cut) {
-        if (cut == bvLowered)
-            r = Frame3D(painter, r, shadow, light, BevelWidth());
-        else if (cut == bvRaised)
-            r = Frame3D(painter, r, light, shadow, BevelWidth());
-        else if (cut == bvSpace)
-            r.adjust(BevelWidth(), BevelWidth(), -BevelWidth(), -BevelWidth());
-    };
-    bevel(BevelOuter());
-    r.adjust(BorderWidth(), BorderWidth(), -BorderWidth(), -BorderWidth());
-    bevel(BevelInner());
-}
-
 void TQVMeterInt::PaintLegends(QPainter &painter)
 {
     const QFontMetrics fm(font());
@@ -943,7 +908,9 @@ void TQVMeterInt::PaintLegends(QPainter &painter)
 
 void TQVMeterInt::PaintBackground(QPainter &painter)
 {
-    PaintFrame(painter);
+    // The panel's background and bevels; the caption goes on the name plate (PaintLegends)
+    // instead of the centre, where the pivot sits.
+    TQVCustomPanel::PaintFrame(painter);
     const QColor ink = ToQColor(QVColors::clBtnText);
 
     painter.save();

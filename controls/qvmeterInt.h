@@ -261,7 +261,6 @@ private:
     void PaintIndicator(QPainter &painter);
     void PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour);
     void PaintRegion(QPainter &painter, const QRegion &region, qreal dpr);
-    void PaintFrame(QPainter &painter);
     void PaintLegends(QPainter &painter);
 
     double m_meterAngle1 = -120.0;
