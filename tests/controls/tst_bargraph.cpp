@@ -13,6 +13,7 @@
 #include <QtWidgets/QApplication>
 
 #include "controls/qvbargraphint.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -344,21 +345,6 @@ TEST(BarGraphProperties, KindSwapsTheSizeOnlyInTheDesigner)
     EXPECT_EQ(bar.size(), QSize(145, 45));
     EXPECT_GT(bar.sizeHint().width(), bar.sizeHint().height());
 }
-
-namespace {
-
-struct PaintRecorder : QObject
-{
-    std::vector<QRegion> regions;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            regions.push_back(static_cast<QPaintEvent *>(event)->region());
-        return false;
-    }
-};
-
-} // namespace
 
 TEST(BarGraphRepaint, SetValueRepaintsOnlyTheStrip)
 {

@@ -19,6 +19,7 @@
 
 #include "controls/qvDial.h"
 #include "controls/qvFormat.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -72,17 +73,6 @@ QPoint Pixel(const QPointF &p)
 {
     return QPoint(int(std::floor(p.x())), int(std::floor(p.y())));
 }
-
-struct PaintRecorder : QObject
-{
-    std::vector<QRect> rects;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            rects.push_back(static_cast<QPaintEvent *>(event)->rect());
-        return false;
-    }
-};
 
 } // namespace
 

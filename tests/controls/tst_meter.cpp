@@ -15,6 +15,7 @@
 
 #include "controls/qvFormat.h"
 #include "controls/qvmeterInt.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -70,17 +71,6 @@ void SetRange(Meter &m, int index, double limit, TQVColor colour, bool check = f
     m.SetRangeColor(colour);
     m.SetRangeCheck(check);
 }
-
-struct PaintRecorder : QObject
-{
-    std::vector<QRect> rects;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            rects.push_back(static_cast<QPaintEvent *>(event)->rect());
-        return false;
-    }
-};
 
 } // namespace
 

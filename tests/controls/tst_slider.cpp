@@ -15,6 +15,7 @@
 #include <QtWidgets/QApplication>
 
 #include "controls/qvSlider.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -51,18 +52,6 @@ void Key(QWidget &w, int key)
     QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
     QApplication::sendEvent(&w, &event);
 }
-
-// Records the rectangle of every paint event of a widget.
-struct PaintRecorder : QObject
-{
-    std::vector<QRect> rects;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            rects.push_back(static_cast<QPaintEvent *>(event)->rect());
-        return false;
-    }
-};
 
 } // namespace
 

@@ -14,6 +14,7 @@
 #include <QtGui/QPainter>
 
 #include "indicators/QVPanelMeterInt.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -95,17 +96,6 @@ QPointF PointCentre(const Cells &c, int i)
 {
     return {c.area.left() + i * c.pitch + c.dw + (c.pitch - c.dw) / 2.0, c.area.top() + c.h - c.t / 2.0};
 }
-
-struct PaintRecorder : QObject
-{
-    std::vector<QRegion> regions;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            regions.push_back(static_cast<QPaintEvent *>(event)->region());
-        return false;
-    }
-};
 
 } // namespace
 

@@ -12,21 +12,11 @@
 #include "host/qvSignalGenerator.h"
 #include "indicators/QVPlot.h"
 #include "support/qvTestConsumer.h"
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
 const TQVMeasureSourceCapabilities Continuous{mscContinuous, mscEquidistant};
-
-struct PaintRecorder : QObject
-{
-    std::vector<QRegion> regions;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            regions.push_back(static_cast<QPaintEvent *>(event)->region());
-        return false;
-    }
-};
 
 std::unique_ptr<TQVPlot> MakePlot(int w = 400, int h = 250)
 {
