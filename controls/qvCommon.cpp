@@ -308,3 +308,21 @@ void TQVRangeTable::Clamp(double valueMin, double valueMax)
     if (m_number >= 1)
         m_rows[std::size_t(m_number - 1)].Limit = valueMax;
 }
+
+std::optional<double> QVSnapAndClamp(double value, double current, double stepWidth, double valueMin,
+                                     double valueMax)
+{
+    if (std::isnan(value))
+        return std::nullopt;
+    if (stepWidth > 0.0)
+        value = std::nearbyint(value / stepWidth) * stepWidth;
+    if (value == current)
+        return std::nullopt;
+    if (value < valueMin)
+        value = valueMin;
+    else if (value > valueMax)
+        value = valueMax;
+    if (value == current)
+        return std::nullopt;
+    return value;
+}

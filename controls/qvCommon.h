@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -99,3 +100,9 @@ private:
     int m_number = 1;
     int m_current = 1;
 };
+
+/// \brief The value an input control (slider, dial) takes for `value`: snapped to
+/// `stepWidth` first (round half to even; no snapping for a step of 0 or less), then clamped
+/// to `valueMin`..`valueMax`; nothing when it is NaN or comes out equal to `current`.
+QV_WIDGETS_EXPORT std::optional<double> QVSnapAndClamp(double value, double current, double stepWidth,
+                                                       double valueMin, double valueMax);

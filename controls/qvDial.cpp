@@ -18,6 +18,7 @@
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QAccessibleWidget>
 
+#include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
 
 namespace {
@@ -90,18 +91,10 @@ void TQVDial::SetScaleAngle2(double angle)
 
 void TQVDial::SetValue(double value)
 {
-    if (std::isnan(value))
+    const std::optional<double> accepted = QVSnapAndClamp(value, m_value, m_valueStepWidth, m_valueMin, m_valueMax);
+    if (!accepted)
         return;
-    if (m_valueStepWidth > 0.0)
-        value = std::nearbyint(value / m_valueStepWidth) * m_valueStepWidth;
-    if (value == m_value)
-        return;
-    if (value < m_valueMin)
-        value = m_valueMin;
-    else if (value > m_valueMax)
-        value = m_valueMax;
-    if (value == m_value)
-        return;
+    value = *accepted;
     m_value = value;
     if (OnValueChange)
         OnValueChange(this);
