@@ -10,6 +10,7 @@
 #include <QtCore/QLocale>
 
 #include "controls/qvFormat.h"
+#include "controls/scale/qvScaleEngine.h"
 
 namespace {
 
@@ -227,86 +228,12 @@ void QVReloadSIPrefixTexts()
 QString QVFormatScaleLabel(const QString &format, double value, int prefixId, const QString &suffix,
                            const QLocale &locale)
 {
-    TSiPrefixesStruct info;
-    if (GetSIInfos(prefixId, info) && prefixId != sipNone)
-        return QVFormatFloat(format, value / info.Factor, locale) + info.Symbol + suffix;
-    return QVFormatFloat(format, value, locale) + suffix;
+    return QVScaleLabelText(format, value, prefixId, suffix, locale);
 }
 
 QString QVScaleLabelFormat(int prefixId, double valueMin, double valueMax, int decimals)
 {
-    if (prefixId == sipNone && (valueMin <= -100000.0 || valueMax >= 100000.0 || valueMax - valueMin < 0.001))
-        return QStringLiteral("0.00E-00");
-    if (decimals > 0)
-        return QStringLiteral("0.") + QString(decimals, QLatin1Char('0'));
-    return QStringLiteral("0");
-}
-
-bool TQVRangeTable::SetNumber(int number)
-{
-    if (number < 1 || number > MaxRanges || number == m_number)
-        return false;
-    m_number = number;
-    return true;
-}
-
-bool TQVRangeTable::SetCurrent(int index)
-{
-    if (index < 1 || index > MaxRanges || index == m_current)
-        return false;
-    m_current = index;
-    return true;
-}
-
-double TQVRangeTable::Limit() const
-{
-    return CurrentInUse() ? m_rows[std::size_t(m_current - 1)].Limit : 0.0;
-}
-
-bool TQVRangeTable::SetLimit(double limit)
-{
-    if (!CurrentInUse() || std::isnan(limit) || m_rows[std::size_t(m_current - 1)].Limit == limit)
-        return false;
-    m_rows[std::size_t(m_current - 1)].Limit = limit;
-    return true;
-}
-
-TQVColor TQVRangeTable::Color() const
-{
-    return CurrentInUse() ? m_rows[std::size_t(m_current - 1)].Color : 0;
-}
-
-bool TQVRangeTable::SetColor(TQVColor color)
-{
-    if (!CurrentInUse() || m_rows[std::size_t(m_current - 1)].Color == color)
-        return false;
-    m_rows[std::size_t(m_current - 1)].Color = color;
-    return true;
-}
-
-QList<TQVRangeEntry> TQVRangeTable::Rows() const
-{
-    return QList<TQVRangeEntry>(m_rows.begin(), m_rows.begin() + m_number);
-}
-
-void TQVRangeTable::Assign(const QList<TQVRangeEntry> &rows)
-{
-    m_number = int(std::min<qsizetype>(rows.size(), MaxRanges));
-    std::copy_n(rows.begin(), m_number, m_rows.begin());
-}
-
-void TQVRangeTable::Clamp(double valueMin, double valueMax)
-{
-    // Not std::clamp: a reversed range is possible here (SetValueParams takes both ends as given).
-    for (int i = 0; i < m_number; ++i) {
-        double &limit = m_rows[std::size_t(i)].Limit;
-        if (limit < valueMin)
-            limit = valueMin;
-        if (limit > valueMax)
-            limit = valueMax;
-    }
-    if (m_number >= 1)
-        m_rows[std::size_t(m_number - 1)].Limit = valueMax;
+    return QVLabelFormat(TQVLabelFormatRule::Linear, valueMin, valueMax, decimals, prefixId);
 }
 
 std::optional<double> QVSnapAndClamp(double value, double current, double stepWidth, double valueMin,

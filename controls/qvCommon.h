@@ -7,6 +7,7 @@
 #include <QtCore/QString>
 
 #include "controls/qvColor.h"
+#include "controls/scale/qvRangeTable.h"
 #include "framework/qvGlobal.h"
 
 class QComboBox;
@@ -47,59 +48,6 @@ QV_WIDGETS_EXPORT QString QVFormatScaleLabel(const QString &format, double value
 /// \brief Label format of the linear scales: "0.00E-00" without a prefix when the range
 /// reaches 1e5 in magnitude or spans less than 0.001, else "0" with `decimals` decimals.
 QV_WIDGETS_EXPORT QString QVScaleLabelFormat(int prefixId, double valueMin, double valueMax, int decimals);
-
-/// \brief One row of the colour range table of the bar graph and the slider: values from
-/// the previous row's limit (from `ValueMin` for the first row) up to `Limit` are drawn in
-/// `Color`.
-struct TQVRangeEntry
-{
-    TQVColor Color = QVColors::clBlack;
-    double Limit = 0.0;
-    bool operator==(const TQVRangeEntry &) const = default;
-};
-
-/// \brief The colour range table of the bar graph and the slider: 16 rows, of which
-/// `Number` are in use, and the row `Current` (1-based) that the controls' `RangeLimit`
-/// and `RangeColor` properties address. The setters ignore invalid and equal values and
-/// say whether anything changed.
-class QV_WIDGETS_EXPORT TQVRangeTable
-{
-public:
-    static constexpr int MaxRanges = 16;
-
-    int Number() const { return m_number; }
-    /// Accepts 1 to 16.
-    bool SetNumber(int number);
-    int Current() const { return m_current; }
-    /// Accepts 1 to 16, also above `Number`.
-    bool SetCurrent(int index);
-    /// The limit of row `Current`; 0 when that row is not in use.
-    double Limit() const;
-    /// Ignored when row `Current` is not in use, and for NaN.
-    bool SetLimit(double limit);
-    /// The colour of row `Current`; 0 when that row is not in use.
-    TQVColor Color() const;
-    /// Ignored when row `Current` is not in use.
-    bool SetColor(TQVColor color);
-
-    /// Row `index`, 0-based, 0 to 15.
-    const TQVRangeEntry &operator[](int index) const { return m_rows[std::size_t(index)]; }
-    TQVRangeEntry &operator[](int index) { return m_rows[std::size_t(index)]; }
-    /// The rows in use.
-    QList<TQVRangeEntry> Rows() const;
-    /// Takes up to 16 rows; `Number` becomes their count, also 0.
-    void Assign(const QList<TQVRangeEntry> &rows);
-    /// Moves every limit in use into `valueMin`..`valueMax` and sets the last one to
-    /// `valueMax`.
-    void Clamp(double valueMin, double valueMax);
-
-private:
-    bool CurrentInUse() const { return m_current >= 1 && m_current <= m_number; }
-
-    std::array<TQVRangeEntry, MaxRanges> m_rows{};
-    int m_number = 1;
-    int m_current = 1;
-};
 
 /// \brief The value an input control (slider, dial) takes for `value`: snapped to
 /// `stepWidth` first (round half to even; no snapping for a step of 0 or less), then clamped

@@ -32,7 +32,7 @@
     X(OverRangeText) X(PictureBackground) X(PictureButton) X(PictureMask) X(PictureSlide) \
     X(PowerValues) X(RangeCheck) X(RangeColor) X(RangeCurrent) X(RangeLimit) X(RangeLower) \
     X(RangeNumber) X(RangeTable) X(RangeUpper) X(ReduceFlicker) X(SIPrefix) X(ScaleAngle1) \
-    X(ScaleAngle2) X(ScaleColor) X(ScaleY) X(SliderWidth) X(Tag) X(TickStyle) X(Title) \
+    X(ScaleAngle2) X(ScaleColor) X(ScaleLayout) X(ScaleY) X(SliderWidth) X(Tag) X(TickStyle) X(Title) \
     X(UnitText) X(Value) X(ValueDecimals) X(ValueGap) X(ValueMax) X(ValueMin) \
     X(ValueStepWidth) X(Version) X(XLog) X(XUnit) X(YMax) X(YMin) X(YUnit)
 

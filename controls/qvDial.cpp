@@ -20,6 +20,7 @@
 
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvScaleEngine.h"
 
 namespace {
 
@@ -201,11 +202,7 @@ double TQVDial::AngleToValue(double angle) const
 
 QString TQVDial::LabelFormat() const
 {
-    if (m_valueMin <= -100000.0 || m_valueMax >= 100000.0 || Span() < 0.001)
-        return QStringLiteral("0.00E-00");
-    if (m_valueDecimals > 0)
-        return QStringLiteral("0.") + QString(m_valueDecimals, QLatin1Char('0'));
-    return QStringLiteral("0");
+    return QVLabelFormat(TQVLabelFormatRule::Linear, m_valueMin, m_valueMax, m_valueDecimals);
 }
 
 TQVDial::TGeometry TQVDial::Geometry() const

@@ -7,6 +7,7 @@
 #include <QtGui/QAccessible>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QKeyEvent>
+#include <QtGui/QLinearGradient>
 #include <QtGui/QMouseEvent>
 #include <QtGui/QPaintEngine>
 #include <QtGui/QPaintEvent>
@@ -41,15 +42,6 @@ void Fill(QPainter &painter, const QRect &r, const QColor &color)
 {
     if (r.isValid())
         painter.fillRect(r, color);
-}
-
-// A line from `a` toward `b`, the end point itself not drawn.
-void LineTo(QPainter &painter, QPoint a, QPoint b)
-{
-    if (a == b)
-        return;
-    const QPoint step((b.x() > a.x()) - (b.x() < a.x()), (b.y() > a.y()) - (b.y() < a.y()));
-    painter.drawLine(a, b - step);
 }
 
 } // namespace
@@ -542,8 +534,36 @@ int TQVSlider::Travel() const
     return (Vertical() ? height() : width()) - m_buttonHeight - m_offsetLower - m_offsetUpper;
 }
 
+int TQVSlider::ThumbLength() const
+{
+    const int along = Vertical() ? height() : width();
+    const int natural = QFontMetrics(m_labelingFont).height() + 4;
+    return std::clamp(std::max(m_buttonHeight, natural), 4, std::max(4, along / 3));
+}
+
+int TQVSlider::ThumbAcross() const
+{
+    const int across = Vertical() ? width() : height();
+    const int wanted = std::min(m_buttonWidth, std::max(m_sliderWidth + 10, ThumbLength() * 5 / 4));
+    return std::clamp(wanted, 4, std::max(4, across - 4));
+}
+
+double TQVSlider::AdaptiveValueAt(double position) const
+{
+    return m_valueMin + (position - m_layout.Lower) / (m_layout.Upper - m_layout.Lower) * (m_valueMax - m_valueMin);
+}
+
 QRect TQVSlider::ButtonGeometry(double value) const
 {
+    if (Adaptive()) {
+        if (!m_layout.IsValid())
+            return QRect();
+        const int centre = RoundInt(m_layout.PositionOf(std::clamp(value, m_valueMin, m_valueMax), m_valueMin, m_valueMax));
+        const int length = ThumbLength();
+        const QRect &t = m_layout.Track;
+        return Vertical() ? QRect(t.left(), centre - length / 2, t.width(), length)
+                          : QRect(centre - length / 2, t.top(), length, t.height());
+    }
     const double span = m_valueMax - m_valueMin;
     const int q = span != 0.0 ? RoundInt((value - m_valueMin) * Travel() / span) : 0;
     if (Vertical()) {
@@ -558,6 +578,8 @@ QRect TQVSlider::ButtonGeometry(double value) const
 QRect TQVSlider::ButtonPaintArea(double value) const
 {
     const QRect b = ButtonGeometry(value);
+    if (Adaptive())
+        return b.isEmpty() ? b : b.adjusted(-2, -2, 2, 2); // room for the focus ring
     if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric && m_pictureButton.isNull())
         return Vertical() ? QRect(0, b.top(), width(), b.height()) : QRect(b.left(), 0, b.width(), height());
     return b;
@@ -568,6 +590,10 @@ void TQVSlider::PaintNewValue(double oldValue)
     Q_UNUSED(oldValue);
     if (!isVisible() || !updatesEnabled())
         return;
+    if (Adaptive() && !m_layout.IsValid()) {
+        update();
+        return;
+    }
     // The old area is the button as last painted in full (the hit rectangle is its interior).
     const QRect oldArea = m_buttonPaintArea.adjusted(-2, -2, 2, 2);
     const QRect newArea = ButtonPaintArea(m_value).adjusted(-2, -2, 2, 2);
@@ -684,6 +710,60 @@ void TQVSlider::Paint(QPainter &painter)
 
 void TQVSlider::PaintSlideTrack(QPainter &painter)
 {
+    if (Adaptive()) {
+        m_layout = TQVLinearScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect(), ThumbAcross(), ThumbLength() / 2,
+                                                      m_offsetLower, m_offsetUpper);
+        m_slideRect = m_layout.Track;
+        if (!m_layout.IsValid())
+            return;
+        if (!m_pictureSlide.isNull()) {
+            painter.drawPixmap(m_layout.Track, m_pictureSlide);
+            return;
+        }
+        // A rounded groove across the middle of the thumb's lane, the colour ranges inside it.
+        const QRect lane = m_layout.Track;
+        const int across = Vertical() ? lane.width() : lane.height();
+        const int thickness = std::clamp(m_sliderWidth / 2, 3, std::max(3, across - 4));
+        const int inset = ThumbLength() / 2 - thickness / 2;
+        QRectF groove = Vertical() ? QRectF(lane.left() + (across - thickness) / 2, lane.top() + inset, thickness,
+                                            lane.height() - 2 * inset)
+                                   : QRectF(lane.left() + inset, lane.top() + (across - thickness) / 2,
+                                            lane.width() - 2 * inset, thickness);
+        const QPalette &pal = palette();
+        const auto mix = [](const QColor &a, const QColor &b, double t) {
+            return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * t),
+                                    float(a.greenF() + (b.greenF() - a.greenF()) * t),
+                                    float(a.blueF() + (b.blueF() - a.blueF()) * t));
+        };
+        const QColor ground = ToQColor(Color());
+        const QColor text = pal.color(QPalette::WindowText);
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(mix(ground, text, 0.4), 1.0));
+        painter.setBrush(mix(ground, text, 0.15));
+        const double radius = thickness / 2.0;
+        painter.drawRoundedRect(groove.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        const double span = m_valueMax - m_valueMin;
+        if (span > 0.0 && std::isfinite(span)) {
+            painter.setPen(Qt::NoPen);
+            painter.setClipRect(groove.adjusted(1, 1, -1, -1), Qt::IntersectClip);
+            double lower = m_valueMin;
+            for (int i = 0; i < m_ranges.Number(); ++i) {
+                const double limit = std::clamp(m_ranges[i].Limit, m_valueMin, m_valueMax);
+                const QColor colour = ToQColor(m_ranges[i].Color);
+                if (colour != ground && limit > lower) {
+                    const double a = m_layout.PositionOf(lower, m_valueMin, m_valueMax);
+                    const double b = m_layout.PositionOf(limit, m_valueMin, m_valueMax);
+                    painter.setBrush(colour);
+                    painter.drawRect(Vertical() ? QRectF(groove.left(), std::min(a, b), groove.width(), std::fabs(b - a))
+                                                : QRectF(std::min(a, b), groove.top(), std::fabs(b - a), groove.height()));
+                }
+                lower = std::max(lower, limit);
+            }
+        }
+        painter.restore();
+        return;
+    }
     const int w = width();
     const int h = height();
     const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
@@ -737,169 +817,65 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     }
 }
 
+TQVLinearScaleSpec TQVSlider::ScaleSpec() const
+{
+    TQVLinearScaleSpec spec;
+    spec.Vertical = Vertical();
+    spec.ValueMin = m_valueMin;
+    spec.ValueMax = m_valueMax;
+    spec.Gap = m_labelingGap;
+    spec.Decimals = m_labelingDecimals;
+    spec.DefaultDecimals = 1;
+    spec.PrefixId = m_labelScientificUnitPosfix;
+    spec.Suffix = m_labelTextPosfix;
+    spec.Locale = locale();
+    spec.Font = m_labelingFont;
+    // The adaptive look keeps labels legible on any palette: the default black follows it.
+    spec.Ink = Adaptive() && m_labelingFontColor == QVColors::clBlack ? palette().color(QPalette::WindowText)
+                                                                    : ToQColor(m_labelingFontColor);
+    spec.Symmetric = m_labelingStyle == lbsSymmetric;
+    spec.FirstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove || spec.Symmetric;
+    spec.SecondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow || spec.Symmetric;
+    spec.Labels = m_labelingStyle == lbsLabels || m_labelingStyle == lbsBoth || spec.Symmetric
+        || m_labelingStyle == lbsAsymmetric;
+    spec.Lines = m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || spec.Symmetric;
+    return spec;
+}
+
 void TQVSlider::PaintLabeling(QPainter &painter)
 {
     if (m_labelingStyle == lbsNone)
         return;
+    if (Adaptive()) {
+        if (m_layout.IsValid())
+            TQVLinearScaleDraw::PaintAdaptive(painter, m_layout, ScaleSpec().Ink);
+        return;
+    }
     const int w = width();
     const int h = height();
-    const bool vertical = Vertical();
+    // The scale runs between the centres of the button at its two ends; a mask picture gives
+    // the button's extent instead.
     int half = m_buttonHeight / 2;
     const bool mask = !m_pictureMask.isNull();
     if (mask)
-        half = vertical ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
-    int aLeft, aTop, aRight, aBottom;
-    if (vertical) {
-        aLeft = 0;
-        aRight = w;
-        aTop = half + m_offsetUpper;
-        aBottom = h - half - m_offsetLower;
-    } else {
-        aTop = 0;
-        aBottom = h;
-        aLeft = half + (mask ? 0 : m_offsetLower);
-        aRight = w - half - (mask ? 0 : m_offsetUpper);
-    }
-    const int s = vertical ? aBottom - aTop : aRight - aLeft;
-    const double d = m_valueMax - m_valueMin;
-    if (s <= 0 || !(d > 0.0) || !std::isfinite(d))
+        half = Vertical() ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
+    TQVClassicLinearGeometry geometry;
+    if (Vertical())
+        geometry.Area = Edges(0, half + m_offsetUpper, w, h - half - m_offsetLower);
+    else
+        geometry.Area = Edges(half + (mask ? 0 : m_offsetLower), 0, w - half - (mask ? 0 : m_offsetUpper), h);
+    if (geometry.Area.isNull())
         return;
-
-    const QColor ink = ToQColor(m_labelingFontColor);
-    painter.setPen(QPen(ink, 1, Qt::SolidLine));
-    painter.setBrush(Qt::NoBrush);
-
-    // Lines closer than 2 pixels: widen the gap for good (it is stored with the form).
-    const double n = std::trunc(d * 2.0 / m_labelingGap);
-    if (double(s) < n)
-        m_labelingGap = d * 2.0 / s;
-    const double g = m_labelingGap;
-    const auto firstLine = [&] {
-        double t0 = std::nearbyint(m_valueMin / g) * g;
-        if (t0 < m_valueMin)
-            t0 += g;
-        return t0;
-    };
-    const int pitch = std::max(1, RoundInt(s * g / d));
-
-    painter.setFont(m_labelingFont);
-    const QFontMetrics fm(m_labelingFont);
-    const QString format = LabelFormat();
-    m_labelHeight = fm.height();
-    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
-    m_labelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, locale()) + QLatin1Char('-'));
-    int k = 1;
-    int pk = pitch;
-    double gk = g;
-    const int need = vertical ? 2 * m_labelHeight : m_labelWidth + 10;
-    while (need > pk) {
-        pk += pitch;
-        gk += g;
-        ++k;
-    }
-    const int o = RoundInt(s * m_valueMin / d);
-    int widestLabel = 0;
-
-    const bool firstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove
-        || m_labelingStyle == lbsSymmetric;
-    const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow
-        || m_labelingStyle == lbsSymmetric;
-    const bool asymmetric = m_labelingStyle == lbsAsymmetric;
-
-    // A partial repaint (the button moving) clips most labels away; text outside the clip
-    // is skipped rather than shaped and then discarded.
-    const QRect clip = painter.hasClipping() ? painter.clipBoundingRect().toAlignedRect() : QRect();
-    const auto Visible = [&](int x, int y) {
-        return clip.isNull() || clip.intersects(QRect(x, y, m_labelWidth, m_labelHeight));
-    };
-    if (m_labelingStyle != lbsLines) {
-        const int w8 = TextWidth8();
-        const double t0 = firstLine();
-        // The label texts and widths change only with the scale; a moving button reuses them.
-        const TQVLabelCacheKey key{t0, gk, m_valueMax, format, m_labelingFont, locale()};
-        if (!(key == m_labelKey)) {
-            m_labelKey = key;
-            m_labelCache.clear();
-        }
-        for (int i = 0; i < 100000; ++i) {
-            const double t = t0 + i * gk;
-            if (!(t <= m_valueMax))
-                break;
-            const int p = RoundInt(s * t / d);
-            if (std::size_t(i) >= m_labelCache.size()) {
-                const QString label = FormatLabel(format, t);
-                m_labelCache.push_back({label, fm.horizontalAdvance(label)});
-            }
-            const QString &text = m_labelCache[std::size_t(i)].first;
-            m_labelWidth = m_labelCache[std::size_t(i)].second;
-            widestLabel = std::max(widestLabel, m_labelWidth);
-            int x1, x2, y1, y2;
-            if (vertical) {
-                y1 = y2 = aBottom - p - m_labelHeight / 2 + o;
-                x1 = asymmetric ? int(w * 0.2) + aLeft + w8 : aLeft;
-                x2 = asymmetric ? aRight - m_labelWidth - int(w * 0.2) - w8 : aRight - m_labelWidth;
-            } else {
-                x1 = x2 = p + aLeft - m_labelWidth / 2 - o;
-                y1 = asymmetric ? aTop + int(m_labelHeight * 0.5 + h * 0.2) : aTop;
-                y2 = asymmetric ? aBottom - int(m_labelHeight * 1.5 + h * 0.2) : aBottom - m_labelHeight;
-            }
-            if (firstSide && Visible(x1, y1))
-                painter.drawText(QPoint(x1, y1 + fm.ascent()), text);
-            if (secondSide && Visible(x2, y2))
-                painter.drawText(QPoint(x2, y2 + fm.ascent()), text);
-        }
-    }
-
-    if (m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || m_labelingStyle == lbsSymmetric) {
-        const bool symmetric = m_labelingStyle == lbsSymmetric;
-        const int indent = m_labelingStyle == lbsLines ? 0 : (vertical ? widestLabel : m_labelHeight) + 8;
-        const int sw = m_sliderWidth;
-        const int bLeft = (w - sw) / 2, bRight = bLeft + sw;
-        const int bTop = (h - sw) / 2, bBottom = bTop + sw;
-        const double t0 = firstLine();
-        int c = k;
-        for (int i = 0; i < 1000000; ++i) {
-            const double t = t0 + i * g;
-            if (!(1.000000001 * m_valueMax >= t))
-                break;
-            const int p = RoundInt(s * t / d);
-            const int major = c == k ? 4 : 0;
-            if (vertical) {
-                const int y = aBottom - p + o;
-                if (firstSide) {
-                    const int x0 = aLeft + indent - major;
-                    if (x0 <= bLeft)
-                        LineTo(painter, QPoint(x0, y), QPoint((aRight - sw) / 2, y));
-                    if (!symmetric)
-                        LineTo(painter, QPoint(aRight, y), QPoint((aRight + sw) / 2, y));
-                }
-                if (secondSide) {
-                    const int x0 = aRight - indent + major;
-                    if (x0 >= bRight)
-                        LineTo(painter, QPoint(x0, y), QPoint((aRight + sw) / 2, y));
-                    if (!symmetric)
-                        LineTo(painter, QPoint(aLeft, y), QPoint((aRight - sw) / 2, y));
-                }
-            } else {
-                const int x = p + aLeft - o;
-                if (firstSide) {
-                    const int y0 = aTop + indent - major;
-                    if (y0 <= bTop)
-                        LineTo(painter, QPoint(x, y0), QPoint(x, (aBottom - sw) / 2));
-                    if (!symmetric)
-                        LineTo(painter, QPoint(x, aBottom), QPoint(x, (aBottom + sw) / 2));
-                }
-                if (secondSide) {
-                    const int y0 = aBottom - indent + major;
-                    if (y0 >= bBottom)
-                        LineTo(painter, QPoint(x, y0), QPoint(x, (aBottom + sw) / 2));
-                    if (!symmetric)
-                        LineTo(painter, QPoint(x, aTop), QPoint(x, (aBottom - sw) / 2));
-                }
-            }
-            if (++c > k)
-                c = 1;
-        }
+    geometry.Widget = size();
+    geometry.BarThickness = m_sliderWidth;
+    geometry.Asymmetric = m_labelingStyle == lbsAsymmetric;
+    geometry.Width8 = TextWidth8();
+    const auto result = m_scaleDraw.PaintClassic(painter, ScaleSpec(), geometry);
+    // Painting enlarges a gap whose lines would lie closer than 2 pixels, for good.
+    m_labelingGap = result.Gap;
+    if (result.LabelHeight > 0) {
+        m_labelWidth = result.LabelWidth;
+        m_labelHeight = result.LabelHeight;
     }
 }
 
@@ -910,6 +886,10 @@ void TQVSlider::PaintButton(QPainter &painter)
     m_buttonPaintArea = ButtonPaintArea(m_value);
     if (b.isEmpty())
         return;
+    if (Adaptive() && m_pictureButton.isNull()) {
+        PaintThumb(painter, b);
+        return;
+    }
     if (!m_pictureMask.isNull()) {
         painter.save();
         painter.setCompositionMode(QPainter::RasterOp_SourceAndDestination);
@@ -972,6 +952,112 @@ void TQVSlider::PaintButton(QPainter &painter)
     }
 }
 
+void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
+{
+    const QPalette &pal = palette();
+    const auto mix = [](const QColor &a, const QColor &b, double t) {
+        return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * t), float(a.greenF() + (b.greenF() - a.greenF()) * t),
+                                float(a.blueF() + (b.blueF() - a.blueF()) * t));
+    };
+    // The face is the palette's button colour unless the user chose another one; the outline
+    // takes a share of the text colour, so the thumb stands out on light and dark palettes.
+    QColor face = m_buttonColor == QVColors::clBtnFace ? pal.color(QPalette::Button) : ToQColor(m_buttonColor);
+    if (m_dragging)
+        face = face.darker(108);
+    else if (m_hover)
+        face = face.lighter(112);
+    const QColor text = pal.color(QPalette::ButtonText);
+    const QRectF r = QRectF(thumb).adjusted(0.5, 0.5, -0.5, -0.5);
+    const double radius = std::min(r.width(), r.height()) * 0.22;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (hasFocus()) {
+        painter.setPen(QPen(pal.color(QPalette::Highlight), 2.0));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(r.adjusted(-1, -1, 1, 1), radius + 1, radius + 1);
+    }
+    QLinearGradient shade(r.topLeft(), Vertical() ? r.bottomLeft() : r.topRight());
+    shade.setColorAt(0.0, face.lighter(106));
+    shade.setColorAt(1.0, face.darker(106));
+    painter.setBrush(m_buttonTransparent ? QBrush(Qt::NoBrush) : QBrush(shade));
+    painter.setPen(QPen(mix(face, text, 0.55), 1.0));
+    painter.drawRoundedRect(r, radius, radius);
+    // A grip of three short lines across the thumb, or the caption.
+    if (m_buttonCaption.isEmpty()) {
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        painter.setPen(QPen(mix(face, text, 0.45), 1.0));
+        const QPoint c = thumb.center();
+        const int reach = std::max(2, (Vertical() ? thumb.width() : thumb.height()) / 4);
+        for (int k = -1; k <= 1 && (Vertical() ? thumb.height() : thumb.width()) >= 10; ++k) {
+            if (Vertical())
+                painter.drawLine(c.x() - reach, c.y() + 3 * k, c.x() + reach, c.y() + 3 * k);
+            else
+                painter.drawLine(c.x() + 3 * k, c.y() - reach, c.x() + 3 * k, c.y() + reach);
+        }
+    } else {
+        painter.setFont(m_buttonFont);
+        painter.setPen(m_buttonFontColor == QVColors::clBlack ? text : ToQColor(m_buttonFontColor));
+        painter.drawText(thumb, Qt::AlignCenter, m_buttonCaption);
+    }
+    painter.restore();
+}
+
+void TQVSlider::SetHover(bool hover)
+{
+    if (hover == m_hover)
+        return;
+    m_hover = hover;
+    m_buttonImage = QPixmap();
+    update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+}
+
+bool TQVSlider::event(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::HoverEnter:
+    case QEvent::HoverMove:
+        SetHover(Adaptive() && m_buttonRect.contains(static_cast<QHoverEvent *>(event)->position().toPoint()));
+        break;
+    case QEvent::HoverLeave:
+        SetHover(false);
+        break;
+    default:
+        break;
+    }
+    return TQVCustomPanel::event(event);
+}
+
+void TQVSlider::focusInEvent(QFocusEvent *event)
+{
+    TQVCustomPanel::focusInEvent(event);
+    if (Adaptive()) {
+        m_buttonImage = QPixmap();
+        update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+    }
+}
+
+void TQVSlider::focusOutEvent(QFocusEvent *event)
+{
+    TQVCustomPanel::focusOutEvent(event);
+    if (Adaptive()) {
+        m_buttonImage = QPixmap();
+        update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+    }
+}
+
+void TQVSlider::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    m_layout = {};
+    m_buttonImage = QPixmap();
+    m_backgroundValid = false;
+    setAttribute(Qt::WA_Hover, layout == slAdaptive);
+    updateGeometry();
+    update();
+}
+
 void TQVSlider::StartDrag(const QPoint &pos)
 {
     m_dragging = true;
@@ -986,6 +1072,9 @@ void TQVSlider::mousePressEvent(QMouseEvent *event)
         return;
     const QPoint pos = event->position().toPoint();
     if (m_buttonRect.contains(pos)) {
+        StartDrag(pos);
+    } else if (Adaptive() && m_layout.IsValid() && m_slideRect.contains(pos)) {
+        SetValue(AdaptiveValueAt(Vertical() ? pos.y() + 0.5 : pos.x() + 0.5));
         StartDrag(pos);
     } else if (m_slideRect.contains(pos)) {
         const double span = m_valueMax - m_valueMin;
@@ -1006,6 +1095,13 @@ void TQVSlider::mouseMoveEvent(QMouseEvent *event)
     event->accept();
     if (!m_dragging)
         return;
+    if (Adaptive()) {
+        const QPoint pos = event->position().toPoint();
+        const double moved = Vertical() ? pos.y() - m_dragStart.y() : pos.x() - m_dragStart.x();
+        if (m_layout.IsValid() && m_layout.Upper != m_layout.Lower)
+            SetValue(m_dragStartValue + moved / (m_layout.Upper - m_layout.Lower) * (m_valueMax - m_valueMin));
+        return;
+    }
     const int travel = Travel();
     if (travel == 0)
         return;
@@ -1020,8 +1116,13 @@ void TQVSlider::mouseMoveEvent(QMouseEvent *event)
 void TQVSlider::mouseReleaseEvent(QMouseEvent *event)
 {
     event->accept();
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton && m_dragging) {
         m_dragging = false;
+        if (Adaptive()) {
+            m_buttonImage = QPixmap();
+            update(m_buttonPaintArea);
+        }
+    }
 }
 
 void TQVSlider::keyPressEvent(QKeyEvent *event)

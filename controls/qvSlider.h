@@ -15,6 +15,7 @@
 
 #include "controls/qvCommon.h"
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleDraw.h"
 
 /// \brief An input control: a button dragged (or placed by a click) along a vertical or
 /// horizontal track sets a floating-point `Value`, optionally snapped to `ValueStepWidth`.
@@ -62,6 +63,7 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVCustomPanel
     Q_PROPERTY(TQVKind Kind READ Kind WRITE SetKind)
     Q_PROPERTY(TLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
     Q_PROPERTY(TLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
     Q_CLASSINFO("FormCustomData", "RangeTable")
@@ -190,6 +192,14 @@ public:
     void SetLabelingStyle(TLabelingStyle style);
 
     /// The button interior as last painted (the area a press grabs).
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` lays the track out beside its measured labels and draws a thumb that
+    /// follows the palette, with hover and focus states (see TQVScaleLayout); `slClassic`, the
+    /// default, keeps the classic geometry and button.
+    void SetScaleLayout(TQVScaleLayout layout);
+    /// The adaptive layout of the last full paint (invalid in the classic layout).
+    const TQVLinearScaleLayout &AdaptiveLayout() const { return m_layout; }
+
     QRect ButtonRect() const { return m_buttonRect; }
     /// The track as last painted (the area a click jumps in).
     QRect SlideRect() const { return m_slideRect; }
@@ -237,22 +247,26 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    bool event(QEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
 
     void PaintSlideTrack(QPainter &painter);
     void PaintLabeling(QPainter &painter);
     void PaintButton(QPainter &painter);
 
 private:
-    struct TQVLabelCacheKey
-    {
-        double First = 0, Step = 0, Last = 0;
-        QString Format;
-        QFont Font;
-        QLocale Locale;
-        bool operator==(const TQVLabelCacheKey &) const = default;
-    };
-    TQVLabelCacheKey m_labelKey;
-    std::vector<std::pair<QString, int>> m_labelCache;
+    TQVScaleLayout m_scaleLayout = slClassic;
+    TQVLinearScaleDraw m_scaleDraw;
+    TQVLinearScaleLayout m_layout;
+    bool m_hover = false; // the mouse is over the thumb (adaptive look)
+    bool Adaptive() const { return m_scaleLayout == slAdaptive; }
+    TQVLinearScaleSpec ScaleSpec() const;
+    int ThumbLength() const;
+    int ThumbAcross() const;
+    double AdaptiveValueAt(double position) const;
+    void PaintThumb(QPainter &painter, const QRect &thumb);
+    void SetHover(bool hover);
 
     bool Vertical() const { return m_kind == sbVertical; }
     int MaxButtonWidth() const;

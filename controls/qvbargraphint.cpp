@@ -32,75 +32,6 @@ void FillWin(QPainter &painter, int left, int top, int right, int bottom, const 
         painter.fillRect(QRect(left, top, right - left, bottom - top), color);
 }
 
-// A horizontal or vertical line from `from` towards `to`, without the end point.
-void LineWin(QPainter &painter, QPoint from, QPoint to, const QColor &color)
-{
-    if (from.y() == to.y()) {
-        if (from.x() < to.x())
-            FillWin(painter, from.x(), from.y(), to.x(), from.y() + 1, color);
-        else if (from.x() > to.x())
-            FillWin(painter, to.x() + 1, from.y(), from.x() + 1, from.y() + 1, color);
-    } else if (from.x() == to.x()) {
-        if (from.y() < to.y())
-            FillWin(painter, from.x(), from.y(), from.x() + 1, to.y(), color);
-        else
-            FillWin(painter, from.x(), to.y() + 1, from.x() + 1, from.y() + 1, color);
-    }
-}
-
-int HexDigit(char16_t c)
-{
-    if (c >= u'0' && c <= u'9')
-        return c - u'0';
-    if (c >= u'a' && c <= u'f')
-        return c - u'a' + 10;
-    if (c >= u'A' && c <= u'F')
-        return c - u'A' + 10;
-    return -1;
-}
-
-// "0x" and 1 to 8 hex digits: any 32-bit colour, system colours included.
-bool ParseColorField(QStringView field, TQVColor &color)
-{
-    field = field.trimmed();
-    if (field.size() < 3 || field.size() > 10 || field[0] != u'0' || (field[1] != u'x' && field[1] != u'X'))
-        return false;
-    quint32 value = 0;
-    for (QChar c : field.mid(2)) {
-        const int digit = HexDigit(c.unicode());
-        if (digit < 0)
-            return false;
-        value = value << 4 | quint32(digit);
-    }
-    color = value;
-    return true;
-}
-
-// A C-locale double, whatever the process locale; the whole field must be the number.
-bool ParseLimitField(QStringView field, double &limit)
-{
-    field = field.trimmed();
-    if (field.startsWith(u'+')) {
-        field = field.mid(1);
-        if (field.startsWith(u'+') || field.startsWith(u'-'))
-            return false;
-    }
-    if (field.isEmpty() || field.size() > 64)
-        return false;
-    char buffer[64];
-    for (qsizetype i = 0; i < field.size(); ++i) {
-        if (field[i].unicode() > 0x7F)
-            return false;
-        buffer[i] = char(field[i].unicode());
-    }
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(buffer, buffer + field.size(), value);
-    if (error != std::errc() || end != buffer + field.size() || std::isnan(value))
-        return false;
-    limit = value;
-    return true;
-}
-
 bool UsableSpan(double valueMin, double valueMax)
 {
     const double span = valueMax - valueMin;
@@ -334,6 +265,16 @@ void TQVBarGraphInt::SetLabelingStyle(TQVLabelingStyle style)
     update();
 }
 
+void TQVBarGraphInt::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    m_layout = {};
+    updateGeometry();
+    update();
+}
+
 QList<TQVBarGraphInt::RangeEntry> TQVBarGraphInt::Ranges() const
 {
     return m_ranges.Rows();
@@ -498,6 +439,11 @@ void TQVBarGraphInt::Paint(QPainter &painter)
         painter.drawPixmap(inner, m_picture);
         painter.restore();
     }
+    if (Adaptive()) {
+        const int bevel = std::clamp(BevelWidth(), 0, 64);
+        m_layout = TQVLinearScaleDraw::LayoutAdaptive(ScaleSpec(), inner, m_barWidth, bevel, m_offsetLower,
+                                                      m_offsetUpper);
+    }
     PaintSlider(painter);
     PaintLabeling(painter);
 }
@@ -505,8 +451,14 @@ void TQVBarGraphInt::Paint(QPainter &painter)
 void TQVBarGraphInt::PaintSlider(QPainter &painter)
 {
     const bool vertical = m_kind == sbVertical;
+    const bool adaptive = Adaptive() && m_layout.IsValid();
     int left, top, right, bottom;
-    if (vertical) {
+    if (adaptive) {
+        left = m_layout.Track.left();
+        top = m_layout.Track.top();
+        right = left + m_layout.Track.width();
+        bottom = top + m_layout.Track.height();
+    } else if (vertical) {
         left = (width() - m_barWidth) / 2;
         right = left + m_barWidth;
         top = m_offsetUpper;
@@ -546,7 +498,14 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
         const bool last = range.Limit >= m_value;
         const double end = last ? m_value : range.Limit;
         const QColor color = ToQColor(range.Color);
-        if (vertical) {
+        if (adaptive) {
+            const int pos = RoundPx(m_layout.PositionOf(end, m_valueMin, m_valueMax));
+            if (vertical)
+                FillWin(painter, left, std::max(pos, top), right, edge, color);
+            else
+                FillWin(painter, edge, top, std::min(pos, right), bottom, color);
+            edge = pos;
+        } else if (vertical) {
             const int pos = bottom - RoundPx((end - m_valueMin) * (bottom - top) / span);
             FillWin(painter, left, pos, right, edge, color);
             edge = pos;
@@ -563,6 +522,11 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
 QRect TQVBarGraphInt::ValueRect(double value) const
 {
     const bool vertical = m_kind == sbVertical;
+    if (Adaptive() && m_layout.IsValid()) {
+        const int p = RoundPx(m_layout.PositionOf(value, m_valueMin, m_valueMax));
+        const QRect &t = m_layout.Track;
+        return vertical ? QRect(t.left(), p, t.width(), 0) : QRect(p, t.top(), 0, t.height());
+    }
     const int length = (vertical ? height() : width()) - (m_offsetLower + m_offsetUpper);
     const int q = RoundPx((value - m_valueMin) * length / (m_valueMax - m_valueMin));
     if (vertical)
@@ -572,7 +536,7 @@ QRect TQVBarGraphInt::ValueRect(double value) const
 
 void TQVBarGraphInt::PaintNewValue(double oldValue)
 {
-    if (!UsableSpan(m_valueMin, m_valueMax)) {
+    if (!UsableSpan(m_valueMin, m_valueMax) || (Adaptive() && !m_layout.IsValid())) {
         update();
         return;
     }
@@ -588,197 +552,49 @@ void TQVBarGraphInt::PaintNewValue(double oldValue)
     m_valueStrip = QRect();
 }
 
+TQVLinearScaleSpec TQVBarGraphInt::ScaleSpec() const
+{
+    TQVLinearScaleSpec spec;
+    spec.Vertical = m_kind == sbVertical;
+    spec.ValueMin = m_valueMin;
+    spec.ValueMax = m_valueMax;
+    spec.Gap = m_labelingGap;
+    spec.Decimals = m_labelingDecimals;
+    spec.DefaultDecimals = 1;
+    spec.PrefixId = m_labelPrefix;
+    spec.Suffix = m_labelTextPosfix;
+    spec.Locale = locale();
+    spec.Font = m_labelingFont;
+    // The adaptive look keeps labels legible on any palette: the default black follows it.
+    spec.Ink = Adaptive() && m_labelingFontColor == QVColors::clBlack ? palette().color(QPalette::WindowText)
+                                                                    : ToQColor(m_labelingFontColor);
+    spec.Symmetric = m_labelingStyle == lbsSymmetric;
+    spec.FirstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove || spec.Symmetric;
+    spec.SecondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow || spec.Symmetric;
+    spec.Labels = m_labelingStyle == lbsLabels || m_labelingStyle == lbsBoth || spec.Symmetric;
+    spec.Lines = m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || spec.Symmetric;
+    return spec;
+}
+
 void TQVBarGraphInt::PaintLabeling(QPainter &painter)
 {
-    if (m_labelingStyle == lbsNone || !UsableSpan(m_valueMin, m_valueMax) || !std::isfinite(m_labelingGap)
-        || !(m_labelingGap > 0.0))
+    if (Adaptive()) {
+        if (m_layout.IsValid())
+            TQVLinearScaleDraw::PaintAdaptive(painter, m_layout, ScaleSpec().Ink);
         return;
-    const bool vertical = m_kind == sbVertical;
+    }
     const int w = width();
     const int h = height();
-    int aLeft, aTop, aRight, aBottom, span;
-    if (vertical) {
-        aLeft = 0;
-        aTop = m_offsetUpper;
-        aRight = w;
-        aBottom = h - m_offsetLower;
-        span = aBottom - aTop;
-    } else {
-        aLeft = m_offsetLower;
-        aTop = 0;
-        aRight = w - m_offsetUpper;
-        aBottom = h;
-        span = aRight - aLeft;
+    TQVClassicLinearGeometry geometry;
+    geometry.Area = m_kind == sbVertical ? QRect(0, m_offsetUpper, w, h - m_offsetLower - m_offsetUpper)
+                                         : QRect(m_offsetLower, 0, w - m_offsetUpper - m_offsetLower, h);
+    geometry.Widget = size();
+    geometry.BarThickness = m_barWidth;
+    const auto result = m_scaleDraw.PaintClassic(painter, ScaleSpec(), geometry);
+    // Painting enlarges a gap whose lines would lie closer than 2 pixels, for good.
+    m_labelingGap = result.Gap;
+    if (result.LabelHeight > 0) {
+        m_labelWidth = result.LabelWidth;
+        m_labelHeight = result.LabelHeight;
     }
-    if (span <= 0)
-        return;
-    const double d = m_valueMax - m_valueMin;
-    const QColor ink = ToQColor(m_labelingFontColor);
-
-    // Gap guard: lines closer than 2 pixels enlarge the gap for good.
-    const double lines = d * 2.0 / m_labelingGap;
-    const std::int64_t n = lines >= 9.0e18 ? std::numeric_limits<std::int64_t>::max() : std::int64_t(std::trunc(lines));
-    if (span < n)
-        m_labelingGap = d * 2.0 / span;
-    const double gap = m_labelingGap;
-
-    const auto firstLine = [&] {
-        double t0 = std::nearbyint(m_valueMin / gap) * gap;
-        if (t0 < m_valueMin)
-            t0 += gap;
-        return t0;
-    };
-    const int pitch = RoundPx(span * gap / d);
-    if (pitch <= 0)
-        return;
-
-    painter.setFont(m_labelingFont);
-    painter.setPen(ink);
-    painter.setBackgroundMode(Qt::TransparentMode);
-    const QFontMetrics fm = painter.fontMetrics();
-
-    const QString format = LabelFormat();
-
-    const QLocale loc = locale();
-    m_labelHeight = fm.height();
-    const double widest = std::fabs(m_valueMin) >= std::fabs(m_valueMax) ? m_valueMin : m_valueMax;
-    m_labelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, loc) + QLatin1Char('-'));
-
-    // Label stride: labels stand on every k-th line.
-    int k = 1;
-    int pitchK = pitch;
-    double gapK = gap;
-    const int minPitch = vertical ? 2 * m_labelHeight : m_labelWidth + 10;
-    while (minPitch > pitchK) {
-        pitchK += pitch;
-        gapK += gap;
-        ++k;
-    }
-
-    const int offset = RoundPx(span * m_valueMin / d);
-    const bool firstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove
-        || m_labelingStyle == lbsSymmetric;
-    const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow
-        || m_labelingStyle == lbsSymmetric;
-    // Lines lie at least 2 pixels apart, so this many steps cover the scale; the bound also
-    // stops a step that is lost in the rounding of a large value.
-    const int maxSteps = span + 2;
-    int widestLabel = 0;
-
-    if (m_labelingStyle != lbsLines) {
-        double t = firstLine();
-        for (int step = 0; t <= m_valueMax && step < maxSteps; ++step, t += gapK) {
-            const int p = RoundPx(span * t / d);
-            const QString text = QVFormatScaleLabel(format, t, m_labelPrefix, m_labelTextPosfix, loc);
-            m_labelWidth = fm.horizontalAdvance(text);
-            widestLabel = std::max(widestLabel, m_labelWidth);
-            if (vertical) {
-                const int y = aBottom - p - m_labelHeight / 2 + offset + fm.ascent();
-                if (firstSide)
-                    painter.drawText(QPoint(aLeft, y), text);
-                if (secondSide)
-                    painter.drawText(QPoint(aRight - m_labelWidth, y), text);
-            } else {
-                const int x = p + aLeft - m_labelWidth / 2 - offset;
-                if (firstSide)
-                    painter.drawText(QPoint(x, aTop + fm.ascent()), text);
-                if (secondSide)
-                    painter.drawText(QPoint(x, aBottom - m_labelHeight + fm.ascent()), text);
-            }
-        }
-    }
-
-    if (m_labelingStyle == lbsLabels)
-        return;
-    const bool symmetric = m_labelingStyle == lbsSymmetric;
-    const int indent = m_labelingStyle == lbsLines ? 0 : (vertical ? widestLabel + 8 : m_labelHeight + 8);
-    const int boxLeft = (w - m_barWidth) / 2;
-    const int boxRight = boxLeft + m_barWidth;
-    const int boxTop = (h - m_barWidth) / 2;
-    const int boxBottom = boxTop + m_barWidth;
-    int c = k;
-    double t = firstLine();
-    for (int step = 0; 1.000000001 * m_valueMax >= t && step < maxSteps; ++step, t += gap) {
-        const int p = RoundPx(span * t / d);
-        const int major = c == k ? 4 : 0;
-        if (vertical) {
-            const int y = aBottom - p + offset;
-            const int nearLeft = (aRight - m_barWidth) / 2;
-            const int nearRight = (aRight + m_barWidth) / 2;
-            if (firstSide) {
-                const int x0 = aLeft + indent - major;
-                if (x0 <= boxLeft)
-                    LineWin(painter, QPoint(x0, y), QPoint(nearLeft, y), ink);
-                if (!symmetric)
-                    LineWin(painter, QPoint(aRight, y), QPoint(nearRight, y), ink);
-            }
-            if (secondSide) {
-                const int x0 = aRight - indent + major;
-                if (x0 >= boxRight)
-                    LineWin(painter, QPoint(x0, y), QPoint(nearRight, y), ink);
-                if (!symmetric)
-                    LineWin(painter, QPoint(aLeft, y), QPoint(nearLeft, y), ink);
-            }
-        } else {
-            const int x = p + aLeft - offset;
-            const int nearTop = (aBottom - m_barWidth) / 2;
-            const int nearBottom = (aBottom + m_barWidth) / 2;
-            if (firstSide) {
-                const int y0 = aTop + indent - major;
-                if (y0 <= boxTop)
-                    LineWin(painter, QPoint(x, y0), QPoint(x, nearTop), ink);
-                if (!symmetric)
-                    LineWin(painter, QPoint(x, aBottom), QPoint(x, nearBottom), ink);
-            }
-            if (secondSide) {
-                const int y0 = aBottom - indent + major;
-                if (y0 >= boxBottom)
-                    LineWin(painter, QPoint(x, y0), QPoint(x, nearBottom), ink);
-                if (!symmetric)
-                    LineWin(painter, QPoint(x, aTop), QPoint(x, nearTop), ink);
-            }
-        }
-        if (++c > k)
-            c = 1;
-    }
-}
-
-QString QVRangeTableText(const QList<TQVRangeTableRow> &rows, bool withCheck)
-{
-    QStringList texts;
-    for (const TQVRangeTableRow &row : rows) {
-        // The shortest text that reads back to the same double, '-0' and 'inf' included.
-        char limit[32];
-        const auto result = std::to_chars(limit, limit + sizeof limit, row.Limit);
-        QString text = QStringLiteral("0x") + QString::number(row.Color, 16).toUpper().rightJustified(8, u'0')
-                       + u':' + QString::fromLatin1(limit, result.ptr - limit);
-        if (withCheck)
-            text += row.Check ? QStringLiteral(":1") : QStringLiteral(":0");
-        texts.append(text);
-    }
-    return texts.join(u';');
-}
-
-bool QVParseRangeTable(const QString &text, bool withCheck, QList<TQVRangeTableRow> &rows)
-{
-    QList<TQVRangeTableRow> parsed;
-    if (!text.trimmed().isEmpty()) {
-        for (QStringView row : QStringView(text).split(u';')) {
-            const QList<QStringView> fields = row.split(u':');
-            if (fields.size() != (withCheck ? 3 : 2))
-                return false;
-            TQVRangeTableRow entry;
-            if (!ParseColorField(fields[0], entry.Color) || !ParseLimitField(fields[1], entry.Limit))
-                return false;
-            if (withCheck) {
-                const QStringView check = fields[2].trimmed();
-                if (check != u"0" && check != u"1")
-                    return false;
-                entry.Check = check == u"1";
-            }
-            parsed.append(entry);
-        }
-    }
-    rows = parsed;
-    return true;
 }

@@ -10,28 +10,7 @@
 #include "controls/qvColor.h"
 #include "controls/qvCommon.h"
 #include "controls/qvControl.h"
-
-/// \brief One row of the text form of a colour range table (the `RangeTable` property of the
-/// bar graph, the slider and the meter).
-struct TQVRangeTableRow
-{
-    TQVColor Color = 0;
-    double Limit = 0.0;
-    bool Check = false; // the meter's rows only
-    bool operator==(const TQVRangeTableRow &) const = default;
-};
-
-/// \brief The text of a range table: rows joined by ';', each `0xCOLOR:limit`, or
-/// `0xCOLOR:limit:check` with `withCheck`. The colour has eight hex digits (system colours
-/// keep their high bit, `0x8000000F`); the limit is the shortest C-locale text that reads
-/// back to the same double; the check is 0 or 1.
-QV_WIDGETS_EXPORT QString QVRangeTableText(const QList<TQVRangeTableRow> &rows, bool withCheck);
-
-/// \brief Parses `QVRangeTableText` text into `rows`. Blanks around fields are allowed,
-/// colours take 1 to 8 hex digits after `0x`, limits are C-locale doubles (`inf` allowed,
-/// NaN refused), checks are 0 or 1; empty text gives no rows. Returns false, leaving `rows`
-/// untouched, when any row is malformed. All rows are returned, also beyond 16.
-QV_WIDGETS_EXPORT bool QVParseRangeTable(const QString &text, bool withCheck, QList<TQVRangeTableRow> &rows);
+#include "controls/scale/qvScaleDraw.h"
 
 /// \brief A display control that shows one value as a filled bar along a vertical or
 /// horizontal track, coloured piecewise by a table of up to 16 colour ranges, with scale
@@ -68,6 +47,7 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVCustomPanel
     Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor)
     Q_PROPERTY(TQVLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
     Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
     Q_CLASSINFO("FormCustomData", "RangeTable")
@@ -161,6 +141,13 @@ public:
     TQVLabelingStyle LabelingStyle() const { return m_labelingStyle; }
     void SetLabelingStyle(TQVLabelingStyle style);
 
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` lays the bar out beside its measured labels (see TQVScaleLayout);
+    /// `slClassic`, the default, keeps the classic geometry.
+    void SetScaleLayout(TQVScaleLayout layout);
+    /// The adaptive layout of the last full paint (invalid in the classic layout).
+    const TQVLinearScaleLayout &AdaptiveLayout() const { return m_layout; }
+
     /// \brief The ranges in use (1..`RangeNumber`), for the form writer.
     QList<RangeEntry> Ranges() const;
     /// \brief Replaces the table as the form reader does: `RangeNumber` becomes the number
@@ -214,6 +201,8 @@ private:
     void UpdateAccessibleValue();
     QRect ValueRect(double value) const;
     QString LabelFormat() const;
+    TQVLinearScaleSpec ScaleSpec() const;
+    bool Adaptive() const { return m_scaleLayout == slAdaptive; }
 
     int m_barWidth = 10;
     int m_labelingDecimals = 1;
@@ -242,4 +231,7 @@ private:
     QString m_labelTextPosfix;
     // The strip of the value repaint in progress; a paint event inside it draws the bar only.
     QRect m_valueStrip;
+    TQVScaleLayout m_scaleLayout = slClassic;
+    TQVLinearScaleDraw m_scaleDraw;
+    TQVLinearScaleLayout m_layout;
 };

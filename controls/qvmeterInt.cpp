@@ -15,6 +15,7 @@
 
 #include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvScaleEngine.h"
 #include "framework/qvFiler.h"
 
 namespace {
@@ -603,12 +604,7 @@ void TQVMeterInt::CalcTicks()
 
 QString TQVMeterInt::LabelFormat() const
 {
-    const bool straddlesZero = m_valueMax >= 0.0001 && m_valueMin <= -0.0001;
-    if (m_valueMin <= -10000.0 || m_valueMax >= 10000.0 || (!straddlesZero && m_valueMax - m_valueMin < 0.0001))
-        return QStringLiteral("#.##E-00");
-    if (m_valueDecimals >= 1)
-        return QStringLiteral("0.") + QString(m_valueDecimals, QLatin1Char('0'));
-    return QStringLiteral("0");
+    return QVLabelFormat(TQVLabelFormatRule::Round, m_valueMin, m_valueMax, m_valueDecimals);
 }
 
 void TQVMeterInt::CalcLabel()

@@ -1,0 +1,377 @@
+#include "controls/scale/qvScaleDraw.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include <QtGui/QFontMetrics>
+#include <QtGui/QFontMetricsF>
+#include <QtGui/QPainter>
+
+#include "controls/qvFormat.h"
+
+namespace {
+
+// Round to nearest, ties to even, pinned to a range that any pixel arithmetic survives.
+int RoundPx(double x)
+{
+    if (std::isnan(x))
+        return 0;
+    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
+}
+
+// Fills the rectangle from (left, top) up to, not including, (right, bottom); nothing when
+// it is empty or inverted.
+void FillEdges(QPainter &painter, int left, int top, int right, int bottom, const QColor &color)
+{
+    if (right > left && bottom > top)
+        painter.fillRect(QRect(left, top, right - left, bottom - top), color);
+}
+
+// A horizontal or vertical line from `from` towards `to`, without the end point.
+void LineTo(QPainter &painter, QPoint from, QPoint to, const QColor &color)
+{
+    if (from.y() == to.y()) {
+        if (from.x() < to.x())
+            FillEdges(painter, from.x(), from.y(), to.x(), from.y() + 1, color);
+        else if (from.x() > to.x())
+            FillEdges(painter, to.x() + 1, from.y(), from.x() + 1, from.y() + 1, color);
+    } else if (from.x() == to.x()) {
+        if (from.y() < to.y())
+            FillEdges(painter, from.x(), from.y(), from.x() + 1, to.y(), color);
+        else
+            FillEdges(painter, from.x(), to.y() + 1, from.x() + 1, from.y() + 1, color);
+    }
+}
+
+bool UsableRange(double valueMin, double valueMax)
+{
+    const double span = valueMax - valueMin;
+    return std::isfinite(valueMin) && std::isfinite(valueMax) && std::isfinite(span) && span > 0.0;
+}
+
+} // namespace
+
+TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &painter, const TQVLinearScaleSpec &spec,
+                                                                    const TQVClassicLinearGeometry &g)
+{
+    TClassicResult result;
+    result.Gap = spec.Gap;
+    if ((!spec.Labels && !spec.Lines) || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(spec.Gap)
+        || !(spec.Gap > 0.0))
+        return result;
+    const bool vertical = spec.Vertical;
+    const int aLeft = g.Area.left(), aTop = g.Area.top();
+    const int aRight = aLeft + g.Area.width(), aBottom = aTop + g.Area.height();
+    const int span = vertical ? aBottom - aTop : aRight - aLeft;
+    if (span <= 0)
+        return result;
+    const double d = spec.ValueMax - spec.ValueMin;
+    const int w = g.Widget.width(), h = g.Widget.height();
+
+    // Gap guard: lines closer than 2 pixels enlarge the gap, which the control keeps.
+    const double lines = d * 2.0 / spec.Gap;
+    const std::int64_t n = lines >= 9.0e18 ? std::numeric_limits<std::int64_t>::max() : std::int64_t(std::trunc(lines));
+    if (span < n)
+        result.Gap = d * 2.0 / span;
+    const double gap = result.Gap;
+    const int pitch = RoundPx(span * gap / d);
+    if (pitch <= 0)
+        return result;
+
+    painter.setFont(spec.Font);
+    painter.setBackgroundMode(Qt::TransparentMode);
+    painter.setPen(spec.Ink);
+    const QFontMetrics fm = painter.fontMetrics();
+    const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, spec.ValueMin, spec.ValueMax, spec.Decimals,
+                                         spec.PrefixId);
+    result.LabelHeight = fm.height();
+    const double widest = std::fabs(spec.ValueMin) >= std::fabs(spec.ValueMax) ? spec.ValueMin : spec.ValueMax;
+    result.LabelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, spec.Locale) + QLatin1Char('-'));
+
+    // Labels stand on every k-th line: two text heights apart on a vertical scale, one estimated
+    // label width and 10 pixels on a horizontal one.
+    const int k = QVLabelStride(pitch, vertical ? 2 * result.LabelHeight : result.LabelWidth + 10);
+    double gapK = gap; // accumulated as the stride grows, the classic way
+    for (int i = 1; i < k; ++i)
+        gapK += gap;
+    const double first = QVFirstTick(spec.ValueMin, gap);
+    const int offset = RoundPx(span * spec.ValueMin / d);
+    // Lines lie at least 2 pixels apart, so this many steps cover the scale; the bound also
+    // stops a step that is lost in the rounding of a large value.
+    const int maxSteps = span + 2;
+    int widestLabel = 0;
+
+    if (spec.Labels) {
+        // A partial repaint clips most labels away; text outside the clip is skipped.
+        const QRect clip = painter.hasClipping() ? painter.clipBoundingRect().toAlignedRect() : QRect();
+        const TLabelKey key{first, gapK, spec.ValueMax, format, spec.Suffix, spec.PrefixId, spec.Font, spec.Locale};
+        if (!(key == m_key)) {
+            m_key = key;
+            m_labels.clear();
+        }
+        // The label texts are accumulated as the classic scales always did: t, t + k·gap, …
+        double t = first;
+        for (int i = 0; t <= spec.ValueMax && i < maxSteps; ++i, t += gapK) {
+            const int p = RoundPx(span * t / d);
+            if (std::size_t(i) >= m_labels.size()) {
+                const QString text = QVScaleLabelText(format, t, spec.PrefixId, spec.Suffix, spec.Locale);
+                m_labels.emplace_back(text, fm.horizontalAdvance(text));
+            }
+            const auto &[text, textWidth] = m_labels[std::size_t(i)];
+            result.LabelWidth = textWidth;
+            widestLabel = std::max(widestLabel, textWidth);
+            int x1, x2, y1, y2;
+            if (vertical) {
+                y1 = y2 = aBottom - p - result.LabelHeight / 2 + offset;
+                x1 = g.Asymmetric ? int(w * 0.2) + aLeft + g.Width8 : aLeft;
+                x2 = g.Asymmetric ? aRight - textWidth - int(w * 0.2) - g.Width8 : aRight - textWidth;
+            } else {
+                x1 = x2 = p + aLeft - textWidth / 2 - offset;
+                y1 = g.Asymmetric ? aTop + int(result.LabelHeight * 0.5 + h * 0.2) : aTop;
+                y2 = g.Asymmetric ? aBottom - int(result.LabelHeight * 1.5 + h * 0.2) : aBottom - result.LabelHeight;
+            }
+            const auto visible = [&](int x, int y) {
+                return clip.isNull() || clip.intersects(QRect(x, y, textWidth, result.LabelHeight));
+            };
+            if (spec.FirstSide && visible(x1, y1))
+                painter.drawText(QPoint(x1, y1 + fm.ascent()), text);
+            if (spec.SecondSide && visible(x2, y2))
+                painter.drawText(QPoint(x2, y2 + fm.ascent()), text);
+        }
+    }
+
+    if (!spec.Lines)
+        return result;
+    // Lines stop at the bar; with labels they start beside the widest one, major lines (those
+    // that carry a label) 4 pixels nearer to it.
+    const int indent = spec.Labels ? (vertical ? widestLabel : result.LabelHeight) + 8 : 0;
+    const int thickness = g.BarThickness;
+    const int boxLeft = (w - thickness) / 2, boxRight = boxLeft + thickness;
+    const int boxTop = (h - thickness) / 2, boxBottom = boxTop + thickness;
+    const QColor ink = spec.Ink;
+    int c = k;
+    double t = first;
+    for (int step = 0; 1.000000001 * spec.ValueMax >= t && step < maxSteps; ++step, t += gap) {
+        const int p = RoundPx(span * t / d);
+        const int major = c == k ? 4 : 0;
+        if (vertical) {
+            const int y = aBottom - p + offset;
+            const int nearLeft = (aRight - thickness) / 2;
+            const int nearRight = (aRight + thickness) / 2;
+            if (spec.FirstSide) {
+                const int x0 = aLeft + indent - major;
+                if (x0 <= boxLeft)
+                    LineTo(painter, QPoint(x0, y), QPoint(nearLeft, y), ink);
+                if (!spec.Symmetric)
+                    LineTo(painter, QPoint(aRight, y), QPoint(nearRight, y), ink);
+            }
+            if (spec.SecondSide) {
+                const int x0 = aRight - indent + major;
+                if (x0 >= boxRight)
+                    LineTo(painter, QPoint(x0, y), QPoint(nearRight, y), ink);
+                if (!spec.Symmetric)
+                    LineTo(painter, QPoint(aLeft, y), QPoint(nearLeft, y), ink);
+            }
+        } else {
+            const int x = p + aLeft - offset;
+            const int nearTop = (aBottom - thickness) / 2;
+            const int nearBottom = (aBottom + thickness) / 2;
+            if (spec.FirstSide) {
+                const int y0 = aTop + indent - major;
+                if (y0 <= boxTop)
+                    LineTo(painter, QPoint(x, y0), QPoint(x, nearTop), ink);
+                if (!spec.Symmetric)
+                    LineTo(painter, QPoint(x, aBottom), QPoint(x, nearBottom), ink);
+            }
+            if (spec.SecondSide) {
+                const int y0 = aBottom - indent + major;
+                if (y0 >= boxBottom)
+                    LineTo(painter, QPoint(x, y0), QPoint(x, nearBottom), ink);
+                if (!spec.Symmetric)
+                    LineTo(painter, QPoint(x, aTop), QPoint(x, nearTop), ink);
+            }
+        }
+        if (++c > k)
+            c = 1;
+    }
+    return result;
+}
+
+double TQVLinearScaleLayout::PositionOf(double value, double valueMin, double valueMax) const
+{
+    return Lower + (value - valueMin) / (valueMax - valueMin) * (Upper - Lower);
+}
+
+TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec &spec, const QRect &bounds,
+                                                       int thickness, int inset, int marginLower, int marginUpper)
+{
+    TQVLinearScaleLayout layout;
+    if (!bounds.isValid() || !UsableRange(spec.ValueMin, spec.ValueMax))
+        return layout;
+    const bool vertical = spec.Vertical;
+    const int along = vertical ? bounds.height() : bounds.width();
+    int across = vertical ? bounds.width() : bounds.height();
+    inset = std::clamp(inset, 0, along / 2);
+    marginLower = std::clamp(marginLower, 0, along / 3);
+    marginUpper = std::clamp(marginUpper, 0, along / 3);
+    thickness = std::clamp(thickness, 1, std::max(1, across));
+
+    // The font follows the size: a seventeenth of the length, between 7 points (or the user's
+    // size when smaller) and one and a half times the user's size.
+    QFont font = spec.Font;
+    const double userPt = font.pointSizeF() > 0 ? font.pointSizeF() : std::max(1, font.pixelSize()) * 0.75;
+    const double smallest = std::min(userPt, 7.0);
+    font.setPointSizeF(std::clamp(along / 17.0, smallest, std::max(smallest, userPt * 1.5)));
+    bool labels = spec.Labels && (spec.FirstSide || spec.SecondSide);
+    bool firstSide = spec.FirstSide, secondSide = spec.SecondSide;
+
+    TQVScaleDivision div;
+    double lower = 0, upper = 0; // pixel positions of the scale ends along the length
+    double labelHeight = 0, labelBand = 0;
+    int majorLength = 0, minorLength = 0, padding = 0;
+    // Fits the scale along the length; end labels must not stick out of `bounds`.
+    const auto divide = [&]() {
+        const QFontMetricsF fm(font);
+        labelHeight = fm.height();
+        majorLength = std::max(4, RoundPx(labelHeight * 0.45));
+        minorLength = std::max(2, RoundPx(majorLength * 0.55));
+        padding = std::max(2, RoundPx(labelHeight * 0.25));
+        double endLower = 0, endUpper = 0; // half extents of the end labels along the length
+        for (int pass = 0; pass < 3; ++pass) {
+            const double start = vertical ? bounds.top() : bounds.left();
+            const double end = start + along;
+            const double marginLo = std::max<double>(marginLower + inset, labels ? std::ceil(endLower) + 1 : 0);
+            const double marginHi = std::max<double>(marginUpper + inset, labels ? std::ceil(endUpper) + 1 : 0);
+            const double length = along - marginLo - marginHi;
+            if (length < 2)
+                return false;
+            // Vertical scales grow upwards.
+            lower = vertical ? end - marginLo : start + marginLo;
+            upper = vertical ? start + marginHi : end - marginHi;
+            TQVAdaptiveScaleRequest request;
+            request.ValueMin = spec.ValueMin;
+            request.ValueMax = spec.ValueMax;
+            request.Length = length;
+            request.MinTickGap = spec.Gap;
+            request.LabelPadding = vertical ? padding : 2.0 * padding;
+            request.Decimals = spec.Decimals == spec.DefaultDecimals ? -1 : spec.Decimals;
+            request.PrefixId = spec.PrefixId;
+            request.Suffix = spec.Suffix;
+            request.Locale = spec.Locale;
+            request.Extent = [&](const QString &text) { return vertical ? labelHeight : fm.horizontalAdvance(text); };
+            div = QVAdaptiveDivision(request);
+            if (div.IsEmpty() || !labels)
+                return !div.IsEmpty();
+            const double newLower = vertical ? labelHeight / 2 : fm.horizontalAdvance(div.Texts.front()) / 2;
+            const double newUpper = vertical ? labelHeight / 2 : fm.horizontalAdvance(div.Texts.back()) / 2;
+            const bool fits = newLower <= endLower && newUpper <= endUpper;
+            endLower = std::max(endLower, newLower);
+            endUpper = std::max(endUpper, newUpper);
+            if (fits)
+                break;
+        }
+        labelBand = 0;
+        for (const QString &text : div.Texts)
+            labelBand = std::max(labelBand, vertical ? fm.horizontalAdvance(text) : labelHeight);
+        labelBand = std::ceil(labelBand);
+        return true;
+    };
+    if (!divide())
+        return layout;
+
+    // Across: [labels][padding][ticks] track [ticks][padding][labels], centred. What does not fit
+    // goes: the second label side, then a smaller font, then the labels.
+    const auto needed = [&] {
+        const int sides = int(firstSide) + int(secondSide);
+        const int tickBand = spec.Lines ? majorLength + 1 : 0;
+        return thickness + sides * tickBand + (labels ? sides * (int(labelBand) + padding) : 0);
+    };
+    while (needed() > across) {
+        if (labels && firstSide && secondSide) {
+            secondSide = false;
+        } else if (labels && font.pointSizeF() > 6.0) {
+            font.setPointSizeF(std::max(6.0, font.pointSizeF() - 1.0));
+            if (!divide())
+                return layout;
+        } else if (labels) {
+            labels = false;
+            firstSide = spec.FirstSide || !spec.SecondSide;
+            secondSide = spec.SecondSide && !spec.FirstSide;
+        } else if (spec.Lines && majorLength > 2) {
+            majorLength = std::max(2, majorLength / 2);
+            minorLength = std::max(1, majorLength / 2);
+        } else {
+            thickness = std::max(1, across - (needed() - thickness));
+            break;
+        }
+    }
+    const int tickBand = spec.Lines ? majorLength + 1 : 0;
+    const int firstBand = firstSide ? tickBand + (labels ? int(labelBand) + padding : 0) : 0;
+    const int total = needed();
+    const int acrossStart = (vertical ? bounds.left() : bounds.top()) + std::max(0, (across - total) / 2);
+    const int trackStart = acrossStart + firstBand;
+    const int trackLo = int(std::floor(std::min(lower, upper))) - inset;
+    const int trackHi = int(std::ceil(std::max(lower, upper))) + inset;
+    layout.Track = vertical ? QRect(trackStart, trackLo, thickness, trackHi - trackLo)
+                            : QRect(trackLo, trackStart, trackHi - trackLo, thickness);
+    layout.Lower = lower;
+    layout.Upper = upper;
+    layout.Font = font;
+    layout.Pen = labelHeight >= 24 ? 2.0 : labelHeight >= 17 ? 1.5 : 1.0;
+
+    const QFontMetricsF fm(font);
+    const double near1 = trackStart, near2 = trackStart + thickness; // track edges across
+    std::size_t label = 0;
+    for (const TQVScaleTick &tick : div.Ticks) {
+        // Crisp lines: on pixel centres for odd pen widths.
+        double pos = layout.PositionOf(tick.Value, spec.ValueMin, spec.ValueMax);
+        pos = std::floor(pos) + 0.5;
+        const int length = tick.Major ? majorLength : minorLength;
+        const auto line = [&](double from, double to) {
+            layout.Ticks.emplace_back(vertical ? QLineF(from, pos, to, pos) : QLineF(pos, from, pos, to), tick.Major);
+        };
+        if (spec.Lines && firstSide)
+            line(near1 - 1 - length, near1 - 1);
+        if (spec.Lines && secondSide)
+            line(near2 + 1, near2 + 1 + length);
+        if (!tick.Major)
+            continue;
+        const QString &text = div.Texts[label++];
+        if (!labels)
+            continue;
+        const double w = std::ceil(fm.horizontalAdvance(text));
+        const double exact = layout.PositionOf(tick.Value, spec.ValueMin, spec.ValueMax);
+        if (firstSide) {
+            const double edge = near1 - tickBand - padding;
+            layout.Labels.push_back({vertical ? QRectF(edge - w, exact - labelHeight / 2, w, labelHeight)
+                                              : QRectF(exact - w / 2, edge - labelHeight, w, labelHeight),
+                                     text});
+        }
+        if (secondSide) {
+            const double edge = near2 + tickBand + padding;
+            layout.Labels.push_back({vertical ? QRectF(edge, exact - labelHeight / 2, w, labelHeight)
+                                              : QRectF(exact - w / 2, edge, w, labelHeight),
+                                     text});
+        }
+    }
+    return layout;
+}
+
+void TQVLinearScaleDraw::PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink)
+{
+    painter.save();
+    QPen pen(ink, layout.Pen, Qt::SolidLine, Qt::FlatCap);
+    painter.setPen(pen);
+    for (const auto &[line, major] : layout.Ticks) {
+        pen.setWidthF(major ? layout.Pen : std::max(1.0, layout.Pen * 0.75));
+        painter.setPen(pen);
+        painter.drawLine(line);
+    }
+    painter.setFont(layout.Font);
+    painter.setPen(ink);
+    for (const TQVScaleLabelBox &label : layout.Labels)
+        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+    painter.restore();
+}

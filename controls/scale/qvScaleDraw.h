@@ -1,0 +1,116 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include <QtCore/QLineF>
+#include <QtCore/QLocale>
+#include <QtCore/QRect>
+#include <QtCore/QRectF>
+#include <QtCore/QString>
+#include <QtGui/QColor>
+#include <QtGui/QFont>
+
+#include "controls/scale/qvScaleEngine.h"
+#include "framework/qvGlobal.h"
+
+class QPainter;
+
+/// \brief What a linear scale shows: its value range, tick gap, label texts and where labels go.
+struct TQVLinearScaleSpec
+{
+    bool Vertical = true;
+    double ValueMin = 0.0;
+    double ValueMax = 100.0;
+    double Gap = 5.0;     ///< value distance between two lines
+    int Decimals = 1;     ///< label decimals
+    int DefaultDecimals = 1; ///< the control's own default; the adaptive layout uses the step's decimals while `Decimals` has it
+    int PrefixId = 0;     ///< SI prefix of the labels
+    QString Suffix;       ///< unit text after each label
+    QLocale Locale;
+    QFont Font;
+    QColor Ink;           ///< labels and lines
+    bool FirstSide = true;   ///< labels left of a vertical, above a horizontal scale
+    bool SecondSide = false; ///< labels right of a vertical, below a horizontal scale
+    bool Labels = false;
+    bool Lines = false;
+    bool Symmetric = false;  ///< lines only between labels and bar, on both sides
+};
+
+/// \brief The classic geometry of a linear scale: the scale area in which `ValueMin`..`ValueMax`
+/// map onto pixels, the box across the track that lines stop at, and the label placement of the
+/// asymmetric slider style.
+struct TQVClassicLinearGeometry
+{
+    QRect Area;           ///< left, top, right, bottom as edges (right and bottom exclusive)
+    QSize Widget;         ///< the control's size
+    int BarThickness = 10; ///< bar or track thickness, centred across the control
+    bool Asymmetric = false; ///< labels move toward an off-centre track
+    int Width8 = 0;          ///< text width of "8" in the label font (asymmetric only)
+};
+
+/// \brief One measured label of an adaptive scale.
+struct TQVScaleLabelBox
+{
+    QRectF Box;
+    QString Text;
+};
+
+/// \brief An adaptive linear scale laid out in a rectangle: the bar or track, the ticks and the
+/// labels beside it, none of which overlap, all inside the rectangle.
+struct TQVLinearScaleLayout
+{
+    QRect Track;                      ///< the bar or track
+    double Lower = 0.0, Upper = 0.0;  ///< pixel positions of `ValueMin` and `ValueMax` along the scale
+    std::vector<std::pair<QLineF, bool>> Ticks; ///< tick lines, major flag
+    std::vector<TQVScaleLabelBox> Labels;
+    QFont Font;
+    double Pen = 1.0;                 ///< tick pen width
+    bool IsValid() const { return Track.isValid(); }
+    /// The pixel position along the scale of `value` (unclamped).
+    double PositionOf(double value, double valueMin, double valueMax) const;
+};
+
+/// \brief Painter-only drawing of linear scales (bar graph and slider): the classic labelling, and
+/// the adaptive layout with its painting. Keeps the label texts of the last scale, so that a
+/// partial repaint does not format them again.
+class QV_WIDGETS_EXPORT TQVLinearScaleDraw
+{
+public:
+    struct TClassicResult
+    {
+        double Gap = 0.0;   ///< the gap after the guard (lines at least 2 pixels apart)
+        int LabelWidth = 0; ///< width of the last label measured
+        int LabelHeight = 0;
+    };
+
+    /// \brief Paints labels and lines the classic way into `geometry.Area`; returns the guarded gap,
+    /// which the control keeps as its own. Nothing for an unusable range or area.
+    TClassicResult PaintClassic(QPainter &painter, const TQVLinearScaleSpec &spec,
+                                const TQVClassicLinearGeometry &geometry);
+
+    /// \brief Lays out an adaptive scale in `bounds`: a track `thickness` pixels across, whose ends
+    /// keep at least `marginLower` and `marginUpper` pixels from the ends of `bounds` and lie `inset`
+    /// pixels beyond the ends of the scale (the slider's half button). The label font follows the
+    /// size of `bounds`, up to one and a half times `spec.Font`.
+    static TQVLinearScaleLayout LayoutAdaptive(const TQVLinearScaleSpec &spec, const QRect &bounds, int thickness,
+                                               int inset, int marginLower, int marginUpper);
+    /// Paints the ticks and labels of `layout` (not the track).
+    static void PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink);
+
+    /// Forgets the cached label texts.
+    void Invalidate() { m_labels.clear(); m_key = {}; }
+
+private:
+    struct TLabelKey
+    {
+        double First = 0, Step = 0, Last = 0;
+        QString Format, Suffix;
+        int PrefixId = 0;
+        QFont Font;
+        QLocale Locale;
+        bool operator==(const TLabelKey &) const = default;
+    };
+    TLabelKey m_key;
+    std::vector<std::pair<QString, int>> m_labels;
+};

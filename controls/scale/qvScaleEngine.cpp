@@ -1,0 +1,244 @@
+#include "controls/scale/qvScaleEngine.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "controls/qvCommon.h"
+#include "controls/qvFormat.h"
+
+const TQVLabelFormatRule TQVLabelFormatRule::Linear{"0.00E-00", 100000.0, 0.001, false};
+const TQVLabelFormatRule TQVLabelFormatRule::Round{"#.##E-00", 10000.0, 0.0001, true};
+
+namespace {
+
+// More labels than any screen can show; a division that would need more is refused.
+constexpr double MaxLabels = 10000.0;
+
+QString FixedPattern(int decimals)
+{
+    return decimals > 0 ? QStringLiteral("0.") + QString(decimals, QLatin1Char('0')) : QStringLiteral("0");
+}
+
+double PrefixFactor(int prefixId)
+{
+    TSiPrefixesStruct info;
+    return prefixId != sipNone && GetSIInfos(prefixId, info) ? info.Factor : 1.0;
+}
+
+// A value that should read 0 but carries the rounding noise of k · step.
+double Clean(double value, double step)
+{
+    return std::fabs(value) < step * 1e-9 ? 0.0 : value;
+}
+
+} // namespace
+
+double QVNiceStep(double raw)
+{
+    if (!(raw > 0.0) || !std::isfinite(raw))
+        return 0.0;
+    const double magnitude = std::pow(10.0, std::floor(std::log10(raw)));
+    const double norm = raw / magnitude;
+    double nice = 10.0;
+    if (norm <= 1.0 + 1e-9)
+        nice = 1.0;
+    else if (norm <= 2.0 + 1e-9)
+        nice = 2.0;
+    else if (norm <= 5.0 + 1e-9)
+        nice = 5.0;
+    return nice * magnitude;
+}
+
+double QVNextNiceStep(double step)
+{
+    return QVNiceStep(step * 1.5);
+}
+
+int QVStepDecimals(double step)
+{
+    step = std::fabs(step);
+    if (!(step > 0.0) || !std::isfinite(step))
+        return 0;
+    double scaled = step;
+    for (int decimals = 0; decimals < 15; ++decimals, scaled *= 10.0) {
+        if (std::fabs(scaled - std::nearbyint(scaled)) <= 1e-9 * scaled)
+            return decimals;
+    }
+    return 15;
+}
+
+int QVLabelStride(int pitch, int need, int maxStride)
+{
+    if (pitch <= 0 || need <= pitch)
+        return 1;
+    const long long k = (static_cast<long long>(need) + pitch - 1) / pitch;
+    return int(std::min<long long>(k, maxStride));
+}
+
+int QVLabelStride(double pitch, double need, int maxStride)
+{
+    if (!(pitch > 0.0) || !(need > pitch))
+        return 1;
+    int k = 1;
+    // Multiplying rather than accumulating keeps k · pitch exact for whole-pixel pitches.
+    while (k < maxStride && k * pitch < need)
+        ++k;
+    return k;
+}
+
+double QVFirstTick(double valueMin, double gap)
+{
+    double first = std::nearbyint(valueMin / gap) * gap;
+    if (first < valueMin)
+        first += gap;
+    return first;
+}
+
+QString QVLabelFormat(const TQVLabelFormatRule &rule, double valueMin, double valueMax, int decimals, int prefixId)
+{
+    if (prefixId == sipNone) {
+        const bool acrossZero = rule.SpanExemptAcrossZero && valueMax >= rule.MinSpan && valueMin <= -rule.MinSpan;
+        if (valueMin <= -rule.Magnitude || valueMax >= rule.Magnitude
+            || (!acrossZero && valueMax - valueMin < rule.MinSpan))
+            return QString::fromLatin1(rule.Scientific);
+    }
+    return FixedPattern(std::clamp(decimals, 0, 15));
+}
+
+QString QVScaleLabelText(const QString &format, double value, int prefixId, const QString &suffix,
+                         const QLocale &locale)
+{
+    TSiPrefixesStruct info;
+    if (prefixId != sipNone && GetSIInfos(prefixId, info))
+        return QVFormatFloat(format, value / info.Factor, locale) + info.Symbol + suffix;
+    return QVFormatFloat(format, value, locale) + suffix;
+}
+
+double QVClassicGuardedGap(double valueMin, double valueMax, double gap, double density, double length)
+{
+    const double span = valueMax - valueMin;
+    return span * density / gap > length ? span * density / length : gap;
+}
+
+TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
+{
+    TQVScaleDivision div;
+    const double lo = r.ValueMin, hi = r.ValueMax, span = hi - lo;
+    if (!std::isfinite(lo) || !std::isfinite(hi) || !std::isfinite(span) || !(span > 0.0) || !(r.Length >= 1.0)
+        || !std::isfinite(r.Length) || !r.Extent)
+        return div;
+    const double perValue = r.Length / span;
+    const double factor = PrefixFactor(r.PrefixId);
+    const double largest = std::max(std::fabs(lo), std::fabs(hi)) / factor;
+
+    // The texts of one candidate step: fixed decimals from the step, or scientific for very large
+    // values and very fine steps.
+    QString pattern;
+    int decimals = 0;
+    const auto chooseFormat = [&](double step) {
+        const double scaledStep = step / factor;
+        if (r.PrefixId == sipNone && (largest >= 1e6 || scaledStep < 1e-4)) {
+            const double exponent = std::floor(std::log10(largest > 0.0 ? largest : scaledStep));
+            decimals = std::clamp(QVStepDecimals(scaledStep / std::pow(10.0, exponent)), 1, 6);
+            pattern = QStringLiteral("0.") + QString(decimals, QLatin1Char('0')) + QStringLiteral("E-00");
+        } else {
+            decimals = r.Decimals >= 0 ? std::min(r.Decimals, 15) : QVStepDecimals(scaledStep);
+            pattern = FixedPattern(decimals);
+        }
+    };
+    const auto text = [&](double value, bool onGrid) {
+        if (onGrid || pattern.contains(QLatin1Char('E')) || r.Decimals >= 0)
+            return QVScaleLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
+        // An end between two steps shows what it is, up to two decimals more than the steps.
+        const int own = std::clamp(QVStepDecimals(value / factor), decimals, decimals + 2);
+        return QVScaleLabelText(FixedPattern(own), value, r.PrefixId, r.Suffix, r.Locale);
+    };
+
+    struct Label
+    {
+        double Value, Position, Extent;
+        QString Text;
+        bool End;
+    };
+    std::vector<Label> labels;
+    const auto collide = [&](const Label &a, const Label &b) {
+        return b.Position - a.Position < (a.Extent + b.Extent) / 2.0 + r.LabelPadding;
+    };
+
+    double step = QVNiceStep(std::max(span / std::max(1.0, r.Length / 8.0), r.MinTickGap));
+    bool found = false;
+    for (int attempt = 0; attempt < 64 && step > 0.0 && std::isfinite(step); ++attempt, step = QVNextNiceStep(step)) {
+        const double first = std::ceil(lo / step - 1e-9), last = std::floor(hi / step + 1e-9);
+        if (last - first > MaxLabels)
+            continue;
+        chooseFormat(step);
+        labels.clear();
+        const auto add = [&](double value, bool end) {
+            const QString t = text(value, !end);
+            labels.push_back({value, (value - lo) * perValue, r.Extent(t), t, end});
+        };
+        if (first * step > lo + step * 1e-9 || first > last)
+            add(lo, true);
+        for (double k = first; k <= last; k += 1.0)
+            add(Clean(k * step, step), false);
+        if (last * step < hi - step * 1e-9 || first > last)
+            add(hi, true);
+        // An end label keeps its place; an inner neighbour too close to it gives way.
+        if (labels.size() > 2 && labels.front().End && collide(labels[0], labels[1]))
+            labels.erase(labels.begin() + 1);
+        if (labels.size() > 2 && labels.back().End && collide(labels[labels.size() - 2], labels.back()))
+            labels.erase(labels.end() - 2);
+        bool clear = true;
+        for (std::size_t i = 1; i < labels.size() && clear; ++i)
+            clear = !collide(labels[i - 1], labels[i]);
+        if (clear) {
+            found = true;
+            break;
+        }
+        if (step > span * 4.0)
+            break;
+    }
+    if (!found) {
+        // Not even the two ends fit beside each other: the lower end alone.
+        chooseFormat(span);
+        labels = {{lo, 0.0, 0.0, text(lo, false), true}};
+        step = span;
+    }
+
+    div.MajorStep = step;
+    div.Decimals = decimals;
+    // Minor ticks: a 1-2-5 subdivision of the label step, no finer than the user's gap.
+    const double mantissa = step / std::pow(10.0, std::floor(std::log10(step) + 1e-9));
+    const int parts[3] = {mantissa > 1.5 && mantissa < 3.0 ? 4 : 5, 2, 1};
+    double minor = step;
+    for (int n : parts) {
+        const double candidate = step / n;
+        if (candidate * perValue >= r.MinTickPixels && candidate >= r.MinTickGap * (1.0 - 1e-9)) {
+            minor = candidate;
+            break;
+        }
+    }
+    div.MinorStep = minor;
+
+    std::size_t next = 0;
+    const double kFirst = std::ceil(lo / minor - 1e-9), kLast = std::floor(hi / minor + 1e-9);
+    const double tolerance = minor * 1e-6;
+    for (double k = kFirst; k <= kLast && kLast - kFirst <= 64.0 * MaxLabels; k += 1.0) {
+        const double v = Clean(k * minor, minor);
+        while (next < labels.size() && labels[next].Value < v - tolerance) {
+            div.Ticks.push_back({labels[next].Value, true});
+            div.Texts.push_back(labels[next++].Text);
+        }
+        if (next < labels.size() && std::fabs(labels[next].Value - v) <= tolerance) {
+            div.Ticks.push_back({labels[next].Value, true});
+            div.Texts.push_back(labels[next++].Text);
+        } else {
+            div.Ticks.push_back({v, false});
+        }
+    }
+    for (; next < labels.size(); ++next) {
+        div.Ticks.push_back({labels[next].Value, true});
+        div.Texts.push_back(labels[next].Text);
+    }
+    return div;
+}
