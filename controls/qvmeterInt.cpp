@@ -306,6 +306,36 @@ void TQVMeterInt::SetTickStyle(TQVTickStyle style)
     Recalc();
 }
 
+void TQVMeterInt::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    Recalc();
+}
+
+TQVRoundScaleSpec TQVMeterInt::ScaleSpec() const
+{
+    TQVRoundScaleSpec spec;
+    spec.Angle1 = m_meterAngle1;
+    spec.Angle2 = m_meterAngle2;
+    spec.ValueMin = m_valueMin;
+    spec.ValueMax = m_valueMax;
+    spec.Gap = m_valueGap;
+    spec.Decimals = m_valueDecimals;
+    spec.DefaultDecimals = 0;
+    spec.Locale = locale();
+    spec.Font = font();
+    spec.Labels = m_labelingStyle != labNone;
+    spec.LabelsInside = m_labelingStyle == labInside;
+    spec.Ticks = m_tickStyle != ticNone;
+    spec.ScalePercent = m_meterScale;
+    spec.BandPercent = m_meterScaleWidth;
+    spec.ShiftX = m_meterShiftX;
+    spec.ShiftY = m_meterShiftY;
+    return spec;
+}
+
 void TQVMeterInt::SetLegendPosition(TQVLegendPosition position)
 {
     if (position == m_legendPosition || position > LegBottom)
@@ -445,6 +475,25 @@ QSize TQVMeterInt::minimumSizeHint() const
 void TQVMeterInt::RecalcGeometry()
 {
     m_geometrySize = size();
+    m_roundLayout = {};
+    if (m_scaleLayout == slAdaptive) {
+        // The adaptive scale paints from its own float geometry; the indicator and the legends
+        // read the centre and the radii.
+        m_roundLayout = TQVRoundScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect());
+        m_scaleInvalid = !m_roundLayout.Valid;
+        m_tickCount = m_labelCount = m_outlineCount = 0;
+        for (RangeState &state : m_rangeStates)
+            state.Count = 0;
+        if (m_roundLayout.Valid) {
+            m_meterCenterX = int(m_roundLayout.Centre.x());
+            m_meterCenterBottom = m_geometrySize.height() - int(m_roundLayout.Centre.y());
+            m_outerRadius = m_roundLayout.Outer;
+            m_innerRadius = m_roundLayout.Inner;
+            m_labelCircleRadius = m_innerRadius;
+        }
+        m_backgroundValid = false;
+        return;
+    }
     CalcLabel();
     CalcPolygons();
     m_backgroundValid = false;
@@ -908,6 +957,17 @@ void TQVMeterInt::PaintBackground(QPainter &painter)
     // instead of the centre, where the pivot sits.
     TQVCustomPanel::PaintFrame(painter);
     const QColor ink = ToQColor(QVColors::clBtnText);
+    if (m_scaleLayout == slAdaptive) {
+        std::vector<TQVRoundScaleDraw::TBand> bands;
+        double lower = m_valueMin;
+        for (int i = 0; i < m_rangeNumber; ++i) {
+            bands.push_back({lower, m_ranges[i].Limit, ToQColor(m_ranges[i].Color)});
+            lower = std::max(lower, m_ranges[i].Limit);
+        }
+        TQVRoundScaleDraw::PaintAdaptive(painter, m_roundLayout, bands, ink);
+        PaintLegends(painter);
+        return;
+    }
 
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);

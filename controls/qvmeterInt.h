@@ -12,6 +12,7 @@
 
 #include "controls/qvColor.h"
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleDraw.h"
 
 /// \brief Analog needle meter: a circular scale band between `MeterAngle1` and
 /// `MeterAngle2` (degrees, 0 straight up, clockwise positive), divided into up to 16
@@ -50,6 +51,7 @@ class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
     Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
     Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle)
     Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
     Q_CLASSINFO("FormCustomData", "RangeTable")
@@ -163,6 +165,13 @@ public:
     void SetTickStyle(TQVTickStyle style);
     TQVLegendPosition LegendPosition() const { return m_legendPosition; }
     void SetLegendPosition(TQVLegendPosition position);
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` sizes the arc to the bounding box of its angles and labels, labels
+    /// 1-2-5 steps with both ends and never enlarges `ValueGap` (see TQVScaleLayout); `slClassic`,
+    /// the default, keeps the classic geometry.
+    void SetScaleLayout(TQVScaleLayout layout);
+    /// The adaptive layout of the current size (invalid in the classic layout).
+    const TQVRoundScaleLayout &AdaptiveLayout() const { EnsureGeometry(); return m_roundLayout; }
 
     /// \brief The ranges in use (1..`RangeNumber`), for the form writer.
     QList<RangeEntry> Ranges() const;
@@ -311,6 +320,9 @@ private:
     // Everything but the indicator, as last painted; a value change blits from it.
     QPixmap m_background;
     bool m_backgroundValid = false;
+    TQVScaleLayout m_scaleLayout = slClassic;
+    TQVRoundScaleLayout m_roundLayout;
+    TQVRoundScaleSpec ScaleSpec() const;
     QPixmap m_offscreen;
     // The hub, which never moves, drawn once per size, colour and pixel ratio.
     QPixmap m_hubImage;

@@ -8,6 +8,7 @@
 #include <QtGui/QFontMetrics>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QPainter>
+#include <QtGui/QPainterPath>
 
 #include "controls/qvFormat.h"
 
@@ -364,6 +365,249 @@ void TQVLinearScaleDraw::PaintAdaptive(QPainter &painter, const TQVLinearScaleLa
     painter.save();
     QPen pen(ink, layout.Pen, Qt::SolidLine, Qt::FlatCap);
     painter.setPen(pen);
+    for (const auto &[line, major] : layout.Ticks) {
+        pen.setWidthF(major ? layout.Pen : std::max(1.0, layout.Pen * 0.75));
+        painter.setPen(pen);
+        painter.drawLine(line);
+    }
+    painter.setFont(layout.Font);
+    painter.setPen(ink);
+    for (const TQVScaleLabelBox &label : layout.Labels)
+        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+    painter.restore();
+}
+
+namespace {
+
+constexpr double Pi = 3.141592653589793;
+
+double Radians(double degrees)
+{
+    return degrees * Pi / 180.0;
+}
+
+// The direction of `degrees` (0 up, clockwise) in widget coordinates.
+QPointF Direction(double degrees)
+{
+    const double a = Radians(degrees);
+    return QPointF(std::sin(a), -std::cos(a));
+}
+
+// Whether the arc from `a1` to `a2` passes the direction `c` (in degrees, any turn).
+bool Passes(double a1, double a2, double c)
+{
+    const double k = std::ceil((a1 - c) / 360.0);
+    return c + 360.0 * k <= a2;
+}
+
+} // namespace
+
+double TQVRoundScaleLayout::AngleOf(double value) const
+{
+    const double v = std::clamp(value, ValueMin, ValueMax);
+    return Angle1 + (Angle2 - Angle1) * (v - ValueMin) / (ValueMax - ValueMin);
+}
+
+TQVRoundScaleLayout TQVRoundScaleDraw::LayoutAdaptive(const TQVRoundScaleSpec &spec, const QRect &bounds)
+{
+    TQVRoundScaleLayout layout;
+    const double a1 = spec.Angle1, a2 = spec.Angle2;
+    if (!bounds.isValid() || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(a1) || !std::isfinite(a2)
+        || !(a2 > a1) || a2 - a1 > 720.0)
+        return layout;
+    const double sweep = std::min(a2 - a1, 360.0);
+    const bool fullCircle = sweep >= 360.0 - 1e-9;
+    // The unit bounding box of the arc's points, and of the centre with its hub.
+    double left = std::min(Direction(a1).x(), Direction(a2).x()), right = std::max(Direction(a1).x(), Direction(a2).x());
+    double top = std::min(Direction(a1).y(), Direction(a2).y()), bottom = std::max(Direction(a1).y(), Direction(a2).y());
+    if (fullCircle || Passes(a1, a2, 0.0))
+        top = -1.0;
+    if (fullCircle || Passes(a1, a2, 90.0))
+        right = 1.0;
+    if (fullCircle || Passes(a1, a2, 180.0))
+        bottom = 1.0;
+    if (fullCircle || Passes(a1, a2, 270.0))
+        left = -1.0;
+    const double hub = std::clamp(spec.HubFraction, 0.0, 1.0);
+    // Sides that only the hub reaches need no room for labels.
+    const bool arcLeft = left < -hub, arcRight = right > hub, arcTop = top < -hub, arcBottom = bottom > hub;
+    left = std::min(left, -hub);
+    right = std::max(right, hub);
+    top = std::min(top, -hub);
+    bottom = std::max(bottom, hub);
+
+    const int w = bounds.width(), h = bounds.height();
+    QFont font = spec.Font;
+    const double userPt = font.pointSizeF() > 0 ? font.pointSizeF() : std::max(1, font.pixelSize()) * 0.75;
+    const double smallest = std::min(userPt, 7.0);
+    font.setPointSizeF(std::clamp(std::min(w, h) / 20.0, smallest, std::max(smallest, userPt * 1.5)));
+    const QFontMetricsF fm(font);
+    const double labelHeight = fm.height();
+    const double tick = spec.Ticks ? std::max(4.0, std::round(labelHeight * 0.5)) : 0.0;
+    const double gap = std::max(2.0, std::round(labelHeight * 0.25));
+    const double span = spec.ValueMax - spec.ValueMin;
+    const double band = std::clamp(spec.BandPercent, 0.0, 100.0) / 100.0;
+    const bool outside = spec.Labels && !spec.LabelsInside;
+
+    TQVScaleDivision div;
+    double widest = spec.Labels ? fm.horizontalAdvance(QStringLiteral("-000")) : 0.0;
+    double radius = 0.0;
+    const auto extent = [&](const QString &text) {
+        const double tw = fm.horizontalAdvance(text);
+        return std::max(std::max(tw, labelHeight), (tw + labelHeight) * 0.7072);
+    };
+    for (int pass = 0; pass < 4; ++pass) {
+        // Room outside the arc: the ticks, and labels standing beside them.
+        const double mx = tick + 2.0 + (outside ? gap + widest + labelHeight / 2.0 : 0.0);
+        const double my = tick + 2.0 + (outside ? gap + widest / 2.0 + labelHeight : 0.0);
+        const double roomW = w - (arcLeft ? mx : 2.0) - (arcRight ? mx : 2.0);
+        const double roomH = h - (arcTop ? my : 2.0) - (arcBottom ? my : 2.0);
+        radius = std::min(roomW / (right - left), roomH / (bottom - top));
+        if (!(radius >= 4.0))
+            return layout;
+        const double usedW = radius * (right - left) + (arcLeft ? mx : 2.0) + (arcRight ? mx : 2.0);
+        const double usedH = radius * (bottom - top) + (arcTop ? my : 2.0) + (arcBottom ? my : 2.0);
+        layout.Centre = QPointF(bounds.left() + (w - usedW) / 2.0 + (arcLeft ? mx : 2.0) - radius * left,
+                                bounds.top() + (h - usedH) / 2.0 + (arcTop ? my : 2.0) - radius * top);
+        const double labelRadius = outside ? radius + tick + gap : radius * (1.0 - band) - tick - gap;
+        TQVAdaptiveScaleRequest request;
+        request.ValueMin = spec.ValueMin;
+        request.ValueMax = spec.ValueMax;
+        request.Length = std::max(1.0, labelRadius * Radians(sweep));
+        request.MinTickGap = spec.Gap;
+        request.MinTickPixels = 4.0 * std::max(1.0, labelRadius) / std::max(1.0, radius);
+        request.LabelPadding = gap;
+        request.Decimals = spec.Decimals == spec.DefaultDecimals ? -1 : spec.Decimals;
+        request.Locale = spec.Locale;
+        request.Extent = extent;
+        div = QVAdaptiveDivision(request);
+        double measured = 0.0;
+        for (const QString &text : div.Texts)
+            measured = std::max(measured, fm.horizontalAdvance(text));
+        if (!spec.Labels || measured <= widest)
+            break;
+        widest = measured;
+    }
+    const double shiftX = std::clamp(spec.ShiftX, -60.0, 60.0) * w / 100.0;
+    const double shiftY = std::clamp(spec.ShiftY, -60.0, 60.0) * h / 100.0;
+    layout.Angle1 = a1;
+    layout.Angle2 = a1 + sweep;
+    layout.ValueMin = spec.ValueMin;
+    layout.ValueMax = spec.ValueMax;
+    layout.Font = font;
+    layout.Pen = labelHeight >= 24 ? 2.0 : labelHeight >= 17 ? 1.5 : 1.0;
+
+    // Ticks and labels around a centre; returns the box of everything drawn.
+    const auto build = [&](double outer, QPointF centre) {
+        layout.Ticks.clear();
+        layout.Labels.clear();
+        layout.Outer = outer;
+        layout.Inner = outer * (1.0 - band);
+        layout.Centre = centre;
+        const double inner = layout.Inner;
+        const double hubRadius = outer * hub;
+        QRectF box(centre - QPointF(hubRadius, hubRadius), centre + QPointF(hubRadius, hubRadius));
+        std::size_t label = 0;
+        double firstAngle = 0.0;
+        for (std::size_t i = 0; i < div.Ticks.size(); ++i) {
+            const TQVScaleTick &t = div.Ticks[i];
+            const double angle = layout.AngleOf(t.Value);
+            // On a full circle the last tick falls onto the first.
+            if (fullCircle && i > 0 && i + 1 == div.Ticks.size() && std::fabs(angle - 360.0 - firstAngle) < 1e-6)
+                break;
+            if (i == 0)
+                firstAngle = angle;
+            const QPointF d = Direction(angle);
+            const bool out = outside || !spec.Labels;
+            const double from = out ? (t.Major ? inner : (inner + outer) / 2.0) : inner - (t.Major ? tick : tick / 2.0);
+            const double to = out ? outer + (t.Major ? tick : tick / 2.0) : (t.Major ? outer : (inner + outer) / 2.0);
+            box |= QRectF(centre + d * outer, QSizeF(0.01, 0.01));
+            if (spec.Ticks) {
+                layout.Ticks.emplace_back(QLineF(centre + d * from, centre + d * to), t.Major);
+                box |= QRectF(centre + d * to, QSizeF(0.01, 0.01));
+            }
+            if (!t.Major)
+                continue;
+            const QString &text = div.Texts[label++];
+            if (!spec.Labels)
+                continue;
+            const double tw = std::ceil(fm.horizontalAdvance(text));
+            // Distance from the label's centre to its edge towards the centre of the scale.
+            const double reach = std::fabs(tw / 2.0 * d.x()) + std::fabs(labelHeight / 2.0 * d.y());
+            const double r = outside ? outer + tick + gap + reach : inner - tick - gap - reach;
+            if (r <= reach)
+                continue;
+            const QPointF p = centre + d * r;
+            layout.Labels.push_back({QRectF(p.x() - tw / 2.0, p.y() - labelHeight / 2.0, tw, labelHeight), text});
+            box |= layout.Labels.back().Box;
+        }
+        // The band's extreme points where the arc passes a side.
+        const auto extreme = [&](double x, double y) { box |= QRectF(centre + QPointF(x, y) * outer, QSizeF(0.01, 0.01)); };
+        extreme(left < -hub ? left : 0.0, 0.0);
+        extreme(right > hub ? right : 0.0, 0.0);
+        extreme(0.0, top < -hub ? top : 0.0);
+        extreme(0.0, bottom > hub ? bottom : 0.0);
+        return box;
+    };
+    // Size the radius until everything just fits, then centre the whole in the bounds.
+    QPointF centre = layout.Centre;
+    const QRectF room = QRectF(bounds).adjusted(1, 1, -1, -1);
+    for (int pass = 0; pass < 6; ++pass) {
+        const QRectF box = build(radius, centre);
+        const double scaleW = (room.width() - (box.width() - radius * (right - left))) / (radius * (right - left));
+        const double scaleH = (room.height() - (box.height() - radius * (bottom - top))) / (radius * (bottom - top));
+        const double fit = std::min(scaleW, scaleH);
+        centre += room.center() - box.center();
+        if (fit >= 0.999 && fit <= 1.01 && room.contains(box.translated(room.center() - box.center())))
+            break;
+        // The labels and ticks keep their size: scaling the radius by `fit` fills the room.
+        const double reduced = radius * (fit > 1.0 ? std::min(fit, 1.5) : std::min(0.995, fit));
+        if (!(reduced >= 4.0))
+            return layout;
+        centre = room.center() + (centre - room.center()) * (reduced / radius);
+        radius = reduced;
+    }
+    if (spec.ScalePercent != 100.0)
+        radius *= std::clamp(spec.ScalePercent, 10.0, 400.0) / 100.0;
+    // The centre on a whole pixel: the hub and a vertical needle stay crisp.
+    const QRectF finalBox = build(radius, centre);
+    centre += room.center() - finalBox.center();
+    build(radius, QPointF(std::round(centre.x() + shiftX), std::round(centre.y() + shiftY)));
+    layout.Valid = true;
+    return layout;
+}
+
+void TQVRoundScaleDraw::PaintAdaptive(QPainter &painter, const TQVRoundScaleLayout &layout,
+                                      const std::vector<TBand> &bands, const QColor &ink)
+{
+    if (!layout.Valid)
+        return;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QPointF c = layout.Centre;
+    const QRectF outerBox(c.x() - layout.Outer, c.y() - layout.Outer, 2 * layout.Outer, 2 * layout.Outer);
+    const QRectF innerBox(c.x() - layout.Inner, c.y() - layout.Inner, 2 * layout.Inner, 2 * layout.Inner);
+    // Qt counts angles from 3 o'clock, counter-clockwise.
+    const auto qtAngle = [](double degrees) { return 90.0 - degrees; };
+    painter.setPen(Qt::NoPen);
+    for (const TBand &band : bands) {
+        const double from = layout.AngleOf(std::min(band.From, band.To));
+        const double to = layout.AngleOf(std::max(band.From, band.To));
+        if (!(to > from) || layout.Outer - layout.Inner < 0.5)
+            continue;
+        QPainterPath path;
+        path.arcMoveTo(outerBox, qtAngle(from));
+        path.arcTo(outerBox, qtAngle(from), -(to - from));
+        path.arcTo(innerBox, qtAngle(to), to - from);
+        path.closeSubpath();
+        painter.setBrush(band.Color);
+        painter.drawPath(path);
+    }
+    QPen pen(ink, layout.Pen, Qt::SolidLine, Qt::FlatCap);
+    painter.setPen(pen);
+    painter.setBrush(Qt::NoBrush);
+    painter.drawArc(outerBox, int(std::lround(qtAngle(layout.Angle1) * 16.0)),
+                    -int(std::lround((layout.Angle2 - layout.Angle1) * 16.0)));
     for (const auto &[line, major] : layout.Ticks) {
         pen.setWidthF(major ? layout.Pen : std::max(1.0, layout.Pen * 0.75));
         painter.setPen(pen);

@@ -114,3 +114,60 @@ private:
     TLabelKey m_key;
     std::vector<std::pair<QString, int>> m_labels;
 };
+
+/// \brief What a round scale shows: its arc (degrees, 0 straight up, clockwise), value range,
+/// tick gap, label texts, and how much of its room the scale takes.
+struct TQVRoundScaleSpec
+{
+    double Angle1 = -120.0;
+    double Angle2 = 120.0;
+    double ValueMin = 0.0;
+    double ValueMax = 10.0;
+    double Gap = 1.0;      ///< the user's tick gap; minor ticks are never finer
+    int Decimals = 0;
+    int DefaultDecimals = 0;
+    QLocale Locale;
+    QFont Font;
+    bool Labels = true;
+    bool LabelsInside = false;
+    bool Ticks = true;
+    double ScalePercent = 100.0; ///< radius relative to the room there is
+    double BandPercent = 10.0;   ///< width of the scale band, percent of the radius
+    double ShiftX = 0.0;         ///< centre shift, percent of the width
+    double ShiftY = 0.0;         ///< centre shift, percent of the height
+    double HubFraction = 0.08;   ///< room kept around the centre, relative to the radius
+};
+
+/// \brief An adaptive round scale laid out in a rectangle: the arc sized to the bounding box of
+/// its angles and labels, with float geometry so that it stays smooth at any pixel ratio.
+struct TQVRoundScaleLayout
+{
+    QPointF Centre;
+    double Outer = 0.0, Inner = 0.0;
+    double Angle1 = 0.0, Angle2 = 0.0, ValueMin = 0.0, ValueMax = 1.0;
+    std::vector<std::pair<QLineF, bool>> Ticks;
+    std::vector<TQVScaleLabelBox> Labels;
+    QFont Font;
+    double Pen = 1.0;
+    bool Valid = false;
+    /// The angle of `value`, clamped to the scale.
+    double AngleOf(double value) const;
+};
+
+/// \brief Painter-only drawing of round scales (meter and dial).
+class QV_WIDGETS_EXPORT TQVRoundScaleDraw
+{
+public:
+    /// One coloured band of the scale: values `From`..`To`.
+    struct TBand
+    {
+        double From, To;
+        QColor Color;
+    };
+    /// \brief Lays out an adaptive round scale in `bounds`: the largest arc whose labels, ticks and
+    /// centre fit, the label font following the size.
+    static TQVRoundScaleLayout LayoutAdaptive(const TQVRoundScaleSpec &spec, const QRect &bounds);
+    /// Paints the bands (clamped to the scale), the edge arc, ticks and labels of `layout`.
+    static void PaintAdaptive(QPainter &painter, const TQVRoundScaleLayout &layout, const std::vector<TBand> &bands,
+                              const QColor &ink);
+};
