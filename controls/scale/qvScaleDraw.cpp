@@ -410,6 +410,22 @@ double TQVRoundScaleLayout::AngleOf(double value) const
 
 TQVRoundScaleLayout TQVRoundScaleDraw::LayoutAdaptive(const TQVRoundScaleSpec &spec, const QRect &bounds)
 {
+    TQVRoundScaleLayout layout = Layout(spec, bounds);
+    // Too small for labels: the arc and its ticks alone, then the arc alone.
+    if (!layout.Valid && spec.Labels) {
+        TQVRoundScaleSpec bare = spec;
+        bare.Labels = false;
+        layout = Layout(bare, bounds);
+        if (!layout.Valid && bare.Ticks) {
+            bare.Ticks = false;
+            layout = Layout(bare, bounds);
+        }
+    }
+    return layout;
+}
+
+TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, const QRect &bounds)
+{
     TQVRoundScaleLayout layout;
     const double a1 = spec.Angle1, a2 = spec.Angle2;
     if (!bounds.isValid() || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(a1) || !std::isfinite(a2)

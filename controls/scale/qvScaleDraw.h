@@ -170,4 +170,7 @@ public:
     /// Paints the bands (clamped to the scale), the edge arc, ticks and labels of `layout`.
     static void PaintAdaptive(QPainter &painter, const TQVRoundScaleLayout &layout, const std::vector<TBand> &bands,
                               const QColor &ink);
+
+private:
+    static TQVRoundScaleLayout Layout(const TQVRoundScaleSpec &spec, const QRect &bounds);
 };

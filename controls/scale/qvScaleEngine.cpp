@@ -137,9 +137,9 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     int decimals = 0;
     const auto chooseFormat = [&](double step) {
         const double scaledStep = step / factor;
-        if (r.PrefixId == sipNone && (largest >= 1e6 || scaledStep < 1e-4)) {
+        if (r.PrefixId == sipNone && (largest >= 1e6 || largest < 1e-3)) {
             const double exponent = std::floor(std::log10(largest > 0.0 ? largest : scaledStep));
-            decimals = std::clamp(QVStepDecimals(scaledStep / std::pow(10.0, exponent)), 1, 6);
+            decimals = std::clamp(QVStepDecimals(scaledStep / std::pow(10.0, exponent)), 1, 15);
             pattern = QStringLiteral("0.") + QString(decimals, QLatin1Char('0')) + QStringLiteral("E-00");
         } else {
             decimals = r.Decimals >= 0 ? std::min(r.Decimals, 15) : QVStepDecimals(scaledStep);
@@ -200,9 +200,9 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     }
     if (!found) {
         // Not even the two ends fit beside each other: the lower end alone.
-        chooseFormat(span);
+        step = QVNiceStep(span);
+        chooseFormat(step);
         labels = {{lo, 0.0, 0.0, text(lo, false), true}};
-        step = span;
     }
 
     div.MajorStep = step;

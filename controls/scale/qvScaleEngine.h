@@ -119,6 +119,6 @@ struct TQVAdaptiveScaleRequest
 /// \brief Divides a scale for the adaptive layout: the smallest 1-2-5 label step whose labels do not
 /// collide, both ends labelled (an inner label too close to an end gives way), minor ticks at a
 /// 1-2-5 subdivision of the step that keeps them `MinTickPixels` apart and not finer than
-/// `MinTickGap`. Texts use the step's decimals, or scientific notation for values of 1e6 and more
-/// or steps below 1e-4 (without a prefix). Empty for an unusable range or length.
+/// `MinTickGap`. Texts use the step's decimals, or scientific notation (without a prefix) when the
+/// largest value reaches 1e6 or stays below 1e-3. Empty for an unusable range or length.
 QV_WIDGETS_EXPORT TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &request);
