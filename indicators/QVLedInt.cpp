@@ -5,6 +5,7 @@
 
 #include <QtCore/QTimer>
 #include <QtGui/QAccessible>
+#include <QtGui/QLinearGradient>
 #include <QtGui/QPainter>
 #include <QtGui/QRadialGradient>
 #include <QtWidgets/QAccessibleWidget>
@@ -319,6 +320,29 @@ void TQVLedInt::PaintCircle(QPainter &painter, const QColor &outline)
 
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
+    if (m_scaleLayout == slAdaptive) {
+        // A lit dome: the body colour in the middle, deeper at the rim, and a soft specular
+        // highlight that fades out instead of ending in an edge.
+        const QRectF dome(lamp.x() + 0.5, lamp.y() + 0.5, d - 1, d - 1);
+        const QPointF centre = dome.center();
+        QRadialGradient shade(centre - QPointF(d * 0.12, d * 0.12), d * 0.62);
+        shade.setColorAt(0.0, body.lighter(118));
+        shade.setColorAt(0.55, body);
+        shade.setColorAt(1.0, body.darker(150));
+        painter.setPen(QPen(outline, std::max(1.0, d / 24.0)));
+        painter.setBrush(shade);
+        painter.drawEllipse(dome);
+        const QRectF spot(centre.x() - d * 0.30, centre.y() - d * 0.38, d * 0.46, d * 0.32);
+        QRadialGradient glow(spot.center(), spot.width() / 2.0);
+        glow.setColorAt(0.0, QColor(255, 255, 255, 200));
+        glow.setColorAt(0.7, QColor(255, 255, 255, 60));
+        glow.setColorAt(1.0, QColor(255, 255, 255, 0));
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(glow);
+        painter.drawEllipse(spot);
+        painter.restore();
+        return;
+    }
     // The body keeps its exact colour over the inner part and darkens towards the rim,
     // which gives the lamp its domed look.
     const QPointF centre(lamp.x() + d / 2.0, lamp.y() + d / 2.0);
@@ -350,12 +374,28 @@ void TQVLedInt::PaintCircle(QPainter &painter, const QColor &outline)
     painter.restore();
 }
 
+void TQVLedInt::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    update();
+}
+
 void TQVLedInt::PaintPolygon(QPainter &painter, const QPolygon &points, const QColor &outline)
 {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(outline, 1));
-    painter.setBrush(ToQColor(m_currentColor));
+    const QColor body = ToQColor(m_currentColor);
+    if (m_scaleLayout == slAdaptive) {
+        QLinearGradient shade(0, 0, 0, height());
+        shade.setColorAt(0.0, body.lighter(125));
+        shade.setColorAt(1.0, body.darker(125));
+        painter.setBrush(shade);
+    } else {
+        painter.setBrush(body);
+    }
     painter.drawPolygon(PixelCentres(points));
     painter.restore();
 }

@@ -4,6 +4,7 @@
 #include <QtCore/QRect>
 
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleEngine.h"
 
 class QTimer;
 
@@ -27,6 +28,7 @@ class QV_WIDGETS_EXPORT TQVLedInt : public TQVCustomPanel
     Q_PROPERTY(double Limit READ Limit WRITE SetLimit)
     Q_PROPERTY(double RangeLower READ RangeLower WRITE SetRangeLower)
     Q_PROPERTY(double RangeUpper READ RangeUpper WRITE SetRangeUpper)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
     enum TQVLedStyle : quint8 {
@@ -62,6 +64,10 @@ public:
     /// True while the flash timer runs.
     bool IsFlashTimerActive() const;
 
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` draws the lamp with a soft highlight and shading; `slClassic`, the
+    /// default, keeps the classic glint.
+    void SetScaleLayout(TQVScaleLayout layout);
     TQVLedStyle Style() const { return m_style; }
     void SetStyle(TQVLedStyle style);
 
@@ -115,6 +121,7 @@ private:
     bool m_flashing = false;
     int m_flashInterval = 1000;
     TQVLedStyle m_style = lesCircle;
+    TQVScaleLayout m_scaleLayout = slClassic;
     bool m_value = false;
     QTimer *m_flashTimer = nullptr;
     TQVLEDCompare m_compare = cmpOver;
