@@ -7,7 +7,13 @@
 #include <cstring>
 #include <new>
 
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <execinfo.h>
 #include <malloc.h>
+
+#include <map>
+#include <utility>
 
 #include <benchmark/benchmark.h>
 
@@ -55,9 +61,34 @@ namespace {
 
 std::atomic<std::uint64_t> g_allocations{0};
 
-void CountAllocation()
+// The allocation trace: a buffer filled while armed; a thread that is storing a record does
+// not trace the allocations the unwinder itself may make.
+std::atomic<bool> g_traceArmed{false};
+TQVAllocRecord *g_traceRecords = nullptr;
+int g_traceCapacity = 0;
+std::atomic<int> g_traceCount{0};
+std::atomic<int> g_traceMark{0};
+thread_local bool t_tracing = false;
+
+void TraceAllocation(std::size_t size)
+{
+    if (!g_traceArmed.load(std::memory_order_acquire) || t_tracing)
+        return;
+    t_tracing = true;
+    const int slot = g_traceCount.fetch_add(1, std::memory_order_relaxed);
+    if (slot < g_traceCapacity) {
+        TQVAllocRecord &record = g_traceRecords[slot];
+        record.Size = size;
+        record.Mark = g_traceMark.load(std::memory_order_relaxed);
+        record.Depth = backtrace(record.Frames, int(std::size(record.Frames)));
+    }
+    t_tracing = false;
+}
+
+void CountAllocation(std::size_t size)
 {
     g_allocations.fetch_add(1, std::memory_order_relaxed);
+    TraceAllocation(size);
 }
 
 void *RawAllocate(std::size_t size, std::size_t alignment)
@@ -85,7 +116,7 @@ void RawFree(void *memory)
 
 void *CountedAllocate(std::size_t size, std::size_t alignment)
 {
-    CountAllocation();
+    CountAllocation(size);
     if (size == 0)
         size = 1;
     for (;;) {
@@ -119,13 +150,13 @@ extern "C" {
 
 QV_BENCH_REPLACEMENT void *malloc(std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(size);
     return __libc_malloc(size);
 }
 
 QV_BENCH_REPLACEMENT void *calloc(std::size_t count, std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(count * size);
     return __libc_calloc(count, size);
 }
 
@@ -133,7 +164,7 @@ QV_BENCH_REPLACEMENT void *calloc(std::size_t count, std::size_t size) noexcept
 QV_BENCH_REPLACEMENT void *realloc(void *memory, std::size_t size) noexcept
 {
     if (size != 0 || !memory)
-        CountAllocation();
+        CountAllocation(size);
     return __libc_realloc(memory, size);
 }
 
@@ -148,13 +179,13 @@ QV_BENCH_REPLACEMENT void *reallocarray(void *memory, std::size_t count, std::si
 
 QV_BENCH_REPLACEMENT void *memalign(std::size_t alignment, std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(size);
     return __libc_memalign(alignment, size);
 }
 
 QV_BENCH_REPLACEMENT void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(size);
     return __libc_memalign(alignment, size);
 }
 
@@ -162,7 +193,7 @@ QV_BENCH_REPLACEMENT int posix_memalign(void **result, std::size_t alignment, st
 {
     if (alignment == 0 || (alignment & (alignment - 1)) != 0 || alignment % sizeof(void *) != 0)
         return EINVAL;
-    CountAllocation();
+    CountAllocation(size);
     void *memory = __libc_memalign(alignment, size);
     if (!memory)
         return ENOMEM;
@@ -172,13 +203,13 @@ QV_BENCH_REPLACEMENT int posix_memalign(void **result, std::size_t alignment, st
 
 QV_BENCH_REPLACEMENT void *valloc(std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(size);
     return __libc_valloc(size);
 }
 
 QV_BENCH_REPLACEMENT void *pvalloc(std::size_t size) noexcept
 {
-    CountAllocation();
+    CountAllocation(size);
     return __libc_pvalloc(size);
 }
 
@@ -289,6 +320,189 @@ QV_BENCH_REPLACEMENT void operator delete(void *memory, std::align_val_t, const 
 QV_BENCH_REPLACEMENT void operator delete[](void *memory, std::align_val_t, const std::nothrow_t &) noexcept
 {
     RawFree(memory);
+}
+
+// ---------------------------------------------------------------------------------------
+// Allocation trace
+
+void QVAllocTraceBegin(int capacity)
+{
+    QVAllocTraceEnd();
+    g_traceRecords = new TQVAllocRecord[std::size_t(std::max(capacity, 0))];
+    g_traceCapacity = std::max(capacity, 0);
+    g_traceCount.store(0);
+    g_traceMark.store(0);
+    // The first unwind loads the unwinder; it must not happen inside a traced allocation.
+    void *warmup[4];
+    backtrace(warmup, 4);
+    g_traceArmed.store(true, std::memory_order_release);
+}
+
+void QVAllocTraceMark(int mark)
+{
+    g_traceMark.store(mark, std::memory_order_relaxed);
+}
+
+std::vector<TQVAllocRecord> QVAllocTraceEnd(int *dropped)
+{
+    g_traceArmed.store(false, std::memory_order_release);
+    const int count = g_traceCount.exchange(0);
+    std::vector<TQVAllocRecord> records(g_traceRecords, g_traceRecords + std::min(count, g_traceCapacity));
+    if (dropped)
+        *dropped = std::max(0, count - g_traceCapacity);
+    delete[] g_traceRecords;
+    g_traceRecords = nullptr;
+    g_traceCapacity = 0;
+    return records;
+}
+
+namespace {
+
+std::string Demangle(const char *name)
+{
+    int status = 0;
+    char *text = abi::__cxa_demangle(name, nullptr, nullptr, &status);
+    std::string result = status == 0 && text ? text : name;
+    std::free(text);
+    return result;
+}
+
+// The source tree, to print paths relative to it.
+std::string SourceRoot()
+{
+    std::string file = __FILE__;
+    for (int i = 0; i < 2; ++i)
+        file = file.substr(0, file.find_last_of('/') == std::string::npos ? 0 : file.find_last_of('/'));
+    return file.empty() ? file : file + "/";
+}
+
+// "function at file:line" lines of each (module, offset) pair, from one addr2line run per module.
+std::map<std::pair<std::string, std::uintptr_t>, std::vector<std::string>>
+Symbolize(const std::map<std::string, std::vector<std::uintptr_t>> &offsets)
+{
+    std::map<std::pair<std::string, std::uintptr_t>, std::vector<std::string>> result;
+    const std::string root = SourceRoot();
+    for (const auto &[module, list] : offsets) {
+        for (std::size_t first = 0; first < list.size(); first += 200) {
+            std::string command = "addr2line -C -f -i -a -e '" + module + "'";
+            char hex[32];
+            for (std::size_t i = first; i < std::min(list.size(), first + 200); ++i) {
+                std::snprintf(hex, sizeof hex, " 0x%zx", std::size_t(list[i]));
+                command += hex;
+            }
+            command += " 2>/dev/null";
+            std::FILE *pipe = popen(command.c_str(), "r");
+            if (!pipe)
+                continue;
+            char line[4096];
+            std::vector<std::string> *current = nullptr;
+            std::string function;
+            bool expectFunction = true;
+            while (std::fgets(line, sizeof line, pipe)) {
+                std::string text(line);
+                while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+                    text.pop_back();
+                if (text.rfind("0x", 0) == 0) {
+                    current = &result[{module, std::uintptr_t(std::strtoull(text.c_str(), nullptr, 16))}];
+                    current->clear();
+                    expectFunction = true;
+                    continue;
+                }
+                if (!current)
+                    continue;
+                if (expectFunction) {
+                    function = text;
+                } else {
+                    if (text.rfind(root, 0) == 0)
+                        text = text.substr(root.size());
+                    const std::size_t discriminator = text.find(" (discriminator");
+                    if (discriminator != std::string::npos)
+                        text.resize(discriminator);
+                    current->push_back(function + (text.rfind("??", 0) == 0 ? std::string() : " at " + text));
+                }
+                expectFunction = !expectFunction;
+            }
+            pclose(pipe);
+        }
+    }
+    return result;
+}
+
+bool IsAllocatorFunction(const std::string &name)
+{
+    static const char *const names[] = {"TraceAllocation", "CountAllocation", "CountedAllocate", "malloc", "calloc",
+                                        "realloc", "reallocarray", "memalign", "aligned_alloc", "posix_memalign",
+                                        "valloc", "pvalloc", "operator new"};
+    for (const char *n : names) {
+        const std::size_t at = name.find(n);
+        if (at != std::string::npos && (at == 0 || name[at - 1] == ' ' || name[at - 1] == ':'))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void QVPrintAllocTrace(const std::vector<TQVAllocRecord> &records, std::FILE *out)
+{
+    Dl_info self{};
+    dladdr(reinterpret_cast<void *>(&QVPrintAllocTrace), &self);
+    const std::string program = self.dli_fname ? self.dli_fname : "";
+
+    // Return addresses point behind the call; one byte back lies inside it.
+    struct Frame
+    {
+        std::string Module;
+        std::uintptr_t Offset = 0;
+        std::string Symbol;
+    };
+    const auto frameOf = [](void *address) {
+        Frame frame;
+        Dl_info info{};
+        if (dladdr(address, &info) && info.dli_fname) {
+            frame.Module = info.dli_fname;
+            frame.Offset
+                = reinterpret_cast<std::uintptr_t>(address) - 1 - reinterpret_cast<std::uintptr_t>(info.dli_fbase);
+            if (info.dli_sname)
+                frame.Symbol = Demangle(info.dli_sname);
+        }
+        return frame;
+    };
+    std::map<std::string, std::vector<std::uintptr_t>> offsets;
+    for (const TQVAllocRecord &r : records)
+        for (int i = 0; i < r.Depth; ++i) {
+            const Frame f = frameOf(r.Frames[i]);
+            if (!f.Module.empty())
+                offsets[f.Module].push_back(f.Offset);
+        }
+    for (auto &[module, list] : offsets) {
+        std::sort(list.begin(), list.end());
+        list.erase(std::unique(list.begin(), list.end()), list.end());
+    }
+    const auto symbols = Symbolize(offsets);
+
+    for (const TQVAllocRecord &r : records) {
+        std::fprintf(out, "[%d] %zu bytes\n", r.Mark, r.Size);
+        bool inAllocator = true;
+        for (int i = 0; i < r.Depth; ++i) {
+            const Frame f = frameOf(r.Frames[i]);
+            std::vector<std::string> lines;
+            if (const auto it = symbols.find({f.Module, f.Offset}); it != symbols.end())
+                lines = it->second;
+            if (lines.empty() || lines.front().rfind("??", 0) == 0)
+                lines = {f.Symbol.empty() ? std::string("??") : f.Symbol};
+            if (inAllocator && IsAllocatorFunction(lines.back()))
+                continue;
+            inAllocator = false;
+            const std::string module = f.Module.substr(f.Module.find_last_of('/') + 1);
+            for (const std::string &line : lines)
+                std::fprintf(out, "    %s  [%s]\n", line.c_str(), module.c_str());
+            // The benchmark's own frame ends the interesting part of the stack.
+            if (f.Module == program)
+                break;
+        }
+    }
+    std::fflush(out);
 }
 
 // ---------------------------------------------------------------------------------------

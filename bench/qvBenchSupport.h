@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,28 @@ double QVAllocsPerCall(Op &&op, int warmupCalls, int countedCalls)
         op();
     return double(QVAllocCount() - before) / double(std::max(countedCalls, 1));
 }
+
+/// \brief One allocation seen while a trace was armed: its size and its call stack (return
+/// addresses, innermost first, the allocator's own frames dropped).
+struct TQVAllocRecord
+{
+    std::size_t Size = 0;
+    int Mark = 0; ///< the value of `QVAllocTraceMark()` at the allocation
+    int Depth = 0;
+    void *Frames[40] = {};
+};
+
+/// \brief Arms the allocation trace: every counted allocation on any thread stores its
+/// stack in a fixed buffer of `capacity` records (nothing is allocated while it runs;
+/// allocations past the capacity are only counted). Disarmed by `QVAllocTraceEnd`.
+void QVAllocTraceBegin(int capacity);
+/// \brief Tags the records that follow with `mark` (e.g. the number of the traced call).
+void QVAllocTraceMark(int mark);
+/// \brief Disarms the trace and returns its records, and how many allocations did not fit.
+std::vector<TQVAllocRecord> QVAllocTraceEnd(int *dropped = nullptr);
+/// \brief Prints `records` to `out` with each frame as function, source file and line
+/// (`addr2line` on the module that holds it, else the nearest exported symbol).
+void QVPrintAllocTrace(const std::vector<TQVAllocRecord> &records, std::FILE *out);
 
 /// \brief Nanoseconds per call of `op`, timed with the steady clock: the repetition count
 /// grows until one batch lasts at least `minBatch`, then the best of `batches` batches of
