@@ -333,52 +333,70 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
     // Qt counts from 3 o'clock counter-clockwise in 1/16 degree.
     painter.drawArc(arcBox, int(std::lround((90.0 - a1) * 16.0)), -int(std::lround((a2 - a1) * 16.0)));
 
-    // Effective tick gap: a multiple of `ValueGap` so that ticks stay 4 pixels apart on the arc.
-    const double arcPerValue = Radians(a2 - a1) * g.ArcRadius / span;
-    int multiple = 1;
-    while (multiple < 1000000 && m_valueGap * multiple * arcPerValue < 4.0)
-        multiple *= 2;
-    const double gap = m_valueGap * multiple;
-    if (!(gap > 0.0) || !(span / gap <= MaxTicks)) {
-        painter.restore();
-        return;
-    }
-    double first = std::nearbyint(m_valueMin / gap) * gap;
-    if (first < m_valueMin - 1e-9 * span)
-        first += gap;
-
-    // Label stride: every k-th tick carries a label, so that labels do not touch.
+    // The ticks to draw: value, label text (empty for a minor tick).
     const QFontMetricsF fm(font());
-    const QString format = LabelFormat();
     const bool labels = g.LabelSize > 0.0;
     const double labelCircle = g.ScaleRadius + LabelGap + g.LabelSize / 2.0;
-    int stride = 1;
-    if (labels) {
-        const double pitch = Radians(a2 - a1) * labelCircle * gap / span;
-        while (stride < MaxTicks && stride * pitch < g.LabelSize + 4.0)
-            ++stride;
-    }
+    std::vector<std::pair<double, QString>> ticks;
     // On a full circle the last tick falls onto the first.
     const bool fullCircle = a2 - a1 >= 360.0 - 1e-9;
+    if (m_scaleLayout == slAdaptive) {
+        TQVAdaptiveScaleRequest request;
+        request.ValueMin = m_valueMin;
+        request.ValueMax = m_valueMax;
+        request.Length = Radians(a2 - a1) * labelCircle;
+        request.MinTickGap = m_valueGap;
+        request.MinTickPixels = 4.0 * labelCircle / g.ArcRadius;
+        request.LabelPadding = 4.0;
+        request.Decimals = m_valueDecimals == 0 ? -1 : m_valueDecimals;
+        request.Locale = locale();
+        request.Extent = [&](const QString &text) { return labels ? std::max(fm.horizontalAdvance(text), fm.height()) : 1.0; };
+        const TQVScaleDivision div = QVAdaptiveDivision(request);
+        std::size_t label = 0;
+        for (const TQVScaleTick &t : div.Ticks)
+            ticks.emplace_back(t.Value, t.Major ? div.Texts[label++] : QString());
+        if (fullCircle && ticks.size() > 1)
+            ticks.pop_back();
+    } else {
+        // Effective tick gap: a multiple of `ValueGap` so that ticks stay 4 pixels apart on the arc.
+        const double arcPerValue = Radians(a2 - a1) * g.ArcRadius / span;
+        int multiple = 1;
+        while (multiple < 1000000 && m_valueGap * multiple * arcPerValue < 4.0)
+            multiple *= 2;
+        const double gap = m_valueGap * multiple;
+        if (!(gap > 0.0) || !(span / gap <= MaxTicks)) {
+            painter.restore();
+            return;
+        }
+        double first = std::nearbyint(m_valueMin / gap) * gap;
+        if (first < m_valueMin - 1e-9 * span)
+            first += gap;
+        // Label stride: every k-th tick carries a label, so that labels do not touch.
+        const QString format = LabelFormat();
+        const int stride = labels ? QVLabelStride(Radians(a2 - a1) * labelCircle * gap / span, g.LabelSize + 4.0, MaxTicks) : 1;
+        for (int i = 0; i <= MaxTicks; ++i) {
+            const double t = first + i * gap;
+            if (!(t <= m_valueMax + 1e-9 * span))
+                break;
+            if (fullCircle && i > 0 && t >= m_valueMax - 1e-9 * span && first <= m_valueMin + 1e-9 * span)
+                break;
+            // Values that should read 0 may carry rounding noise from the tick arithmetic.
+            const double shown = std::abs(t) < 1e-9 * span ? 0.0 : t;
+            ticks.emplace_back(t, i % stride == 0 ? QVFormatFloat(format, shown, locale()) : QString());
+        }
+    }
+
     const QPen minorPen(ink, 1.0, Qt::SolidLine, Qt::FlatCap);
     const QPen majorPen(ink, 1.6, Qt::SolidLine, Qt::FlatCap);
     painter.setFont(font());
-    for (int i = 0; i <= MaxTicks; ++i) {
-        const double t = first + i * gap;
-        if (!(t <= m_valueMax + 1e-9 * span))
-            break;
-        if (fullCircle && i > 0 && t >= m_valueMax - 1e-9 * span && first <= m_valueMin + 1e-9 * span)
-            break;
+    for (const auto &[t, text] : ticks) {
         const double a = ValueToAngle(t);
-        const bool major = i % stride == 0;
+        const bool major = !text.isEmpty();
         painter.setPen(major ? majorPen : minorPen);
         painter.drawLine(Polar(g.Centre, a, g.ArcRadius),
                          Polar(g.Centre, a, g.ArcRadius + (major ? TickLong : TickShort)));
         if (!labels || !major)
             continue;
-        // Values that should read 0 may carry rounding noise from the tick arithmetic.
-        const double shown = std::abs(t) < 1e-9 * span ? 0.0 : t;
-        const QString text = QVFormatFloat(format, shown, locale());
         const double w = fm.horizontalAdvance(text), h = fm.height();
         const double r = g.ScaleRadius + LabelGap + (w * std::abs(std::sin(Radians(a))) + h * std::abs(std::cos(Radians(a)))) / 2.0;
         const QPointF p = Polar(g.Centre, a, r);
@@ -386,6 +404,14 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
         painter.drawText(QRectF(p.x() - w / 2.0 - 1.0, p.y() - h / 2.0, w + 2.0, h), Qt::AlignCenter, text);
     }
     painter.restore();
+}
+
+void TQVDial::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    update();
 }
 
 void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)

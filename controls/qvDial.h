@@ -7,6 +7,7 @@
 #include <QtGui/QPixmap>
 
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleEngine.h"
 
 /// \brief Rotary knob input control: a shaded knob turns on a circular scale with ticks and
 /// labels and sets a floating-point `Value`, optionally snapped to `ValueStepWidth`.
@@ -44,6 +45,7 @@ class QV_WIDGETS_EXPORT TQVDial : public TQVCustomPanel
     Q_PROPERTY(quint32 KnobColor READ KnobColor WRITE SetKnobColor)
     Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor)
     Q_PROPERTY(quint32 ScaleColor READ ScaleColor WRITE SetScaleColor)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
     /// The mark on the knob that points at the value: a dot, a triangle at the rim, a line.
@@ -101,6 +103,10 @@ public:
     TQVColor IndicatorColor() const { return m_indicatorColor; }
     void SetIndicatorColor(TQVColor color);
     /// Colour of the arc, the ticks and the labels.
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` labels 1-2-5 steps with both ends and minor ticks between them (see
+    /// TQVScaleLayout); `slClassic`, the default, labels every k-th multiple of `ValueGap`.
+    void SetScaleLayout(TQVScaleLayout layout);
     TQVColor ScaleColor() const { return m_scaleColor; }
     void SetScaleColor(TQVColor color);
 
@@ -162,6 +168,7 @@ private:
     TQVColor m_knobColor = 0x404040;
     TQVColor m_indicatorColor = QVColors::clWhite;
     TQVColor m_scaleColor = QVColors::clBtnText;
+    TQVScaleLayout m_scaleLayout = slClassic;
 
     bool m_dragging = false;
     double m_dragStartValue = 0.0;

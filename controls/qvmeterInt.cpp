@@ -1055,7 +1055,6 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
     const bool valuePaint = !m_valueArea.isEmpty() && m_valueArea.contains(event->rect());
     if (!valuePaint)
         m_backgroundValid = false;
-    const QRegion region = valuePaint ? QRegion(m_valueArea) : event->region();
     QPainter painter(this);
     // The real target decides the pixel ratio (a grab or render may differ from the screen).
     const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
@@ -1064,7 +1063,7 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
         if (valuePaint)
             PaintValue(painter, dpr);
         else
-            PaintRegion(painter, region, dpr);
+            PaintRegion(painter, event->region(), dpr);
         return;
     }
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
@@ -1077,9 +1076,12 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
         if (valuePaint)
             PaintValue(offscreen, dpr);
         else
-            PaintRegion(offscreen, region, dpr);
+            PaintRegion(offscreen, event->region(), dpr);
     }
-    painter.setClipRegion(region);
+    if (valuePaint)
+        painter.setClipRect(m_valueArea);
+    else
+        painter.setClipRegion(event->region());
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.drawPixmap(0, 0, m_offscreen);
 }
