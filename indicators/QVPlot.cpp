@@ -12,6 +12,7 @@
 
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvScaleEngine.h"
 #include "framework/qvResStrings.h"
 
 namespace {
@@ -32,23 +33,6 @@ constexpr std::array<TQVColor, TQVPlot::MaxTraces> DefaultColors = {
 constexpr int TickLength = 4;
 constexpr int LabelGap = 3;
 constexpr int LegendSwatch = 18;
-
-// Interval of the 1-2-5 scale closest to `raw` from above.
-double NiceStep(double raw)
-{
-    if (!(raw > 0.0) || !std::isfinite(raw))
-        return 0.0;
-    const double magnitude = std::pow(10.0, std::floor(std::log10(raw)));
-    const double norm = raw / magnitude;
-    double nice = 10.0;
-    if (norm <= 1.0 + 1e-9)
-        nice = 1.0;
-    else if (norm <= 2.0 + 1e-9)
-        nice = 2.0;
-    else if (norm <= 5.0 + 1e-9)
-        nice = 5.0;
-    return nice * magnitude;
-}
 
 // Identifier of the SI prefix for a power of ten that is a multiple of 3, -24 to 24.
 int PrefixIdForExponent(int e3)
@@ -527,7 +511,7 @@ QList<double> TQVPlot::LinearTicks(double lo, double hi, int maxTicks, double *s
         *stepOut = 0.0;
     if (!Finite(lo) || !Finite(hi) || !(hi > lo) || maxTicks < 1)
         return ticks;
-    const double step = NiceStep((hi - lo) / maxTicks);
+    const double step = QVNiceStep((hi - lo) / maxTicks);
     if (!(step > 0.0) || (hi - lo) / step > 1000.0)
         return ticks;
     if (stepOut)
@@ -555,9 +539,7 @@ QString TQVPlot::TickLabel(double value, double step, double magnitude, const QS
     GetSIInfos(PrefixIdForExponent(e3), prefix);
     const double factor = e3 == 0 ? 1.0 : prefix.Factor;
     const double scaledStep = std::fabs(step) / factor;
-    int decimals = 0;
-    if (Finite(scaledStep) && scaledStep > 0.0)
-        decimals = std::clamp(int(-std::floor(std::log10(scaledStep) + 1e-9)), 0, 9);
+    const int decimals = std::min(QVStepDecimals(scaledStep), 9);
     double scaled = value / factor;
     if (std::fabs(scaled) < scaledStep * 1e-6)
         scaled = 0.0;
