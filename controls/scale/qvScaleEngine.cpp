@@ -147,7 +147,7 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
         }
     };
     const auto text = [&](double value, bool onGrid) {
-        if (onGrid || pattern.contains(QLatin1Char('E')) || r.Decimals >= 0)
+        if (onGrid || pattern.contains(QLatin1Char('E')))
             return QVScaleLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
         // An end between two steps shows what it is, up to two decimals more than the steps.
         const int own = std::clamp(QVStepDecimals(value / factor), decimals, decimals + 2);

@@ -123,8 +123,8 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     // Inputs.
     m_frequency = new TQVSlider(this);
     m_frequency->SetKind(TQVSlider::sbHorizontal);
+    m_frequency->SetValueMax(10000.0); // the upper end first: a lower end above it is refused
     m_frequency->SetValueMin(100.0);
-    m_frequency->SetValueMax(10000.0);
     m_frequency->SetValueStepWidth(46.875); // whole periods per block at every step
     m_frequency->SetValue(m_generator.Frequency());
     m_frequency->SetLabelingStyle(TQVSlider::lbsBoth);
@@ -136,8 +136,8 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     QObject::connect(m_frequency, &TQVSlider::ValueChanged, this, [this](double f) { m_generator.SetFrequency(f); });
 
     m_cutoff = new TQVDial(this);
-    m_cutoff->SetValueMin(500.0);
     m_cutoff->SetValueMax(20000.0);
+    m_cutoff->SetValueMin(500.0);
     m_cutoff->SetValueGap(2500.0);
     m_cutoff->SetValueStepWidth(100.0);
     m_cutoff->SetValueDecimals(0);
@@ -145,6 +145,13 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_cutoff->setMinimumSize(200, 200);
     QObject::connect(m_cutoff, &TQVDial::ValueChanged, this,
                      [this](double fc) { m_filter.SetCutoffFrequency(float(fc)); });
+
+    // The instruments in the adaptive look: labels measured, 1-2-5 steps, palette colours.
+    m_meter->SetScaleLayout(slAdaptive);
+    m_bar->SetScaleLayout(slAdaptive);
+    m_led->SetScaleLayout(slAdaptive);
+    m_frequency->SetScaleLayout(slAdaptive);
+    m_cutoff->SetScaleLayout(slAdaptive);
 
     // Top: the RMS displays; middle: the plots; bottom: the inputs.
     auto *readout = new QWidget(this);
