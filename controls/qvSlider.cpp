@@ -504,6 +504,8 @@ int TQVSlider::TextWidth8() const
 
 QSize TQVSlider::sizeHint() const
 {
+    if (Adaptive())
+        return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), ThumbAcross(), ThumbLength() / 2, false);
     const QFontMetrics fm(m_labelingFont);
     const bool labels = m_labelingStyle != lbsNone && m_labelingStyle != lbsLines;
     const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
@@ -524,6 +526,8 @@ QSize TQVSlider::sizeHint() const
 
 QSize TQVSlider::minimumSizeHint() const
 {
+    if (Adaptive())
+        return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), ThumbAcross(), ThumbLength() / 2, true);
     const int along = m_buttonHeight + m_offsetLower + m_offsetUpper + 20;
     const int across = std::max(m_buttonWidth, m_sliderWidth) / 2 + 2;
     return Vertical() ? QSize(across, along) : QSize(along, across);

@@ -366,6 +366,8 @@ void TQVBarGraphInt::CheckLimits()
 
 QSize TQVBarGraphInt::sizeHint() const
 {
+    if (Adaptive())
+        return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), m_barWidth, std::clamp(BevelWidth(), 0, 64), false);
     // The bar stays centred, so both sides get room for the widest label and the lines.
     int across = 45;
     if (m_labelingStyle != lbsNone) {
@@ -389,6 +391,8 @@ QString TQVBarGraphInt::LabelFormat() const
 
 QSize TQVBarGraphInt::minimumSizeHint() const
 {
+    if (Adaptive())
+        return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), m_barWidth, std::clamp(BevelWidth(), 0, 64), true);
     const int across = m_barWidth + 4;
     const int along = m_offsetLower + m_offsetUpper + 20;
     return m_kind == sbVertical ? QSize(across, along) : QSize(along, across);

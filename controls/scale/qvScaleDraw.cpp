@@ -360,6 +360,30 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
     return layout;
 }
 
+QSize TQVLinearScaleDraw::AdaptiveSizeHint(const TQVLinearScaleSpec &spec, int thickness, int inset, bool minimum)
+{
+    const QFontMetricsF fm(spec.Font);
+    const int sides = spec.Labels || spec.Lines ? int(spec.FirstSide) + int(spec.SecondSide) : 0;
+    double label = 0.0;
+    if (spec.Labels && UsableRange(spec.ValueMin, spec.ValueMax)) {
+        // The widest end, with the decimals of a step of about a fifth of the range.
+        const int decimals = spec.Decimals == spec.DefaultDecimals
+            ? QVStepDecimals(QVNiceStep((spec.ValueMax - spec.ValueMin) / 5.0))
+            : std::clamp(spec.Decimals, 0, 15);
+        const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, spec.ValueMin, spec.ValueMax, decimals,
+                                             spec.PrefixId);
+        for (double end : {spec.ValueMin, spec.ValueMax}) {
+            const QString text = QVScaleLabelText(format, end, spec.PrefixId, spec.Suffix, spec.Locale);
+            label = std::max(label, spec.Vertical ? fm.horizontalAdvance(text) : fm.height());
+        }
+    }
+    const double tick = spec.Lines ? std::max(4.0, fm.height() * 0.45) + 1.0 : 0.0;
+    const double padding = std::max(2.0, fm.height() * 0.25);
+    const int across = int(std::ceil(std::clamp(thickness, 1, 1 << 16) + sides * (tick + (label > 0 ? label + padding : 0)) + 4));
+    const int along = int(std::ceil(fm.height() * (minimum ? 3.0 : 8.0))) + 2 * std::clamp(inset, 0, 1 << 16);
+    return spec.Vertical ? QSize(across, along) : QSize(along, across);
+}
+
 void TQVLinearScaleDraw::PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink)
 {
     painter.save();

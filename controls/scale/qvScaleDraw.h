@@ -95,6 +95,9 @@ public:
     /// size of `bounds`, up to one and a half times `spec.Font`.
     static TQVLinearScaleLayout LayoutAdaptive(const TQVLinearScaleSpec &spec, const QRect &bounds, int thickness,
                                                int inset, int marginLower, int marginUpper);
+    /// \brief The size an adaptive scale wants (`minimum` false) or needs at least (`minimum` true)
+    /// with a track `thickness` pixels across and `inset` pixels beyond each end of the scale.
+    static QSize AdaptiveSizeHint(const TQVLinearScaleSpec &spec, int thickness, int inset, bool minimum);
     /// Paints the ticks and labels of `layout` (not the track).
     static void PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink);
 

@@ -226,3 +226,29 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
         }
     }
 }
+
+// At its size hint an adaptive bar shows its labels on both sides, in the instrument's own font.
+TEST(ScaleLayout, AdaptiveSizeHintLeavesRoomForTheLabels)
+{
+    for (auto kind : {TQVBarGraphInt::sbVertical, TQVBarGraphInt::sbHorizontal}) {
+        TQVBarGraphInt bar;
+        bar.SetScaleLayout(slAdaptive);
+        bar.SetKind(kind);
+        bar.SetValueParams(0, 400000);
+        bar.SetLabelScientificUnitPosfix(sipKilo);
+        bar.SetLabelTextPosfix(QStringLiteral("Hz"));
+        bar.SetLabelingStyle(TQVBarGraphInt::lbsSymmetric);
+        bar.resize(bar.sizeHint());
+        QImage image(bar.size(), QImage::Format_ARGB32);
+        bar.render(&image);
+        const TQVLinearScaleLayout &layout = bar.AdaptiveLayout();
+        int first = 0, second = 0;
+        for (const auto &label : layout.Labels)
+            ++(kind == TQVBarGraphInt::sbVertical ? (label.Box.right() <= layout.Track.left() ? first : second)
+                                                  : (label.Box.bottom() <= layout.Track.top() ? first : second));
+        EXPECT_GE(first, 2);
+        EXPECT_EQ(first, second);
+        EXPECT_LE(bar.minimumSizeHint().width(), bar.sizeHint().width());
+        EXPECT_LE(bar.minimumSizeHint().height(), bar.sizeHint().height());
+    }
+}
