@@ -15,19 +15,10 @@
 
 #include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
 namespace {
-
-// Round half to even into an int; non-finite or huge values are pinned so that bad stream
-// data cannot make an out-of-range conversion.
-int RoundInt(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    x = std::clamp(x, -1.0e9, 1.0e9);
-    return int(std::nearbyint(x));
-}
 
 // A rectangle from its edges, right and bottom exclusive; empty when inverted.
 QRect Edges(int left, int top, int right, int bottom)
@@ -497,7 +488,8 @@ void TQVSlider::DefineProperties(TQVFiler &filer)
 
 QString TQVSlider::LabelFormat() const
 {
-    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax, m_labelingDecimals);
+    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax,
+                              std::min(m_labelingDecimals, QVMaxLabelDecimals));
 }
 
 QString TQVSlider::FormatLabel(const QString &format, double value) const
@@ -515,7 +507,7 @@ QSize TQVSlider::sizeHint() const
     const QFontMetrics fm(m_labelingFont);
     const bool labels = m_labelingStyle != lbsNone && m_labelingStyle != lbsLines;
     const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
-    int across = std::max(m_buttonWidth, m_sliderWidth) + 2;
+    int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) + 2;
     if (Vertical()) {
         if (labels)
             across += 2 * (fm.horizontalAdvance(FormatLabel(LabelFormat(), widest) + QLatin1Char('-')) + 8);
@@ -532,27 +524,28 @@ QSize TQVSlider::sizeHint() const
 
 QSize TQVSlider::minimumSizeHint() const
 {
-    const int along = m_buttonHeight + m_offsetLower + m_offsetUpper + 20;
-    const int across = std::max(m_buttonWidth, m_sliderWidth) / 2 + 2;
+    const int along = QVPinPx(m_buttonHeight) + QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 20;
+    const int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) / 2 + 2;
     return Vertical() ? QSize(across, along) : QSize(along, across);
 }
 
 int TQVSlider::Travel() const
 {
-    return (Vertical() ? height() : width()) - m_buttonHeight - m_offsetLower - m_offsetUpper;
+    return (Vertical() ? height() : width()) - QVPinPx(m_buttonHeight) - QVPinPx(m_offsetLower) - QVPinPx(m_offsetUpper);
 }
 
 QRect TQVSlider::ButtonGeometry(double value) const
 {
     const double span = m_valueMax - m_valueMin;
-    const int q = span != 0.0 ? RoundInt((value - m_valueMin) * Travel() / span) : 0;
+    const int q = span != 0.0 ? QVRoundPx((value - m_valueMin) * Travel() / span) : 0;
+    const int buttonWidth = QVPinPx(m_buttonWidth), buttonHeight = QVPinPx(m_buttonHeight);
     if (Vertical()) {
-        const int left = (width() - m_buttonWidth) / 2 + 1;
-        const int bottom = height() - q - m_offsetLower;
-        return QRect(left, bottom - m_buttonHeight, m_buttonWidth, m_buttonHeight);
+        const int left = (width() - buttonWidth) / 2 + 1;
+        const int bottom = height() - q - QVPinPx(m_offsetLower);
+        return QRect(left, bottom - buttonHeight, buttonWidth, buttonHeight);
     }
-    const int top = (height() - m_buttonWidth) / 2;
-    return QRect(m_offsetLower + q, top, m_buttonHeight, m_buttonWidth);
+    const int top = (height() - buttonWidth) / 2;
+    return QRect(QVPinPx(m_offsetLower) + q, top, buttonHeight, buttonWidth);
 }
 
 QRect TQVSlider::ButtonPaintArea(double value) const
@@ -612,7 +605,8 @@ bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &regio
     painter.setClipRect(m_valueRegion);
 
     const QRect button = ButtonGeometry(m_value);
-    if (!ButtonCacheable() || button.isEmpty()) {
+    // A button reaching out of the widget (a huge ButtonHeight) would make a huge picture.
+    if (!ButtonCacheable() || button.isEmpty() || !rect().contains(button)) {
         PaintButton(painter);
         return true;
     }
@@ -687,17 +681,18 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     const int w = width();
     const int h = height();
     const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
+    const int sliderWidth = QVPinPx(m_sliderWidth), lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
     QRect t;
     if (Vertical()) {
-        int left = (w - m_sliderWidth) / 2;
+        int left = (w - sliderWidth) / 2;
         if (m_labelingStyle == lbsAsymmetric)
-            left = secondSide ? int(w * 0.1) : int(w * 0.9) - m_sliderWidth;
-        t = Edges(left, m_offsetUpper, left + m_sliderWidth, h - m_offsetLower);
+            left = secondSide ? int(w * 0.1) : int(w * 0.9) - sliderWidth;
+        t = Edges(left, upper, left + sliderWidth, h - lower);
     } else {
-        int top = (h - m_sliderWidth) / 2;
+        int top = (h - sliderWidth) / 2;
         if (m_labelingStyle == lbsAsymmetric)
-            top = secondSide ? int(h * 0.1) : int(h * 0.9) - m_sliderWidth;
-        t = Edges(m_offsetLower, top, w - m_offsetUpper, top + m_sliderWidth);
+            top = secondSide ? int(h * 0.1) : int(h * 0.9) - sliderWidth;
+        t = Edges(lower, top, w - upper, top + sliderWidth);
     }
     // Stored before the picture check so that a click on a pictured track jumps as well.
     m_slideRect = t;
@@ -718,19 +713,20 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     if (!(span != 0.0) || !std::isfinite(span))
         return;
     const int n = m_ranges.Number();
-    const int half = m_buttonHeight / 2;
+    const int buttonHeight = QVPinPx(m_buttonHeight);
+    const int half = buttonHeight / 2;
     const int tl = t.left(), tt = t.top(), tr = t.left() + t.width(), tb = t.top() + t.height();
     if (Vertical()) {
         int e = tb;
         for (int i = 0; i < n; ++i) {
-            const int p = tb - RoundInt((m_ranges[i].Limit - m_valueMin) * (tb - tt - m_buttonHeight) / span) - half;
+            const int p = tb - QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tb - tt - buttonHeight) / span) - half;
             Fill(painter, Edges(tl, i == n - 1 ? tt : p, tr, e).intersected(t), ToQColor(m_ranges[i].Color));
             e = p;
         }
     } else {
         int e = tl;
         for (int i = 0; i < n; ++i) {
-            const int p = RoundInt((m_ranges[i].Limit - m_valueMin) * (tr - tl - m_buttonHeight) / span) + half + 2;
+            const int p = QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tr - tl - buttonHeight) / span) + half + 2;
             Fill(painter, Edges(e, tt, i == n - 1 ? tr : p, tb).intersected(t), ToQColor(m_ranges[i].Color));
             e = p;
         }
@@ -744,7 +740,8 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     const int w = width();
     const int h = height();
     const bool vertical = Vertical();
-    int half = m_buttonHeight / 2;
+    const int lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
+    int half = QVPinPx(m_buttonHeight) / 2;
     const bool mask = !m_pictureMask.isNull();
     if (mask)
         half = vertical ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
@@ -752,17 +749,18 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     if (vertical) {
         aLeft = 0;
         aRight = w;
-        aTop = half + m_offsetUpper;
-        aBottom = h - half - m_offsetLower;
+        aTop = half + upper;
+        aBottom = h - half - lower;
     } else {
         aTop = 0;
         aBottom = h;
-        aLeft = half + (mask ? 0 : m_offsetLower);
-        aRight = w - half - (mask ? 0 : m_offsetUpper);
+        aLeft = half + (mask ? 0 : lower);
+        aRight = w - half - (mask ? 0 : upper);
     }
     const int s = vertical ? aBottom - aTop : aRight - aLeft;
     const double d = m_valueMax - m_valueMin;
-    if (s <= 0 || !(d > 0.0) || !std::isfinite(d))
+    // A range whose double overflows has no scale: the gap guard below would store inf.
+    if (s <= 0 || !(d > 0.0) || !std::isfinite(d * 2.0))
         return;
 
     const QColor ink = ToQColor(m_labelingFontColor);
@@ -780,7 +778,7 @@ void TQVSlider::PaintLabeling(QPainter &painter)
             t0 += g;
         return t0;
     };
-    const int pitch = std::max(1, RoundInt(s * g / d));
+    const int pitch = std::max(1, QVRoundPx(s * g / d));
 
     painter.setFont(m_labelingFont);
     const QFontMetrics fm(m_labelingFont);
@@ -797,7 +795,7 @@ void TQVSlider::PaintLabeling(QPainter &painter)
         gk += g;
         ++k;
     }
-    const int o = RoundInt(s * m_valueMin / d);
+    const int o = QVRoundPx(s * m_valueMin / d);
     int widestLabel = 0;
 
     const bool firstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove
@@ -825,7 +823,7 @@ void TQVSlider::PaintLabeling(QPainter &painter)
             const double t = t0 + i * gk;
             if (!(t <= m_valueMax))
                 break;
-            const int p = RoundInt(s * t / d);
+            const int p = QVRoundPx(s * t / d);
             if (std::size_t(i) >= m_labelCache.size()) {
                 const QString label = FormatLabel(format, t);
                 m_labelCache.push_back({label, fm.horizontalAdvance(label)});
@@ -853,7 +851,7 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     if (m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || m_labelingStyle == lbsSymmetric) {
         const bool symmetric = m_labelingStyle == lbsSymmetric;
         const int indent = m_labelingStyle == lbsLines ? 0 : (vertical ? widestLabel : m_labelHeight) + 8;
-        const int sw = m_sliderWidth;
+        const int sw = QVPinPx(m_sliderWidth);
         const int bLeft = (w - sw) / 2, bRight = bLeft + sw;
         const int bTop = (h - sw) / 2, bBottom = bTop + sw;
         const double t0 = firstLine();
@@ -862,7 +860,7 @@ void TQVSlider::PaintLabeling(QPainter &painter)
             const double t = t0 + i * g;
             if (!(1.000000001 * m_valueMax >= t))
                 break;
-            const int p = RoundInt(s * t / d);
+            const int p = QVRoundPx(s * t / d);
             const int major = c == k ? 4 : 0;
             if (vertical) {
                 const int y = aBottom - p + o;
@@ -924,7 +922,7 @@ void TQVSlider::PaintButton(QPainter &painter)
         return;
     }
 
-    const int bw = BevelWidth();
+    const int bw = QVPinPx(BevelWidth(), 0);
     const QColor light = ToQColor(m_bevelColor1);
     const QColor shadow = ToQColor(m_bevelColor2);
     const QColor border = ToQColor(m_buttonBorderColor);

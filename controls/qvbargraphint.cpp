@@ -12,17 +12,10 @@
 #include <QtGui/QPainter>
 
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
 namespace {
-
-// Round to nearest, ties to even, clamped to a range that any pixel arithmetic survives.
-int RoundPx(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
-}
 
 // Fills the rectangle from (left, top) up to, not including, (right, bottom); nothing when
 // it is empty or inverted.
@@ -435,21 +428,21 @@ QSize TQVBarGraphInt::sizeHint() const
             const QString sample = QVFormatScaleLabel(LabelFormat(), widest, m_labelPrefix, m_labelTextPosfix, locale());
             label = m_kind == sbVertical ? fm.horizontalAdvance(sample) : fm.height();
         }
-        across = std::max(across, m_barWidth + 2 * (label + 12));
+        across = std::max(across, QVPinPx(m_barWidth) + 2 * (QVPinPx(label) + 12));
     }
-    const int along = std::max(145, m_offsetLower + m_offsetUpper + 100);
+    const int along = std::max(145, QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 100);
     return m_kind == sbVertical ? QSize(across, along) : QSize(along, across);
 }
 
 QString TQVBarGraphInt::LabelFormat() const
 {
-    return QVScaleLabelFormat(m_labelPrefix, m_valueMin, m_valueMax, m_labelingDecimals);
+    return QVScaleLabelFormat(m_labelPrefix, m_valueMin, m_valueMax, std::min(m_labelingDecimals, QVMaxLabelDecimals));
 }
 
 QSize TQVBarGraphInt::minimumSizeHint() const
 {
-    const int across = m_barWidth + 4;
-    const int along = m_offsetLower + m_offsetUpper + 20;
+    const int across = QVPinPx(m_barWidth) + 4;
+    const int along = QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 20;
     return m_kind == sbVertical ? QSize(across, along) : QSize(along, across);
 }
 
@@ -505,17 +498,18 @@ void TQVBarGraphInt::Paint(QPainter &painter)
 void TQVBarGraphInt::PaintSlider(QPainter &painter)
 {
     const bool vertical = m_kind == sbVertical;
+    const int barWidth = QVPinPx(m_barWidth);
     int left, top, right, bottom;
     if (vertical) {
-        left = (width() - m_barWidth) / 2;
-        right = left + m_barWidth;
-        top = m_offsetUpper;
-        bottom = height() - m_offsetLower;
+        left = (width() - barWidth) / 2;
+        right = left + barWidth;
+        top = QVPinPx(m_offsetUpper);
+        bottom = height() - QVPinPx(m_offsetLower);
     } else {
-        top = (height() - m_barWidth) / 2;
-        bottom = top + m_barWidth;
-        left = m_offsetLower;
-        right = width() - m_offsetUpper;
+        top = (height() - barWidth) / 2;
+        bottom = top + barWidth;
+        left = QVPinPx(m_offsetLower);
+        right = width() - QVPinPx(m_offsetUpper);
     }
     m_barRect = QRect(left, top, right - left, bottom - top);
     FillWin(painter, left, top, right, bottom, ToQColor(m_barColor));
@@ -524,18 +518,18 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
     // bottom and right edges, drawn last so that it owns the two corners it shares.
     const QColor topLeft = ToQColor(m_bevelColor2);
     const QColor bottomRight = ToQColor(m_bevelColor1);
-    for (int k = 0; k < BevelWidth(); ++k) {
-        if (right > left && bottom > top) {
-            FillWin(painter, left, top, right, top + 1, topLeft);
-            FillWin(painter, left, top, left + 1, bottom, topLeft);
-            FillWin(painter, left, bottom - 1, right, bottom, bottomRight);
-            FillWin(painter, right - 1, top, right, bottom, bottomRight);
-        }
-        ++left;
-        ++top;
-        --right;
-        --bottom;
+    const int frame = QVPinPx(BevelWidth(), 0);
+    const int rings = QVFrameFit(frame, m_barRect);
+    for (int k = 0; k < rings; ++k) {
+        FillWin(painter, left + k, top + k, right - k, top + k + 1, topLeft);
+        FillWin(painter, left + k, top + k, left + k + 1, bottom - k, topLeft);
+        FillWin(painter, left + k, bottom - k - 1, right - k, bottom - k, bottomRight);
+        FillWin(painter, right - k - 1, top + k, right - k, bottom - k, bottomRight);
     }
+    left += frame;
+    top += frame;
+    right -= frame;
+    bottom -= frame;
 
     if (!UsableSpan(m_valueMin, m_valueMax))
         return;
@@ -547,11 +541,11 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
         const double end = last ? m_value : range.Limit;
         const QColor color = ToQColor(range.Color);
         if (vertical) {
-            const int pos = bottom - RoundPx((end - m_valueMin) * (bottom - top) / span);
+            const int pos = bottom - QVRoundPx((end - m_valueMin) * (bottom - top) / span);
             FillWin(painter, left, pos, right, edge, color);
             edge = pos;
         } else {
-            const int pos = left + RoundPx((end - m_valueMin) * (right - left) / span);
+            const int pos = left + QVRoundPx((end - m_valueMin) * (right - left) / span);
             FillWin(painter, edge, top, pos, bottom, color);
             edge = pos;
         }
@@ -563,11 +557,12 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
 QRect TQVBarGraphInt::ValueRect(double value) const
 {
     const bool vertical = m_kind == sbVertical;
-    const int length = (vertical ? height() : width()) - (m_offsetLower + m_offsetUpper);
-    const int q = RoundPx((value - m_valueMin) * length / (m_valueMax - m_valueMin));
+    const int barWidth = QVPinPx(m_barWidth), lower = QVPinPx(m_offsetLower);
+    const int length = (vertical ? height() : width()) - (lower + QVPinPx(m_offsetUpper));
+    const int q = QVRoundPx((value - m_valueMin) * length / (m_valueMax - m_valueMin));
     if (vertical)
-        return QRect((width() - m_barWidth) / 2, height() - m_offsetLower - q, m_barWidth, 0);
-    return QRect(m_offsetLower + q, (height() - m_barWidth) / 2, 0, m_barWidth);
+        return QRect((width() - barWidth) / 2, height() - lower - q, barWidth, 0);
+    return QRect(lower + q, (height() - barWidth) / 2, 0, barWidth);
 }
 
 void TQVBarGraphInt::PaintNewValue(double oldValue)
@@ -590,23 +585,25 @@ void TQVBarGraphInt::PaintNewValue(double oldValue)
 
 void TQVBarGraphInt::PaintLabeling(QPainter &painter)
 {
+    // A range whose double overflows has no scale: the gap guard below would store inf.
     if (m_labelingStyle == lbsNone || !UsableSpan(m_valueMin, m_valueMax) || !std::isfinite(m_labelingGap)
-        || !(m_labelingGap > 0.0))
+        || !(m_labelingGap > 0.0) || !std::isfinite((m_valueMax - m_valueMin) * 2.0))
         return;
     const bool vertical = m_kind == sbVertical;
     const int w = width();
     const int h = height();
+    const int barWidth = QVPinPx(m_barWidth), offsetLower = QVPinPx(m_offsetLower), offsetUpper = QVPinPx(m_offsetUpper);
     int aLeft, aTop, aRight, aBottom, span;
     if (vertical) {
         aLeft = 0;
-        aTop = m_offsetUpper;
+        aTop = offsetUpper;
         aRight = w;
-        aBottom = h - m_offsetLower;
+        aBottom = h - offsetLower;
         span = aBottom - aTop;
     } else {
-        aLeft = m_offsetLower;
+        aLeft = offsetLower;
         aTop = 0;
-        aRight = w - m_offsetUpper;
+        aRight = w - offsetUpper;
         aBottom = h;
         span = aRight - aLeft;
     }
@@ -628,7 +625,7 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
             t0 += gap;
         return t0;
     };
-    const int pitch = RoundPx(span * gap / d);
+    const int pitch = QVRoundPx(span * gap / d);
     if (pitch <= 0)
         return;
 
@@ -655,7 +652,7 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
         ++k;
     }
 
-    const int offset = RoundPx(span * m_valueMin / d);
+    const int offset = QVRoundPx(span * m_valueMin / d);
     const bool firstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove
         || m_labelingStyle == lbsSymmetric;
     const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow
@@ -668,7 +665,7 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
     if (m_labelingStyle != lbsLines) {
         double t = firstLine();
         for (int step = 0; t <= m_valueMax && step < maxSteps; ++step, t += gapK) {
-            const int p = RoundPx(span * t / d);
+            const int p = QVRoundPx(span * t / d);
             const QString text = QVFormatScaleLabel(format, t, m_labelPrefix, m_labelTextPosfix, loc);
             m_labelWidth = fm.horizontalAdvance(text);
             widestLabel = std::max(widestLabel, m_labelWidth);
@@ -692,19 +689,19 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
         return;
     const bool symmetric = m_labelingStyle == lbsSymmetric;
     const int indent = m_labelingStyle == lbsLines ? 0 : (vertical ? widestLabel + 8 : m_labelHeight + 8);
-    const int boxLeft = (w - m_barWidth) / 2;
-    const int boxRight = boxLeft + m_barWidth;
-    const int boxTop = (h - m_barWidth) / 2;
-    const int boxBottom = boxTop + m_barWidth;
+    const int boxLeft = (w - barWidth) / 2;
+    const int boxRight = boxLeft + barWidth;
+    const int boxTop = (h - barWidth) / 2;
+    const int boxBottom = boxTop + barWidth;
     int c = k;
     double t = firstLine();
     for (int step = 0; 1.000000001 * m_valueMax >= t && step < maxSteps; ++step, t += gap) {
-        const int p = RoundPx(span * t / d);
+        const int p = QVRoundPx(span * t / d);
         const int major = c == k ? 4 : 0;
         if (vertical) {
             const int y = aBottom - p + offset;
-            const int nearLeft = (aRight - m_barWidth) / 2;
-            const int nearRight = (aRight + m_barWidth) / 2;
+            const int nearLeft = (aRight - barWidth) / 2;
+            const int nearRight = (aRight + barWidth) / 2;
             if (firstSide) {
                 const int x0 = aLeft + indent - major;
                 if (x0 <= boxLeft)
@@ -721,8 +718,8 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
             }
         } else {
             const int x = p + aLeft - offset;
-            const int nearTop = (aBottom - m_barWidth) / 2;
-            const int nearBottom = (aBottom + m_barWidth) / 2;
+            const int nearTop = (aBottom - barWidth) / 2;
+            const int nearBottom = (aBottom + barWidth) / 2;
             if (firstSide) {
                 const int y0 = aTop + indent - major;
                 if (y0 <= boxTop)
