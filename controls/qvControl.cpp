@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "controls/scale/qvPaintKit.h"
+
 TQVCustomControl::TQVCustomControl(QWidget *parent)
     : QWidget(parent)
 {
@@ -128,11 +130,12 @@ void TQVCustomPanel::SetColor(TQVColor color)
 
 QRect TQVCustomPanel::ClientRect() const
 {
-    int inset = m_borderWidth;
+    const int bevel = QVPinPx(m_bevelWidth, 0);
+    int inset = QVPinPx(m_borderWidth, 0);
     if (m_bevelOuter != bvNone)
-        inset += m_bevelWidth;
+        inset += bevel;
     if (m_bevelInner != bvNone)
-        inset += m_bevelWidth;
+        inset += bevel;
     QRect r = rect().adjusted(inset, inset, -inset, -inset);
     // A panel smaller than its frame has an empty client area, not a negative one.
     r.setWidth(std::max(r.width(), 0));
@@ -154,7 +157,9 @@ void TQVCustomPanel::Paint(QPainter &painter)
 
 QRect QVFrame3D(QPainter &painter, QRect r, const QColor &topLeft, const QColor &bottomRight, int width)
 {
-    for (int k = 0; k < width && r.width() > 0 && r.height() > 0; ++k) {
+    // Only the rings that fit: a huge width costs no more than the rectangle.
+    width = QVFrameFit(width, r);
+    for (int k = 0; k < width; ++k) {
         painter.fillRect(QRect(r.left(), r.top(), r.width(), 1), topLeft);
         painter.fillRect(QRect(r.left(), r.top(), 1, r.height()), topLeft);
         painter.fillRect(QRect(r.left(), r.bottom(), r.width(), 1), bottomRight);
@@ -170,16 +175,18 @@ QRect TQVCustomPanel::PaintFrame(QPainter &painter)
     const QColor shadow = ToQColor(QVColors::clBtnShadow);
     QRect r = rect();
     painter.fillRect(r, ToQColor(m_color));
+    const int width = QVPinPx(m_bevelWidth, 0);
+    const int border = QVPinPx(m_borderWidth, 0);
     const auto bevel = [&](TQVBevelCut cut) {
         if (cut == bvLowered)
-            r = QVFrame3D(painter, r, shadow, light, m_bevelWidth);
+            r = QVFrame3D(painter, r, shadow, light, width);
         else if (cut == bvRaised)
-            r = QVFrame3D(painter, r, light, shadow, m_bevelWidth);
+            r = QVFrame3D(painter, r, light, shadow, width);
         else if (cut == bvSpace)
-            r.adjust(m_bevelWidth, m_bevelWidth, -m_bevelWidth, -m_bevelWidth);
+            r.adjust(width, width, -width, -width);
     };
     bevel(m_bevelOuter);
-    r.adjust(m_borderWidth, m_borderWidth, -m_borderWidth, -m_borderWidth);
+    r.adjust(border, border, -border, -border);
     bevel(m_bevelInner);
     return r;
 }

@@ -575,9 +575,10 @@ void TQVDial::wheelEvent(QWheelEvent *event)
 {
     event->accept();
     // High-resolution wheels send fractions of a notch; whole notches of 120 step.
-    m_wheelRemainder += event->angleDelta().y();
-    const int notches = m_wheelRemainder / 120;
-    m_wheelRemainder -= notches * 120;
+    // Summed wide: a synthesized delta near INT_MAX must not overflow the remainder.
+    const qint64 total = qint64(m_wheelRemainder) + event->angleDelta().y();
+    const int notches = int(total / 120);
+    m_wheelRemainder = int(total - qint64(notches) * 120);
     if (notches != 0)
         SetValue(m_value + notches * Step());
 }

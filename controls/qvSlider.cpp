@@ -16,19 +16,10 @@
 
 #include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
 namespace {
-
-// Round half to even into an int; non-finite or huge values are pinned so that bad stream
-// data cannot make an out-of-range conversion.
-int RoundInt(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    x = std::clamp(x, -1.0e9, 1.0e9);
-    return int(std::nearbyint(x));
-}
 
 // A rectangle from its edges, right and bottom exclusive; empty when inverted.
 QRect Edges(int left, int top, int right, int bottom)
@@ -489,7 +480,8 @@ void TQVSlider::DefineProperties(TQVFiler &filer)
 
 QString TQVSlider::LabelFormat() const
 {
-    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax, m_labelingDecimals);
+    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax,
+                              std::min(m_labelingDecimals, QVMaxLabelDecimals));
 }
 
 QString TQVSlider::FormatLabel(const QString &format, double value) const
@@ -509,7 +501,7 @@ QSize TQVSlider::sizeHint() const
     const QFontMetrics fm(m_labelingFont);
     const bool labels = m_labelingStyle != lbsNone && m_labelingStyle != lbsLines;
     const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
-    int across = std::max(m_buttonWidth, m_sliderWidth) + 2;
+    int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) + 2;
     if (Vertical()) {
         if (labels)
             across += 2 * (fm.horizontalAdvance(FormatLabel(LabelFormat(), widest) + QLatin1Char('-')) + 8);
@@ -528,14 +520,14 @@ QSize TQVSlider::minimumSizeHint() const
 {
     if (Adaptive())
         return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), ThumbAcross(), ThumbLength() / 2, true);
-    const int along = m_buttonHeight + m_offsetLower + m_offsetUpper + 20;
-    const int across = std::max(m_buttonWidth, m_sliderWidth) / 2 + 2;
+    const int along = QVPinPx(m_buttonHeight) + QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 20;
+    const int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) / 2 + 2;
     return Vertical() ? QSize(across, along) : QSize(along, across);
 }
 
 int TQVSlider::Travel() const
 {
-    return (Vertical() ? height() : width()) - m_buttonHeight - m_offsetLower - m_offsetUpper;
+    return (Vertical() ? height() : width()) - QVPinPx(m_buttonHeight) - QVPinPx(m_offsetLower) - QVPinPx(m_offsetUpper);
 }
 
 int TQVSlider::ThumbLength() const
@@ -548,7 +540,7 @@ int TQVSlider::ThumbLength() const
 int TQVSlider::ThumbAcross() const
 {
     const int across = Vertical() ? width() : height();
-    const int wanted = std::min(m_buttonWidth, std::max(m_sliderWidth + 10, ThumbLength() * 5 / 4));
+    const int wanted = std::min(m_buttonWidth, std::max(QVPinPx(m_sliderWidth) + 10, ThumbLength() * 5 / 4));
     return std::clamp(wanted, 4, std::max(4, across - 4));
 }
 
@@ -562,21 +554,22 @@ QRect TQVSlider::ButtonGeometry(double value) const
     if (Adaptive()) {
         if (!m_layout.IsValid())
             return QRect();
-        const int centre = RoundInt(m_layout.PositionOf(std::clamp(value, m_valueMin, m_valueMax), m_valueMin, m_valueMax));
+        const int centre = QVRoundPx(m_layout.PositionOf(std::clamp(value, m_valueMin, m_valueMax), m_valueMin, m_valueMax));
         const int length = ThumbLength();
         const QRect &t = m_layout.Track;
         return Vertical() ? QRect(t.left(), centre - length / 2, t.width(), length)
                           : QRect(centre - length / 2, t.top(), length, t.height());
     }
     const double span = m_valueMax - m_valueMin;
-    const int q = span != 0.0 ? RoundInt((value - m_valueMin) * Travel() / span) : 0;
+    const int q = span != 0.0 ? QVRoundPx((value - m_valueMin) * Travel() / span) : 0;
+    const int buttonWidth = QVPinPx(m_buttonWidth), buttonHeight = QVPinPx(m_buttonHeight);
     if (Vertical()) {
-        const int left = (width() - m_buttonWidth) / 2 + 1;
-        const int bottom = height() - q - m_offsetLower;
-        return QRect(left, bottom - m_buttonHeight, m_buttonWidth, m_buttonHeight);
+        const int left = (width() - buttonWidth) / 2 + 1;
+        const int bottom = height() - q - QVPinPx(m_offsetLower);
+        return QRect(left, bottom - buttonHeight, buttonWidth, buttonHeight);
     }
-    const int top = (height() - m_buttonWidth) / 2;
-    return QRect(m_offsetLower + q, top, m_buttonHeight, m_buttonWidth);
+    const int top = (height() - buttonWidth) / 2;
+    return QRect(QVPinPx(m_offsetLower) + q, top, buttonHeight, buttonWidth);
 }
 
 QRect TQVSlider::ButtonPaintArea(double value) const
@@ -642,7 +635,8 @@ bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &regio
     painter.setClipRect(m_valueRegion);
 
     const QRect button = ButtonGeometry(m_value);
-    if (!ButtonCacheable() || button.isEmpty()) {
+    // A button reaching out of the widget (a huge ButtonHeight) would make a huge picture.
+    if (!ButtonCacheable() || button.isEmpty() || !rect().contains(button)) {
         PaintButton(painter);
         return true;
     }
@@ -771,17 +765,18 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     const int w = width();
     const int h = height();
     const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
+    const int sliderWidth = QVPinPx(m_sliderWidth), lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
     QRect t;
     if (Vertical()) {
-        int left = (w - m_sliderWidth) / 2;
+        int left = (w - sliderWidth) / 2;
         if (m_labelingStyle == lbsAsymmetric)
-            left = secondSide ? int(w * 0.1) : int(w * 0.9) - m_sliderWidth;
-        t = Edges(left, m_offsetUpper, left + m_sliderWidth, h - m_offsetLower);
+            left = secondSide ? int(w * 0.1) : int(w * 0.9) - sliderWidth;
+        t = Edges(left, upper, left + sliderWidth, h - lower);
     } else {
-        int top = (h - m_sliderWidth) / 2;
+        int top = (h - sliderWidth) / 2;
         if (m_labelingStyle == lbsAsymmetric)
-            top = secondSide ? int(h * 0.1) : int(h * 0.9) - m_sliderWidth;
-        t = Edges(m_offsetLower, top, w - m_offsetUpper, top + m_sliderWidth);
+            top = secondSide ? int(h * 0.1) : int(h * 0.9) - sliderWidth;
+        t = Edges(lower, top, w - upper, top + sliderWidth);
     }
     // Stored before the picture check so that a click on a pictured track jumps as well.
     m_slideRect = t;
@@ -802,19 +797,20 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     if (!(span != 0.0) || !std::isfinite(span))
         return;
     const int n = m_ranges.Number();
-    const int half = m_buttonHeight / 2;
+    const int buttonHeight = QVPinPx(m_buttonHeight);
+    const int half = buttonHeight / 2;
     const int tl = t.left(), tt = t.top(), tr = t.left() + t.width(), tb = t.top() + t.height();
     if (Vertical()) {
         int e = tb;
         for (int i = 0; i < n; ++i) {
-            const int p = tb - RoundInt((m_ranges[i].Limit - m_valueMin) * (tb - tt - m_buttonHeight) / span) - half;
+            const int p = tb - QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tb - tt - buttonHeight) / span) - half;
             Fill(painter, Edges(tl, i == n - 1 ? tt : p, tr, e).intersected(t), ToQColor(m_ranges[i].Color));
             e = p;
         }
     } else {
         int e = tl;
         for (int i = 0; i < n; ++i) {
-            const int p = RoundInt((m_ranges[i].Limit - m_valueMin) * (tr - tl - m_buttonHeight) / span) + half + 2;
+            const int p = QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tr - tl - buttonHeight) / span) + half + 2;
             Fill(painter, Edges(e, tt, i == n - 1 ? tr : p, tb).intersected(t), ToQColor(m_ranges[i].Color));
             e = p;
         }
@@ -859,19 +855,20 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     const int h = height();
     // The scale runs between the centres of the button at its two ends; a mask picture gives
     // the button's extent instead.
-    int half = m_buttonHeight / 2;
+    const int lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
+    int half = QVPinPx(m_buttonHeight) / 2;
     const bool mask = !m_pictureMask.isNull();
     if (mask)
         half = Vertical() ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
     TQVClassicLinearGeometry geometry;
     if (Vertical())
-        geometry.Area = Edges(0, half + m_offsetUpper, w, h - half - m_offsetLower);
+        geometry.Area = Edges(0, half + upper, w, h - half - lower);
     else
-        geometry.Area = Edges(half + (mask ? 0 : m_offsetLower), 0, w - half - (mask ? 0 : m_offsetUpper), h);
+        geometry.Area = Edges(half + (mask ? 0 : lower), 0, w - half - (mask ? 0 : upper), h);
     if (geometry.Area.isNull())
         return;
     geometry.Widget = size();
-    geometry.BarThickness = m_sliderWidth;
+    geometry.BarThickness = QVPinPx(m_sliderWidth);
     geometry.Asymmetric = m_labelingStyle == lbsAsymmetric;
     geometry.Width8 = TextWidth8();
     const auto result = m_scaleDraw.PaintClassic(painter, ScaleSpec(), geometry);
@@ -908,7 +905,7 @@ void TQVSlider::PaintButton(QPainter &painter)
         return;
     }
 
-    const int bw = BevelWidth();
+    const int bw = QVPinPx(BevelWidth(), 0);
     const QColor light = ToQColor(m_bevelColor1);
     const QColor shadow = ToQColor(m_bevelColor2);
     const QColor border = ToQColor(m_buttonBorderColor);

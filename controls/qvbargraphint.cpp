@@ -12,17 +12,10 @@
 #include <QtGui/QPainter>
 
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
 namespace {
-
-// Round to nearest, ties to even, clamped to a range that any pixel arithmetic survives.
-int RoundPx(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
-}
 
 // Fills the rectangle from (left, top) up to, not including, (right, bottom); nothing when
 // it is empty or inverted.
@@ -378,23 +371,23 @@ QSize TQVBarGraphInt::sizeHint() const
             const QString sample = QVFormatScaleLabel(LabelFormat(), widest, m_labelPrefix, m_labelTextPosfix, locale());
             label = m_kind == sbVertical ? fm.horizontalAdvance(sample) : fm.height();
         }
-        across = std::max(across, m_barWidth + 2 * (label + 12));
+        across = std::max(across, QVPinPx(m_barWidth) + 2 * (QVPinPx(label) + 12));
     }
-    const int along = std::max(145, m_offsetLower + m_offsetUpper + 100);
+    const int along = std::max(145, QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 100);
     return m_kind == sbVertical ? QSize(across, along) : QSize(along, across);
 }
 
 QString TQVBarGraphInt::LabelFormat() const
 {
-    return QVScaleLabelFormat(m_labelPrefix, m_valueMin, m_valueMax, m_labelingDecimals);
+    return QVScaleLabelFormat(m_labelPrefix, m_valueMin, m_valueMax, std::min(m_labelingDecimals, QVMaxLabelDecimals));
 }
 
 QSize TQVBarGraphInt::minimumSizeHint() const
 {
     if (Adaptive())
         return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), m_barWidth, std::clamp(BevelWidth(), 0, 64), true);
-    const int across = m_barWidth + 4;
-    const int along = m_offsetLower + m_offsetUpper + 20;
+    const int across = QVPinPx(m_barWidth) + 4;
+    const int along = QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 20;
     return m_kind == sbVertical ? QSize(across, along) : QSize(along, across);
 }
 
@@ -456,6 +449,7 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
 {
     const bool vertical = m_kind == sbVertical;
     const bool adaptive = Adaptive() && m_layout.IsValid();
+    const int barWidth = QVPinPx(m_barWidth);
     int left, top, right, bottom;
     if (adaptive) {
         left = m_layout.Track.left();
@@ -463,15 +457,15 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
         right = left + m_layout.Track.width();
         bottom = top + m_layout.Track.height();
     } else if (vertical) {
-        left = (width() - m_barWidth) / 2;
-        right = left + m_barWidth;
-        top = m_offsetUpper;
-        bottom = height() - m_offsetLower;
+        left = (width() - barWidth) / 2;
+        right = left + barWidth;
+        top = QVPinPx(m_offsetUpper);
+        bottom = height() - QVPinPx(m_offsetLower);
     } else {
-        top = (height() - m_barWidth) / 2;
-        bottom = top + m_barWidth;
-        left = m_offsetLower;
-        right = width() - m_offsetUpper;
+        top = (height() - barWidth) / 2;
+        bottom = top + barWidth;
+        left = QVPinPx(m_offsetLower);
+        right = width() - QVPinPx(m_offsetUpper);
     }
     m_barRect = QRect(left, top, right - left, bottom - top);
     FillWin(painter, left, top, right, bottom, ToQColor(m_barColor));
@@ -480,18 +474,18 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
     // bottom and right edges, drawn last so that it owns the two corners it shares.
     const QColor topLeft = ToQColor(m_bevelColor2);
     const QColor bottomRight = ToQColor(m_bevelColor1);
-    for (int k = 0; k < BevelWidth(); ++k) {
-        if (right > left && bottom > top) {
-            FillWin(painter, left, top, right, top + 1, topLeft);
-            FillWin(painter, left, top, left + 1, bottom, topLeft);
-            FillWin(painter, left, bottom - 1, right, bottom, bottomRight);
-            FillWin(painter, right - 1, top, right, bottom, bottomRight);
-        }
-        ++left;
-        ++top;
-        --right;
-        --bottom;
+    const int frame = QVPinPx(BevelWidth(), 0);
+    const int rings = QVFrameFit(frame, m_barRect);
+    for (int k = 0; k < rings; ++k) {
+        FillWin(painter, left + k, top + k, right - k, top + k + 1, topLeft);
+        FillWin(painter, left + k, top + k, left + k + 1, bottom - k, topLeft);
+        FillWin(painter, left + k, bottom - k - 1, right - k, bottom - k, bottomRight);
+        FillWin(painter, right - k - 1, top + k, right - k, bottom - k, bottomRight);
     }
+    left += frame;
+    top += frame;
+    right -= frame;
+    bottom -= frame;
 
     if (!UsableSpan(m_valueMin, m_valueMax))
         return;
@@ -503,18 +497,18 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
         const double end = last ? m_value : range.Limit;
         const QColor color = ToQColor(range.Color);
         if (adaptive) {
-            const int pos = RoundPx(m_layout.PositionOf(end, m_valueMin, m_valueMax));
+            const int pos = QVRoundPx(m_layout.PositionOf(end, m_valueMin, m_valueMax));
             if (vertical)
                 FillWin(painter, left, std::max(pos, top), right, edge, color);
             else
                 FillWin(painter, edge, top, std::min(pos, right), bottom, color);
             edge = pos;
         } else if (vertical) {
-            const int pos = bottom - RoundPx((end - m_valueMin) * (bottom - top) / span);
+            const int pos = bottom - QVRoundPx((end - m_valueMin) * (bottom - top) / span);
             FillWin(painter, left, pos, right, edge, color);
             edge = pos;
         } else {
-            const int pos = left + RoundPx((end - m_valueMin) * (right - left) / span);
+            const int pos = left + QVRoundPx((end - m_valueMin) * (right - left) / span);
             FillWin(painter, edge, top, pos, bottom, color);
             edge = pos;
         }
@@ -527,15 +521,16 @@ QRect TQVBarGraphInt::ValueRect(double value) const
 {
     const bool vertical = m_kind == sbVertical;
     if (Adaptive() && m_layout.IsValid()) {
-        const int p = RoundPx(m_layout.PositionOf(value, m_valueMin, m_valueMax));
+        const int p = QVRoundPx(m_layout.PositionOf(value, m_valueMin, m_valueMax));
         const QRect &t = m_layout.Track;
         return vertical ? QRect(t.left(), p, t.width(), 0) : QRect(p, t.top(), 0, t.height());
     }
-    const int length = (vertical ? height() : width()) - (m_offsetLower + m_offsetUpper);
-    const int q = RoundPx((value - m_valueMin) * length / (m_valueMax - m_valueMin));
+    const int barWidth = QVPinPx(m_barWidth), lower = QVPinPx(m_offsetLower);
+    const int length = (vertical ? height() : width()) - (lower + QVPinPx(m_offsetUpper));
+    const int q = QVRoundPx((value - m_valueMin) * length / (m_valueMax - m_valueMin));
     if (vertical)
-        return QRect((width() - m_barWidth) / 2, height() - m_offsetLower - q, m_barWidth, 0);
-    return QRect(m_offsetLower + q, (height() - m_barWidth) / 2, 0, m_barWidth);
+        return QRect((width() - barWidth) / 2, height() - lower - q, barWidth, 0);
+    return QRect(lower + q, (height() - barWidth) / 2, 0, barWidth);
 }
 
 void TQVBarGraphInt::PaintNewValue(double oldValue)
@@ -589,11 +584,11 @@ void TQVBarGraphInt::PaintLabeling(QPainter &painter)
     }
     const int w = width();
     const int h = height();
+    const int lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
     TQVClassicLinearGeometry geometry;
-    geometry.Area = m_kind == sbVertical ? QRect(0, m_offsetUpper, w, h - m_offsetLower - m_offsetUpper)
-                                         : QRect(m_offsetLower, 0, w - m_offsetUpper - m_offsetLower, h);
+    geometry.Area = m_kind == sbVertical ? QRect(0, upper, w, h - lower - upper) : QRect(lower, 0, w - upper - lower, h);
     geometry.Widget = size();
-    geometry.BarThickness = m_barWidth;
+    geometry.BarThickness = QVPinPx(m_barWidth);
     const auto result = m_scaleDraw.PaintClassic(painter, ScaleSpec(), geometry);
     // Painting enlarges a gap whose lines would lie closer than 2 pixels, for good.
     m_labelingGap = result.Gap;

@@ -16,6 +16,7 @@
 #include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
 #include "controls/scale/qvScaleEngine.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
 namespace {
@@ -24,18 +25,23 @@ constexpr double Pi = 3.141592653589793;
 // Upper bound of ticks and labels kept, so that an absurd scale cannot exhaust memory.
 constexpr int MaxTicks = 100000;
 
-// Round half to even into an int; NaN and huge values are pinned so that no input can
-// make an out-of-range conversion.
-int RoundInt(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
-}
-
 double Radians(double degrees)
 {
     return degrees * Pi / 180.0;
+}
+
+// An angle as painted: the setters test only the stored pair, so a stored angle can be any
+// finite number; beyond ±720 it draws as ±720, and a scale never winds more than 4 turns.
+double PaintAngle(double degrees)
+{
+    return std::clamp(degrees, -720.0, 720.0);
+}
+
+// The angle a band spans, pinned to two turns: a limit far past the scale's end draws a
+// ring, not a star of a thousand turns.
+double BandArc(double degrees)
+{
+    return std::isnan(degrees) ? 0.0 : std::clamp(degrees, -720.0, 720.0);
 }
 
 template<typename T>
@@ -520,21 +526,24 @@ void TQVMeterInt::Invalidate()
 QPoint TQVMeterInt::PointAt(double angle, double radius) const
 {
     const double a = Radians(angle);
-    return QPoint(RoundInt(m_meterCenterX + std::sin(a) * radius),
-                  RoundInt(m_geometrySize.height() - std::cos(a) * radius - m_meterCenterBottom));
+    return QPoint(QVRoundPx(m_meterCenterX + std::sin(a) * radius),
+                  QVRoundPx(m_geometrySize.height() - std::cos(a) * radius - m_meterCenterBottom));
 }
 
 double TQVMeterInt::AngleOf(double value) const
 {
-    return m_meterAngle1 + (m_meterAngle2 - m_meterAngle1) * (value - m_valueMin) / (m_valueMax - m_valueMin);
+    const double a1 = PaintAngle(m_meterAngle1), a2 = PaintAngle(m_meterAngle2);
+    const double angle = a1 + (a2 - a1) * (value - m_valueMin) / (m_valueMax - m_valueMin);
+    // A range of ±1e308 overflows the differences.
+    return std::isfinite(angle) ? angle : a1 + (a2 - a1) * QVSpanFraction(value, m_valueMin, m_valueMax);
 }
 
 void TQVMeterInt::CalcRadii()
 {
     const int w = m_geometrySize.width();
     const int h = m_geometrySize.height();
-    m_meterCenterX = RoundInt(m_meterShiftX * w / 100.0) + w / 2;
-    m_meterCenterBottom = h / 2 - RoundInt(m_meterShiftY * h / 100.0);
+    m_meterCenterX = QVRoundPx(m_meterShiftX * w / 100.0) + w / 2;
+    m_meterCenterBottom = h / 2 - QVRoundPx(m_meterShiftY * h / 100.0);
     const double base = m_meterCenterBottom + m_labelMarginY >= m_meterCenterX + m_labelMarginX
         ? w / 2.0 - m_bevelOuterWidth - m_labelMarginX
         : h / 2.0 - m_bevelOuterWidth - m_labelMarginY;
@@ -547,8 +556,8 @@ void TQVMeterInt::CalcRadii()
 void TQVMeterInt::CalcPolygons()
 {
     CalcRadii();
-    const int nInner = std::clamp(RoundInt(11.0 * std::sqrt(m_innerRadius) + 6.0), 1, 300);
-    const int nOuter = std::clamp(RoundInt(11.0 * std::sqrt(m_outerRadius) + 4.0), 1, 300);
+    const int nInner = std::clamp(QVRoundPx(11.0 * std::sqrt(m_innerRadius) + 6.0), 1, 300);
+    const int nOuter = std::clamp(QVRoundPx(11.0 * std::sqrt(m_outerRadius) + 4.0), 1, 300);
     const bool inside = m_labelingStyle == labInside;
     Grow(m_outlinePoints, inside ? nOuter : nInner);
     const int outlineCapacity = int(m_outlinePoints.size());
@@ -556,14 +565,16 @@ void TQVMeterInt::CalcPolygons()
     if (m_rangeNumber < 1)
         return;
 
-    const double arc = m_meterAngle2 - m_meterAngle1;
+    const double arc = PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1);
     const double span = m_valueMax - m_valueMin;
-    double a = m_meterAngle1;
+    double a = PaintAngle(m_meterAngle1);
     for (int i = 0; i < m_rangeNumber; ++i) {
         const double lower = i == 0 ? m_valueMin : m_ranges[i - 1].Limit;
-        const double s = arc * (m_ranges[i].Limit - lower) / span;
-        const int k = std::clamp(RoundInt(s * nInner / 360.0), 2, 300);
-        const int m = std::clamp(RoundInt(s * nOuter / 360.0), 2, 300);
+        const double s = BandArc(std::isfinite(span) ? arc * (m_ranges[i].Limit - lower) / span
+                                                     : arc * (QVSpanFraction(m_ranges[i].Limit, m_valueMin, m_valueMax)
+                                                              - QVSpanFraction(lower, m_valueMin, m_valueMax)));
+        const int k = std::clamp(QVRoundPx(s * nInner / 360.0), 2, 300);
+        const int m = std::clamp(QVRoundPx(s * nOuter / 360.0), 2, 300);
         RangeState &state = m_rangeStates[i];
         Grow(state.Polygon, k + m);
 
@@ -593,19 +604,21 @@ void TQVMeterInt::CalcPolygons()
 
 void TQVMeterInt::CalcTicks()
 {
-    const double length = 2.0 * Pi * m_innerRadius * (m_meterAngle2 - m_meterAngle1) * m_meterScale / 36000.0;
-    if (!(length > 0.0)) {
+    const double length = 2.0 * Pi * m_innerRadius * (PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1)) * m_meterScale / 36000.0;
+    const double span = m_valueMax - m_valueMin;
+    // A span that overflows when scaled (±1e308) cannot be divided into ticks.
+    if (!(length > 0.0) || !std::isfinite(span * 4.0)) {
         m_scaleInvalid = true;
+        m_tickCount = 0;
         return;
     }
     m_scaleInvalid = false;
-    const double span = m_valueMax - m_valueMin;
     // Ticks never closer than 4 pixels: the published gap itself grows.
     if (span * 4.0 / m_valueGap > length)
         m_valueGap = span * 4.0 / length;
     const double gap = m_valueGap;
 
-    int count = RoundInt(span / gap) + 1;
+    int count = QVRoundPx(span / gap) + 1;
     double first = std::nearbyint(m_valueMin / gap) * gap;
     if (first < m_valueMin) {
         first += gap;
@@ -676,13 +689,13 @@ void TQVMeterInt::CalcLabel()
                                    fm.horizontalAdvance(QVFormatFloat(format, m_valueMax, loc)));
     const int h = textHeight + 10;
     const int w = textWidth + 10;
-    const int d = RoundInt(std::sqrt(double(w) * w + double(h) * h));
+    const int d = QVRoundPx(std::sqrt(double(w) * w + double(h) * h));
     if (inside) {
         m_labelMarginX = m_labelMarginY = 5;
     } else {
         // Room for the widest label standing at its distance outside the band, on any side.
-        const int r = RoundInt(std::sqrt(double(textWidth) * textWidth + double(textHeight) * textHeight) / 2.0 + 5.0);
-        m_labelMarginX = m_labelMarginY = RoundInt(r + std::max(textWidth, textHeight) / 2.0);
+        const int r = QVRoundPx(std::sqrt(double(textWidth) * textWidth + double(textHeight) * textHeight) / 2.0 + 5.0);
+        m_labelMarginX = m_labelMarginY = QVRoundPx(r + std::max(textWidth, textHeight) / 2.0);
     }
     CalcRadii();
     const double circle = inside ? m_innerRadius - d : m_outerRadius + d / 2.0;
@@ -690,9 +703,11 @@ void TQVMeterInt::CalcLabel()
     CalcTicks();
 
     const double span = m_valueMax - m_valueMin;
+    if (!std::isfinite(span * 4.0))
+        return; // no ticks either (CalcTicks)
     const double gap = m_valueGap;
-    const double arcLength = 2.0 * Pi * circle * (m_meterAngle2 - m_meterAngle1) / 360.0;
-    const int pitch = RoundInt((arcLength - 1.0) * gap / span);
+    const double arcLength = 2.0 * Pi * circle * (PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1)) / 360.0;
+    const int pitch = QVRoundPx((arcLength - 1.0) * gap / span);
     if (pitch <= 0) {
         m_scaleInvalid = true;
         return;
@@ -709,7 +724,7 @@ void TQVMeterInt::CalcLabel()
         p += pitch;
         ++multiple;
     }
-    const int capacity = std::clamp(RoundInt(span / step) + 1, 1, MaxTicks);
+    const int capacity = std::clamp(QVRoundPx(span / step) + 1, 1, MaxTicks);
     Grow(m_labelPoints, capacity);
     Grow(m_labelTexts, capacity);
 
@@ -727,10 +742,10 @@ void TQVMeterInt::CalcLabel()
         const double a = Radians(AngleOf(v));
         const int lw = fm.horizontalAdvance(text);
         const int lh = fm.height();
-        const int r = RoundInt(std::sqrt(double(lw) * lw + double(lh) * lh) / 2.0 + 5.0);
+        const int r = QVRoundPx(std::sqrt(double(lw) * lw + double(lh) * lh) / 2.0 + 5.0);
         const double radius = inside ? m_innerRadius - r : m_outerRadius + r;
-        m_labelPoints[std::size_t(n)] = QPoint(RoundInt(m_meterCenterX + std::sin(a) * radius - lw / 2.0),
-                                               RoundInt(height - std::cos(a) * radius - m_meterCenterBottom - lh / 2.0));
+        m_labelPoints[std::size_t(n)] = QPoint(QVRoundPx(m_meterCenterX + std::sin(a) * radius - lw / 2.0),
+                                               QVRoundPx(height - std::cos(a) * radius - m_meterCenterBottom - lh / 2.0));
         m_labelTexts[std::size_t(n)] = std::move(text);
 
         // The labelled tick reaches towards its label.
@@ -816,7 +831,7 @@ TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value) const
     const double extent = std::ceil(s.Hub) + 1;
     slices.Rects[slices.Count++] = box({centre - QPointF(extent, extent), centre + QPointF(extent, extent)});
     const double length = std::hypot(s.Tip.x() - centre.x(), s.Tip.y() - centre.y());
-    const int count = std::clamp(int(length / 32.0), 1, MaxSlices - 1);
+    const int count = std::clamp(QVFloorPx(length / 32.0), 1, MaxSlices - 1);
     const auto along = [](QPointF from, QPointF to, double t) { return from + (to - from) * t; };
     for (int i = 0; i < count; ++i) {
         const double t0 = double(i) / count, t1 = double(i + 1) / count;

@@ -12,6 +12,7 @@
 #include <QtWidgets/QAccessibleWidget>
 
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 
 namespace {
 
@@ -362,7 +363,8 @@ QRect TQVPanelMeterInt::DigitRect() const
 QSize TQVPanelMeterInt::sizeHint() const
 {
     // A window 44 pixels high; the width follows from the digit positions and the unit.
-    int inset = BorderWidth() + (BevelOuter() != bvNone ? BevelWidth() : 0) + (BevelInner() != bvNone ? BevelWidth() : 0);
+    const int bevel = QVPinPx(BevelWidth(), 0);
+    int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0) + (BevelInner() != bvNone ? bevel : 0);
     inset += WindowMargin;
     const int windowHeight = 44;
     const int pad = windowHeight / 8;

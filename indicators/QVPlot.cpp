@@ -13,6 +13,7 @@
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
 #include "controls/scale/qvScaleEngine.h"
+#include "controls/scale/qvPaintKit.h"
 #include "framework/qvResStrings.h"
 
 namespace {
@@ -658,12 +659,15 @@ double TQVPlot::MapX(double x, const QRect &plot) const
             return std::numeric_limits<double>::quiet_NaN();
         return plot.left() + std::log10(x / m_xLo) / std::log10(m_xHi / m_xLo) * plot.width();
     }
-    return plot.left() + (x - m_xLo) / (m_xHi - m_xLo) * plot.width();
+    const double px = plot.left() + (x - m_xLo) / (m_xHi - m_xLo) * plot.width();
+    // An axis of ±1e308 overflows the differences.
+    return std::isfinite(px) ? px : plot.left() + QVSpanFraction(x, m_xLo, m_xHi) * plot.width();
 }
 
 double TQVPlot::MapY(double v, const QRect &plot) const
 {
-    return plot.top() + (m_yHi - v) / (m_yHi - m_yLo) * plot.height();
+    const double py = plot.top() + (m_yHi - v) / (m_yHi - m_yLo) * plot.height();
+    return std::isfinite(py) ? py : plot.top() + QVSpanFraction(v, m_yHi, m_yLo) * plot.height();
 }
 
 // ---------------------------------------------------------------------------------------
@@ -733,13 +737,13 @@ void TQVPlot::PaintAxes(QPainter &painter)
 
     painter.setPen(ink);
     for (qsizetype i = 0; i < m_layout.Y.Ticks.size(); ++i) {
-        const int y = std::clamp(int(std::floor(MapY(m_layout.Y.Ticks[i], p))), p.top(), p.bottom());
+        const int y = std::clamp(QVFloorPx(MapY(m_layout.Y.Ticks[i], p)), p.top(), p.bottom());
         painter.fillRect(QRect(p.left() - 1 - TickLength, y, TickLength, 1), ink);
         const QRect box(0, y - fm.height() / 2, p.left() - 1 - TickLength - LabelGap, fm.height());
         painter.drawText(box, Qt::AlignRight | Qt::AlignVCenter, m_layout.Y.Labels[i]);
     }
     for (qsizetype i = 0; i < m_layout.X.Ticks.size(); ++i) {
-        const int x = std::clamp(int(std::floor(MapX(m_layout.X.Ticks[i], p))), p.left(), p.right());
+        const int x = std::clamp(QVFloorPx(MapX(m_layout.X.Ticks[i], p)), p.left(), p.right());
         painter.fillRect(QRect(x, p.bottom() + 2, 1, TickLength), ink);
         const int w = fm.horizontalAdvance(m_layout.X.Labels[i]);
         const QRect box(x - w / 2 - 1, p.bottom() + 2 + TickLength + LabelGap - 1, w + 2, fm.height());
@@ -758,7 +762,7 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
         QColor minor = grid;
         minor.setAlphaF(0.45f);
         auto vertical = [&](double x, const QColor &colour) {
-            const int px = int(std::floor(MapX(x, p)));
+            const int px = QVFloorPx(MapX(x, p));
             if (px > p.left() && px < p.right())
                 painter.fillRect(QRect(px, p.top(), 1, p.height()), colour);
         };
@@ -767,7 +771,7 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
         for (double x : m_layout.X.Ticks)
             vertical(x, grid);
         for (double y : m_layout.Y.Ticks) {
-            const int py = int(std::floor(MapY(y, p)));
+            const int py = QVFloorPx(MapY(y, p));
             if (py > p.top() && py < p.bottom())
                 painter.fillRect(QRect(p.left(), py, p.width(), 1), grid);
         }
@@ -852,7 +856,7 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
             flush();
             continue;
         }
-        const int c = int(std::floor((x - p.left()) * dpr));
+        const int c = QVFloorPx((x - p.left()) * dpr);
         if (c < 0 || c >= columns)
             continue;
         if (c != column) {

@@ -11,16 +11,9 @@
 #include <QtGui/QPainterPath>
 
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 
 namespace {
-
-// Round to nearest, ties to even, pinned to a range that any pixel arithmetic survives.
-int RoundPx(double x)
-{
-    if (std::isnan(x))
-        return 0;
-    return int(std::nearbyint(std::clamp(x, -1.0e9, 1.0e9)));
-}
 
 // Fills the rectangle from (left, top) up to, not including, (right, bottom); nothing when
 // it is empty or inverted.
@@ -59,8 +52,9 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
 {
     TClassicResult result;
     result.Gap = spec.Gap;
+    // A range whose double overflows has no scale: the gap guard would store inf.
     if ((!spec.Labels && !spec.Lines) || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(spec.Gap)
-        || !(spec.Gap > 0.0))
+        || !(spec.Gap > 0.0) || !std::isfinite((spec.ValueMax - spec.ValueMin) * 2.0))
         return result;
     const bool vertical = spec.Vertical;
     const int aLeft = g.Area.left(), aTop = g.Area.top();
@@ -77,7 +71,7 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     if (span < n)
         result.Gap = d * 2.0 / span;
     const double gap = result.Gap;
-    const int pitch = RoundPx(span * gap / d);
+    const int pitch = QVRoundPx(span * gap / d);
     if (pitch <= 0)
         return result;
 
@@ -98,7 +92,7 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     for (int i = 1; i < k; ++i)
         gapK += gap;
     const double first = QVFirstTick(spec.ValueMin, gap);
-    const int offset = RoundPx(span * spec.ValueMin / d);
+    const int offset = QVRoundPx(span * spec.ValueMin / d);
     // Lines lie at least 2 pixels apart, so this many steps cover the scale; the bound also
     // stops a step that is lost in the rounding of a large value.
     const int maxSteps = span + 2;
@@ -115,7 +109,7 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
         // The label texts are accumulated as the classic scales always did: t, t + k·gap, …
         double t = first;
         for (int i = 0; t <= spec.ValueMax && i < maxSteps; ++i, t += gapK) {
-            const int p = RoundPx(span * t / d);
+            const int p = QVRoundPx(span * t / d);
             if (std::size_t(i) >= m_labels.size()) {
                 const QString text = QVScaleLabelText(format, t, spec.PrefixId, spec.Suffix, spec.Locale);
                 m_labels.emplace_back(text, fm.horizontalAdvance(text));
@@ -155,7 +149,7 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     int c = k;
     double t = first;
     for (int step = 0; 1.000000001 * spec.ValueMax >= t && step < maxSteps; ++step, t += gap) {
-        const int p = RoundPx(span * t / d);
+        const int p = QVRoundPx(span * t / d);
         const int major = c == k ? 4 : 0;
         if (vertical) {
             const int y = aBottom - p + offset;
@@ -236,9 +230,9 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
     const auto divide = [&]() {
         const QFontMetricsF fm(font);
         labelHeight = fm.height();
-        majorLength = std::max(4, RoundPx(labelHeight * 0.45));
-        minorLength = std::max(2, RoundPx(majorLength * 0.55));
-        padding = std::max(2, RoundPx(labelHeight * 0.25));
+        majorLength = std::max(4, QVRoundPx(labelHeight * 0.45));
+        minorLength = std::max(2, QVRoundPx(majorLength * 0.55));
+        padding = std::max(2, QVRoundPx(labelHeight * 0.25));
         double endLower = 0, endUpper = 0; // half extents of the end labels along the length
         for (int pass = 0; pass < 3; ++pass) {
             const double start = vertical ? bounds.top() : bounds.left();
