@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
@@ -23,6 +24,18 @@ double PrefixFactor(int prefixId)
 {
     TSiPrefixesStruct info;
     return prefixId != sipNone && GetSIInfos(prefixId, info) ? info.Factor : 1.0;
+}
+
+// Decimals that show `x` to the last digits a double holds (at most 15).
+int OwnDecimals(double x)
+{
+    x = std::fabs(x);
+    double scaled = x;
+    for (int decimals = 0; decimals < 15; ++decimals, scaled *= 10.0) {
+        if (std::fabs(scaled - std::nearbyint(scaled)) <= 4.0 * std::numeric_limits<double>::epsilon() * scaled)
+            return decimals;
+    }
+    return 15;
 }
 
 // A value that should read 0 but carries the rounding noise of k · step.
@@ -147,10 +160,18 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
         }
     };
     const auto text = [&](double value, bool onGrid) {
-        if (onGrid || pattern.contains(QLatin1Char('E')))
+        if (onGrid)
             return QVScaleLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
+        if (pattern.contains(QLatin1Char('E'))) {
+            // An end between two steps shows its own mantissa, as far as a double holds it.
+            const double scaled = std::fabs(value / factor);
+            const double mantissa = scaled > 0.0 ? scaled / std::pow(10.0, std::floor(std::log10(scaled))) : 0.0;
+            const int own = std::clamp(OwnDecimals(mantissa), decimals, 15);
+            return QVScaleLabelText(QStringLiteral("0.") + QString(own, QLatin1Char('0')) + QStringLiteral("E-00"), value,
+                                    r.PrefixId, r.Suffix, r.Locale);
+        }
         // An end between two steps shows what it is, up to two decimals more than the steps.
-        const int own = std::clamp(QVStepDecimals(value / factor), decimals, decimals + 2);
+        const int own = std::clamp(OwnDecimals(value / factor), decimals, std::min(decimals + 2, 15));
         return QVScaleLabelText(FixedPattern(own), value, r.PrefixId, r.Suffix, r.Locale);
     };
 
@@ -165,11 +186,14 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
         return b.Position - a.Position < (a.Extent + b.Extent) / 2.0 + r.LabelPadding;
     };
 
-    double step = QVNiceStep(std::max(span / std::max(1.0, r.Length / 8.0), r.MinTickGap));
+    // Steps finer than the doubles around the range can tell apart are no steps: multiples of
+    // them would repeat (and a count of them would stop growing).
+    const double resolution = std::max(std::fabs(lo), std::fabs(hi)) * 1e-12;
+    double step = QVNiceStep(std::max({span / std::max(1.0, r.Length / 8.0), r.MinTickGap, resolution}));
     bool found = false;
     for (int attempt = 0; attempt < 64 && step > 0.0 && std::isfinite(step); ++attempt, step = QVNextNiceStep(step)) {
         const double first = std::ceil(lo / step - 1e-9), last = std::floor(hi / step + 1e-9);
-        if (last - first > MaxLabels)
+        if (last - first > MaxLabels || std::max(std::fabs(first), std::fabs(last)) >= 4e15)
             continue;
         chooseFormat(step);
         labels.clear();
@@ -183,6 +207,15 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
             add(Clean(k * step, step), false);
         if (last * step < hi - step * 1e-9 || first > last)
             add(hi, true);
+        // Neighbours that read the same (a range finer than the digits can show) are one label;
+        // an end keeps its place.
+        for (std::size_t i = 1; i < labels.size();) {
+            const bool lowerEnd = labels[i - 1].Value == lo;
+            if (labels[i].Text == labels[i - 1].Text)
+                labels.erase(labels.begin() + std::ptrdiff_t(labels[i].End && !lowerEnd ? i - 1 : i));
+            else
+                ++i;
+        }
         // An end label keeps its place; an inner neighbour too close to it gives way.
         if (labels.size() > 2 && labels.front().End && collide(labels[0], labels[1]))
             labels.erase(labels.begin() + 1);
@@ -223,7 +256,9 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     std::size_t next = 0;
     const double kFirst = std::ceil(lo / minor - 1e-9), kLast = std::floor(hi / minor + 1e-9);
     const double tolerance = minor * 1e-6;
-    for (double k = kFirst; k <= kLast && kLast - kFirst <= 64.0 * MaxLabels; k += 1.0) {
+    // Counting needs whole numbers that doubles still hold exactly.
+    const bool countable = std::max(std::fabs(kFirst), std::fabs(kLast)) < 4e15 && kLast - kFirst <= 64.0 * MaxLabels;
+    for (double k = kFirst; countable && k <= kLast; k += 1.0) {
         const double v = Clean(k * minor, minor);
         while (next < labels.size() && labels[next].Value < v - tolerance) {
             div.Ticks.push_back({labels[next].Value, true});

@@ -114,9 +114,13 @@ TEST(Hardening, AbsurdPropertyValuesPaintAndKeepTheirValue)
         {"TQVDial", "ValueMax", Nan, Ignored},
         {"TQVSlider", "ValueMin", -Inf, Kept},
     };
+    for (const int layout : {0, 1})
     for (const Row &row : rows) {
-        SCOPED_TRACE(std::string(row.cls) + "." + row.property + " = " + row.value.toString().toStdString());
+        SCOPED_TRACE(std::string(row.cls) + "." + row.property + " = " + row.value.toString().toStdString()
+                     + (layout ? " (adaptive)" : ""));
         const std::unique_ptr<QWidget> w = Make(QString::fromLatin1(row.cls));
+        if (layout)
+            w->setProperty("ScaleLayout", layout); // where the class has it
         const QVariant before = w->property(row.property);
         w->setProperty(row.property, row.value);
         for (const QSize size : {QSize(1, 1), QSize(7, 300), QSize(80, 80), QSize(260, 160), QSize(800, 600)}) {

@@ -66,7 +66,8 @@ TEST(ScaleEngine, AdaptiveDivisionLabelsBothEndsWithoutCollisions)
 {
     struct Range { double lo, hi, gap; int prefix; };
     const Range ranges[] = {{0, 1, 0.1, 0},     {0, 10, 0.5, 0},         {-1e6, 1e6, 1000, 0}, {1, 1 + 1e-6, 1e-8, 0},
-                            {0, 7.3, 0.5, 0},   {-40, 12, 1, 0},        {0, 400000, 5000, sipKilo}, {0, 1e-6, 0, sipMikro}};
+                            {0, 7.3, 0.5, 0},   {-40, 12, 1, 0},        {0, 400000, 5000, sipKilo}, {0, 1e-6, 0, sipMikro},
+                            {1e15, 1e15 + 1, 0, 0}, {-1e18 - 256, -1e18, 0, 0}};
     for (const Range &range : ranges) {
         for (double length : {60.0, 120.0, 250.0, 800.0}) {
             TQVAdaptiveScaleRequest r;
