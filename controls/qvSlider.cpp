@@ -759,8 +759,9 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     }
     const int s = vertical ? aBottom - aTop : aRight - aLeft;
     const double d = m_valueMax - m_valueMin;
-    // A range whose double overflows has no scale: the gap guard below would store inf.
-    if (s <= 0 || !(d > 0.0) || !std::isfinite(d * 2.0))
+    // A range whose double overflows has no scale: the gap guard below would store inf. A
+    // stream may hold any gap; one of 0 or less would never reach the end of the scale.
+    if (s <= 0 || !(d > 0.0) || !std::isfinite(d * 2.0) || !(m_labelingGap > 0.0))
         return;
 
     const QColor ink = ToQColor(m_labelingFontColor);

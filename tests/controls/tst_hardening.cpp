@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 
+#include <QtCore/QElapsedTimer>
 #include <QtGui/QImage>
 #include <QtWidgets/QApplication>
 
@@ -79,6 +80,38 @@ QList<QRect> Rects(QWidget *w)
     return rects;
 }
 
+// Paints `w` at every test size and ratio, each paint in well under a second, then sets
+// values on the visible widget (the value repaint paths).
+void PaintEverywhere(QWidget &w)
+{
+    // Painting may enlarge a scale gap, never into infinity: forms store it.
+    const char *const gaps[] = {"ValueGap", "LabelingGap"};
+    const bool finite[] = {std::isfinite(w.property(gaps[0]).toDouble()), std::isfinite(w.property(gaps[1]).toDouble())};
+    for (const QSize size : {QSize(1, 1), QSize(7, 300), QSize(80, 80), QSize(260, 160), QSize(800, 600)}) {
+        w.resize(size);
+        for (const int dpr : {1, 2}) {
+            QImage image(size * dpr, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::transparent);
+            image.setDevicePixelRatio(dpr);
+            QElapsedTimer timer;
+            timer.start();
+            w.render(&image);
+            EXPECT_LT(timer.elapsed(), 1000) << size.width() << "x" << size.height() << " @" << dpr;
+            EXPECT_EQ(qAlpha(image.pixel(0, 0)), 255) << size.width() << "x" << size.height() << " @" << dpr;
+            for (const QRect &r : Rects(&w))
+                EXPECT_TRUE(Sane(r)) << r.x() << "," << r.y() << " " << r.width() << "x" << r.height();
+        }
+    }
+    w.show();
+    for (const double v : {1e308, -1e308, Nan, 0.5, Inf}) {
+        if (w.metaObject()->indexOfProperty("Value") >= 0)
+            w.setProperty("Value", v);
+    }
+    w.hide();
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(!finite[i] || std::isfinite(w.property(gaps[i]).toDouble())) << gaps[i];
+}
+
 } // namespace
 
 TEST(Hardening, AbsurdPropertyValuesPaintAndKeepTheirValue)
@@ -119,56 +152,41 @@ TEST(Hardening, AbsurdPropertyValuesPaintAndKeepTheirValue)
         const std::unique_ptr<QWidget> w = Make(QString::fromLatin1(row.cls));
         const QVariant before = w->property(row.property);
         w->setProperty(row.property, row.value);
-        for (const QSize size : {QSize(1, 1), QSize(7, 300), QSize(80, 80), QSize(260, 160), QSize(800, 600)}) {
-            w->resize(size);
-            for (const int dpr : {1, 2}) {
-                QImage image(size * dpr, QImage::Format_ARGB32_Premultiplied);
-                image.fill(Qt::transparent);
-                image.setDevicePixelRatio(dpr);
-                w->render(&image);
-                EXPECT_EQ(qAlpha(image.pixel(0, 0)), 255) << size.width() << "x" << size.height() << " @" << dpr;
-                for (const QRect &r : Rects(w.get()))
-                    EXPECT_TRUE(Sane(r)) << r.x() << "," << r.y() << " " << r.width() << "x" << r.height();
-            }
-        }
-        // The value repaints run on a visible widget only.
-        w->show();
-        for (const double v : {1e308, -1e308, Nan, 0.5, Inf}) {
-            if (w->metaObject()->indexOfProperty("Value") >= 0)
-                w->setProperty("Value", v);
-        }
-        w->hide();
+        PaintEverywhere(*w);
         EXPECT_EQ(w->property(row.property), row.expect == Kept ? row.value : before);
-        // A scale gap that painting enlarges stays a usable number (forms store it).
-        for (const char *gap : {"ValueGap", "LabelingGap"}) {
-            const QVariant g = w->property(gap);
-            EXPECT_TRUE(!g.isValid() || (std::isfinite(g.toDouble()) && g.toDouble() > 0.0)) << gap;
-        }
     }
 }
 
-TEST(Hardening, MeterFormWithHugeRangeReadsAndPaints)
+TEST(Hardening, FormsWithAbsurdValuesReadBackAndPaint)
 {
+    struct FormRow
+    {
+        const char *text, *property;
+        double stored;
+    };
+    const FormRow forms[] = {
+        // Reported: the needle's slices overran on a NaN tip.
+        {"object Meter1: TQVMeter\n"
+         "  Left = 0\n"
+         "  Top = 0\n"
+         "  Width = 133\n"
+         "  Height = 133\n"
+         "  ValueMin = -1E308\n"
+         "end\n",
+         "ValueMin", -1e308},
+        // Stream data skips the setters: a negative gap made every paint count labels for seconds.
+        {"object Slider1: TQVSlider\n  LabelingStyle = lbsBoth\n  Doubles = ( 0.0 0.0 100.0 0.0 -1.0 )\nend\n",
+         "LabelingGap", -1.0},
+    };
     TQVClassRegistry registry;
     Register(registry);
-    QWidget owner;
-    const QList<QObject *> read = TQVFormReader(registry).ReadUtf8("object Meter1: TQVMeter\n"
-                                                                   "  Left = 0\n"
-                                                                   "  Top = 0\n"
-                                                                   "  Width = 133\n"
-                                                                   "  Height = 133\n"
-                                                                   "  ValueMin = -1E308\n"
-                                                                   "end\n",
-                                                                   &owner);
-    auto *meter = qobject_cast<TQVMeter *>(read.value(0));
-    ASSERT_NE(meter, nullptr);
-    EXPECT_EQ(meter->ValueMin(), -1e308);
-    owner.show();
-    for (const double v : {-1e308, 10.0, 0.0})
-        meter->SetValue(v);
-    QImage image(meter->size(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    meter->render(&image);
-    EXPECT_EQ(qAlpha(image.pixel(66, 66)), 255);
-    EXPECT_TRUE(meter->IndicatorRect().intersects(meter->rect()));
+    for (const FormRow &form : forms) {
+        SCOPED_TRACE(form.text);
+        QWidget owner;
+        const QList<QObject *> read = TQVFormReader(registry).ReadUtf8(form.text, &owner);
+        auto *widget = qobject_cast<QWidget *>(read.value(0));
+        ASSERT_NE(widget, nullptr);
+        EXPECT_EQ(widget->property(form.property).toDouble(), form.stored);
+        PaintEverywhere(*widget);
+    }
 }
