@@ -29,5 +29,5 @@ export LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp"
   -max_len=8192 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
   build-fuzz/corpus tests/fuzz/corpus tests/framework/forms
 ./build-fuzz/tests/fuzz/fuzz_widgets -max_total_time="$seconds" -timeout=5 -rss_limit_mb=4096 \
-  -max_len=512 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
+  -max_len=512 -len_control=0 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
   build-fuzz/widgets-corpus tests/fuzz/widgets-corpus

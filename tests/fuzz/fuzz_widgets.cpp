@@ -1,16 +1,11 @@
-// Drives every instrument class with property writes drawn from the input, extremes most of
-// all (INT_MIN, INT_MAX, NaN, infinities, 1e308, the smallest denormal), at sizes up to
-// 1200 x 1200 and pixel ratio 1 or 2: paints after every few writes, sets values (the
-// value repaint paths), sends mouse, wheel and key events and asks for the size hints. A
-// sanitizer report, an exception through the meta-object or a paint slower than the
-// fuzzer's -timeout is a failure.
+// Every instrument under property writes drawn from the input, extremes most of all, at
+// sizes up to 1200 x 1200 and pixel ratio 1 or 2: paints after every few writes, sets
+// values (the value repaint paths), sends mouse, wheel and key events and asks for the size
+// hints. A sanitizer report, an exception or a paint slower than -timeout is a failure.
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <memory>
 
 #include <QtCore/QMetaProperty>
@@ -28,6 +23,8 @@ namespace {
 
 TQVClassRegistry *Registry = nullptr;
 const char *const Classes[] = {"TQVMeter", "TQVDial", "TQVBarGraph", "TQVSlider", "TQVLed", "TQVPanelMeter", "TQVPlot"};
+constexpr int Ints[] = {INT_MIN, INT_MAX, 0, -1, 1, 3, 1 << 16, -(1 << 16)};
+const double Doubles[] = {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e308, -1e308, 5e-324, 0.0, -1.0, 1.0, 100.0};
 
 // The input, read from the front; zeros once it is used up.
 struct Input
@@ -35,7 +32,7 @@ struct Input
     const std::uint8_t *data;
     std::size_t size;
     template<typename T>
-    T Raw()
+    T Next()
     {
         T value{};
         const std::size_t n = std::min(size, sizeof value);
@@ -44,39 +41,18 @@ struct Input
         size -= n;
         return value;
     }
-    int Int()
+    // Half of the picks are extremes, the others any bit pattern.
+    template<typename T, std::size_t N>
+    T Pick(const T (&extremes)[N])
     {
-        static constexpr int extremes[] = {INT_MIN, INT_MAX, 0, -1, 1, 3, 1 << 16, -(1 << 16)};
-        const std::uint8_t pick = Raw<std::uint8_t>();
-        return pick < 128 ? extremes[pick % std::size(extremes)] : Raw<std::int32_t>();
-    }
-    double Double()
-    {
-        constexpr double inf = std::numeric_limits<double>::infinity();
-        static constexpr double extremes[] = {std::numeric_limits<double>::quiet_NaN(), inf, -inf, 1e308, -1e308,
-                                              5e-324, 0.0, -1.0, 1.0, 100.0};
-        const std::uint8_t pick = Raw<std::uint8_t>();
-        return pick < 128 ? extremes[pick % std::size(extremes)] : Raw<double>();
+        const std::uint8_t k = Next<std::uint8_t>();
+        return k < 128 ? extremes[k % N] : Next<T>();
     }
 };
 
-QVariant ValueFor(const QMetaProperty &property, Input &in)
+QWidget *Create(const char *cls)
 {
-    if (property.isEnumType())
-        return in.Int();
-    switch (property.metaType().id()) {
-    case QMetaType::Int: return in.Int();
-    case QMetaType::UInt: return in.Raw<quint32>();
-    case QMetaType::Double: return in.Double();
-    case QMetaType::Bool: return bool(in.Raw<std::uint8_t>() & 1);
-    case QMetaType::QString: return QString::fromLatin1(QByteArray(in.Raw<std::uint8_t>() % 24, char(in.Raw<std::uint8_t>())));
-    default: return QVariant();
-    }
-}
-
-QWidget *Create(const QString &cls)
-{
-    return cls == u"TQVPlot" ? new TQVPlot : qobject_cast<QWidget *>(Registry->Create(cls));
+    return qstrcmp(cls, "TQVPlot") == 0 ? new TQVPlot : qobject_cast<QWidget *>(Registry->Create(QString::fromLatin1(cls)));
 }
 
 void Paint(QWidget &widget, int dpr)
@@ -88,22 +64,28 @@ void Paint(QWidget &widget, int dpr)
     (void)widget.minimumSizeHint();
 }
 
-void SendInput(QWidget &widget, Input &in)
+QVariant ValueFor(const QMetaProperty &property, Input &in)
 {
-    const QPointF at(in.Raw<std::uint16_t>() % 1300 - 50, in.Raw<std::uint16_t>() % 1300 - 50);
-    const std::uint8_t kind = in.Raw<std::uint8_t>() % 5;
-    if (kind == 0) {
-        QWheelEvent wheel(at, at, QPoint(), QPoint(0, in.Int()), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
-        QApplication::sendEvent(&widget, &wheel);
-    } else if (kind == 1) {
-        static constexpr int keys[] = {Qt::Key_Up, Qt::Key_Down, Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Home, Qt::Key_End};
-        QKeyEvent key(QEvent::KeyPress, keys[in.Raw<std::uint8_t>() % std::size(keys)], Qt::NoModifier);
-        QApplication::sendEvent(&widget, &key);
-    } else {
-        const QEvent::Type type = kind == 2 ? QEvent::MouseButtonPress : kind == 3 ? QEvent::MouseMove : QEvent::MouseButtonRelease;
-        QMouseEvent mouse(type, at, at, Qt::LeftButton, kind == 4 ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&widget, &mouse);
+    switch (property.isEnumType() ? int(QMetaType::Int) : property.metaType().id()) {
+    case QMetaType::Int: return in.Pick(Ints);
+    case QMetaType::UInt: return in.Next<quint32>();
+    case QMetaType::Double: return in.Pick(Doubles);
+    case QMetaType::Bool: return bool(in.Next<std::uint8_t>() & 1);
+    case QMetaType::QString: return QString(in.Next<std::uint8_t>() % 24, QChar(in.Next<std::uint8_t>()));
+    default: return QVariant(); // writes a default font, picture or measure source
     }
+}
+
+void SendEvent(QWidget &widget, Input &in)
+{
+    const QPointF at(in.Next<std::uint16_t>() % 1300 - 50, in.Next<std::uint16_t>() % 1300 - 50);
+    const int kind = in.Next<std::uint8_t>() % 5;
+    QWheelEvent wheel(at, at, QPoint(), QPoint(0, in.Pick(Ints)), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_Home + in.Next<std::uint8_t>() % 8, Qt::NoModifier); // Home .. PageDown
+    const QEvent::Type mouse[] = {QEvent::MouseButtonPress, QEvent::MouseMove, QEvent::MouseButtonRelease};
+    QMouseEvent button(mouse[kind % 3], at, at, Qt::LeftButton, kind == 2 ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+    QEvent *const events[] = {&button, &button, &button, &wheel, &key};
+    QApplication::sendEvent(&widget, events[kind]);
 }
 
 } // namespace
@@ -111,13 +93,12 @@ void SendInput(QWidget &widget, Input &in)
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Never destroyed: at exit the synthesized events' pointing device would outlive it.
-    new QApplication(*argc, *argv);
+    new QApplication(*argc, *argv); // never destroyed: the events' pointing device would outlive it at exit
     Registry = new TQVClassRegistry;
     Register(*Registry);
-    // Fonts, the window system and the caches behind them, set up once, are no leak of an input.
+    // Fonts and the caches behind them, set up on first use, are no leak of an input.
     for (const char *cls : Classes) {
-        const std::unique_ptr<QWidget> widget(Create(QString::fromLatin1(cls)));
+        const std::unique_ptr<QWidget> widget(Create(cls));
         widget->show();
         Paint(*widget, 2);
     }
@@ -127,40 +108,31 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     Input in{data, size};
-    const std::unique_ptr<QWidget> widget(Create(QString::fromLatin1(Classes[in.Raw<std::uint8_t>() % std::size(Classes)])));
-    const auto resize = [&] { widget->resize(1 + in.Raw<std::uint16_t>() % 1200, 1 + in.Raw<std::uint16_t>() % 1200); };
+    const std::unique_ptr<QWidget> widget(Create(Classes[in.Next<std::uint8_t>() % std::size(Classes)]));
+    const auto resize = [&] { widget->resize(1 + in.Next<std::uint16_t>() % 1200, 1 + in.Next<std::uint16_t>() % 1200); };
     resize();
-    const int dpr = 1 + (in.Raw<std::uint8_t>() & 1);
-    QList<QMetaProperty> writable;
+    const int dpr = 1 + in.Next<std::uint8_t>() % 2;
     const QMetaObject *meta = widget->metaObject();
-    for (int i = TQVCustomControl::staticMetaObject.propertyOffset(); i < meta->propertyCount(); ++i) {
-        if (meta->property(i).isWritable())
-            writable.append(meta->property(i));
-    }
+    const int first = TQVCustomControl::staticMetaObject.propertyOffset(); // the published properties
     widget->show();
-    try {
-        for (int op = 0; in.size > 0 && op < 48; ++op) {
-            const std::uint8_t what = in.Raw<std::uint8_t>();
-            if (what < 150) {
-                const QMetaProperty property = writable[what % writable.size()];
-                const QVariant value = ValueFor(property, in);
-                if (value.isValid())
-                    property.write(widget.get(), value);
-            } else if (what < 200) {
-                if (meta->indexOfProperty("Value") >= 0)
-                    widget->setProperty("Value", in.Double());
-            } else if (what < 215) {
-                resize();
-            } else {
-                SendInput(*widget, in);
-            }
-            if (op % 4 == 3)
-                Paint(*widget, dpr);
+    // An exception through the meta-object escapes to libFuzzer, which reports it as a crash.
+    for (int op = 0; in.size > 0 && op < 48; ++op) {
+        const std::uint8_t what = in.Next<std::uint8_t>();
+        if (what < 150) {
+            const QMetaProperty property = meta->property(first + what % (meta->propertyCount() - first));
+            const QVariant value = ValueFor(property, in);
+            if (property.isWritable())
+                property.write(widget.get(), value);
+        } else if (what < 200 && meta->indexOfProperty("Value") >= 0) {
+            widget->setProperty("Value", in.Pick(Doubles));
+        } else if (what < 215) {
+            resize();
+        } else {
+            SendEvent(*widget, in);
         }
-        Paint(*widget, dpr);
-    } catch (const std::exception &e) {
-        std::fprintf(stderr, "fuzz_widgets: exception through the meta-object: %s\n", e.what());
-        std::abort();
+        if (op % 4 == 3)
+            Paint(*widget, dpr);
     }
+    Paint(*widget, dpr);
     return 0;
 }
