@@ -241,7 +241,8 @@ std::optional<double> QVSnapAndClamp(double value, double current, double stepWi
 {
     if (std::isnan(value))
         return std::nullopt;
-    if (stepWidth > 0.0)
+    // A step a stream stored as infinity snaps nothing (its grid would give NaN).
+    if (stepWidth > 0.0 && std::isfinite(stepWidth))
         value = std::nearbyint(value / stepWidth) * stepWidth;
     if (value == current)
         return std::nullopt;

@@ -50,7 +50,7 @@ QV_WIDGETS_EXPORT QString QVFormatScaleLabel(const QString &format, double value
 QV_WIDGETS_EXPORT QString QVScaleLabelFormat(int prefixId, double valueMin, double valueMax, int decimals);
 
 /// \brief The value an input control (slider, dial) takes for `value`: snapped to
-/// `stepWidth` first (round half to even; no snapping for a step of 0 or less), then clamped
+/// `stepWidth` first (round half to even; no snapping for a step of 0 or less or infinite), then clamped
 /// to `valueMin`..`valueMax`; nothing when it is NaN or comes out equal to `current`.
 QV_WIDGETS_EXPORT std::optional<double> QVSnapAndClamp(double value, double current, double stepWidth,
                                                        double valueMin, double valueMax);

@@ -3,8 +3,8 @@
 # in the normal build and in a build with AddressSanitizer and UndefinedBehaviorSanitizer.
 # Between the two it installs the package and builds and runs examples/consumer against it.
 # The 32-bit record layout check runs as part of the suite. After the sanitizer build the
-# form reader is fuzzed for a minute (scripts/fuzz.sh). `--no-sanitize` skips the second
-# build and the fuzz run.
+# form reader and the instruments are fuzzed for a minute each (scripts/fuzz.sh).
+# `--no-sanitize` skips the second build and the fuzz runs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -42,7 +42,8 @@ if [ "$sanitize" = 1 ]; then
   LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
     ctest --test-dir build-asan --output-on-failure -j "$jobs"
 
-  # The form reader under libFuzzer (clang, with the same sanitizers), for one minute.
+  # The form reader and the instruments under libFuzzer (clang, with the same sanitizers),
+  # for one minute each.
   ./scripts/fuzz.sh 60
 
   # The threaded host sources under ThreadSanitizer.
