@@ -21,6 +21,13 @@
 
 namespace {
 
+// `a` moved a share `t` of the way towards `b`.
+QColor Mix(const QColor &a, const QColor &b, double t)
+{
+    return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * t), float(a.greenF() + (b.greenF() - a.greenF()) * t),
+                            float(a.blueF() + (b.blueF() - a.blueF()) * t));
+}
+
 // A rectangle from its edges, right and bottom exclusive; empty when inverted.
 QRect Edges(int left, int top, int right, int bottom)
 {
@@ -728,17 +735,12 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
                                    : QRectF(lane.left() + inset, lane.top() + (across - thickness) / 2,
                                             lane.width() - 2 * inset, thickness);
         const QPalette &pal = palette();
-        const auto mix = [](const QColor &a, const QColor &b, double t) {
-            return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * t),
-                                    float(a.greenF() + (b.greenF() - a.greenF()) * t),
-                                    float(a.blueF() + (b.blueF() - a.blueF()) * t));
-        };
         const QColor ground = ToQColor(Color());
         const QColor text = pal.color(QPalette::WindowText);
         painter.save();
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(mix(ground, text, 0.4), 1.0));
-        painter.setBrush(mix(ground, text, 0.15));
+        painter.setPen(QPen(Mix(ground, text, 0.4), 1.0));
+        painter.setBrush(Mix(ground, text, 0.15));
         const double radius = thickness / 2.0;
         painter.drawRoundedRect(groove.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
         const double span = m_valueMax - m_valueMin;
@@ -956,10 +958,6 @@ void TQVSlider::PaintButton(QPainter &painter)
 void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
 {
     const QPalette &pal = palette();
-    const auto mix = [](const QColor &a, const QColor &b, double t) {
-        return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * t), float(a.greenF() + (b.greenF() - a.greenF()) * t),
-                                float(a.blueF() + (b.blueF() - a.blueF()) * t));
-    };
     // The face is the palette's button colour unless the user chose another one; the outline
     // takes a share of the text colour, so the thumb stands out on light and dark palettes.
     QColor face = m_buttonColor == QVColors::clBtnFace ? pal.color(QPalette::Button) : ToQColor(m_buttonColor);
@@ -981,12 +979,12 @@ void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
     shade.setColorAt(0.0, face.lighter(106));
     shade.setColorAt(1.0, face.darker(106));
     painter.setBrush(m_buttonTransparent ? QBrush(Qt::NoBrush) : QBrush(shade));
-    painter.setPen(QPen(mix(face, text, 0.55), 1.0));
+    painter.setPen(QPen(Mix(face, text, 0.55), 1.0));
     painter.drawRoundedRect(r, radius, radius);
     // A grip of three short lines across the thumb, or the caption.
     if (m_buttonCaption.isEmpty()) {
         painter.setRenderHint(QPainter::Antialiasing, false);
-        painter.setPen(QPen(mix(face, text, 0.45), 1.0));
+        painter.setPen(QPen(Mix(face, text, 0.45), 1.0));
         const QPoint c = thumb.center();
         const int reach = std::max(2, (Vertical() ? thumb.width() : thumb.height()) / 4);
         for (int k = -1; k <= 1 && (Vertical() ? thumb.height() : thumb.width()) >= 10; ++k) {

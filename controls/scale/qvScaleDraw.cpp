@@ -114,7 +114,8 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
                 const QString text = QVScaleLabelText(format, t, spec.PrefixId, spec.Suffix, spec.Locale);
                 m_labels.emplace_back(text, fm.horizontalAdvance(text));
             }
-            const auto &[text, textWidth] = m_labels[std::size_t(i)];
+            const QString &text = m_labels[std::size_t(i)].first;
+            const int textWidth = m_labels[std::size_t(i)].second;
             result.LabelWidth = textWidth;
             widestLabel = std::max(widestLabel, textWidth);
             int x1, x2, y1, y2;
@@ -479,7 +480,6 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
     const double labelHeight = fm.height();
     const double tick = spec.Ticks ? std::max(4.0, std::round(labelHeight * 0.5)) : 0.0;
     const double gap = std::max(2.0, std::round(labelHeight * 0.25));
-    const double span = spec.ValueMax - spec.ValueMin;
     const double band = std::clamp(spec.BandPercent, 0.0, 100.0) / 100.0;
     const bool outside = spec.Labels && !spec.LabelsInside;
 
