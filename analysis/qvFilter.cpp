@@ -214,7 +214,7 @@ void TQVIIRFilter::CalcParameters()
 {
     // Butterworth prototype of order 2M in M conjugate pole pairs at angles theta_k,
     // mapped by the bilinear transform with pre-warped band edges. The roundings to
-    // 32 bits are part of the design and kept.
+    // 32 bits are kept on purpose.
     const long double fs = SampleFrequency();
     const int m = m_sections;
     for (int k = 1; k <= m; ++k) {

@@ -553,26 +553,26 @@ void TQVBarGraphInt::PaintNewValue(double oldValue)
 
 TQVLinearScaleSpec TQVBarGraphInt::ScaleSpec() const
 {
-    TQVLinearScaleSpec spec;
-    spec.Vertical = m_kind == sbVertical;
-    spec.ValueMin = m_valueMin;
-    spec.ValueMax = m_valueMax;
-    spec.Gap = m_labelingGap;
-    spec.Decimals = m_labelingDecimals;
-    spec.DefaultDecimals = 1;
-    spec.PrefixId = m_labelPrefix;
-    spec.Suffix = m_labelTextPosfix;
-    spec.Locale = locale();
-    spec.Font = m_labelingFont;
+    TQVLinearScaleSpec scale;
+    scale.Vertical = m_kind == sbVertical;
+    scale.ValueMin = m_valueMin;
+    scale.ValueMax = m_valueMax;
+    scale.Gap = m_labelingGap;
+    scale.Decimals = m_labelingDecimals;
+    scale.DefaultDecimals = 1;
+    scale.PrefixId = m_labelPrefix;
+    scale.Suffix = m_labelTextPosfix;
+    scale.Locale = locale();
+    scale.Font = m_labelingFont;
     // The adaptive look keeps labels legible on any palette: the default black follows it.
-    spec.Ink = Adaptive() && m_labelingFontColor == QVColors::clBlack ? palette().color(QPalette::WindowText)
+    scale.Ink = Adaptive() && m_labelingFontColor == QVColors::clBlack ? palette().color(QPalette::WindowText)
                                                                     : ToQColor(m_labelingFontColor);
-    spec.Symmetric = m_labelingStyle == lbsSymmetric;
-    spec.FirstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove || spec.Symmetric;
-    spec.SecondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow || spec.Symmetric;
-    spec.Labels = m_labelingStyle == lbsLabels || m_labelingStyle == lbsBoth || spec.Symmetric;
-    spec.Lines = m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || spec.Symmetric;
-    return spec;
+    scale.Symmetric = m_labelingStyle == lbsSymmetric;
+    scale.FirstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove || scale.Symmetric;
+    scale.SecondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow || scale.Symmetric;
+    scale.Labels = m_labelingStyle == lbsLabels || m_labelingStyle == lbsBoth || scale.Symmetric;
+    scale.Lines = m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || scale.Symmetric;
+    return scale;
 }
 
 void TQVBarGraphInt::PaintLabeling(QPainter &painter)

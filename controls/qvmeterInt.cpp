@@ -322,24 +322,24 @@ void TQVMeterInt::SetScaleLayout(TQVScaleLayout layout)
 
 TQVRoundScaleSpec TQVMeterInt::ScaleSpec() const
 {
-    TQVRoundScaleSpec spec;
-    spec.Angle1 = m_meterAngle1;
-    spec.Angle2 = m_meterAngle2;
-    spec.ValueMin = m_valueMin;
-    spec.ValueMax = m_valueMax;
-    spec.Gap = m_valueGap;
-    spec.Decimals = m_valueDecimals;
-    spec.DefaultDecimals = 0;
-    spec.Locale = locale();
-    spec.Font = font();
-    spec.Labels = m_labelingStyle != labNone;
-    spec.LabelsInside = m_labelingStyle == labInside;
-    spec.Ticks = m_tickStyle != ticNone;
-    spec.ScalePercent = m_meterScale;
-    spec.BandPercent = m_meterScaleWidth;
-    spec.ShiftX = m_meterShiftX;
-    spec.ShiftY = m_meterShiftY;
-    return spec;
+    TQVRoundScaleSpec scale;
+    scale.Angle1 = m_meterAngle1;
+    scale.Angle2 = m_meterAngle2;
+    scale.ValueMin = m_valueMin;
+    scale.ValueMax = m_valueMax;
+    scale.Gap = m_valueGap;
+    scale.Decimals = m_valueDecimals;
+    scale.DefaultDecimals = 0;
+    scale.Locale = locale();
+    scale.Font = font();
+    scale.Labels = m_labelingStyle != labNone;
+    scale.LabelsInside = m_labelingStyle == labInside;
+    scale.Ticks = m_tickStyle != ticNone;
+    scale.ScalePercent = m_meterScale;
+    scale.BandPercent = m_meterScaleWidth;
+    scale.ShiftX = m_meterShiftX;
+    scale.ShiftY = m_meterShiftY;
+    return scale;
 }
 
 void TQVMeterInt::SetLegendPosition(TQVLegendPosition position)
@@ -491,8 +491,8 @@ void TQVMeterInt::RecalcGeometry()
         for (RangeState &state : m_rangeStates)
             state.Count = 0;
         if (m_roundLayout.Valid) {
-            m_meterCenterX = int(m_roundLayout.Centre.x());
-            m_meterCenterBottom = m_geometrySize.height() - int(m_roundLayout.Centre.y());
+            m_meterCenterX = QVRoundPx(m_roundLayout.Centre.x());
+            m_meterCenterBottom = m_geometrySize.height() - QVRoundPx(m_roundLayout.Centre.y());
             m_outerRadius = m_roundLayout.Outer;
             m_innerRadius = m_roundLayout.Inner;
             m_labelCircleRadius = m_innerRadius;

@@ -47,26 +47,26 @@ bool UsableRange(double valueMin, double valueMax)
 
 } // namespace
 
-TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &painter, const TQVLinearScaleSpec &spec,
+TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &painter, const TQVLinearScaleSpec &scale,
                                                                     const TQVClassicLinearGeometry &g)
 {
     TClassicResult result;
-    result.Gap = spec.Gap;
+    result.Gap = scale.Gap;
     // A range whose double overflows has no scale: the gap guard would store inf.
-    if ((!spec.Labels && !spec.Lines) || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(spec.Gap)
-        || !(spec.Gap > 0.0) || !std::isfinite((spec.ValueMax - spec.ValueMin) * 2.0))
+    if ((!scale.Labels && !scale.Lines) || !UsableRange(scale.ValueMin, scale.ValueMax) || !std::isfinite(scale.Gap)
+        || !(scale.Gap > 0.0) || !std::isfinite((scale.ValueMax - scale.ValueMin) * 2.0))
         return result;
-    const bool vertical = spec.Vertical;
+    const bool vertical = scale.Vertical;
     const int aLeft = g.Area.left(), aTop = g.Area.top();
     const int aRight = aLeft + g.Area.width(), aBottom = aTop + g.Area.height();
     const int span = vertical ? aBottom - aTop : aRight - aLeft;
     if (span <= 0)
         return result;
-    const double d = spec.ValueMax - spec.ValueMin;
+    const double d = scale.ValueMax - scale.ValueMin;
     const int w = g.Widget.width(), h = g.Widget.height();
 
     // Gap guard: lines closer than 2 pixels enlarge the gap, which the control keeps.
-    const double lines = d * 2.0 / spec.Gap;
+    const double lines = d * 2.0 / scale.Gap;
     const std::int64_t n = lines >= 9.0e18 ? std::numeric_limits<std::int64_t>::max() : std::int64_t(std::trunc(lines));
     if (span < n)
         result.Gap = d * 2.0 / span;
@@ -75,15 +75,15 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     if (pitch <= 0)
         return result;
 
-    painter.setFont(spec.Font);
+    painter.setFont(scale.Font);
     painter.setBackgroundMode(Qt::TransparentMode);
-    painter.setPen(spec.Ink);
+    painter.setPen(scale.Ink);
     const QFontMetrics fm = painter.fontMetrics();
-    const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, spec.ValueMin, spec.ValueMax, spec.Decimals,
-                                         spec.PrefixId);
+    const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, scale.ValueMin, scale.ValueMax, scale.Decimals,
+                                         scale.PrefixId);
     result.LabelHeight = fm.height();
-    const double widest = std::fabs(spec.ValueMin) >= std::fabs(spec.ValueMax) ? spec.ValueMin : spec.ValueMax;
-    result.LabelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, spec.Locale) + QLatin1Char('-'));
+    const double widest = std::fabs(scale.ValueMin) >= std::fabs(scale.ValueMax) ? scale.ValueMin : scale.ValueMax;
+    result.LabelWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, scale.Locale) + QLatin1Char('-'));
 
     // Labels stand on every k-th line: two text heights apart on a vertical scale, one estimated
     // label width and 10 pixels on a horizontal one.
@@ -91,27 +91,27 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     double gapK = gap; // accumulated as the stride grows, the classic way
     for (int i = 1; i < k; ++i)
         gapK += gap;
-    const double first = QVFirstTick(spec.ValueMin, gap);
-    const int offset = QVRoundPx(span * spec.ValueMin / d);
+    const double first = QVFirstTick(scale.ValueMin, gap);
+    const int offset = QVRoundPx(span * scale.ValueMin / d);
     // Lines lie at least 2 pixels apart, so this many steps cover the scale; the bound also
     // stops a step that is lost in the rounding of a large value.
     const int maxSteps = span + 2;
     int widestLabel = 0;
 
-    if (spec.Labels) {
+    if (scale.Labels) {
         // A partial repaint clips most labels away; text outside the clip is skipped.
         const QRect clip = painter.hasClipping() ? painter.clipBoundingRect().toAlignedRect() : QRect();
-        const TLabelKey key{first, gapK, spec.ValueMax, format, spec.Suffix, spec.PrefixId, spec.Font, spec.Locale};
+        const TLabelKey key{first, gapK, scale.ValueMax, format, scale.Suffix, scale.PrefixId, scale.Font, scale.Locale};
         if (!(key == m_key)) {
             m_key = key;
             m_labels.clear();
         }
         // The label texts are accumulated as the classic scales always did: t, t + k·gap, …
         double t = first;
-        for (int i = 0; t <= spec.ValueMax && i < maxSteps; ++i, t += gapK) {
+        for (int i = 0; t <= scale.ValueMax && i < maxSteps; ++i, t += gapK) {
             const int p = QVRoundPx(span * t / d);
             if (std::size_t(i) >= m_labels.size()) {
-                const QString text = QVScaleLabelText(format, t, spec.PrefixId, spec.Suffix, spec.Locale);
+                const QString text = QVScaleLabelText(format, t, scale.PrefixId, scale.Suffix, scale.Locale);
                 m_labels.emplace_back(text, fm.horizontalAdvance(text));
             }
             const QString &text = m_labels[std::size_t(i)].first;
@@ -131,61 +131,61 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
             const auto visible = [&](int x, int y) {
                 return clip.isNull() || clip.intersects(QRect(x, y, textWidth, result.LabelHeight));
             };
-            if (spec.FirstSide && visible(x1, y1))
+            if (scale.FirstSide && visible(x1, y1))
                 painter.drawText(QPoint(x1, y1 + fm.ascent()), text);
-            if (spec.SecondSide && visible(x2, y2))
+            if (scale.SecondSide && visible(x2, y2))
                 painter.drawText(QPoint(x2, y2 + fm.ascent()), text);
         }
     }
 
-    if (!spec.Lines)
+    if (!scale.Lines)
         return result;
     // Lines stop at the bar; with labels they start beside the widest one, major lines (those
     // that carry a label) 4 pixels nearer to it.
-    const int indent = spec.Labels ? (vertical ? widestLabel : result.LabelHeight) + 8 : 0;
+    const int indent = scale.Labels ? (vertical ? widestLabel : result.LabelHeight) + 8 : 0;
     const int thickness = g.BarThickness;
     const int boxLeft = (w - thickness) / 2, boxRight = boxLeft + thickness;
     const int boxTop = (h - thickness) / 2, boxBottom = boxTop + thickness;
-    const QColor ink = spec.Ink;
+    const QColor ink = scale.Ink;
     int c = k;
     double t = first;
-    for (int step = 0; 1.000000001 * spec.ValueMax >= t && step < maxSteps; ++step, t += gap) {
+    for (int step = 0; 1.000000001 * scale.ValueMax >= t && step < maxSteps; ++step, t += gap) {
         const int p = QVRoundPx(span * t / d);
         const int major = c == k ? 4 : 0;
         if (vertical) {
             const int y = aBottom - p + offset;
             const int nearLeft = (aRight - thickness) / 2;
             const int nearRight = (aRight + thickness) / 2;
-            if (spec.FirstSide) {
+            if (scale.FirstSide) {
                 const int x0 = aLeft + indent - major;
                 if (x0 <= boxLeft)
                     LineTo(painter, QPoint(x0, y), QPoint(nearLeft, y), ink);
-                if (!spec.Symmetric)
+                if (!scale.Symmetric)
                     LineTo(painter, QPoint(aRight, y), QPoint(nearRight, y), ink);
             }
-            if (spec.SecondSide) {
+            if (scale.SecondSide) {
                 const int x0 = aRight - indent + major;
                 if (x0 >= boxRight)
                     LineTo(painter, QPoint(x0, y), QPoint(nearRight, y), ink);
-                if (!spec.Symmetric)
+                if (!scale.Symmetric)
                     LineTo(painter, QPoint(aLeft, y), QPoint(nearLeft, y), ink);
             }
         } else {
             const int x = p + aLeft - offset;
             const int nearTop = (aBottom - thickness) / 2;
             const int nearBottom = (aBottom + thickness) / 2;
-            if (spec.FirstSide) {
+            if (scale.FirstSide) {
                 const int y0 = aTop + indent - major;
                 if (y0 <= boxTop)
                     LineTo(painter, QPoint(x, y0), QPoint(x, nearTop), ink);
-                if (!spec.Symmetric)
+                if (!scale.Symmetric)
                     LineTo(painter, QPoint(x, aBottom), QPoint(x, nearBottom), ink);
             }
-            if (spec.SecondSide) {
+            if (scale.SecondSide) {
                 const int y0 = aBottom - indent + major;
                 if (y0 >= boxBottom)
                     LineTo(painter, QPoint(x, y0), QPoint(x, nearBottom), ink);
-                if (!spec.Symmetric)
+                if (!scale.Symmetric)
                     LineTo(painter, QPoint(x, aTop), QPoint(x, nearTop), ink);
             }
         }
@@ -200,13 +200,13 @@ double TQVLinearScaleLayout::PositionOf(double value, double valueMin, double va
     return Lower + (value - valueMin) / (valueMax - valueMin) * (Upper - Lower);
 }
 
-TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec &spec, const QRect &bounds,
+TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec &scale, const QRect &bounds,
                                                        int thickness, int inset, int marginLower, int marginUpper)
 {
     TQVLinearScaleLayout layout;
-    if (!bounds.isValid() || !UsableRange(spec.ValueMin, spec.ValueMax))
+    if (!bounds.isValid() || !UsableRange(scale.ValueMin, scale.ValueMax))
         return layout;
-    const bool vertical = spec.Vertical;
+    const bool vertical = scale.Vertical;
     const int along = vertical ? bounds.height() : bounds.width();
     int across = vertical ? bounds.width() : bounds.height();
     inset = std::clamp(inset, 0, along / 2);
@@ -216,12 +216,12 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
 
     // The font follows the size: a seventeenth of the length, between 7 points (or the user's
     // size when smaller) and one and a half times the user's size.
-    QFont font = spec.Font;
+    QFont font = scale.Font;
     const double userPt = font.pointSizeF() > 0 ? font.pointSizeF() : std::max(1, font.pixelSize()) * 0.75;
     const double smallest = std::min(userPt, 7.0);
     font.setPointSizeF(std::clamp(along / 17.0, smallest, std::max(smallest, userPt * 1.5)));
-    bool labels = spec.Labels && (spec.FirstSide || spec.SecondSide);
-    bool firstSide = spec.FirstSide, secondSide = spec.SecondSide;
+    bool labels = scale.Labels && (scale.FirstSide || scale.SecondSide);
+    bool firstSide = scale.FirstSide, secondSide = scale.SecondSide;
 
     TQVScaleDivision div;
     double lower = 0, upper = 0; // pixel positions of the scale ends along the length
@@ -247,15 +247,15 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
             lower = vertical ? end - marginLo : start + marginLo;
             upper = vertical ? start + marginHi : end - marginHi;
             TQVAdaptiveScaleRequest request;
-            request.ValueMin = spec.ValueMin;
-            request.ValueMax = spec.ValueMax;
+            request.ValueMin = scale.ValueMin;
+            request.ValueMax = scale.ValueMax;
             request.Length = length;
-            request.MinTickGap = spec.Gap;
+            request.MinTickGap = scale.Gap;
             request.LabelPadding = vertical ? padding : 2.0 * padding;
-            request.Decimals = spec.Decimals == spec.DefaultDecimals ? -1 : spec.Decimals;
-            request.PrefixId = spec.PrefixId;
-            request.Suffix = spec.Suffix;
-            request.Locale = spec.Locale;
+            request.Decimals = scale.Decimals == scale.DefaultDecimals ? -1 : scale.Decimals;
+            request.PrefixId = scale.PrefixId;
+            request.Suffix = scale.Suffix;
+            request.Locale = scale.Locale;
             request.Extent = [&](const QString &text) { return vertical ? labelHeight : fm.horizontalAdvance(text); };
             div = QVAdaptiveDivision(request);
             if (div.IsEmpty() || !labels)
@@ -281,7 +281,7 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
     // goes: the second label side, then a smaller font, then the labels.
     const auto needed = [&] {
         const int sides = int(firstSide) + int(secondSide);
-        const int tickBand = spec.Lines ? majorLength + 1 : 0;
+        const int tickBand = scale.Lines ? majorLength + 1 : 0;
         return thickness + sides * tickBand + (labels ? sides * (int(labelBand) + padding) : 0);
     };
     while (needed() > across) {
@@ -293,9 +293,9 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
                 return layout;
         } else if (labels) {
             labels = false;
-            firstSide = spec.FirstSide || !spec.SecondSide;
-            secondSide = spec.SecondSide && !spec.FirstSide;
-        } else if (spec.Lines && majorLength > 2) {
+            firstSide = scale.FirstSide || !scale.SecondSide;
+            secondSide = scale.SecondSide && !scale.FirstSide;
+        } else if (scale.Lines && majorLength > 2) {
             majorLength = std::max(2, majorLength / 2);
             minorLength = std::max(1, majorLength / 2);
         } else {
@@ -303,7 +303,7 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
             break;
         }
     }
-    const int tickBand = spec.Lines ? majorLength + 1 : 0;
+    const int tickBand = scale.Lines ? majorLength + 1 : 0;
     const int firstBand = firstSide ? tickBand + (labels ? int(labelBand) + padding : 0) : 0;
     const int total = needed();
     const int acrossStart = (vertical ? bounds.left() : bounds.top()) + std::max(0, (across - total) / 2);
@@ -322,15 +322,15 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
     std::size_t label = 0;
     for (const TQVScaleTick &tick : div.Ticks) {
         // Crisp lines: on pixel centres for odd pen widths.
-        double pos = layout.PositionOf(tick.Value, spec.ValueMin, spec.ValueMax);
+        double pos = layout.PositionOf(tick.Value, scale.ValueMin, scale.ValueMax);
         pos = std::floor(pos) + 0.5;
         const int length = tick.Major ? majorLength : minorLength;
         const auto line = [&](double from, double to) {
             layout.Ticks.emplace_back(vertical ? QLineF(from, pos, to, pos) : QLineF(pos, from, pos, to), tick.Major);
         };
-        if (spec.Lines && firstSide)
+        if (scale.Lines && firstSide)
             line(near1 - 1 - length, near1 - 1);
-        if (spec.Lines && secondSide)
+        if (scale.Lines && secondSide)
             line(near2 + 1, near2 + 1 + length);
         if (!tick.Major)
             continue;
@@ -338,7 +338,7 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
         if (!labels)
             continue;
         const double w = std::ceil(fm.horizontalAdvance(text));
-        const double exact = layout.PositionOf(tick.Value, spec.ValueMin, spec.ValueMax);
+        const double exact = layout.PositionOf(tick.Value, scale.ValueMin, scale.ValueMax);
         if (firstSide) {
             const double edge = near1 - tickBand - padding;
             layout.Labels.push_back({vertical ? QRectF(edge - w, exact - labelHeight / 2, w, labelHeight)
@@ -355,28 +355,28 @@ TQVLinearScaleLayout TQVLinearScaleDraw::LayoutAdaptive(const TQVLinearScaleSpec
     return layout;
 }
 
-QSize TQVLinearScaleDraw::AdaptiveSizeHint(const TQVLinearScaleSpec &spec, int thickness, int inset, bool minimum)
+QSize TQVLinearScaleDraw::AdaptiveSizeHint(const TQVLinearScaleSpec &scale, int thickness, int inset, bool minimum)
 {
-    const QFontMetricsF fm(spec.Font);
-    const int sides = spec.Labels || spec.Lines ? int(spec.FirstSide) + int(spec.SecondSide) : 0;
+    const QFontMetricsF fm(scale.Font);
+    const int sides = scale.Labels || scale.Lines ? int(scale.FirstSide) + int(scale.SecondSide) : 0;
     double label = 0.0;
-    if (spec.Labels && UsableRange(spec.ValueMin, spec.ValueMax)) {
+    if (scale.Labels && UsableRange(scale.ValueMin, scale.ValueMax)) {
         // The widest end, with the decimals of a step of about a fifth of the range.
-        const int decimals = spec.Decimals == spec.DefaultDecimals
-            ? QVStepDecimals(QVNiceStep((spec.ValueMax - spec.ValueMin) / 5.0))
-            : std::clamp(spec.Decimals, 0, 15);
-        const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, spec.ValueMin, spec.ValueMax, decimals,
-                                             spec.PrefixId);
-        for (double end : {spec.ValueMin, spec.ValueMax}) {
-            const QString text = QVScaleLabelText(format, end, spec.PrefixId, spec.Suffix, spec.Locale);
-            label = std::max(label, spec.Vertical ? fm.horizontalAdvance(text) : fm.height());
+        const int decimals = scale.Decimals == scale.DefaultDecimals
+            ? QVStepDecimals(QVNiceStep((scale.ValueMax - scale.ValueMin) / 5.0))
+            : std::clamp(scale.Decimals, 0, 15);
+        const QString format = QVLabelFormat(TQVLabelFormatRule::Linear, scale.ValueMin, scale.ValueMax, decimals,
+                                             scale.PrefixId);
+        for (double end : {scale.ValueMin, scale.ValueMax}) {
+            const QString text = QVScaleLabelText(format, end, scale.PrefixId, scale.Suffix, scale.Locale);
+            label = std::max(label, scale.Vertical ? fm.horizontalAdvance(text) : fm.height());
         }
     }
-    const double tick = spec.Lines ? std::max(4.0, fm.height() * 0.45) + 1.0 : 0.0;
+    const double tick = scale.Lines ? std::max(4.0, fm.height() * 0.45) + 1.0 : 0.0;
     const double padding = std::max(2.0, fm.height() * 0.25);
     const int across = int(std::ceil(std::clamp(thickness, 1, 1 << 16) + sides * (tick + (label > 0 ? label + padding : 0)) + 4));
     const int along = int(std::ceil(fm.height() * (minimum ? 3.0 : 8.0))) + 2 * std::clamp(inset, 0, 1 << 16);
-    return spec.Vertical ? QSize(across, along) : QSize(along, across);
+    return scale.Vertical ? QSize(across, along) : QSize(along, across);
 }
 
 void TQVLinearScaleDraw::PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink)
@@ -427,12 +427,12 @@ double TQVRoundScaleLayout::AngleOf(double value) const
     return Angle1 + (Angle2 - Angle1) * (v - ValueMin) / (ValueMax - ValueMin);
 }
 
-TQVRoundScaleLayout TQVRoundScaleDraw::LayoutAdaptive(const TQVRoundScaleSpec &spec, const QRect &bounds)
+TQVRoundScaleLayout TQVRoundScaleDraw::LayoutAdaptive(const TQVRoundScaleSpec &scale, const QRect &bounds)
 {
-    TQVRoundScaleLayout layout = Layout(spec, bounds);
+    TQVRoundScaleLayout layout = Layout(scale, bounds);
     // Too small for labels: the arc and its ticks alone, then the arc alone.
-    if (!layout.Valid && spec.Labels) {
-        TQVRoundScaleSpec bare = spec;
+    if (!layout.Valid && scale.Labels) {
+        TQVRoundScaleSpec bare = scale;
         bare.Labels = false;
         layout = Layout(bare, bounds);
         if (!layout.Valid && bare.Ticks) {
@@ -443,11 +443,11 @@ TQVRoundScaleLayout TQVRoundScaleDraw::LayoutAdaptive(const TQVRoundScaleSpec &s
     return layout;
 }
 
-TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, const QRect &bounds)
+TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, const QRect &bounds)
 {
     TQVRoundScaleLayout layout;
-    const double a1 = spec.Angle1, a2 = spec.Angle2;
-    if (!bounds.isValid() || !UsableRange(spec.ValueMin, spec.ValueMax) || !std::isfinite(a1) || !std::isfinite(a2)
+    const double a1 = scale.Angle1, a2 = scale.Angle2;
+    if (!bounds.isValid() || !UsableRange(scale.ValueMin, scale.ValueMax) || !std::isfinite(a1) || !std::isfinite(a2)
         || !(a2 > a1) || a2 - a1 > 720.0)
         return layout;
     const double sweep = std::min(a2 - a1, 360.0);
@@ -463,7 +463,7 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
         bottom = 1.0;
     if (fullCircle || Passes(a1, a2, 270.0))
         left = -1.0;
-    const double hub = std::clamp(spec.HubFraction, 0.0, 1.0);
+    const double hub = std::clamp(scale.HubFraction, 0.0, 1.0);
     // Sides that only the hub reaches need no room for labels.
     const bool arcLeft = left < -hub, arcRight = right > hub, arcTop = top < -hub, arcBottom = bottom > hub;
     left = std::min(left, -hub);
@@ -472,19 +472,19 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
     bottom = std::max(bottom, hub);
 
     const int w = bounds.width(), h = bounds.height();
-    QFont font = spec.Font;
+    QFont font = scale.Font;
     const double userPt = font.pointSizeF() > 0 ? font.pointSizeF() : std::max(1, font.pixelSize()) * 0.75;
     const double smallest = std::min(userPt, 7.0);
     font.setPointSizeF(std::clamp(std::min(w, h) / 20.0, smallest, std::max(smallest, userPt * 1.5)));
     const QFontMetricsF fm(font);
     const double labelHeight = fm.height();
-    const double tick = spec.Ticks ? std::max(4.0, std::round(labelHeight * 0.5)) : 0.0;
+    const double tick = scale.Ticks ? std::max(4.0, std::round(labelHeight * 0.5)) : 0.0;
     const double gap = std::max(2.0, std::round(labelHeight * 0.25));
-    const double band = std::clamp(spec.BandPercent, 0.0, 100.0) / 100.0;
-    const bool outside = spec.Labels && !spec.LabelsInside;
+    const double band = std::clamp(scale.BandPercent, 0.0, 100.0) / 100.0;
+    const bool outside = scale.Labels && !scale.LabelsInside;
 
     TQVScaleDivision div;
-    double widest = spec.Labels ? fm.horizontalAdvance(QStringLiteral("-000")) : 0.0;
+    double widest = scale.Labels ? fm.horizontalAdvance(QStringLiteral("-000")) : 0.0;
     double radius = 0.0;
     const auto extent = [&](const QString &text) {
         const double tw = fm.horizontalAdvance(text);
@@ -505,29 +505,29 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
                                 bounds.top() + (h - usedH) / 2.0 + (arcTop ? my : 2.0) - radius * top);
         const double labelRadius = outside ? radius + tick + gap : radius * (1.0 - band) - tick - gap;
         TQVAdaptiveScaleRequest request;
-        request.ValueMin = spec.ValueMin;
-        request.ValueMax = spec.ValueMax;
+        request.ValueMin = scale.ValueMin;
+        request.ValueMax = scale.ValueMax;
         request.Length = std::max(1.0, labelRadius * Radians(sweep));
-        request.MinTickGap = spec.Gap;
+        request.MinTickGap = scale.Gap;
         request.MinTickPixels = 4.0 * std::max(1.0, labelRadius) / std::max(1.0, radius);
         request.LabelPadding = gap;
-        request.Decimals = spec.Decimals == spec.DefaultDecimals ? -1 : spec.Decimals;
-        request.Locale = spec.Locale;
+        request.Decimals = scale.Decimals == scale.DefaultDecimals ? -1 : scale.Decimals;
+        request.Locale = scale.Locale;
         request.Extent = extent;
         div = QVAdaptiveDivision(request);
         double measured = 0.0;
         for (const QString &text : div.Texts)
             measured = std::max(measured, fm.horizontalAdvance(text));
-        if (!spec.Labels || measured <= widest)
+        if (!scale.Labels || measured <= widest)
             break;
         widest = measured;
     }
-    const double shiftX = std::clamp(spec.ShiftX, -60.0, 60.0) * w / 100.0;
-    const double shiftY = std::clamp(spec.ShiftY, -60.0, 60.0) * h / 100.0;
+    const double shiftX = std::clamp(scale.ShiftX, -60.0, 60.0) * w / 100.0;
+    const double shiftY = std::clamp(scale.ShiftY, -60.0, 60.0) * h / 100.0;
     layout.Angle1 = a1;
     layout.Angle2 = a1 + sweep;
-    layout.ValueMin = spec.ValueMin;
-    layout.ValueMax = spec.ValueMax;
+    layout.ValueMin = scale.ValueMin;
+    layout.ValueMax = scale.ValueMax;
     layout.Font = font;
     layout.Pen = labelHeight >= 24 ? 2.0 : labelHeight >= 17 ? 1.5 : 1.0;
 
@@ -552,18 +552,18 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
             if (i == 0)
                 firstAngle = angle;
             const QPointF d = Direction(angle);
-            const bool out = outside || !spec.Labels;
+            const bool out = outside || !scale.Labels;
             const double from = out ? (t.Major ? inner : (inner + outer) / 2.0) : inner - (t.Major ? tick : tick / 2.0);
             const double to = out ? outer + (t.Major ? tick : tick / 2.0) : (t.Major ? outer : (inner + outer) / 2.0);
             box |= QRectF(centre + d * outer, QSizeF(0.01, 0.01));
-            if (spec.Ticks) {
+            if (scale.Ticks) {
                 layout.Ticks.emplace_back(QLineF(centre + d * from, centre + d * to), t.Major);
                 box |= QRectF(centre + d * to, QSizeF(0.01, 0.01));
             }
             if (!t.Major)
                 continue;
             const QString &text = div.Texts[label++];
-            if (!spec.Labels)
+            if (!scale.Labels)
                 continue;
             const double tw = std::ceil(fm.horizontalAdvance(text));
             // Distance from the label's centre to its edge towards the centre of the scale.
@@ -601,13 +601,14 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &spec, con
         centre = room.center() + (centre - room.center()) * (reduced / radius);
         radius = reduced;
     }
-    if (spec.ScalePercent != 100.0)
-        radius *= std::clamp(spec.ScalePercent, 10.0, 400.0) / 100.0;
+    if (scale.ScalePercent != 100.0)
+        radius *= std::clamp(scale.ScalePercent, 10.0, 400.0) / 100.0;
     // The centre on a whole pixel: the hub and a vertical needle stay crisp.
     const QRectF finalBox = build(radius, centre);
     centre += room.center() - finalBox.center();
     build(radius, QPointF(std::round(centre.x() + shiftX), std::round(centre.y() + shiftY)));
-    layout.Valid = true;
+    layout.Valid = std::isfinite(layout.Centre.x()) && std::isfinite(layout.Centre.y()) && std::isfinite(radius)
+        && QRectF(bounds).adjusted(-1e6, -1e6, 1e6, 1e6).contains(layout.Centre);
     return layout;
 }
 

@@ -86,18 +86,18 @@ public:
 
     /// \brief Paints labels and lines the classic way into `geometry.Area`; returns the guarded gap,
     /// which the control keeps as its own. Nothing for an unusable range or area.
-    TClassicResult PaintClassic(QPainter &painter, const TQVLinearScaleSpec &spec,
+    TClassicResult PaintClassic(QPainter &painter, const TQVLinearScaleSpec &scale,
                                 const TQVClassicLinearGeometry &geometry);
 
     /// \brief Lays out an adaptive scale in `bounds`: a track `thickness` pixels across, whose ends
     /// keep at least `marginLower` and `marginUpper` pixels from the ends of `bounds` and lie `inset`
     /// pixels beyond the ends of the scale (the slider's half button). The label font follows the
-    /// size of `bounds`, up to one and a half times `spec.Font`.
-    static TQVLinearScaleLayout LayoutAdaptive(const TQVLinearScaleSpec &spec, const QRect &bounds, int thickness,
+    /// size of `bounds`, up to one and a half times `scale.Font`.
+    static TQVLinearScaleLayout LayoutAdaptive(const TQVLinearScaleSpec &scale, const QRect &bounds, int thickness,
                                                int inset, int marginLower, int marginUpper);
     /// \brief The size an adaptive scale wants (`minimum` false) or needs at least (`minimum` true)
     /// with a track `thickness` pixels across and `inset` pixels beyond each end of the scale.
-    static QSize AdaptiveSizeHint(const TQVLinearScaleSpec &spec, int thickness, int inset, bool minimum);
+    static QSize AdaptiveSizeHint(const TQVLinearScaleSpec &scale, int thickness, int inset, bool minimum);
     /// Paints the ticks and labels of `layout` (not the track).
     static void PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink);
 
@@ -169,11 +169,11 @@ public:
     };
     /// \brief Lays out an adaptive round scale in `bounds`: the largest arc whose labels, ticks and
     /// centre fit, the label font following the size.
-    static TQVRoundScaleLayout LayoutAdaptive(const TQVRoundScaleSpec &spec, const QRect &bounds);
+    static TQVRoundScaleLayout LayoutAdaptive(const TQVRoundScaleSpec &scale, const QRect &bounds);
     /// Paints the bands (clamped to the scale), the edge arc, ticks and labels of `layout`.
     static void PaintAdaptive(QPainter &painter, const TQVRoundScaleLayout &layout, const std::vector<TBand> &bands,
                               const QColor &ink);
 
 private:
-    static TQVRoundScaleLayout Layout(const TQVRoundScaleSpec &spec, const QRect &bounds);
+    static TQVRoundScaleLayout Layout(const TQVRoundScaleSpec &scale, const QRect &bounds);
 };
