@@ -564,14 +564,8 @@ TQVLinearScaleSpec TQVBarGraphInt::ScaleSpec() const
     scale.Suffix = m_labelTextPosfix;
     scale.Locale = locale();
     scale.Font = m_labelingFont;
-    // The adaptive look keeps labels legible on any palette: the default black follows it.
-    scale.Ink = Adaptive() && m_labelingFontColor == QVColors::clBlack ? palette().color(QPalette::WindowText)
-                                                                    : ToQColor(m_labelingFontColor);
-    scale.Symmetric = m_labelingStyle == lbsSymmetric;
-    scale.FirstSide = m_labelingOrientation == lboLeft || m_labelingOrientation == lboAbove || scale.Symmetric;
-    scale.SecondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow || scale.Symmetric;
-    scale.Labels = m_labelingStyle == lbsLabels || m_labelingStyle == lbsBoth || scale.Symmetric;
-    scale.Lines = m_labelingStyle == lbsLines || m_labelingStyle == lbsBoth || scale.Symmetric;
+    scale.SetInk(m_labelingFontColor, palette(), Adaptive());
+    scale.SetStyle(m_labelingStyle, m_labelingOrientation);
     return scale;
 }
 

@@ -8,6 +8,7 @@
 #include <QtGui/QFontMetrics>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QPainter>
+#include <QtGui/QPalette>
 #include <QtGui/QPainterPath>
 
 #include "controls/qvFormat.h"
@@ -46,6 +47,21 @@ bool UsableRange(double valueMin, double valueMax)
 }
 
 } // namespace
+
+void TQVLinearScaleSpec::SetStyle(int labelingStyle, int orientation)
+{
+    enum { None, OnlyLines, OnlyLabels, Both, SymmetricStyle, Asymmetric };
+    Symmetric = labelingStyle == SymmetricStyle;
+    FirstSide = orientation == 0 || orientation == 2 || Symmetric;
+    SecondSide = orientation == 1 || orientation == 3 || Symmetric;
+    Labels = labelingStyle == OnlyLabels || labelingStyle == Both || Symmetric || labelingStyle == Asymmetric;
+    Lines = labelingStyle == OnlyLines || labelingStyle == Both || Symmetric;
+}
+
+void TQVLinearScaleSpec::SetInk(TQVColor color, const QPalette &palette, bool adaptive)
+{
+    Ink = adaptive && color == QVColors::clBlack ? palette.color(QPalette::WindowText) : QVToQColor(color, palette);
+}
 
 TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &painter, const TQVLinearScaleSpec &scale,
                                                                     const TQVClassicLinearGeometry &g)
@@ -152,42 +168,25 @@ TQVLinearScaleDraw::TClassicResult TQVLinearScaleDraw::PaintClassic(QPainter &pa
     for (int step = 0; 1.000000001 * scale.ValueMax >= t && step < maxSteps; ++step, t += gap) {
         const int p = QVRoundPx(span * t / d);
         const int major = c == k ? 4 : 0;
-        if (vertical) {
-            const int y = aBottom - p + offset;
-            const int nearLeft = (aRight - thickness) / 2;
-            const int nearRight = (aRight + thickness) / 2;
-            if (scale.FirstSide) {
-                const int x0 = aLeft + indent - major;
-                if (x0 <= boxLeft)
-                    LineTo(painter, QPoint(x0, y), QPoint(nearLeft, y), ink);
-                if (!scale.Symmetric)
-                    LineTo(painter, QPoint(aRight, y), QPoint(nearRight, y), ink);
-            }
-            if (scale.SecondSide) {
-                const int x0 = aRight - indent + major;
-                if (x0 >= boxRight)
-                    LineTo(painter, QPoint(x0, y), QPoint(nearRight, y), ink);
-                if (!scale.Symmetric)
-                    LineTo(painter, QPoint(aLeft, y), QPoint(nearLeft, y), ink);
-            }
-        } else {
-            const int x = p + aLeft - offset;
-            const int nearTop = (aBottom - thickness) / 2;
-            const int nearBottom = (aBottom + thickness) / 2;
-            if (scale.FirstSide) {
-                const int y0 = aTop + indent - major;
-                if (y0 <= boxTop)
-                    LineTo(painter, QPoint(x, y0), QPoint(x, nearTop), ink);
-                if (!scale.Symmetric)
-                    LineTo(painter, QPoint(x, aBottom), QPoint(x, nearBottom), ink);
-            }
-            if (scale.SecondSide) {
-                const int y0 = aBottom - indent + major;
-                if (y0 >= boxBottom)
-                    LineTo(painter, QPoint(x, y0), QPoint(x, nearBottom), ink);
-                if (!scale.Symmetric)
-                    LineTo(painter, QPoint(x, aTop), QPoint(x, nearTop), ink);
-            }
+        // Along the scale and across it; the first side is left of a vertical scale, above a
+        // horizontal one.
+        const int along = vertical ? aBottom - p + offset : p + aLeft - offset;
+        const auto at = [&](int across) { return vertical ? QPoint(across, along) : QPoint(along, across); };
+        const int firstEdge = vertical ? aLeft : aTop, secondEdge = vertical ? aRight : aBottom;
+        const int nearFirst = (secondEdge - thickness) / 2, nearSecond = (secondEdge + thickness) / 2;
+        if (scale.FirstSide) {
+            const int from = firstEdge + indent - major;
+            if (from <= (vertical ? boxLeft : boxTop))
+                LineTo(painter, at(from), at(nearFirst), ink);
+            if (!scale.Symmetric)
+                LineTo(painter, at(secondEdge), at(nearSecond), ink);
+        }
+        if (scale.SecondSide) {
+            const int from = secondEdge - indent + major;
+            if (from >= (vertical ? boxRight : boxBottom))
+                LineTo(painter, at(from), at(nearSecond), ink);
+            if (!scale.Symmetric)
+                LineTo(painter, at(firstEdge), at(nearFirst), ink);
         }
         if (++c > k)
             c = 1;

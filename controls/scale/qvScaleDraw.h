@@ -11,6 +11,7 @@
 #include <QtGui/QColor>
 #include <QtGui/QFont>
 
+#include "controls/qvColor.h"
 #include "controls/scale/qvScaleEngine.h"
 #include "framework/qvGlobal.h"
 
@@ -35,6 +36,14 @@ struct TQVLinearScaleSpec
     bool Labels = false;
     bool Lines = false;
     bool Symmetric = false;  ///< lines only between labels and bar, on both sides
+
+    /// \brief Sides, labels and lines from a labelling style and orientation as the bar graph and
+    /// the slider number them: styles none, lines, labels, both, symmetric, asymmetric (labels);
+    /// orientations left, right, above, below (left and above are the first side).
+    void SetStyle(int labelingStyle, int orientation);
+    /// \brief The ink of labels and lines: `color` resolved against `palette`; in the adaptive
+    /// layout the default black follows the palette's text colour, so labels stay legible.
+    void SetInk(TQVColor color, const QPalette &palette, bool adaptive);
 };
 
 /// \brief The classic geometry of a linear scale: the scale area in which `ValueMin`..`ValueMax`
