@@ -40,6 +40,23 @@ void LineTo(QPainter &painter, QPoint from, QPoint to, const QColor &color)
     }
 }
 
+// The ticks of an adaptive scale (minor ones a little thinner) and its labels.
+void PaintTicksAndLabels(QPainter &painter, const std::vector<std::pair<QLineF, bool>> &ticks,
+                         const std::vector<TQVScaleLabelBox> &labels, const QFont &font, double penWidth,
+                         const QColor &ink)
+{
+    QPen pen(ink, penWidth, Qt::SolidLine, Qt::FlatCap);
+    for (const auto &[line, major] : ticks) {
+        pen.setWidthF(major ? penWidth : std::max(1.0, penWidth * 0.75));
+        painter.setPen(pen);
+        painter.drawLine(line);
+    }
+    painter.setFont(font);
+    painter.setPen(ink);
+    for (const TQVScaleLabelBox &label : labels)
+        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+}
+
 bool UsableRange(double valueMin, double valueMax)
 {
     const double span = valueMax - valueMin;
@@ -381,17 +398,7 @@ QSize TQVLinearScaleDraw::AdaptiveSizeHint(const TQVLinearScaleSpec &scale, int 
 void TQVLinearScaleDraw::PaintAdaptive(QPainter &painter, const TQVLinearScaleLayout &layout, const QColor &ink)
 {
     painter.save();
-    QPen pen(ink, layout.Pen, Qt::SolidLine, Qt::FlatCap);
-    painter.setPen(pen);
-    for (const auto &[line, major] : layout.Ticks) {
-        pen.setWidthF(major ? layout.Pen : std::max(1.0, layout.Pen * 0.75));
-        painter.setPen(pen);
-        painter.drawLine(line);
-    }
-    painter.setFont(layout.Font);
-    painter.setPen(ink);
-    for (const TQVScaleLabelBox &label : layout.Labels)
-        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+    PaintTicksAndLabels(painter, layout.Ticks, layout.Labels, layout.Font, layout.Pen, ink);
     painter.restore();
 }
 
@@ -642,14 +649,6 @@ void TQVRoundScaleDraw::PaintAdaptive(QPainter &painter, const TQVRoundScaleLayo
     painter.setBrush(Qt::NoBrush);
     painter.drawArc(outerBox, int(std::lround(qtAngle(layout.Angle1) * 16.0)),
                     -int(std::lround((layout.Angle2 - layout.Angle1) * 16.0)));
-    for (const auto &[line, major] : layout.Ticks) {
-        pen.setWidthF(major ? layout.Pen : std::max(1.0, layout.Pen * 0.75));
-        painter.setPen(pen);
-        painter.drawLine(line);
-    }
-    painter.setFont(layout.Font);
-    painter.setPen(ink);
-    for (const TQVScaleLabelBox &label : layout.Labels)
-        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+    PaintTicksAndLabels(painter, layout.Ticks, layout.Labels, layout.Font, layout.Pen, ink);
     painter.restore();
 }
