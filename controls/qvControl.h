@@ -129,6 +129,16 @@ private:
     TQVColor m_color = QVColors::clBtnFace;
 };
 
+/// Stores `value` in `field`; true when that changed it (the common start of a setter).
+template <typename T, typename U>
+bool QVChange(T &field, const U &value)
+{
+    if (field == value)
+        return false;
+    field = value;
+    return true;
+}
+
 /// \brief How a value control shows itself to assistive technology: a value interface over
 /// its `Value`, `ValueMin` and `ValueMax` properties (and `ValueStepWidth` for inputs), the
 /// name from the accessible name, else the caption property, else a default.

@@ -1,4 +1,5 @@
 #include "controls/qvSlider.h"
+#include "controls/qvLinearScaleControl_p.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +15,6 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QAccessibleWidget>
 
-#include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
 #include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
@@ -44,27 +44,87 @@ void Fill(QPainter &painter, const QRect &r, const QColor &color)
 
 } // namespace
 
+class TQVSlider::PrivateData
+{
+public:
+    int SliderWidth = 10;
+    int ButtonWidth = 40;
+    int ButtonHeight = 10;
+    int LastWidth = 0;
+    int LastHeight = 0;
+    double ValueStepWidth = 0.0;
+    double DragStartValue = 0.0;
+    TQVColor ButtonBorderColor = QVColors::clBtnFace;
+    TQVColor ButtonColor = QVColors::clBtnFace;
+    TQVColor ButtonFontColor = QVColors::clBlack;
+    QPixmap PictureSlide;
+    QPixmap PictureButton;
+    QPixmap PictureMask;
+    QString ButtonCaption;
+    QFont ButtonFont{QStringLiteral("Arial"), 8};
+    bool ButtonTransparent = false;
+    bool ReduceFlicker = false;
+    bool Dragging = false;
+    bool Hover = false; // the mouse is over the thumb (adaptive look)
+    QRect ButtonRect;
+    QRect ButtonPaintArea;
+    QRect SlideRect;
+    QPoint DragStart;
+    QPixmap Offscreen;
+    // Everything but the button, as last painted in full; a value change blits from it and
+    // draws only the button. Any other paint may have changed the background and drops it.
+    QPixmap Background;
+    bool BackgroundValid = false;
+    // The opaque button as last drawn, and its inner rectangle relative to it: a value
+    // change blits it instead of drawing the frames again.
+    QPixmap ButtonImage;
+    QRect ButtonImageInner;
+    QRect ValueRegion; // the area a value repaint is painting, else empty
+};
+
 TQVSlider::TQVSlider(QWidget *parent)
-    : TQVCustomPanel(parent)
-    , m_buttonFont(QStringLiteral("Arial"), 8)
-    , m_labelingFont(QStringLiteral("Arial"), 8)
+    : TQVLinearScaleControl(TQVLinearScaleRules{true, true, true, QVColors::clBtnFace}, parent)
+    , m_data(std::make_unique<PrivateData>())
 {
     QVInstallValueAccessibility({"TQVSlider", QAccessible::Slider, QT_TRANSLATE_NOOP("TQVSlider", "Slider"),
                                  "ButtonCaption", true});
 
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
-    m_ranges[0] = {QVColors::clBtnFace, 100.0};
     resize(49, 165);
 }
 
 TQVSlider::~TQVSlider() = default;
 
+int TQVSlider::SliderWidth() const { return m_data->SliderWidth; }
+int TQVSlider::ButtonWidth() const { return m_data->ButtonWidth; }
+int TQVSlider::ButtonHeight() const { return m_data->ButtonHeight; }
+double TQVSlider::ValueStepWidth() const { return m_data->ValueStepWidth; }
+TQVColor TQVSlider::ButtonColor() const { return m_data->ButtonColor; }
+TQVColor TQVSlider::ButtonBorderColor() const { return m_data->ButtonBorderColor; }
+QPixmap TQVSlider::PictureSlide() const { return m_data->PictureSlide; }
+QPixmap TQVSlider::PictureButton() const { return m_data->PictureButton; }
+QPixmap TQVSlider::PictureMask() const { return m_data->PictureMask; }
+QString TQVSlider::ButtonCaption() const { return m_data->ButtonCaption; }
+QFont TQVSlider::ButtonFont() const { return m_data->ButtonFont; }
+TQVColor TQVSlider::ButtonFontColor() const { return m_data->ButtonFontColor; }
+bool TQVSlider::ButtonTransparent() const { return m_data->ButtonTransparent; }
+bool TQVSlider::ReduceFlicker() const { return m_data->ReduceFlicker; }
+TQVSlider::TQVKind TQVSlider::Kind() const { return TQVKind(KindValue()); }
+TQVSlider::TLabelingOrientation TQVSlider::LabelingOrientation() const
+{
+    return TLabelingOrientation(OrientationValue());
+}
+TQVSlider::TLabelingStyle TQVSlider::LabelingStyle() const { return TLabelingStyle(StyleValue()); }
+QRect TQVSlider::ButtonRect() const { return m_data->ButtonRect; }
+QRect TQVSlider::SlideRect() const { return m_data->SlideRect; }
+bool TQVSlider::Dragging() const { return m_data->Dragging; }
+
 void TQVSlider::SetSliderWidth(int width)
 {
-    if (width == m_sliderWidth || width < 0)
+    if (width == m_data->SliderWidth || width < 0)
         return;
-    m_sliderWidth = width;
+    m_data->SliderWidth = width;
     updateGeometry();
     update();
 }
@@ -76,312 +136,147 @@ int TQVSlider::MaxButtonWidth() const
 
 void TQVSlider::LimitButtonWidth()
 {
-    m_buttonWidth = std::max(0, std::min(m_buttonWidth, MaxButtonWidth()));
+    m_data->ButtonWidth = std::max(0, std::min(m_data->ButtonWidth, MaxButtonWidth()));
 }
 
 void TQVSlider::SetButtonWidth(int width)
 {
-    if (width == m_buttonWidth || width < 0)
+    if (width == m_data->ButtonWidth || width < 0)
         return;
-    if (m_labelingStyle == lbsAsymmetric && !m_pictureButton.isNull())
+    if (LabelingStyle() == lbsAsymmetric && !m_data->PictureButton.isNull())
         return;
-    m_buttonWidth = std::max(0, std::min(width, MaxButtonWidth()));
+    m_data->ButtonWidth = std::max(0, std::min(width, MaxButtonWidth()));
     updateGeometry();
     update();
 }
 
 void TQVSlider::SetButtonHeight(int height)
 {
-    if (height == m_buttonHeight || height < 0)
+    if (height == m_data->ButtonHeight || height < 0)
         return;
-    m_buttonHeight = height;
+    m_data->ButtonHeight = height;
     updateGeometry();
-    update();
-}
-
-void TQVSlider::CheckLimits()
-{
-    m_ranges.Clamp(m_valueMin, m_valueMax);
-}
-
-void TQVSlider::SetRangeNumber(int number)
-{
-    if (!m_ranges.SetNumber(number))
-        return;
-    CheckLimits();
-    update();
-}
-
-void TQVSlider::SetRangeCurrent(int index)
-{
-    if (m_ranges.SetCurrent(index))
-        update();
-}
-
-void TQVSlider::SetRangeLimit(double limit)
-{
-    if (!m_ranges.SetLimit(limit))
-        return;
-    CheckLimits();
-    update();
-}
-
-void TQVSlider::SetRangeColor(TQVColor color)
-{
-    if (m_ranges.SetColor(color))
-        update();
-}
-
-void TQVSlider::SetLabelingDecimals(int decimals)
-{
-    if (decimals == m_labelingDecimals)
-        return;
-    m_labelingDecimals = decimals;
-    update();
-}
-
-void TQVSlider::SetOffsetLower(int offset)
-{
-    if (offset == m_offsetLower || offset < 0)
-        return;
-    m_offsetLower = offset;
-    update();
-}
-
-void TQVSlider::SetOffsetUpper(int offset)
-{
-    if (offset == m_offsetUpper || offset < 0)
-        return;
-    m_offsetUpper = offset;
     update();
 }
 
 void TQVSlider::SetValue(double value)
 {
-    const std::optional<double> accepted = QVSnapAndClamp(value, m_value, m_valueStepWidth, m_valueMin, m_valueMax);
+    const std::optional<double> accepted = QVSnapAndClamp(value, Scale().Value, m_data->ValueStepWidth, Scale().ValueMin, Scale().ValueMax);
     if (!accepted)
         return;
     value = *accepted;
-    const double oldValue = m_value;
-    m_value = value;
+    Scale().Value = value;
     if (OnValueChange)
         OnValueChange(this);
-    emit ValueChanged(m_value);
-    if (QAccessible::isActive()) {
-        QAccessibleValueChangeEvent event(this, m_value);
-        QAccessible::updateAccessibility(&event);
-    }
-    PaintNewValue(oldValue);
-}
-
-void TQVSlider::SetValueMin(double value)
-{
-    if (std::isnan(value) || value == m_valueMin || !(value < m_valueMax))
-        return;
-    m_valueMin = value;
-    CheckLimits();
-    updateGeometry();
-    update();
-}
-
-void TQVSlider::SetValueMax(double value)
-{
-    if (std::isnan(value) || value == m_valueMax || !(value > m_valueMin))
-        return;
-    m_valueMax = value;
-    CheckLimits();
-    updateGeometry();
-    update();
+    emit ValueChanged(Scale().Value);
+    NotifyAccessibleValue();
+    PaintNewValue();
 }
 
 void TQVSlider::SetValueStepWidth(double step)
 {
-    if (step == m_valueStepWidth || !std::isfinite(step))
+    if (step == m_data->ValueStepWidth || !std::isfinite(step))
         return;
-    m_valueStepWidth = step;
-    SetValue(m_value);
-    update();
-}
-
-void TQVSlider::SetLabelingGap(double gap)
-{
-    if (gap == m_labelingGap || !(gap > 0.0) || !std::isfinite(gap))
-        return;
-    m_labelingGap = gap;
-    update();
-}
-
-void TQVSlider::SetLabelScientificUnitPosfixInt(int id)
-{
-    if (id < sipNone || id > sipYotta)
-        return;
-    m_labelScientificUnitPosfix = TSiPrefixesId(id);
-}
-
-void TQVSlider::SetBevelColor1(TQVColor color)
-{
-    if (color == m_bevelColor1)
-        return;
-    m_bevelColor1 = color;
-    update();
-}
-
-void TQVSlider::SetBevelColor2(TQVColor color)
-{
-    if (color == m_bevelColor2)
-        return;
-    m_bevelColor2 = color;
+    m_data->ValueStepWidth = step;
+    SetValue(Scale().Value);
     update();
 }
 
 void TQVSlider::SetButtonColor(TQVColor color)
 {
-    if (color == m_buttonColor)
-        return;
-    m_buttonColor = color;
-    update();
+    if (QVChange(m_data->ButtonColor, color))
+        update();
 }
 
 void TQVSlider::SetButtonBorderColor(TQVColor color)
 {
-    if (color == m_buttonBorderColor)
-        return;
-    m_buttonBorderColor = color;
-    update();
+    if (QVChange(m_data->ButtonBorderColor, color))
+        update();
 }
 
 void TQVSlider::SetPictureSlide(const QPixmap &picture)
 {
-    m_pictureSlide = picture;
+    m_data->PictureSlide = picture;
     update();
 }
 
 void TQVSlider::SetPictureButton(const QPixmap &picture)
 {
-    m_pictureButton = picture;
+    m_data->PictureButton = picture;
     update();
 }
 
 void TQVSlider::SetPictureMask(const QPixmap &picture)
 {
-    m_pictureMask = picture;
+    m_data->PictureMask = picture;
     update();
 }
 
 void TQVSlider::SetButtonCaption(const QString &caption)
 {
-    if (caption == m_buttonCaption)
-        return;
-    m_buttonCaption = caption;
-    update();
+    if (QVChange(m_data->ButtonCaption, caption))
+        update();
 }
 
 void TQVSlider::SetButtonFont(const QFont &font)
 {
-    if (font == m_buttonFont)
-        return;
-    m_buttonFont = font;
-    update();
+    if (QVChange(m_data->ButtonFont, font))
+        update();
 }
 
 void TQVSlider::SetButtonFontColor(TQVColor color)
 {
-    if (color == m_buttonFontColor)
-        return;
-    m_buttonFontColor = color;
-    update();
+    if (QVChange(m_data->ButtonFontColor, color))
+        update();
 }
 
 void TQVSlider::SetButtonTransparent(bool transparent)
 {
-    if (transparent == m_buttonTransparent)
-        return;
-    m_buttonTransparent = transparent;
-    update();
-}
-
-void TQVSlider::SetLabelingFont(const QFont &font)
-{
-    if (font == m_labelingFont)
-        return;
-    m_labelingFont = font;
-    updateGeometry();
-    update();
-}
-
-void TQVSlider::SetLabelingFontColor(TQVColor color)
-{
-    if (color == m_labelingFontColor)
-        return;
-    m_labelingFontColor = color;
-    update();
+    if (QVChange(m_data->ButtonTransparent, transparent))
+        update();
 }
 
 void TQVSlider::SetReduceFlicker(bool reduce)
 {
-    if (reduce == m_reduceFlicker)
+    if (!QVChange(m_data->ReduceFlicker, reduce))
         return;
-    m_reduceFlicker = reduce;
     // The pixmap is sized on the next paint, when the target's pixel ratio is known.
-    m_offscreen = QPixmap();
+    m_data->Offscreen = QPixmap();
     update();
 }
 
 void TQVSlider::SetKind(TQVKind kind)
 {
-    if (kind == m_kind || kind > sbVertical)
-        return;
-    m_kind = kind;
-    if (IsDesigning() && !IsLoading())
-        resize(height(), width());
-    updateGeometry();
-    update();
+    StoreKind(kind);
 }
 
 void TQVSlider::SetLabelingOrientation(TLabelingOrientation orientation)
 {
-    if (orientation == m_labelingOrientation || orientation > lboBelow)
-        return;
-    m_labelingOrientation = orientation;
-    update();
+    StoreOrientation(orientation);
 }
 
 void TQVSlider::SetLabelingStyle(TLabelingStyle style)
 {
-    if (style == m_labelingStyle || style > lbsAsymmetric)
+    if (!StoreStyle(style, lbsAsymmetric))
         return;
-    m_labelingStyle = style;
-    if (style == lbsAsymmetric && m_pictureButton.isNull())
-        m_buttonWidth = std::max(0, MaxButtonWidth());
+    if (style == lbsAsymmetric && m_data->PictureButton.isNull())
+        m_data->ButtonWidth = std::max(0, MaxButtonWidth());
     else
         LimitButtonWidth();
-    updateGeometry();
-    update();
-}
-
-QList<TQVSlider::TRangeEntry> TQVSlider::Ranges() const
-{
-    return m_ranges.Rows();
-}
-
-void TQVSlider::ReadRanges(const QList<TRangeEntry> &ranges)
-{
-    m_ranges.Assign(ranges);
-    update();
 }
 
 TQVSlider::TStreamDoubles TQVSlider::Doubles() const
 {
-    return {m_value, m_valueMin, m_valueMax, m_valueStepWidth, m_labelingGap};
+    return {Scale().Value, Scale().ValueMin, Scale().ValueMax, m_data->ValueStepWidth, Scale().LabelingGap};
 }
 
 void TQVSlider::ReadDoubles(const TStreamDoubles &values)
 {
-    m_value = values.Value;
-    m_valueMin = values.ValueMin;
-    m_valueMax = values.ValueMax;
-    m_valueStepWidth = values.ValueStepWidth;
-    m_labelingGap = values.LabelingGap;
+    Scale().Value = values.Value;
+    Scale().ValueMin = values.ValueMin;
+    Scale().ValueMax = values.ValueMax;
+    m_data->ValueStepWidth = values.ValueStepWidth;
+    Scale().LabelingGap = values.LabelingGap;
     update();
 }
 
@@ -389,25 +284,6 @@ void TQVSlider::ReadRange(const QList<TRangeEntry> &ranges, const TStreamDoubles
 {
     ReadRanges(ranges);
     ReadDoubles(values);
-}
-
-QString TQVSlider::RangeTable() const
-{
-    QList<TQVRangeTableRow> rows;
-    for (const TRangeEntry &entry : Ranges())
-        rows.append(TQVRangeTableRow{entry.Color, entry.Limit, false});
-    return QVRangeTableText(rows, false);
-}
-
-void TQVSlider::SetRangeTable(const QString &text)
-{
-    QList<TQVRangeTableRow> rows;
-    if (!QVParseRangeTable(text, false, rows))
-        return;
-    QList<TRangeEntry> ranges;
-    for (const TQVRangeTableRow &row : rows.first(std::min<qsizetype>(rows.size(), MaxRanges)))
-        ranges.append(TRangeEntry{row.Color, row.Limit});
-    ReadRanges(ranges);
 }
 
 namespace {
@@ -443,7 +319,7 @@ TQVSlider::TStreamDoubles ReadFiveDoubles(TQVReader &reader)
 
 void TQVSlider::DefineProperties(TQVFiler &filer)
 {
-    TQVCustomPanel::DefineProperties(filer);
+    TQVLinearScaleControl::DefineProperties(filer);
     // Older forms: ranges and values in one property; never written.
     filer.DefineProperty(
         QStringLiteral("Range"),
@@ -487,38 +363,38 @@ void TQVSlider::DefineProperties(TQVFiler &filer)
 
 QString TQVSlider::LabelFormat() const
 {
-    return QVScaleLabelFormat(m_labelScientificUnitPosfix, m_valueMin, m_valueMax,
-                              std::min(m_labelingDecimals, QVMaxLabelDecimals));
+    return QVScaleLabelFormat(Scale().Prefix, Scale().ValueMin, Scale().ValueMax,
+                              std::min(Scale().LabelingDecimals, QVMaxLabelDecimals));
 }
 
 QString TQVSlider::FormatLabel(const QString &format, double value) const
 {
-    return QVFormatScaleLabel(format, value, m_labelScientificUnitPosfix, m_labelTextPosfix, locale());
+    return QVFormatScaleLabel(format, value, Scale().Prefix, Scale().Suffix, locale());
 }
 
 int TQVSlider::TextWidth8() const
 {
-    return QFontMetrics(m_labelingFont).horizontalAdvance(QLatin1Char('8'));
+    return QFontMetrics(Scale().LabelingFont).horizontalAdvance(QLatin1Char('8'));
 }
 
 QSize TQVSlider::sizeHint() const
 {
     if (Adaptive())
         return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), ThumbAcross(), ThumbLength() / 2, false);
-    const QFontMetrics fm(m_labelingFont);
-    const bool labels = m_labelingStyle != lbsNone && m_labelingStyle != lbsLines;
-    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
-    int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) + 2;
+    const QFontMetrics fm(Scale().LabelingFont);
+    const bool labels = LabelingStyle() != lbsNone && LabelingStyle() != lbsLines;
+    const double widest = std::abs(Scale().ValueMin) >= std::abs(Scale().ValueMax) ? Scale().ValueMin : Scale().ValueMax;
+    int across = QVPinPx(std::max(m_data->ButtonWidth, m_data->SliderWidth)) + 2;
     if (Vertical()) {
         if (labels)
             across += 2 * (fm.horizontalAdvance(FormatLabel(LabelFormat(), widest) + QLatin1Char('-')) + 8);
-        else if (m_labelingStyle == lbsLines)
+        else if (LabelingStyle() == lbsLines)
             across += 2 * 12;
         return QSize(std::max(49, across), 165);
     }
     if (labels)
         across += 2 * (fm.height() + 8);
-    else if (m_labelingStyle == lbsLines)
+    else if (LabelingStyle() == lbsLines)
         across += 2 * 12;
     return QSize(165, std::max(49, across));
 }
@@ -527,56 +403,56 @@ QSize TQVSlider::minimumSizeHint() const
 {
     if (Adaptive())
         return TQVLinearScaleDraw::AdaptiveSizeHint(ScaleSpec(), ThumbAcross(), ThumbLength() / 2, true);
-    const int along = QVPinPx(m_buttonHeight) + QVPinPx(m_offsetLower) + QVPinPx(m_offsetUpper) + 20;
-    const int across = QVPinPx(std::max(m_buttonWidth, m_sliderWidth)) / 2 + 2;
+    const int along = QVPinPx(m_data->ButtonHeight) + QVPinPx(Scale().OffsetLower) + QVPinPx(Scale().OffsetUpper) + 20;
+    const int across = QVPinPx(std::max(m_data->ButtonWidth, m_data->SliderWidth)) / 2 + 2;
     return Vertical() ? QSize(across, along) : QSize(along, across);
 }
 
 int TQVSlider::Travel() const
 {
-    return (Vertical() ? height() : width()) - QVPinPx(m_buttonHeight) - QVPinPx(m_offsetLower) - QVPinPx(m_offsetUpper);
+    return (Vertical() ? height() : width()) - QVPinPx(m_data->ButtonHeight) - QVPinPx(Scale().OffsetLower) - QVPinPx(Scale().OffsetUpper);
 }
 
 int TQVSlider::ThumbLength() const
 {
     const int along = Vertical() ? height() : width();
-    const int natural = QFontMetrics(m_labelingFont).height() + 4;
-    return std::clamp(std::max(m_buttonHeight, natural), 4, std::max(4, along / 3));
+    const int natural = QFontMetrics(Scale().LabelingFont).height() + 4;
+    return std::clamp(std::max(m_data->ButtonHeight, natural), 4, std::max(4, along / 3));
 }
 
 int TQVSlider::ThumbAcross() const
 {
     const int across = Vertical() ? width() : height();
-    const int wanted = std::min(m_buttonWidth, std::max(QVPinPx(m_sliderWidth) + 10, ThumbLength() * 5 / 4));
+    const int wanted = std::min(m_data->ButtonWidth, std::max(QVPinPx(m_data->SliderWidth) + 10, ThumbLength() * 5 / 4));
     return std::clamp(wanted, 4, std::max(4, across - 4));
 }
 
 double TQVSlider::AdaptiveValueAt(double position) const
 {
-    return m_valueMin + (position - m_layout.Lower) / (m_layout.Upper - m_layout.Lower) * (m_valueMax - m_valueMin);
+    return Scale().ValueMin + (position - Scale().AdaptiveLayout.Lower) / (Scale().AdaptiveLayout.Upper - Scale().AdaptiveLayout.Lower) * (Scale().ValueMax - Scale().ValueMin);
 }
 
 QRect TQVSlider::ButtonGeometry(double value) const
 {
     if (Adaptive()) {
-        if (!m_layout.IsValid())
+        if (!Scale().AdaptiveLayout.IsValid())
             return QRect();
-        const int centre = QVRoundPx(m_layout.PositionOf(std::clamp(value, m_valueMin, m_valueMax), m_valueMin, m_valueMax));
+        const int centre = QVRoundPx(Scale().AdaptiveLayout.PositionOf(std::clamp(value, Scale().ValueMin, Scale().ValueMax), Scale().ValueMin, Scale().ValueMax));
         const int length = ThumbLength();
-        const QRect &t = m_layout.Track;
+        const QRect &t = Scale().AdaptiveLayout.Track;
         return Vertical() ? QRect(t.left(), centre - length / 2, t.width(), length)
                           : QRect(centre - length / 2, t.top(), length, t.height());
     }
-    const double span = m_valueMax - m_valueMin;
-    const int q = span != 0.0 ? QVRoundPx((value - m_valueMin) * Travel() / span) : 0;
-    const int buttonWidth = QVPinPx(m_buttonWidth), buttonHeight = QVPinPx(m_buttonHeight);
+    const double span = Scale().ValueMax - Scale().ValueMin;
+    const int q = span != 0.0 ? QVRoundPx((value - Scale().ValueMin) * Travel() / span) : 0;
+    const int buttonWidth = QVPinPx(m_data->ButtonWidth), buttonHeight = QVPinPx(m_data->ButtonHeight);
     if (Vertical()) {
         const int left = (width() - buttonWidth) / 2 + 1;
-        const int bottom = height() - q - QVPinPx(m_offsetLower);
+        const int bottom = height() - q - QVPinPx(Scale().OffsetLower);
         return QRect(left, bottom - buttonHeight, buttonWidth, buttonHeight);
     }
     const int top = (height() - buttonWidth) / 2;
-    return QRect(QVPinPx(m_offsetLower) + q, top, buttonHeight, buttonWidth);
+    return QRect(QVPinPx(Scale().OffsetLower) + q, top, buttonHeight, buttonWidth);
 }
 
 QRect TQVSlider::ButtonPaintArea(double value) const
@@ -584,95 +460,94 @@ QRect TQVSlider::ButtonPaintArea(double value) const
     const QRect b = ButtonGeometry(value);
     if (Adaptive())
         return b.isEmpty() ? b : b.adjusted(-2, -2, 2, 2); // room for the focus ring
-    if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric && m_pictureButton.isNull())
+    if (m_data->ButtonTransparent && LabelingStyle() == lbsAsymmetric && m_data->PictureButton.isNull())
         return Vertical() ? QRect(0, b.top(), width(), b.height()) : QRect(b.left(), 0, b.width(), height());
     return b;
 }
 
-void TQVSlider::PaintNewValue(double oldValue)
+void TQVSlider::PaintNewValue()
 {
-    Q_UNUSED(oldValue);
     if (!isVisible() || !updatesEnabled())
         return;
-    if (Adaptive() && !m_layout.IsValid()) {
+    if (Adaptive() && !Scale().AdaptiveLayout.IsValid()) {
         update();
         return;
     }
     // The old area is the button as last painted in full (the hit rectangle is its interior).
-    const QRect oldArea = m_buttonPaintArea.adjusted(-2, -2, 2, 2);
-    const QRect newArea = ButtonPaintArea(m_value).adjusted(-2, -2, 2, 2);
-    const bool apart = !m_buttonPaintArea.isEmpty() && !oldArea.intersects(newArea);
+    const QRect oldArea = m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2);
+    const QRect newArea = ButtonPaintArea(Scale().Value).adjusted(-2, -2, 2, 2);
+    const bool apart = !m_data->ButtonPaintArea.isEmpty() && !oldArea.intersects(newArea);
     if (apart) {
-        m_valueRegion = oldArea;
-        repaint(m_valueRegion);
+        m_data->ValueRegion = oldArea;
+        repaint(m_data->ValueRegion);
     }
-    m_valueRegion = apart || m_buttonPaintArea.isEmpty() ? newArea : oldArea.united(newArea);
-    repaint(m_valueRegion);
-    m_valueRegion = QRect();
+    m_data->ValueRegion = apart || m_data->ButtonPaintArea.isEmpty() ? newArea : oldArea.united(newArea);
+    repaint(m_data->ValueRegion);
+    m_data->ValueRegion = QRect();
 }
 
 bool TQVSlider::ButtonCacheable() const
 {
-    return m_pictureButton.isNull() && m_pictureMask.isNull() && !m_buttonTransparent;
+    return m_data->PictureButton.isNull() && m_data->PictureMask.isNull() && !m_data->ButtonTransparent;
 }
 
 bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &region)
 {
     // Only a paint of exactly the value area may use the cache: Qt may have merged other
     // pending updates into the event.
-    if (m_valueRegion.isEmpty() || !m_valueRegion.contains(region.boundingRect()))
+    if (m_data->ValueRegion.isEmpty() || !m_data->ValueRegion.contains(region.boundingRect()))
         return false;
     const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
     const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (!m_backgroundValid || m_background.size() != pixels || m_background.devicePixelRatioF() != dpr) {
-        m_background = QPixmap(pixels);
-        m_background.setDevicePixelRatio(dpr);
-        QPainter background(&m_background);
+    if (!m_data->BackgroundValid || m_data->Background.size() != pixels || m_data->Background.devicePixelRatioF() != dpr) {
+        m_data->Background = QPixmap(pixels);
+        m_data->Background.setDevicePixelRatio(dpr);
+        QPainter background(&m_data->Background);
         PaintPanel(background);
         PaintSlideTrack(background);
         PaintLabeling(background);
-        m_buttonImage = QPixmap();
-        m_backgroundValid = true;
+        m_data->ButtonImage = QPixmap();
+        m_data->BackgroundValid = true;
     }
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     for (const QRect &r : region)
-        painter.drawPixmap(r, m_background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
+        painter.drawPixmap(r, m_data->Background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.setClipRect(m_valueRegion);
+    painter.setClipRect(m_data->ValueRegion);
 
-    const QRect button = ButtonGeometry(m_value);
+    const QRect button = ButtonGeometry(Scale().Value);
     // A button reaching out of the widget (a huge ButtonHeight) would make a huge picture.
     if (!ButtonCacheable() || button.isEmpty() || !rect().contains(button)) {
         PaintButton(painter);
         return true;
     }
     // The opaque button looks the same wherever it is: draw it once, then blit it.
-    if (m_buttonImage.isNull() || m_buttonImage.size() != (QSizeF(button.size()) * dpr).toSize()) {
-        m_buttonImage = QPixmap((QSizeF(button.size()) * dpr).toSize());
-        m_buttonImage.setDevicePixelRatio(dpr);
-        m_buttonImage.fill(Qt::transparent);
-        QPainter image(&m_buttonImage);
+    if (m_data->ButtonImage.isNull() || m_data->ButtonImage.size() != (QSizeF(button.size()) * dpr).toSize()) {
+        m_data->ButtonImage = QPixmap((QSizeF(button.size()) * dpr).toSize());
+        m_data->ButtonImage.setDevicePixelRatio(dpr);
+        m_data->ButtonImage.fill(Qt::transparent);
+        QPainter image(&m_data->ButtonImage);
         image.translate(-button.topLeft());
         PaintButton(image);
-        m_buttonImageInner = m_buttonRect.translated(-button.topLeft());
+        m_data->ButtonImageInner = m_data->ButtonRect.translated(-button.topLeft());
     }
-    painter.drawPixmap(button.topLeft(), m_buttonImage);
-    m_buttonRect = m_buttonImageInner.translated(button.topLeft());
-    m_buttonPaintArea = ButtonPaintArea(m_value);
+    painter.drawPixmap(button.topLeft(), m_data->ButtonImage);
+    m_data->ButtonRect = m_data->ButtonImageInner.translated(button.topLeft());
+    m_data->ButtonPaintArea = ButtonPaintArea(Scale().Value);
     return true;
 }
 
 void TQVSlider::paintEvent(QPaintEvent *event)
 {
-    if (!m_valueRegion.isEmpty()) {
+    if (!m_data->ValueRegion.isEmpty()) {
         QPainter painter(this);
         if (PaintValueFromBackground(painter, event->region()))
             return;
     }
-    m_backgroundValid = false;
-    if (!m_reduceFlicker) {
-        TQVCustomPanel::paintEvent(event);
+    m_data->BackgroundValid = false;
+    if (!m_data->ReduceFlicker) {
+        TQVLinearScaleControl::paintEvent(event);
         return;
     }
     QPainter painter(this);
@@ -680,32 +555,32 @@ void TQVSlider::paintEvent(QPaintEvent *event)
     const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
     const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (m_offscreen.size() != pixels || m_offscreen.devicePixelRatioF() != dpr) {
-        m_offscreen = QPixmap(pixels);
-        m_offscreen.setDevicePixelRatio(dpr);
+    if (m_data->Offscreen.size() != pixels || m_data->Offscreen.devicePixelRatioF() != dpr) {
+        m_data->Offscreen = QPixmap(pixels);
+        m_data->Offscreen.setDevicePixelRatio(dpr);
     }
     {
-        QPainter offscreen(&m_offscreen);
+        QPainter offscreen(&m_data->Offscreen);
         offscreen.setClipRegion(event->region());
         Paint(offscreen);
     }
     painter.setClipRegion(event->region());
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.drawPixmap(0, 0, m_offscreen);
+    painter.drawPixmap(0, 0, m_data->Offscreen);
 }
 
 void TQVSlider::resizeEvent(QResizeEvent *event)
 {
-    TQVCustomPanel::resizeEvent(event);
+    TQVLinearScaleControl::resizeEvent(event);
     LimitButtonWidth();
 }
 
 void TQVSlider::Paint(QPainter &painter)
 {
     PaintPanel(painter);
-    if (width() != m_lastWidth || height() != m_lastHeight) {
-        m_lastWidth = width();
-        m_lastHeight = height();
+    if (width() != m_data->LastWidth || height() != m_data->LastHeight) {
+        m_data->LastWidth = width();
+        m_data->LastHeight = height();
         LimitButtonWidth();
     }
     PaintSlideTrack(painter);
@@ -716,19 +591,19 @@ void TQVSlider::Paint(QPainter &painter)
 void TQVSlider::PaintSlideTrack(QPainter &painter)
 {
     if (Adaptive()) {
-        m_layout = TQVLinearScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect(), ThumbAcross(), ThumbLength() / 2,
-                                                      m_offsetLower, m_offsetUpper);
-        m_slideRect = m_layout.Track;
-        if (!m_layout.IsValid())
+        Scale().AdaptiveLayout = TQVLinearScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect(), ThumbAcross(), ThumbLength() / 2,
+                                                      Scale().OffsetLower, Scale().OffsetUpper);
+        m_data->SlideRect = Scale().AdaptiveLayout.Track;
+        if (!Scale().AdaptiveLayout.IsValid())
             return;
-        if (!m_pictureSlide.isNull()) {
-            painter.drawPixmap(m_layout.Track, m_pictureSlide);
+        if (!m_data->PictureSlide.isNull()) {
+            painter.drawPixmap(Scale().AdaptiveLayout.Track, m_data->PictureSlide);
             return;
         }
         // A rounded groove across the middle of the thumb's lane, the colour ranges inside it.
-        const QRect lane = m_layout.Track;
+        const QRect lane = Scale().AdaptiveLayout.Track;
         const int across = Vertical() ? lane.width() : lane.height();
-        const int thickness = std::clamp(m_sliderWidth / 2, 3, std::max(3, across - 4));
+        const int thickness = std::clamp(m_data->SliderWidth / 2, 3, std::max(3, across - 4));
         const int inset = ThumbLength() / 2 - thickness / 2;
         QRectF groove = Vertical() ? QRectF(lane.left() + (across - thickness) / 2, lane.top() + inset, thickness,
                                             lane.height() - 2 * inset)
@@ -743,17 +618,17 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
         painter.setBrush(Mix(ground, text, 0.15));
         const double radius = thickness / 2.0;
         painter.drawRoundedRect(groove.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
-        const double span = m_valueMax - m_valueMin;
+        const double span = Scale().ValueMax - Scale().ValueMin;
         if (span > 0.0 && std::isfinite(span)) {
             painter.setPen(Qt::NoPen);
             painter.setClipRect(groove.adjusted(1, 1, -1, -1), Qt::IntersectClip);
-            double lower = m_valueMin;
-            for (int i = 0; i < m_ranges.Number(); ++i) {
-                const double limit = std::clamp(m_ranges[i].Limit, m_valueMin, m_valueMax);
-                const QColor colour = ToQColor(m_ranges[i].Color);
+            double lower = Scale().ValueMin;
+            for (int i = 0; i < Scale().Ranges.Number(); ++i) {
+                const double limit = std::clamp(Scale().Ranges[i].Limit, Scale().ValueMin, Scale().ValueMax);
+                const QColor colour = ToQColor(Scale().Ranges[i].Color);
                 if (colour != ground && limit > lower) {
-                    const double a = m_layout.PositionOf(lower, m_valueMin, m_valueMax);
-                    const double b = m_layout.PositionOf(limit, m_valueMin, m_valueMax);
+                    const double a = Scale().AdaptiveLayout.PositionOf(lower, Scale().ValueMin, Scale().ValueMax);
+                    const double b = Scale().AdaptiveLayout.PositionOf(limit, Scale().ValueMin, Scale().ValueMax);
                     painter.setBrush(colour);
                     painter.drawRect(Vertical() ? QRectF(groove.left(), std::min(a, b), groove.width(), std::fabs(b - a))
                                                 : QRectF(std::min(a, b), groove.top(), std::fabs(b - a), groove.height()));
@@ -766,95 +641,77 @@ void TQVSlider::PaintSlideTrack(QPainter &painter)
     }
     const int w = width();
     const int h = height();
-    const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
-    const int sliderWidth = QVPinPx(m_sliderWidth), lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
+    const bool secondSide = LabelingOrientation() == lboRight || LabelingOrientation() == lboBelow;
+    const int sliderWidth = QVPinPx(m_data->SliderWidth), lower = QVPinPx(Scale().OffsetLower), upper = QVPinPx(Scale().OffsetUpper);
     QRect t;
     if (Vertical()) {
         int left = (w - sliderWidth) / 2;
-        if (m_labelingStyle == lbsAsymmetric)
+        if (LabelingStyle() == lbsAsymmetric)
             left = secondSide ? int(w * 0.1) : int(w * 0.9) - sliderWidth;
         t = Edges(left, upper, left + sliderWidth, h - lower);
     } else {
         int top = (h - sliderWidth) / 2;
-        if (m_labelingStyle == lbsAsymmetric)
+        if (LabelingStyle() == lbsAsymmetric)
             top = secondSide ? int(h * 0.1) : int(h * 0.9) - sliderWidth;
         t = Edges(lower, top, w - upper, top + sliderWidth);
     }
     // Stored before the picture check so that a click on a pictured track jumps as well.
-    m_slideRect = t;
+    m_data->SlideRect = t;
 
-    if (!m_pictureSlide.isNull()) {
+    if (!m_data->PictureSlide.isNull()) {
         painter.fillRect(rect(), ToQColor(Color()));
-        painter.drawPixmap(rect(), m_pictureSlide);
+        painter.drawPixmap(rect(), m_data->PictureSlide);
         return;
     }
     // The surroundings of the track already carry `Color`: the panel painted them.
     if (t.isEmpty())
         return;
-    t = QVFrame3D(painter, t, ToQColor(m_bevelColor2), ToQColor(m_bevelColor1), BevelWidth());
+    t = QVFrame3D(painter, t, ToQColor(Scale().BevelColor2), ToQColor(Scale().BevelColor1), BevelWidth());
     if (t.isEmpty())
         return;
 
-    const double span = m_valueMax - m_valueMin;
+    const double span = Scale().ValueMax - Scale().ValueMin;
     if (!(span != 0.0) || !std::isfinite(span))
         return;
-    const int n = m_ranges.Number();
-    const int buttonHeight = QVPinPx(m_buttonHeight);
+    const int n = Scale().Ranges.Number();
+    const int buttonHeight = QVPinPx(m_data->ButtonHeight);
     const int half = buttonHeight / 2;
     const int tl = t.left(), tt = t.top(), tr = t.left() + t.width(), tb = t.top() + t.height();
     if (Vertical()) {
         int e = tb;
         for (int i = 0; i < n; ++i) {
-            const int p = tb - QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tb - tt - buttonHeight) / span) - half;
-            Fill(painter, Edges(tl, i == n - 1 ? tt : p, tr, e).intersected(t), ToQColor(m_ranges[i].Color));
+            const int p = tb - QVRoundPx((Scale().Ranges[i].Limit - Scale().ValueMin) * (tb - tt - buttonHeight) / span) - half;
+            Fill(painter, Edges(tl, i == n - 1 ? tt : p, tr, e).intersected(t), ToQColor(Scale().Ranges[i].Color));
             e = p;
         }
     } else {
         int e = tl;
         for (int i = 0; i < n; ++i) {
-            const int p = QVRoundPx((m_ranges[i].Limit - m_valueMin) * (tr - tl - buttonHeight) / span) + half + 2;
-            Fill(painter, Edges(e, tt, i == n - 1 ? tr : p, tb).intersected(t), ToQColor(m_ranges[i].Color));
+            const int p = QVRoundPx((Scale().Ranges[i].Limit - Scale().ValueMin) * (tr - tl - buttonHeight) / span) + half + 2;
+            Fill(painter, Edges(e, tt, i == n - 1 ? tr : p, tb).intersected(t), ToQColor(Scale().Ranges[i].Color));
             e = p;
         }
     }
 }
 
-TQVLinearScaleSpec TQVSlider::ScaleSpec() const
-{
-    TQVLinearScaleSpec scale;
-    scale.Vertical = Vertical();
-    scale.ValueMin = m_valueMin;
-    scale.ValueMax = m_valueMax;
-    scale.Gap = m_labelingGap;
-    scale.Decimals = m_labelingDecimals;
-    scale.DefaultDecimals = 1;
-    scale.PrefixId = m_labelScientificUnitPosfix;
-    scale.Suffix = m_labelTextPosfix;
-    scale.Locale = locale();
-    scale.Font = m_labelingFont;
-    scale.SetInk(m_labelingFontColor, palette(), Adaptive());
-    scale.SetStyle(m_labelingStyle, m_labelingOrientation);
-    return scale;
-}
-
 void TQVSlider::PaintLabeling(QPainter &painter)
 {
-    if (m_labelingStyle == lbsNone)
+    if (LabelingStyle() == lbsNone)
         return;
     if (Adaptive()) {
-        if (m_layout.IsValid())
-            TQVLinearScaleDraw::PaintAdaptive(painter, m_layout, ScaleSpec().Ink);
+        if (Scale().AdaptiveLayout.IsValid())
+            TQVLinearScaleDraw::PaintAdaptive(painter, Scale().AdaptiveLayout, ScaleSpec().Ink);
         return;
     }
     const int w = width();
     const int h = height();
     // The scale runs between the centres of the button at its two ends; a mask picture gives
     // the button's extent instead.
-    const int lower = QVPinPx(m_offsetLower), upper = QVPinPx(m_offsetUpper);
-    int half = QVPinPx(m_buttonHeight) / 2;
-    const bool mask = !m_pictureMask.isNull();
+    const int lower = QVPinPx(Scale().OffsetLower), upper = QVPinPx(Scale().OffsetUpper);
+    int half = QVPinPx(m_data->ButtonHeight) / 2;
+    const bool mask = !m_data->PictureMask.isNull();
     if (mask)
-        half = Vertical() ? m_pictureMask.height() / 2 : m_pictureMask.width() / 2;
+        half = Vertical() ? m_data->PictureMask.height() / 2 : m_data->PictureMask.width() / 2;
     TQVClassicLinearGeometry geometry;
     if (Vertical())
         geometry.Area = Edges(0, half + upper, w, h - half - lower);
@@ -863,60 +720,54 @@ void TQVSlider::PaintLabeling(QPainter &painter)
     if (geometry.Area.isNull())
         return;
     geometry.Widget = size();
-    geometry.BarThickness = QVPinPx(m_sliderWidth);
-    geometry.Asymmetric = m_labelingStyle == lbsAsymmetric;
+    geometry.BarThickness = QVPinPx(m_data->SliderWidth);
+    geometry.Asymmetric = LabelingStyle() == lbsAsymmetric;
     geometry.Width8 = TextWidth8();
-    const auto result = m_scaleDraw.PaintClassic(painter, ScaleSpec(), geometry);
-    // Painting enlarges a gap whose lines would lie closer than 2 pixels, for good.
-    m_labelingGap = result.Gap;
-    if (result.LabelHeight > 0) {
-        m_labelWidth = result.LabelWidth;
-        m_labelHeight = result.LabelHeight;
-    }
+    StoreClassicResult(Scale().Draw.PaintClassic(painter, ScaleSpec(), geometry));
 }
 
 void TQVSlider::PaintButton(QPainter &painter)
 {
-    QRect b = ButtonGeometry(m_value);
-    m_buttonRect = b;
-    m_buttonPaintArea = ButtonPaintArea(m_value);
+    QRect b = ButtonGeometry(Scale().Value);
+    m_data->ButtonRect = b;
+    m_data->ButtonPaintArea = ButtonPaintArea(Scale().Value);
     if (b.isEmpty())
         return;
-    if (Adaptive() && m_pictureButton.isNull()) {
+    if (Adaptive() && m_data->PictureButton.isNull()) {
         PaintThumb(painter, b);
         return;
     }
-    if (!m_pictureMask.isNull()) {
+    if (!m_data->PictureMask.isNull()) {
         painter.save();
         painter.setCompositionMode(QPainter::RasterOp_SourceAndDestination);
-        painter.drawPixmap(b, m_pictureMask);
+        painter.drawPixmap(b, m_data->PictureMask);
         painter.restore();
     }
-    if (!m_pictureButton.isNull()) {
+    if (!m_data->PictureButton.isNull()) {
         painter.save();
         painter.setCompositionMode(QPainter::RasterOp_SourceOrDestination);
-        painter.drawPixmap(b.adjusted(1, 1, -1, -1), m_pictureButton);
+        painter.drawPixmap(b.adjusted(1, 1, -1, -1), m_data->PictureButton);
         painter.restore();
         return;
     }
 
     const int bw = QVPinPx(BevelWidth(), 0);
-    const QColor light = ToQColor(m_bevelColor1);
-    const QColor shadow = ToQColor(m_bevelColor2);
-    const QColor border = ToQColor(m_buttonBorderColor);
-    if (m_buttonTransparent && m_labelingStyle == lbsAsymmetric) {
+    const QColor light = ToQColor(Scale().BevelColor1);
+    const QColor shadow = ToQColor(Scale().BevelColor2);
+    const QColor border = ToQColor(m_data->ButtonBorderColor);
+    if (m_data->ButtonTransparent && LabelingStyle() == lbsAsymmetric) {
         // A bar across the whole control with a sunken window through which the label shows.
-        QRect inner = QVFrame3D(painter, m_buttonPaintArea, light, shadow, bw);
-        const int windowSpan = m_labelWidth + 2 * TextWidth8() + bw;
-        const bool secondSide = m_labelingOrientation == lboRight || m_labelingOrientation == lboBelow;
+        QRect inner = QVFrame3D(painter, m_data->ButtonPaintArea, light, shadow, bw);
+        const int windowSpan = Scale().LabelWidth + 2 * TextWidth8() + bw;
+        const bool secondSide = LabelingOrientation() == lboRight || LabelingOrientation() == lboBelow;
         QRect window;
         if (Vertical()) {
             const int right = secondSide ? int(width() * 0.8) + bw : int(width() * 0.2) - bw + windowSpan;
             window = Edges(right - windowSpan, inner.top(), right, inner.top() + inner.height());
         } else {
             const int h = height();
-            const int bottom = secondSide ? h - int(h * 0.2) + bw : int(h * 0.2) - bw + 2 * m_labelHeight + 2 * bw;
-            const int top = secondSide ? bottom - 2 * m_labelHeight - 2 * bw : int(h * 0.2) - bw;
+            const int bottom = secondSide ? h - int(h * 0.2) + bw : int(h * 0.2) - bw + 2 * Scale().LabelHeight + 2 * bw;
+            const int top = secondSide ? bottom - 2 * Scale().LabelHeight - 2 * bw : int(h * 0.2) - bw;
             window = Edges(inner.left(), top, inner.left() + inner.width(), bottom);
         }
         window = window.intersected(inner);
@@ -933,18 +784,18 @@ void TQVSlider::PaintButton(QPainter &painter)
         b = QVFrame3D(painter, b, light, shadow, bw);
         b = QVFrame3D(painter, b, border, border, bw);
         b = QVFrame3D(painter, b, shadow, light, bw);
-        if (!m_buttonTransparent)
-            Fill(painter, b, ToQColor(m_buttonColor));
+        if (!m_data->ButtonTransparent)
+            Fill(painter, b, ToQColor(m_data->ButtonColor));
     }
-    m_buttonRect = b;
+    m_data->ButtonRect = b;
 
-    if (!m_buttonCaption.isEmpty()) {
-        painter.setFont(m_buttonFont);
-        painter.setPen(ToQColor(m_buttonFontColor));
-        const QFontMetrics fm(m_buttonFont);
-        const int x = b.left() + (b.width() - fm.horizontalAdvance(m_buttonCaption)) / 2;
+    if (!m_data->ButtonCaption.isEmpty()) {
+        painter.setFont(m_data->ButtonFont);
+        painter.setPen(ToQColor(m_data->ButtonFontColor));
+        const QFontMetrics fm(m_data->ButtonFont);
+        const int x = b.left() + (b.width() - fm.horizontalAdvance(m_data->ButtonCaption)) / 2;
         const int y = b.top() + (b.height() - fm.height()) / 2;
-        painter.drawText(QPoint(x, y + fm.ascent()), m_buttonCaption);
+        painter.drawText(QPoint(x, y + fm.ascent()), m_data->ButtonCaption);
     }
 }
 
@@ -953,10 +804,10 @@ void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
     const QPalette &pal = palette();
     // The face is the palette's button colour unless the user chose another one; the outline
     // takes a share of the text colour, so the thumb stands out on light and dark palettes.
-    QColor face = m_buttonColor == QVColors::clBtnFace ? pal.color(QPalette::Button) : ToQColor(m_buttonColor);
-    if (m_dragging)
+    QColor face = m_data->ButtonColor == QVColors::clBtnFace ? pal.color(QPalette::Button) : ToQColor(m_data->ButtonColor);
+    if (m_data->Dragging)
         face = face.darker(108);
-    else if (m_hover)
+    else if (m_data->Hover)
         face = face.lighter(112);
     const QColor text = pal.color(QPalette::ButtonText);
     const QRectF r = QRectF(thumb).adjusted(0.5, 0.5, -0.5, -0.5);
@@ -971,11 +822,11 @@ void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
     QLinearGradient shade(r.topLeft(), Vertical() ? r.bottomLeft() : r.topRight());
     shade.setColorAt(0.0, face.lighter(106));
     shade.setColorAt(1.0, face.darker(106));
-    painter.setBrush(m_buttonTransparent ? QBrush(Qt::NoBrush) : QBrush(shade));
+    painter.setBrush(m_data->ButtonTransparent ? QBrush(Qt::NoBrush) : QBrush(shade));
     painter.setPen(QPen(Mix(face, text, 0.55), 1.0));
     painter.drawRoundedRect(r, radius, radius);
     // A grip of three short lines across the thumb, or the caption.
-    if (m_buttonCaption.isEmpty()) {
+    if (m_data->ButtonCaption.isEmpty()) {
         painter.setRenderHint(QPainter::Antialiasing, false);
         painter.setPen(QPen(Mix(face, text, 0.45), 1.0));
         const QPoint c = thumb.center();
@@ -987,20 +838,19 @@ void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
                 painter.drawLine(c.x() + 3 * k, c.y() - reach, c.x() + 3 * k, c.y() + reach);
         }
     } else {
-        painter.setFont(m_buttonFont);
-        painter.setPen(m_buttonFontColor == QVColors::clBlack ? text : ToQColor(m_buttonFontColor));
-        painter.drawText(thumb, Qt::AlignCenter, m_buttonCaption);
+        painter.setFont(m_data->ButtonFont);
+        painter.setPen(m_data->ButtonFontColor == QVColors::clBlack ? text : ToQColor(m_data->ButtonFontColor));
+        painter.drawText(thumb, Qt::AlignCenter, m_data->ButtonCaption);
     }
     painter.restore();
 }
 
 void TQVSlider::SetHover(bool hover)
 {
-    if (hover == m_hover)
+    if (!QVChange(m_data->Hover, hover))
         return;
-    m_hover = hover;
-    m_buttonImage = QPixmap();
-    update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+    m_data->ButtonImage = QPixmap();
+    update(m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2));
 }
 
 bool TQVSlider::event(QEvent *event)
@@ -1008,7 +858,7 @@ bool TQVSlider::event(QEvent *event)
     switch (event->type()) {
     case QEvent::HoverEnter:
     case QEvent::HoverMove:
-        SetHover(Adaptive() && m_buttonRect.contains(static_cast<QHoverEvent *>(event)->position().toPoint()));
+        SetHover(Adaptive() && m_data->ButtonRect.contains(static_cast<QHoverEvent *>(event)->position().toPoint()));
         break;
     case QEvent::HoverLeave:
         SetHover(false);
@@ -1016,45 +866,39 @@ bool TQVSlider::event(QEvent *event)
     default:
         break;
     }
-    return TQVCustomPanel::event(event);
+    return TQVLinearScaleControl::event(event);
 }
 
 void TQVSlider::focusInEvent(QFocusEvent *event)
 {
-    TQVCustomPanel::focusInEvent(event);
+    TQVLinearScaleControl::focusInEvent(event);
     if (Adaptive()) {
-        m_buttonImage = QPixmap();
-        update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+        m_data->ButtonImage = QPixmap();
+        update(m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2));
     }
 }
 
 void TQVSlider::focusOutEvent(QFocusEvent *event)
 {
-    TQVCustomPanel::focusOutEvent(event);
+    TQVLinearScaleControl::focusOutEvent(event);
     if (Adaptive()) {
-        m_buttonImage = QPixmap();
-        update(m_buttonPaintArea.adjusted(-2, -2, 2, 2));
+        m_data->ButtonImage = QPixmap();
+        update(m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2));
     }
 }
 
-void TQVSlider::SetScaleLayout(TQVScaleLayout layout)
+void TQVSlider::ScaleLayoutChanged()
 {
-    if (layout == m_scaleLayout || layout > slAdaptive)
-        return;
-    m_scaleLayout = layout;
-    m_layout = {};
-    m_buttonImage = QPixmap();
-    m_backgroundValid = false;
-    setAttribute(Qt::WA_Hover, layout == slAdaptive);
-    updateGeometry();
-    update();
+    m_data->ButtonImage = QPixmap();
+    m_data->BackgroundValid = false;
+    setAttribute(Qt::WA_Hover, Adaptive());
 }
 
 void TQVSlider::StartDrag(const QPoint &pos)
 {
-    m_dragging = true;
-    m_dragStart = pos;
-    m_dragStartValue = m_value;
+    m_data->Dragging = true;
+    m_data->DragStart = pos;
+    m_data->DragStartValue = Scale().Value;
 }
 
 void TQVSlider::mousePressEvent(QMouseEvent *event)
@@ -1063,20 +907,20 @@ void TQVSlider::mousePressEvent(QMouseEvent *event)
     if (event->button() != Qt::LeftButton)
         return;
     const QPoint pos = event->position().toPoint();
-    if (m_buttonRect.contains(pos)) {
+    if (m_data->ButtonRect.contains(pos)) {
         StartDrag(pos);
-    } else if (Adaptive() && m_layout.IsValid() && m_slideRect.contains(pos)) {
+    } else if (Adaptive() && Scale().AdaptiveLayout.IsValid() && m_data->SlideRect.contains(pos)) {
         SetValue(AdaptiveValueAt(Vertical() ? pos.y() + 0.5 : pos.x() + 0.5));
         StartDrag(pos);
-    } else if (m_slideRect.contains(pos)) {
-        const double span = m_valueMax - m_valueMin;
+    } else if (m_data->SlideRect.contains(pos)) {
+        const double span = Scale().ValueMax - Scale().ValueMin;
         const int travel = Travel();
         if (travel != 0) {
-            const double half = m_buttonHeight / 2.0;
+            const double half = m_data->ButtonHeight / 2.0;
             if (Vertical())
-                SetValue(span * (height() - half - m_offsetLower - pos.y()) / travel + m_valueMin);
+                SetValue(span * (height() - half - Scale().OffsetLower - pos.y()) / travel + Scale().ValueMin);
             else
-                SetValue(span * (pos.x() - half - m_offsetLower) / travel + m_valueMin);
+                SetValue(span * (pos.x() - half - Scale().OffsetLower) / travel + Scale().ValueMin);
         }
         StartDrag(pos);
     }
@@ -1085,68 +929,68 @@ void TQVSlider::mousePressEvent(QMouseEvent *event)
 void TQVSlider::mouseMoveEvent(QMouseEvent *event)
 {
     event->accept();
-    if (!m_dragging)
+    if (!m_data->Dragging)
         return;
     if (Adaptive()) {
         const QPoint pos = event->position().toPoint();
-        const double moved = Vertical() ? pos.y() - m_dragStart.y() : pos.x() - m_dragStart.x();
-        if (m_layout.IsValid() && m_layout.Upper != m_layout.Lower)
-            SetValue(m_dragStartValue + moved / (m_layout.Upper - m_layout.Lower) * (m_valueMax - m_valueMin));
+        const double moved = Vertical() ? pos.y() - m_data->DragStart.y() : pos.x() - m_data->DragStart.x();
+        if (Scale().AdaptiveLayout.IsValid() && Scale().AdaptiveLayout.Upper != Scale().AdaptiveLayout.Lower)
+            SetValue(m_data->DragStartValue + moved / (Scale().AdaptiveLayout.Upper - Scale().AdaptiveLayout.Lower) * (Scale().ValueMax - Scale().ValueMin));
         return;
     }
     const int travel = Travel();
     if (travel == 0)
         return;
     const QPoint pos = event->position().toPoint();
-    const double span = m_valueMax - m_valueMin;
+    const double span = Scale().ValueMax - Scale().ValueMin;
     if (Vertical())
-        SetValue(span * (m_dragStart.y() - pos.y()) / travel + m_dragStartValue);
+        SetValue(span * (m_data->DragStart.y() - pos.y()) / travel + m_data->DragStartValue);
     else
-        SetValue(span * (pos.x() - m_dragStart.x()) / travel + m_dragStartValue);
+        SetValue(span * (pos.x() - m_data->DragStart.x()) / travel + m_data->DragStartValue);
 }
 
 void TQVSlider::mouseReleaseEvent(QMouseEvent *event)
 {
     event->accept();
-    if (event->button() == Qt::LeftButton && m_dragging) {
-        m_dragging = false;
+    if (event->button() == Qt::LeftButton && m_data->Dragging) {
+        m_data->Dragging = false;
         if (Adaptive()) {
-            m_buttonImage = QPixmap();
-            update(m_buttonPaintArea);
+            m_data->ButtonImage = QPixmap();
+            update(m_data->ButtonPaintArea);
         }
     }
 }
 
 void TQVSlider::keyPressEvent(QKeyEvent *event)
 {
-    const double span = m_valueMax - m_valueMin;
-    const double step = m_valueStepWidth > 0.0 ? m_valueStepWidth : span / 100.0;
-    const double page = m_valueStepWidth > 0.0
-        ? m_valueStepWidth * std::max(1.0, std::nearbyint(span / 10.0 / m_valueStepWidth))
+    const double span = Scale().ValueMax - Scale().ValueMin;
+    const double step = m_data->ValueStepWidth > 0.0 ? m_data->ValueStepWidth : span / 100.0;
+    const double page = m_data->ValueStepWidth > 0.0
+        ? m_data->ValueStepWidth * std::max(1.0, std::nearbyint(span / 10.0 / m_data->ValueStepWidth))
         : span / 10.0;
     switch (event->key()) {
     case Qt::Key_Up:
     case Qt::Key_Right:
-        SetValue(m_value + step);
+        SetValue(Scale().Value + step);
         break;
     case Qt::Key_Down:
     case Qt::Key_Left:
-        SetValue(m_value - step);
+        SetValue(Scale().Value - step);
         break;
     case Qt::Key_PageUp:
-        SetValue(m_value + page);
+        SetValue(Scale().Value + page);
         break;
     case Qt::Key_PageDown:
-        SetValue(m_value - page);
+        SetValue(Scale().Value - page);
         break;
     case Qt::Key_Home:
-        SetValue(m_valueMin);
+        SetValue(Scale().ValueMin);
         break;
     case Qt::Key_End:
-        SetValue(m_valueMax);
+        SetValue(Scale().ValueMax);
         break;
     default:
-        TQVCustomPanel::keyPressEvent(event);
+        TQVLinearScaleControl::keyPressEvent(event);
         return;
     }
     event->accept();
