@@ -73,68 +73,75 @@ void TQVCustomControl::SetFormProperty(const char *name, const QVariant &value)
                  meta->className(), name, value.typeName(), property.typeName());
 }
 
+class TQVCustomPanel::PrivateData
+{
+public:
+    TQVBevelCut BevelInner = bvNone;
+    TQVBevelCut BevelOuter = bvRaised;
+    int BevelWidth = 1;
+    int BorderWidth = 0;
+    QString Caption;
+    TQVColor Color = QVColors::clBtnFace;
+};
+
 TQVCustomPanel::TQVCustomPanel(QWidget *parent)
     : TQVCustomControl(parent)
+    , m_data(std::make_unique<PrivateData>())
 {
 }
 
 TQVCustomPanel::~TQVCustomPanel() = default;
 
+TQVCustomPanel::TQVBevelCut TQVCustomPanel::BevelInner() const { return m_data->BevelInner; }
+TQVCustomPanel::TQVBevelCut TQVCustomPanel::BevelOuter() const { return m_data->BevelOuter; }
+int TQVCustomPanel::BevelWidth() const { return m_data->BevelWidth; }
+int TQVCustomPanel::BorderWidth() const { return m_data->BorderWidth; }
+QString TQVCustomPanel::Caption() const { return m_data->Caption; }
+TQVColor TQVCustomPanel::Color() const { return m_data->Color; }
+
 void TQVCustomPanel::SetBevelInner(TQVBevelCut cut)
 {
-    if (cut == m_bevelInner || cut > bvSpace)
-        return;
-    m_bevelInner = cut;
-    update();
+    if (cut <= bvSpace && QVChange(m_data->BevelInner, cut))
+        update();
 }
 
 void TQVCustomPanel::SetBevelOuter(TQVBevelCut cut)
 {
-    if (cut == m_bevelOuter || cut > bvSpace)
-        return;
-    m_bevelOuter = cut;
-    update();
+    if (cut <= bvSpace && QVChange(m_data->BevelOuter, cut))
+        update();
 }
 
 void TQVCustomPanel::SetBevelWidth(int width)
 {
-    if (width == m_bevelWidth || width < 1)
-        return;
-    m_bevelWidth = width;
-    update();
+    if (width >= 1 && QVChange(m_data->BevelWidth, width))
+        update();
 }
 
 void TQVCustomPanel::SetBorderWidth(int width)
 {
-    if (width == m_borderWidth || width < 0)
-        return;
-    m_borderWidth = width;
-    update();
+    if (width >= 0 && QVChange(m_data->BorderWidth, width))
+        update();
 }
 
 void TQVCustomPanel::SetCaption(const QString &caption)
 {
-    if (caption == m_caption)
-        return;
-    m_caption = caption;
-    update();
+    if (QVChange(m_data->Caption, caption))
+        update();
 }
 
 void TQVCustomPanel::SetColor(TQVColor color)
 {
-    if (color == m_color)
-        return;
-    m_color = color;
-    update();
+    if (QVChange(m_data->Color, color))
+        update();
 }
 
 QRect TQVCustomPanel::ClientRect() const
 {
-    const int bevel = QVPinPx(m_bevelWidth, 0);
-    int inset = QVPinPx(m_borderWidth, 0);
-    if (m_bevelOuter != bvNone)
+    const int bevel = QVPinPx(m_data->BevelWidth, 0);
+    int inset = QVPinPx(m_data->BorderWidth, 0);
+    if (m_data->BevelOuter != bvNone)
         inset += bevel;
-    if (m_bevelInner != bvNone)
+    if (m_data->BevelInner != bvNone)
         inset += bevel;
     QRect r = rect().adjusted(inset, inset, -inset, -inset);
     // A panel smaller than its frame has an empty client area, not a negative one.
@@ -174,9 +181,9 @@ QRect TQVCustomPanel::PaintFrame(QPainter &painter)
     const QColor light = ToQColor(QVColors::clBtnHighlight);
     const QColor shadow = ToQColor(QVColors::clBtnShadow);
     QRect r = rect();
-    painter.fillRect(r, ToQColor(m_color));
-    const int width = QVPinPx(m_bevelWidth, 0);
-    const int border = QVPinPx(m_borderWidth, 0);
+    painter.fillRect(r, ToQColor(m_data->Color));
+    const int width = QVPinPx(m_data->BevelWidth, 0);
+    const int border = QVPinPx(m_data->BorderWidth, 0);
     const auto bevel = [&](TQVBevelCut cut) {
         if (cut == bvLowered)
             r = QVFrame3D(painter, r, shadow, light, width);
@@ -185,19 +192,19 @@ QRect TQVCustomPanel::PaintFrame(QPainter &painter)
         else if (cut == bvSpace)
             r.adjust(width, width, -width, -width);
     };
-    bevel(m_bevelOuter);
+    bevel(m_data->BevelOuter);
     r.adjust(border, border, -border, -border);
-    bevel(m_bevelInner);
+    bevel(m_data->BevelInner);
     return r;
 }
 
 void TQVCustomPanel::PaintPanel(QPainter &painter)
 {
     const QRect r = PaintFrame(painter);
-    if (!m_caption.isEmpty()) {
+    if (!m_data->Caption.isEmpty()) {
         painter.setPen(ToQColor(QVColors::clBtnText));
         painter.setFont(font());
-        painter.drawText(r, Qt::AlignCenter, m_caption);
+        painter.drawText(r, Qt::AlignCenter, m_data->Caption);
     }
 }
 

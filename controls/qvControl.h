@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
 #include <QtGui/QAccessible>
@@ -92,17 +94,17 @@ public:
     explicit TQVCustomPanel(QWidget *parent = nullptr);
     ~TQVCustomPanel() override;
 
-    TQVBevelCut BevelInner() const { return m_bevelInner; }
+    TQVBevelCut BevelInner() const;
     void SetBevelInner(TQVBevelCut cut);
-    TQVBevelCut BevelOuter() const { return m_bevelOuter; }
+    TQVBevelCut BevelOuter() const;
     void SetBevelOuter(TQVBevelCut cut);
-    int BevelWidth() const { return m_bevelWidth; }
+    int BevelWidth() const;
     void SetBevelWidth(int width);
-    int BorderWidth() const { return m_borderWidth; }
+    int BorderWidth() const;
     void SetBorderWidth(int width);
-    QString Caption() const { return m_caption; }
+    QString Caption() const;
     void SetCaption(const QString &caption);
-    TQVColor Color() const { return m_color; }
+    TQVColor Color() const;
     void SetColor(TQVColor color);
 
     /// `color` resolved against this widget's palette.
@@ -121,12 +123,8 @@ protected:
     virtual void Paint(QPainter &painter);
 
 private:
-    TQVBevelCut m_bevelInner = bvNone;
-    TQVBevelCut m_bevelOuter = bvRaised;
-    int m_bevelWidth = 1;
-    int m_borderWidth = 0;
-    QString m_caption;
-    TQVColor m_color = QVColors::clBtnFace;
+    class PrivateData;
+    std::unique_ptr<PrivateData> m_data;
 };
 
 /// Stores `value` in `field`; true when that changed it (the common start of a setter).
