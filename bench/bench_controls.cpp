@@ -27,6 +27,8 @@
 #include <ctime>
 
 #include <QtCore/QEvent>
+#include <QtGui/QPaintEvent>
+#include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
 
 #include "controls/qvDial.h"
@@ -255,7 +257,31 @@ struct TQVAllocRow
     std::string Name;
     double AllocsPerSetValue = 0.0;
     double Ns = 0.0;
+    double QtRepaint = 0.0; // allocations of a bare repaint of the same size and rect
 };
+
+// The yardstick of the allocation rows: a plain opaque widget whose paint event opens a
+// painter, clips it to the event and fills the rect, what any paint event costs at least.
+struct TQVBareWidget : QWidget
+{
+    TQVBareWidget() { setAttribute(Qt::WA_OpaquePaintEvent); }
+    void paintEvent(QPaintEvent *event) override
+    {
+        QPainter painter(this);
+        painter.setClipRegion(event->region());
+        painter.fillRect(event->rect(), Qt::gray);
+    }
+};
+
+// Allocations of one synchronous `repaint(rect)` of a bare widget of `size`.
+double BareRepaintAllocs(QSize size, QRect rect)
+{
+    TQVBareWidget bare;
+    bare.resize(size);
+    bare.show();
+    QCoreApplication::processEvents();
+    return QVAllocsPerCall([&] { bare.repaint(rect); }, 100, 1000);
+}
 
 std::vector<TQVAllocRow> &AllocRows()
 {
@@ -278,6 +304,17 @@ int TracedCalls()
 void RunSetValueAllocs(benchmark::State &state, QWidget &widget, const std::function<void(double)> &update, double a,
                        double b, const char *name)
 {
+    // The rect of the value repaint, seen by a filter, for the yardstick.
+    struct TQVRectRecorder : QObject
+    {
+        QRect Rect;
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            if (event->type() == QEvent::Paint)
+                Rect = static_cast<QPaintEvent *>(event)->rect();
+            return false;
+        }
+    } recorder;
     constexpr int Warmup = 200, Counted = 2000;
     if (!ApplyLayout(state, widget))
         return;
@@ -297,17 +334,22 @@ void RunSetValueAllocs(benchmark::State &state, QWidget &widget, const std::func
         allocs = double(QVAllocCount() - before) / Counted;
     }
     widget.removeEventFilter(&counter);
+    widget.installEventFilter(&recorder);
+    next();
+    widget.removeEventFilter(&recorder);
+    const double qtRepaint = BareRepaintAllocs(widget.size(), recorder.Rect);
     if (counter.Paints < Counted) {
         std::printf("%s: %d paint events for %d SetValue calls\n", name, counter.Paints, Counted);
         state.SkipWithError("not every SetValue repainted");
         return;
     }
     state.counters["allocs_per_SetValue"] = allocs;
+    state.counters["qt_repaint_allocs"] = qtRepaint;
     state.counters["value_ns"] = ns;
     const std::string row = RowName(name, state);
     auto &rows = AllocRows();
     const auto it = std::find_if(rows.begin(), rows.end(), [&](const TQVAllocRow &r) { return r.Name == row; });
-    (it == rows.end() ? rows.emplace_back() : *it) = {row, allocs, ns};
+    (it == rows.end() ? rows.emplace_back() : *it) = {row, allocs, ns, qtRepaint};
 
     if (const int traced = TracedCalls()) {
         QVAllocTraceBegin(4096);
@@ -434,9 +476,11 @@ void PrintSummary()
     }
     std::printf("%d of %zu rows missed a target\n", missed, QVResults().size());
     if (!AllocRows().empty())
-        std::printf("\nHeap allocations per SetValue in steady state (two values alternating, every call repaints)\n");
+        std::printf("\nHeap allocations per SetValue in steady state (two values alternating, every call repaints);\n"
+                    "of which Qt's repaint: a bare repaint(rect) of a plain opaque widget of the same size and rect\n");
     for (const TQVAllocRow &r : AllocRows())
-        std::printf("%-48s %8.2f allocs/SetValue %10.1f ns/SetValue\n", r.Name.c_str(), r.AllocsPerSetValue, r.Ns);
+        std::printf("%-48s %8.2f allocs/SetValue  of which Qt's repaint %6.2f  ours %6.2f %10.1f ns/SetValue\n",
+                    r.Name.c_str(), r.AllocsPerSetValue, r.QtRepaint, r.AllocsPerSetValue - r.QtRepaint, r.Ns);
     std::fflush(stdout);
 }
 

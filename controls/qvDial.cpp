@@ -14,12 +14,14 @@
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <QtGui/QPainterPathStroker>
 #include <QtGui/QRadialGradient>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QAccessibleWidget>
 
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
+#include "controls/scale/qvPaintKit.h"
 #include "controls/scale/qvScaleEngine.h"
 
 namespace {
@@ -57,8 +59,55 @@ double Fold(double degrees)
 
 } // namespace
 
+class TQVDial::PrivateData
+{
+public:
+    double scaleAngle1 = -135.0;
+    double scaleAngle2 = 135.0;
+    double valueMin = 0.0;
+    double valueMax = 100.0;
+    double value = 0.0;
+    double valueGap = 10.0;
+    double valueStepWidth = 0.0;
+    int valueDecimals = 0;
+    TQVDialIndicatorStyle indicatorStyle = diaCircle;
+    TQVColor knobColor = 0x404040;
+    TQVColor indicatorColor = QVColors::clWhite;
+    TQVColor scaleColor = QVColors::clBtnText;
+    TQVScaleLayout scaleLayout = slClassic;
+
+    bool dragging = false;
+    double dragStartValue = 0.0;
+    double dragLastAngle = 0.0;
+    double dragTurn = 0.0; // unwrapped angle turned since the drag began
+    int wheelRemainder = 0;
+
+    // Geometry of `geometryClient`, valid until a size, property, font or locale change.
+    bool geometryValid = false;
+    QRect geometryClient;
+    TGeometry geometry;
+    QRect knobRect;
+
+    // What does not turn, as last painted: everything but the knob's moving parts in
+    // `background`, the cap (with alpha) in `cap` over `knobRect`. Any paint other than a
+    // value repaint rebuilds them; pens and brushes of the moving parts are made with them.
+    QPixmap background;
+    QPixmap cap;
+    bool cachesValid = false;
+    // One grip ridge standing straight up from the centre, flattened at the target's ratio;
+    // each value repaint turns copies of it into `ridgeBuffer`.
+    std::vector<QPointF> ridgeOutline;
+    std::vector<QPointF> ridgeBuffer;
+    QBrush ridgeBrush;
+    QPen markPen;
+    QBrush markBrush;
+    QPen focusPen;
+    QRect valueRegion; // the area a value repaint is painting, else empty
+};
+
 TQVDial::TQVDial(QWidget *owner)
     : TQVCustomPanel(owner)
+    , m_data(std::make_unique<PrivateData>())
 {
     QVInstallValueAccessibility(
         {"TQVDial", QAccessible::Dial, QT_TRANSLATE_NOOP("TQVDial", "Dial"), "Caption", true});
@@ -70,151 +119,177 @@ TQVDial::TQVDial(QWidget *owner)
 
 TQVDial::~TQVDial() = default;
 
+double TQVDial::ScaleAngle1() const { return m_data->scaleAngle1; }
+double TQVDial::ScaleAngle2() const { return m_data->scaleAngle2; }
+double TQVDial::Value() const { return m_data->value; }
+double TQVDial::ValueMin() const { return m_data->valueMin; }
+double TQVDial::ValueMax() const { return m_data->valueMax; }
+double TQVDial::ValueGap() const { return m_data->valueGap; }
+double TQVDial::ValueStepWidth() const { return m_data->valueStepWidth; }
+int TQVDial::ValueDecimals() const { return m_data->valueDecimals; }
+TQVDial::TQVDialIndicatorStyle TQVDial::IndicatorStyle() const { return m_data->indicatorStyle; }
+TQVColor TQVDial::KnobColor() const { return m_data->knobColor; }
+TQVColor TQVDial::IndicatorColor() const { return m_data->indicatorColor; }
+TQVScaleLayout TQVDial::ScaleLayout() const { return m_data->scaleLayout; }
+TQVColor TQVDial::ScaleColor() const { return m_data->scaleColor; }
+bool TQVDial::Dragging() const { return m_data->dragging; }
+double TQVDial::Span() const { return m_data->valueMax - m_data->valueMin; }
+
+// `geometry`: the change moves the scale's labels or the knob.
+void TQVDial::PropertyChanged(bool geometry)
+{
+    if (geometry) {
+        m_data->geometryValid = false;
+        updateGeometry();
+    }
+    update();
+}
+
 void TQVDial::SetScaleAngle1(double angle)
 {
-    if (angle == m_scaleAngle1 || !std::isfinite(angle) || std::abs(angle) > AngleLimit)
+    if (angle == m_data->scaleAngle1 || !std::isfinite(angle) || std::abs(angle) > AngleLimit)
         return;
-    if (!(angle < m_scaleAngle2) || m_scaleAngle2 - angle > 360.0)
+    if (!(angle < m_data->scaleAngle2) || m_data->scaleAngle2 - angle > 360.0)
         return;
-    m_scaleAngle1 = angle;
+    m_data->scaleAngle1 = angle;
     update();
 }
 
 void TQVDial::SetScaleAngle2(double angle)
 {
-    if (angle == m_scaleAngle2 || !std::isfinite(angle) || std::abs(angle) > AngleLimit)
+    if (angle == m_data->scaleAngle2 || !std::isfinite(angle) || std::abs(angle) > AngleLimit)
         return;
-    if (!(angle > m_scaleAngle1) || angle - m_scaleAngle1 > 360.0)
+    if (!(angle > m_data->scaleAngle1) || angle - m_data->scaleAngle1 > 360.0)
         return;
-    m_scaleAngle2 = angle;
+    m_data->scaleAngle2 = angle;
     update();
 }
 
 void TQVDial::SetValue(double value)
 {
-    const std::optional<double> accepted = QVSnapAndClamp(value, m_value, m_valueStepWidth, m_valueMin, m_valueMax);
+    const std::optional<double> accepted = QVSnapAndClamp(value, m_data->value, m_data->valueStepWidth, m_data->valueMin, m_data->valueMax);
     if (!accepted)
         return;
     value = *accepted;
-    m_value = value;
+    m_data->value = value;
     if (OnValueChange)
         OnValueChange(this);
-    emit ValueChanged(m_value);
+    emit ValueChanged(m_data->value);
     if (QAccessible::isActive()) {
-        QAccessibleValueChangeEvent event(this, m_value);
+        QAccessibleValueChangeEvent event(this, m_data->value);
         QAccessible::updateAccessibility(&event);
     }
     if (!isVisible() || !updatesEnabled())
         return;
-    m_valueRegion = KnobRect();
-    repaint(m_valueRegion);
-    m_valueRegion = QRect();
+    m_data->valueRegion = KnobRect();
+    repaint(m_data->valueRegion);
+    m_data->valueRegion = QRect();
 }
 
 void TQVDial::SetValueMin(double value)
 {
-    if (!std::isfinite(value) || value == m_valueMin || !(value < m_valueMax))
+    if (!std::isfinite(value) || value == m_data->valueMin || !(value < m_data->valueMax))
         return;
-    m_valueMin = value;
-    updateGeometry();
-    update();
+    m_data->valueMin = value;
+    PropertyChanged(true);
 }
 
 void TQVDial::SetValueMax(double value)
 {
-    if (!std::isfinite(value) || value == m_valueMax || !(value > m_valueMin))
+    if (!std::isfinite(value) || value == m_data->valueMax || !(value > m_data->valueMin))
         return;
-    m_valueMax = value;
-    updateGeometry();
-    update();
+    m_data->valueMax = value;
+    PropertyChanged(true);
 }
 
 void TQVDial::SetValueGap(double gap)
 {
-    if (gap == m_valueGap || !(gap > 0.0) || !std::isfinite(gap))
+    if (gap == m_data->valueGap || !(gap > 0.0) || !std::isfinite(gap))
         return;
-    m_valueGap = gap;
+    m_data->valueGap = gap;
     update();
 }
 
 void TQVDial::SetValueStepWidth(double step)
 {
-    if (step == m_valueStepWidth || !std::isfinite(step))
+    if (step == m_data->valueStepWidth || !std::isfinite(step))
         return;
-    m_valueStepWidth = step;
-    SetValue(m_value);
+    m_data->valueStepWidth = step;
+    SetValue(m_data->value);
     update();
 }
 
 void TQVDial::SetValueDecimals(int decimals)
 {
-    if (decimals == m_valueDecimals || decimals < 0 || decimals > 15)
+    if (decimals == m_data->valueDecimals || decimals < 0 || decimals > 15)
         return;
-    m_valueDecimals = decimals;
-    updateGeometry();
-    update();
+    m_data->valueDecimals = decimals;
+    PropertyChanged(true);
 }
 
 void TQVDial::SetIndicatorStyle(TQVDialIndicatorStyle style)
 {
-    if (style == m_indicatorStyle || style > diaLine)
+    if (style == m_data->indicatorStyle || style > diaLine)
         return;
-    m_indicatorStyle = style;
+    m_data->indicatorStyle = style;
     update();
 }
 
 void TQVDial::SetKnobColor(TQVColor color)
 {
-    if (color == m_knobColor)
+    if (color == m_data->knobColor)
         return;
-    m_knobColor = color;
+    m_data->knobColor = color;
     update();
 }
 
 void TQVDial::SetIndicatorColor(TQVColor color)
 {
-    if (color == m_indicatorColor)
+    if (color == m_data->indicatorColor)
         return;
-    m_indicatorColor = color;
+    m_data->indicatorColor = color;
     update();
 }
 
 void TQVDial::SetScaleColor(TQVColor color)
 {
-    if (color == m_scaleColor)
+    if (color == m_data->scaleColor)
         return;
-    m_scaleColor = color;
+    m_data->scaleColor = color;
     update();
 }
 
 double TQVDial::ValueToAngle(double value) const
 {
-    return m_scaleAngle1 + (m_scaleAngle2 - m_scaleAngle1) * (value - m_valueMin) / Span();
+    return m_data->scaleAngle1 + (m_data->scaleAngle2 - m_data->scaleAngle1) * (value - m_data->valueMin) / Span();
 }
 
 double TQVDial::AngleToValue(double angle) const
 {
-    double a = m_scaleAngle1 + std::fmod(angle - m_scaleAngle1, 360.0);
-    if (a < m_scaleAngle1)
+    double a = m_data->scaleAngle1 + std::fmod(angle - m_data->scaleAngle1, 360.0);
+    if (a < m_data->scaleAngle1)
         a += 360.0;
-    return m_valueMin + Span() * (a - m_scaleAngle1) / (m_scaleAngle2 - m_scaleAngle1);
+    return m_data->valueMin + Span() * (a - m_data->scaleAngle1) / (m_data->scaleAngle2 - m_data->scaleAngle1);
 }
 
 QString TQVDial::LabelFormat() const
 {
-    return QVLabelFormat(TQVLabelFormatRule::Linear, m_valueMin, m_valueMax, m_valueDecimals);
+    return QVLabelFormat(TQVLabelFormatRule::Linear, m_data->valueMin, m_data->valueMax, m_data->valueDecimals);
 }
 
 TQVDial::TGeometry TQVDial::Geometry() const
 {
+    // The panel's frame properties change the client area without telling us.
     const QRect c = ClientRect();
+    if (m_data->geometryValid && c == m_data->geometryClient)
+        return m_data->geometry;
     TGeometry g;
     g.Centre = QPointF(c.left() + c.width() / 2.0, c.top() + c.height() / 2.0);
     const double half = std::min(c.width(), c.height()) / 2.0;
     const QFontMetricsF fm(font());
     const QString format = LabelFormat();
-    const double widest = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_valueMin, locale())),
-                                   fm.horizontalAdvance(QVFormatFloat(format, m_valueMax, locale())));
+    const double widest = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMin, locale())),
+                                   fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMax, locale())));
     const double m = std::max(widest, fm.height());
     if (half - 17.0 - 1.5 * m >= 0.0) {
         g.LabelSize = m;
@@ -224,18 +299,24 @@ TQVDial::TGeometry TQVDial::Geometry() const
     }
     g.ArcRadius = g.ScaleRadius - TickLong;
     g.KnobRadius = g.ArcRadius - KnobGap;
+    QRect knob;
+    if (g.KnobRadius > 0.0) {
+        const double h = g.KnobRadius + KnobMargin;
+        const int left = int(std::floor(g.Centre.x() - h)), top = int(std::floor(g.Centre.y() - h));
+        const int right = int(std::ceil(g.Centre.x() + h)), bottom = int(std::ceil(g.Centre.y() + h));
+        knob = QRect(left, top, right - left, bottom - top).intersected(rect());
+    }
+    m_data->geometry = g;
+    m_data->knobRect = knob;
+    m_data->geometryClient = c;
+    m_data->geometryValid = true;
     return g;
 }
 
 QRect TQVDial::KnobRect() const
 {
-    const TGeometry g = Geometry();
-    if (g.KnobRadius <= 0.0)
-        return QRect();
-    const double h = g.KnobRadius + KnobMargin;
-    const int left = int(std::floor(g.Centre.x() - h)), top = int(std::floor(g.Centre.y() - h));
-    const int right = int(std::ceil(g.Centre.x() + h)), bottom = int(std::ceil(g.Centre.y() + h));
-    return QRect(left, top, right - left, bottom - top).intersected(rect());
+    Geometry();
+    return m_data->knobRect;
 }
 
 QSize TQVDial::sizeHint() const
@@ -250,49 +331,111 @@ QSize TQVDial::minimumSizeHint() const
 
 double TQVDial::Step() const
 {
-    return m_valueStepWidth > 0.0 ? m_valueStepWidth : Span() / 100.0;
+    return m_data->valueStepWidth > 0.0 ? m_data->valueStepWidth : Span() / 100.0;
 }
 
 void TQVDial::paintEvent(QPaintEvent *event)
 {
-    if (!m_valueRegion.isEmpty()) {
+    // Only a paint of exactly the knob area may use the caches: Qt may have merged other
+    // pending updates into the event.
+    const QRect &valueRegion = m_data->valueRegion;
+    if (!valueRegion.isEmpty() && m_data->cachesValid && valueRegion.contains(event->rect())) {
         QPainter painter(this);
-        if (PaintValueFromBackground(painter, event->region()))
+        const qreal dpr = QVTargetPixelRatio(painter, *this);
+        if (m_data->background.devicePixelRatioF() == dpr) {
+            // Antialiasing is switched on before the clip: switching it under a clip makes the
+            // raster engine rebuild the clip.
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setClipRect(valueRegion);
+            painter.setCompositionMode(QPainter::CompositionMode_Source);
+            painter.drawPixmap(valueRegion, m_data->background,
+                               QRectF(QPointF(valueRegion.topLeft()) * dpr, QSizeF(valueRegion.size()) * dpr));
+            painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+            PaintMovingParts(painter);
             return;
+        }
     }
-    m_backgroundValid = false;
+    m_data->cachesValid = false;
     TQVCustomPanel::paintEvent(event);
 }
 
-bool TQVDial::PaintValueFromBackground(QPainter &painter, const QRegion &region)
+void TQVDial::EnsureCaches(qreal dpr)
 {
-    // Only a paint of exactly the knob area may use the cache: Qt may have merged other
-    // pending updates into the event.
-    if (!m_valueRegion.contains(region.boundingRect()))
-        return false;
-    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
-    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
-    const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (!m_backgroundValid || m_background.size() != pixels || m_background.devicePixelRatioF() != dpr) {
-        m_background = QPixmap(pixels);
-        m_background.setDevicePixelRatio(dpr);
-        QPainter background(&m_background);
+    if (m_data->cachesValid && m_data->background.devicePixelRatioF() == dpr
+        && m_data->background.size() == (QSizeF(size()) * dpr).toSize())
+        return;
+    const TGeometry g = Geometry();
+    QVEnsurePixmap(m_data->background, size(), dpr);
+    {
+        QPainter background(&m_data->background);
         PaintBackground(background);
-        m_backgroundValid = true;
+        PaintKnobBody(background, g);
     }
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    for (const QRect &r : region)
-        painter.drawPixmap(r, m_background, QRectF(QPointF(r.topLeft()) * dpr, QSizeF(r.size()) * dpr));
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.setClipRegion(region);
-    PaintKnob(painter, Geometry());
-    return true;
+    const QRect knob = m_data->knobRect;
+    const QColor base = ToQColor(m_data->knobColor);
+    const double rk = g.KnobRadius;
+    if (!knob.isEmpty() && rk >= 2.0) {
+        QVEnsurePixmap(m_data->cap, knob.size(), dpr);
+        m_data->cap.fill(Qt::transparent);
+        QPainter cap(&m_data->cap);
+        cap.setRenderHint(QPainter::Antialiasing);
+        cap.translate(-knob.topLeft());
+        // Slightly dished (dark at the top, light at the bottom) with a bright lower rim.
+        const QPointF c = g.Centre;
+        const double rc = 0.78 * rk;
+        QLinearGradient face(c + QPointF(-rc, -rc), c + QPointF(rc, rc));
+        face.setColorAt(0.0, base.darker(125));
+        face.setColorAt(1.0, base.lighter(150));
+        QLinearGradient rim(c + QPointF(0.0, -rc), c + QPointF(0.0, rc));
+        rim.setColorAt(0.0, base.darker(200));
+        rim.setColorAt(1.0, base.lighter(200));
+        cap.setBrush(face);
+        cap.setPen(QPen(QBrush(rim), std::max(1.0, rk / 25.0)));
+        cap.drawEllipse(c, rc, rc);
+    }
+
+    // Pens and brushes of the moving parts, so that a value repaint makes none.
+    QColor mark = ToQColor(m_data->indicatorColor);
+    if (!isEnabled())
+        mark = QColor((mark.red() + base.red()) / 2, (mark.green() + base.green()) / 2, (mark.blue() + base.blue()) / 2);
+    m_data->ridgeOutline.clear();
+    if (rk >= 12.0) {
+        // A stroked line costs a curve flattening per round cap and paint; this is done once.
+        QPainterPath ridge(QPointF(0.0, -0.83 * rk));
+        ridge.lineTo(QPointF(0.0, -0.96 * rk));
+        QPainterPathStroker stroker;
+        stroker.setWidth(std::max(1.0, rk / 30.0));
+        stroker.setCapStyle(Qt::RoundCap);
+        const QPolygonF outline = stroker.createStroke(ridge).toFillPolygon(QTransform::fromScale(dpr, dpr));
+        for (const QPointF &p : outline)
+            m_data->ridgeOutline.push_back(p / dpr);
+        m_data->ridgeBuffer.resize(m_data->ridgeOutline.size());
+    }
+    m_data->ridgeBrush = QBrush(base.darker(160));
+    m_data->markBrush = QBrush(mark);
+    switch (m_data->indicatorStyle) {
+    case diaCircle:
+        m_data->markPen = QPen(mark.darker(160), 0.8);
+        break;
+    case diaTriangle:
+        m_data->markPen = QPen(mark.darker(160), 0.8, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin);
+        break;
+    case diaLine:
+        m_data->markPen = QPen(mark, std::max(2.0, 0.09 * rk), Qt::SolidLine, Qt::RoundCap);
+        break;
+    }
+    m_data->focusPen = QPen(palette().color(QPalette::Highlight), 1.5);
+    m_data->cachesValid = true;
 }
 
 void TQVDial::Paint(QPainter &painter)
 {
-    PaintBackground(painter);
-    PaintKnob(painter, Geometry());
+    EnsureCaches(QVTargetPixelRatio(painter, *this));
+    const qreal dpr = m_data->background.devicePixelRatioF();
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.drawPixmap(rect(), m_data->background, QRectF(QPointF(0, 0), QSizeF(size()) * dpr));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    PaintMovingParts(painter);
 }
 
 void TQVDial::PaintBackground(QPainter &painter)
@@ -312,7 +455,7 @@ void TQVDial::PaintBackground(QPainter &painter)
         const QFontMetricsF fm(font());
         const double y = g.Centre.y() + g.KnobRadius + KnobMargin;
         const QRectF box(client.left(), y, client.width(), fm.height());
-        painter.setPen(ToQColor(m_scaleColor));
+        painter.setPen(ToQColor(m_data->scaleColor));
         painter.setFont(font());
         painter.drawText(box, Qt::AlignHCenter | Qt::AlignTop, Caption());
     }
@@ -322,8 +465,8 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
 {
     if (g.ArcRadius <= 1.0)
         return;
-    const QColor ink = ToQColor(m_scaleColor);
-    const double a1 = m_scaleAngle1, a2 = m_scaleAngle2;
+    const QColor ink = ToQColor(m_data->scaleColor);
+    const double a1 = m_data->scaleAngle1, a2 = m_data->scaleAngle2;
     const double span = Span();
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
@@ -340,15 +483,15 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
     std::vector<std::pair<double, QString>> ticks;
     // On a full circle the last tick falls onto the first.
     const bool fullCircle = a2 - a1 >= 360.0 - 1e-9;
-    if (m_scaleLayout == slAdaptive) {
+    if (m_data->scaleLayout == slAdaptive) {
         TQVAdaptiveScaleRequest request;
-        request.ValueMin = m_valueMin;
-        request.ValueMax = m_valueMax;
+        request.ValueMin = m_data->valueMin;
+        request.ValueMax = m_data->valueMax;
         request.Length = Radians(a2 - a1) * labelCircle;
-        request.MinTickGap = m_valueGap;
+        request.MinTickGap = m_data->valueGap;
         request.MinTickPixels = 4.0 * labelCircle / g.ArcRadius;
         request.LabelPadding = 4.0;
-        request.Decimals = m_valueDecimals == 0 ? -1 : m_valueDecimals;
+        request.Decimals = m_data->valueDecimals == 0 ? -1 : m_data->valueDecimals;
         request.Locale = locale();
         request.Extent = [&](const QString &text) { return labels ? std::max(fm.horizontalAdvance(text), fm.height()) : 1.0; };
         const TQVScaleDivision div = QVAdaptiveDivision(request);
@@ -361,24 +504,24 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
         // Effective tick gap: a multiple of `ValueGap` so that ticks stay 4 pixels apart on the arc.
         const double arcPerValue = Radians(a2 - a1) * g.ArcRadius / span;
         int multiple = 1;
-        while (multiple < 1000000 && m_valueGap * multiple * arcPerValue < 4.0)
+        while (multiple < 1000000 && m_data->valueGap * multiple * arcPerValue < 4.0)
             multiple *= 2;
-        const double gap = m_valueGap * multiple;
+        const double gap = m_data->valueGap * multiple;
         if (!(gap > 0.0) || !(span / gap <= MaxTicks)) {
             painter.restore();
             return;
         }
-        double first = std::nearbyint(m_valueMin / gap) * gap;
-        if (first < m_valueMin - 1e-9 * span)
+        double first = std::nearbyint(m_data->valueMin / gap) * gap;
+        if (first < m_data->valueMin - 1e-9 * span)
             first += gap;
         // Label stride: every k-th tick carries a label, so that labels do not touch.
         const QString format = LabelFormat();
         const int stride = labels ? QVLabelStride(Radians(a2 - a1) * labelCircle * gap / span, g.LabelSize + 4.0, MaxTicks) : 1;
         for (int i = 0; i <= MaxTicks; ++i) {
             const double t = first + i * gap;
-            if (!(t <= m_valueMax + 1e-9 * span))
+            if (!(t <= m_data->valueMax + 1e-9 * span))
                 break;
-            if (fullCircle && i > 0 && t >= m_valueMax - 1e-9 * span && first <= m_valueMin + 1e-9 * span)
+            if (fullCircle && i > 0 && t >= m_data->valueMax - 1e-9 * span && first <= m_data->valueMin + 1e-9 * span)
                 break;
             // Values that should read 0 may carry rounding noise from the tick arithmetic.
             const double shown = std::abs(t) < 1e-9 * span ? 0.0 : t;
@@ -408,22 +551,26 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
 
 void TQVDial::SetScaleLayout(TQVScaleLayout layout)
 {
-    if (layout == m_scaleLayout || layout > slAdaptive)
+    if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
-    m_scaleLayout = layout;
+    m_data->scaleLayout = layout;
     update();
 }
 
 void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)
 {
+    PaintKnobBody(painter, g);
+    EnsureCaches(QVTargetPixelRatio(painter, *this));
+    PaintMovingParts(painter);
+}
+
+void TQVDial::PaintKnobBody(QPainter &painter, const TGeometry &g)
+{
     const double rk = g.KnobRadius;
     if (rk < 2.0)
         return;
     const QPointF c = g.Centre;
-    const QColor base = ToQColor(m_knobColor);
-    double angle = ValueToAngle(m_value);
-    if (!std::isfinite(angle)) // a range too wide for doubles
-        angle = m_scaleAngle1;
+    const QColor base = ToQColor(m_data->knobColor);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
 
@@ -442,39 +589,48 @@ void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)
     painter.setBrush(body);
     painter.setPen(QPen(base.darker(250), 1.0));
     painter.drawEllipse(c, rk, rk);
+    painter.restore();
+}
+
+// Grip ridges, cap, indicator and focus ring with the pens made by EnsureCaches: no state
+// saved, nothing allocated. Leaves the painter antialiased and without a brush.
+void TQVDial::PaintMovingParts(QPainter &painter)
+{
+    const TGeometry g = Geometry();
+    const double rk = g.KnobRadius;
+    if (rk < 2.0)
+        return;
+    const QPointF c = g.Centre;
+    double angle = ValueToAngle(m_data->value);
+    if (!std::isfinite(angle)) // a range too wide for doubles
+        angle = m_data->scaleAngle1;
+    if (!painter.testRenderHint(QPainter::Antialiasing))
+        painter.setRenderHint(QPainter::Antialiasing);
 
     // Grip ridges on the skirt; they turn with the knob.
-    if (rk >= 12.0) {
-        painter.setPen(QPen(base.darker(160), std::max(1.0, rk / 30.0), Qt::SolidLine, Qt::RoundCap));
+    const std::vector<QPointF> &outline = m_data->ridgeOutline;
+    if (!outline.empty()) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(m_data->ridgeBrush);
+        QPointF *turned = m_data->ridgeBuffer.data();
         for (int i = 0; i < 36; ++i) {
-            const double a = angle + i * 10.0;
-            painter.drawLine(Polar(c, a, 0.83 * rk), Polar(c, a, 0.96 * rk));
+            const double a = Radians(angle + i * 10.0);
+            const double cs = std::cos(a), sn = std::sin(a);
+            for (std::size_t k = 0; k < outline.size(); ++k) {
+                const QPointF &p = outline[k];
+                turned[k] = QPointF(c.x() + p.x() * cs - p.y() * sn, c.y() + p.x() * sn + p.y() * cs);
+            }
+            painter.drawPolygon(turned, int(outline.size()), Qt::WindingFill);
         }
     }
+    if (!m_data->cap.isNull())
+        painter.drawPixmap(m_data->knobRect.topLeft(), m_data->cap);
 
-    // Cap: slightly dished (dark at the top, light at the bottom) with a bright lower rim.
-    const double rc = 0.78 * rk;
-    QLinearGradient cap(c + QPointF(-rc, -rc), c + QPointF(rc, rc));
-    cap.setColorAt(0.0, base.darker(125));
-    cap.setColorAt(1.0, base.lighter(150));
-    QLinearGradient rim(c + QPointF(0.0, -rc), c + QPointF(0.0, rc));
-    rim.setColorAt(0.0, base.darker(200));
-    rim.setColorAt(1.0, base.lighter(200));
-    painter.setBrush(cap);
-    painter.setPen(QPen(QBrush(rim), std::max(1.0, rk / 25.0)));
-    painter.drawEllipse(c, rc, rc);
-
-    // Indicator.
-    QColor mark = ToQColor(m_indicatorColor);
-    if (!isEnabled()) {
-        const QColor b = base;
-        mark = QColor((mark.red() + b.red()) / 2, (mark.green() + b.green()) / 2, (mark.blue() + b.blue()) / 2);
-    }
-    switch (m_indicatorStyle) {
+    painter.setPen(m_data->markPen);
+    switch (m_data->indicatorStyle) {
     case diaCircle: {
         const double r = std::max(1.5, 0.11 * rk);
-        painter.setPen(QPen(mark.darker(160), 0.8));
-        painter.setBrush(mark);
+        painter.setBrush(m_data->markBrush);
         painter.drawEllipse(Polar(c, angle, 0.58 * rk), r, r);
         break;
     }
@@ -485,23 +641,21 @@ void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)
         const double a = Radians(angle);
         const QPointF across(std::cos(a) * half, std::sin(a) * half);
         const QPointF points[] = {tip, baseMid + across, baseMid - across};
-        painter.setPen(QPen(mark.darker(160), 0.8, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-        painter.setBrush(mark);
+        painter.setBrush(m_data->markBrush);
         painter.drawPolygon(points, 3);
         break;
     }
     case diaLine:
-        painter.setPen(QPen(mark, std::max(2.0, 0.09 * rk), Qt::SolidLine, Qt::RoundCap));
         painter.drawLine(Polar(c, angle, 0.22 * rk), Polar(c, angle, 0.94 * rk));
         break;
     }
 
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(palette().color(QPalette::Highlight), 1.5));
+        painter.setPen(m_data->focusPen);
         painter.drawEllipse(c, rk + 2.0, rk + 2.0);
     }
-    painter.restore();
+    painter.setBrush(Qt::NoBrush);
 }
 
 double TQVDial::MouseAngle(const TGeometry &g, const QPointF &pos) const
@@ -512,10 +666,10 @@ double TQVDial::MouseAngle(const TGeometry &g, const QPointF &pos) const
 
 void TQVDial::StartDrag(double angle)
 {
-    m_dragging = true;
-    m_dragStartValue = m_value;
-    m_dragLastAngle = angle;
-    m_dragTurn = 0.0;
+    m_data->dragging = true;
+    m_data->dragStartValue = m_data->value;
+    m_data->dragLastAngle = angle;
+    m_data->dragTurn = 0.0;
 }
 
 void TQVDial::mousePressEvent(QMouseEvent *event)
@@ -534,7 +688,7 @@ void TQVDial::mousePressEvent(QMouseEvent *event)
     if (distance > g.ScaleRadius + LabelGap + g.LabelSize)
         return;
     // On the scale: jump to the angle, or to an end when just past it; the gap does nothing.
-    const double a1 = m_scaleAngle1, a2 = m_scaleAngle2;
+    const double a1 = m_data->scaleAngle1, a2 = m_data->scaleAngle2;
     double a = a1 + std::fmod(angle - a1, 360.0);
     if (a < a1)
         a += 360.0;
@@ -544,14 +698,14 @@ void TQVDial::mousePressEvent(QMouseEvent *event)
             return;
         a -= 360.0;
     }
-    SetValue(m_valueMin + Span() * (a - a1) / (a2 - a1));
+    SetValue(m_data->valueMin + Span() * (a - a1) / (a2 - a1));
     StartDrag(angle);
 }
 
 void TQVDial::mouseMoveEvent(QMouseEvent *event)
 {
     event->accept();
-    if (!m_dragging)
+    if (!m_data->dragging)
         return;
     const TGeometry g = Geometry();
     const QPointF pos = event->position();
@@ -559,16 +713,16 @@ void TQVDial::mouseMoveEvent(QMouseEvent *event)
     if (std::hypot(pos.x() - g.Centre.x(), pos.y() - g.Centre.y()) < 3.0)
         return;
     const double angle = MouseAngle(g, pos);
-    m_dragTurn += Fold(angle - m_dragLastAngle);
-    m_dragLastAngle = angle;
-    SetValue(m_dragStartValue + m_dragTurn * Span() / (m_scaleAngle2 - m_scaleAngle1));
+    m_data->dragTurn += Fold(angle - m_data->dragLastAngle);
+    m_data->dragLastAngle = angle;
+    SetValue(m_data->dragStartValue + m_data->dragTurn * Span() / (m_data->scaleAngle2 - m_data->scaleAngle1));
 }
 
 void TQVDial::mouseReleaseEvent(QMouseEvent *event)
 {
     event->accept();
     if (event->button() == Qt::LeftButton)
-        m_dragging = false;
+        m_data->dragging = false;
 }
 
 void TQVDial::wheelEvent(QWheelEvent *event)
@@ -576,11 +730,11 @@ void TQVDial::wheelEvent(QWheelEvent *event)
     event->accept();
     // High-resolution wheels send fractions of a notch; whole notches of 120 step.
     // Summed wide: a synthesized delta near INT_MAX must not overflow the remainder.
-    const qint64 total = qint64(m_wheelRemainder) + event->angleDelta().y();
+    const qint64 total = qint64(m_data->wheelRemainder) + event->angleDelta().y();
     const int notches = int(total / 120);
-    m_wheelRemainder = int(total - qint64(notches) * 120);
+    m_data->wheelRemainder = int(total - qint64(notches) * 120);
     if (notches != 0)
-        SetValue(m_value + notches * Step());
+        SetValue(m_data->value + notches * Step());
 }
 
 void TQVDial::keyPressEvent(QKeyEvent *event)
@@ -589,29 +743,42 @@ void TQVDial::keyPressEvent(QKeyEvent *event)
     switch (event->key()) {
     case Qt::Key_Up:
     case Qt::Key_Right:
-        SetValue(m_value + step);
+        SetValue(m_data->value + step);
         break;
     case Qt::Key_Down:
     case Qt::Key_Left:
-        SetValue(m_value - step);
+        SetValue(m_data->value - step);
         break;
     case Qt::Key_PageUp:
-        SetValue(m_value + 10.0 * step);
+        SetValue(m_data->value + 10.0 * step);
         break;
     case Qt::Key_PageDown:
-        SetValue(m_value - 10.0 * step);
+        SetValue(m_data->value - 10.0 * step);
         break;
     case Qt::Key_Home:
-        SetValue(m_valueMin);
+        SetValue(m_data->valueMin);
         break;
     case Qt::Key_End:
-        SetValue(m_valueMax);
+        SetValue(m_data->valueMax);
         break;
     default:
         TQVCustomPanel::keyPressEvent(event);
         return;
     }
     event->accept();
+}
+
+void TQVDial::resizeEvent(QResizeEvent *event)
+{
+    TQVCustomPanel::resizeEvent(event);
+    m_data->geometryValid = false;
+}
+
+void TQVDial::changeEvent(QEvent *event)
+{
+    TQVCustomPanel::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::LocaleChange)
+        m_data->geometryValid = false;
 }
 
 void TQVDial::focusInEvent(QFocusEvent *event)

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include <QtCore/QPointF>
 #include <QtCore/QRect>
-#include <QtGui/QPixmap>
 
 #include "controls/qvControl.h"
 #include "controls/scale/qvScaleEngine.h"
@@ -30,6 +30,11 @@
 ///
 /// Every accepted value change calls `OnValueChange`, emits `ValueChanged` and repaints only
 /// the knob area at once.
+///
+/// Geometry and label sizes are computed once per size, property, font or locale change.
+/// Everything that does not turn (panel, scale, labels, the knob's shadow, body and cap) is
+/// kept in pixmaps at the target's pixel ratio and rebuilt by every other paint, so a value
+/// repaint blits them and draws only the grip ridges and the indicator.
 class QV_WIDGETS_EXPORT TQVDial : public TQVCustomPanel
 {
     Q_OBJECT
@@ -67,47 +72,47 @@ public:
     explicit TQVDial(QWidget *owner = nullptr);
     ~TQVDial() override;
 
-    double ScaleAngle1() const { return m_scaleAngle1; }
+    double ScaleAngle1() const;
     /// Ignored unless finite, within -720..720, below `ScaleAngle2` and at most 360 from it.
     void SetScaleAngle1(double angle);
-    double ScaleAngle2() const { return m_scaleAngle2; }
+    double ScaleAngle2() const;
     /// Ignored unless finite, within -720..720, above `ScaleAngle1` and at most 360 from it.
     void SetScaleAngle2(double angle);
 
-    double Value() const { return m_value; }
+    double Value() const;
     /// Snaps to `ValueStepWidth` (half to even), then clamps to `ValueMin`..`ValueMax`.
     /// An accepted change calls `OnValueChange`, emits `ValueChanged` and repaints the knob
     /// area at once. NaN is ignored.
     void SetValue(double value);
-    double ValueMin() const { return m_valueMin; }
+    double ValueMin() const;
     /// Ignored unless finite and strictly below `ValueMax`; `Value` is not clamped.
     void SetValueMin(double value);
-    double ValueMax() const { return m_valueMax; }
+    double ValueMax() const;
     /// Ignored unless finite and strictly above `ValueMin`; `Value` is not clamped.
     void SetValueMax(double value);
-    double ValueGap() const { return m_valueGap; }
+    double ValueGap() const;
     /// Value distance of two ticks, > 0. Painting uses a multiple of it when ticks would lie
     /// closer than 4 pixels on the arc; the property keeps its value.
     void SetValueGap(double gap);
-    double ValueStepWidth() const { return m_valueStepWidth; }
+    double ValueStepWidth() const;
     /// 0 or less switches snapping off; a change re-snaps `Value`.
     void SetValueStepWidth(double step);
-    int ValueDecimals() const { return m_valueDecimals; }
+    int ValueDecimals() const;
     /// Decimals of the labels, 0..15.
     void SetValueDecimals(int decimals);
-    TQVDialIndicatorStyle IndicatorStyle() const { return m_indicatorStyle; }
+    TQVDialIndicatorStyle IndicatorStyle() const;
     void SetIndicatorStyle(TQVDialIndicatorStyle style);
 
-    TQVColor KnobColor() const { return m_knobColor; }
+    TQVColor KnobColor() const;
     void SetKnobColor(TQVColor color);
-    TQVColor IndicatorColor() const { return m_indicatorColor; }
+    TQVColor IndicatorColor() const;
     void SetIndicatorColor(TQVColor color);
     /// Colour of the arc, the ticks and the labels.
-    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    TQVScaleLayout ScaleLayout() const;
     /// \brief `slAdaptive` labels 1-2-5 steps with both ends and minor ticks between them (see
     /// TQVScaleLayout); `slClassic`, the default, labels every k-th multiple of `ValueGap`.
     void SetScaleLayout(TQVScaleLayout layout);
-    TQVColor ScaleColor() const { return m_scaleColor; }
+    TQVColor ScaleColor() const;
     void SetScaleColor(TQVColor color);
 
     /// The angle of `value` on the scale, in degrees.
@@ -121,7 +126,7 @@ public:
     TGeometry Geometry() const;
     /// The area a value change repaints.
     QRect KnobRect() const;
-    bool Dragging() const { return m_dragging; }
+    bool Dragging() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -142,6 +147,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
     /// Panel, caption and scale: everything that does not move with the value.
     void PaintBackground(QPainter &painter);
@@ -149,36 +156,17 @@ protected:
     void PaintKnob(QPainter &painter, const TGeometry &g);
 
 private:
-    double Span() const { return m_valueMax - m_valueMin; }
+    class PrivateData;
+
+    double Span() const;
     double Step() const;
     /// Mouse angle around the centre in degrees (0 up, clockwise), in (-180, 180].
     double MouseAngle(const TGeometry &g, const QPointF &pos) const;
     void StartDrag(double angle);
-    bool PaintValueFromBackground(QPainter &painter, const QRegion &region);
+    void PropertyChanged(bool geometry);
+    void EnsureCaches(qreal dpr);
+    void PaintKnobBody(QPainter &painter, const TGeometry &g);
+    void PaintMovingParts(QPainter &painter);
 
-    double m_scaleAngle1 = -135.0;
-    double m_scaleAngle2 = 135.0;
-    double m_valueMin = 0.0;
-    double m_valueMax = 100.0;
-    double m_value = 0.0;
-    double m_valueGap = 10.0;
-    double m_valueStepWidth = 0.0;
-    int m_valueDecimals = 0;
-    TQVDialIndicatorStyle m_indicatorStyle = diaCircle;
-    TQVColor m_knobColor = 0x404040;
-    TQVColor m_indicatorColor = QVColors::clWhite;
-    TQVColor m_scaleColor = QVColors::clBtnText;
-    TQVScaleLayout m_scaleLayout = slClassic;
-
-    bool m_dragging = false;
-    double m_dragStartValue = 0.0;
-    double m_dragLastAngle = 0.0;
-    double m_dragTurn = 0.0; // unwrapped angle turned since the drag began
-    int m_wheelRemainder = 0;
-
-    // Everything but the knob, as last painted for a value change; any full paint may have
-    // changed it and drops it.
-    QPixmap m_background;
-    bool m_backgroundValid = false;
-    QRect m_valueRegion; // the area a value repaint is painting, else empty
+    std::unique_ptr<PrivateData> m_data;
 };

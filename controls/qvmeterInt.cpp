@@ -863,30 +863,39 @@ void TQVMeterInt::PaintIndicator(QPainter &painter)
     const bool wedge = m_indicatorStyle == indWedge;
     const IndicatorShape s = ShapeOf(centre, m_outerRadius, m_indicatorScale, AngleOf(v), wedge);
     const QColor colour = ToQColor(m_indicatorColor);
-    painter.save();
+    // Pen and brush are kept between paints (a new one allocates), and the state is reset
+    // by hand (save() copies it).
+    if (m_indicatorBrush.color() != colour || m_indicatorBrush.style() != Qt::SolidPattern)
+        m_indicatorBrush = QBrush(colour);
+    const double penWidth = wedge ? 1.0 : s.Pen;
+    if (m_indicatorPen.color() != colour || m_indicatorPen.widthF() != penWidth || !m_indicatorPen.isCosmetic()) {
+        m_indicatorPen = QPen(colour, penWidth);
+        m_indicatorPen.setCosmetic(true);
+    }
+    const bool antialiased = painter.testRenderHint(QPainter::Antialiasing);
     // The raster engine's antialiased fill of a long slanted shape costs several times a
     // plain fill; the cosmetic antialiased line is its fast path. So the wedge is filled
     // plainly and its long edges smoothed with such lines, and the needle is one.
     if (m_indicatorScale > 0) {
-        QPen edge(colour, 1.0);
-        edge.setCosmetic(true);
         if (wedge) {
             painter.setPen(Qt::NoPen);
-            painter.setBrush(colour);
+            painter.setBrush(m_indicatorBrush);
             const QPointF triangle[3] = {s.BaseLeft, s.Tip, s.BaseRight};
             painter.drawPolygon(triangle, 3);
             painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(edge);
+            painter.setPen(m_indicatorPen);
             painter.drawLine(s.BaseLeft, s.Tip);
             painter.drawLine(s.BaseRight, s.Tip);
         } else {
-            painter.setRenderHint(QPainter::Antialiasing);
-            edge.setWidthF(s.Pen);
-            painter.setPen(edge);
+            if (!antialiased)
+                painter.setRenderHint(QPainter::Antialiasing);
+            painter.setPen(m_indicatorPen);
             painter.drawLine(s.Tail, s.Tip);
         }
+        painter.setRenderHint(QPainter::Antialiasing, antialiased);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Qt::NoBrush);
     }
-    painter.restore();
     PaintHub(painter, centre, s.Hub, colour);
     m_indicatorSlices = IndicatorSlicesAt(m_value);
 }
@@ -1052,8 +1061,9 @@ void TQVMeterInt::PaintRects(QPainter &painter, const QRect *first, const QRect 
 void TQVMeterInt::PaintValue(QPainter &painter, qreal dpr)
 {
     // Only the slices of the old and the new indicator; the rest of the area keeps what the
-    // opaque widget showed.
-    painter.setClipRect(m_valueArea);
+    // opaque widget showed. On the widget the paint system clips to the area already.
+    if (painter.device() != this)
+        painter.setClipRect(m_valueArea);
     QRect rects[2 * MaxSlices];
     int n = 0;
     for (const TQVSlices &slices : m_restore)

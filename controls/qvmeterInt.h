@@ -7,6 +7,8 @@
 
 #include <QtCore/QList>
 #include <QtCore/QStringList>
+#include <QtGui/QBrush>
+#include <QtGui/QPen>
 #include <QtGui/QPixmap>
 #include <QtGui/QPolygon>
 
@@ -326,6 +328,8 @@ private:
     QPixmap m_offscreen;
     // The hub, which never moves, drawn once per size, colour and pixel ratio.
     QPixmap m_hubImage;
+    QPen m_indicatorPen;
+    QBrush m_indicatorBrush;
     quint64 m_hubKey = 0;
     TQVSlices m_indicatorSlices; // the indicator as last painted
     QRect m_valueArea;           // the area a value repaint is painting, else empty

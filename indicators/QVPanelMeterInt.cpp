@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <memory>
 #include <vector>
 
 #include <QtCore/QCoreApplication>
@@ -83,22 +88,84 @@ bool HasSign(const QString &text)
     return text.size() > 1 && text[0] == u'-' && text[1] != u'-';
 }
 
-// A segment along the axis-parallel centre line p1..p2, `t` thick, with pointed (bevelled)
-// ends set back by `s` so that neighbouring segments keep a hairline gap.
-void AddSegment(QPainterPath &path, QPointF p1, QPointF p2, qreal t, qreal s)
+// The outline of a segment along the axis-parallel centre line p1..p2, `t` thick, with
+// pointed (bevelled) ends set back by `s` so that neighbouring segments keep a hairline gap;
+// false when the segment is too short to draw.
+bool SegmentOutline(QPointF (&points)[6], QPointF p1, QPointF p2, qreal t, qreal s)
 {
     const qreal length = std::hypot(p2.x() - p1.x(), p2.y() - p1.y());
     if (length <= 2 * s + t)
-        return;
+        return false;
     const QPointF u = (p2 - p1) / length;
     const QPointF n(-u.y(), u.x());
     const qreal half = t / 2;
     const QPointF a = p1 + u * s;
     const QPointF b = p2 - u * s;
-    QPolygonF polygon;
-    polygon << a << a + (u + n) * half << b + (n - u) * half << b << b - (u + n) * half << a + (u - n) * half;
-    path.addPolygon(polygon);
-    path.closeSubpath();
+    points[0] = a;
+    points[1] = a + (u + n) * half;
+    points[2] = b + (n - u) * half;
+    points[3] = b;
+    points[4] = b - (u + n) * half;
+    points[5] = a + (u - n) * half;
+    return true;
+}
+
+// `value` (finite, |value| < 1e13) with `decimals` digits after `point`, rounded half away
+// from zero, as QVFormatFloat writes it with a "0.00" pattern; written to `out` without
+// allocating. Returns the length, or -1 where the rounding is too close to call from 25
+// guard digits (QVFormatFloat then decides).
+int FormatFixed(double value, int decimals, QChar point, QChar (&out)[48])
+{
+    constexpr int Guard = 25;
+    char buffer[96];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, std::fabs(value), std::chars_format::fixed,
+                                      decimals + Guard);
+    if (result.ec != std::errc())
+        return -1;
+    const int dot = int(std::find(buffer, result.ptr, '.') - buffer);
+    // Digits of the kept part (integer digits and `decimals` fraction digits), then the guard.
+    char digits[64];
+    int kept = 0;
+    for (int i = 0; i < dot; ++i)
+        digits[kept++] = buffer[i];
+    for (int i = dot + 1; i <= dot + decimals; ++i)
+        digits[kept++] = buffer[i];
+    const char *const end = result.ptr;
+    const char *guard = buffer + dot + 1 + decimals;
+    const bool tail0 = std::all_of(guard + 1, end, [](char c) { return c == '0'; });
+    const bool tail9 = std::all_of(guard + 1, end, [](char c) { return c == '9'; });
+    if ((guard[0] == '5' && tail0) || (guard[0] == '4' && tail9))
+        return -1;
+    int intDigits = dot;
+    if (guard[0] >= '5') {
+        int i = kept - 1;
+        while (i >= 0 && digits[i] == '9')
+            digits[i--] = '0';
+        if (i >= 0) {
+            ++digits[i];
+        } else {
+            std::memmove(digits + 1, digits, size_t(kept));
+            digits[0] = '1';
+            ++kept;
+            ++intDigits;
+        }
+    }
+    // Leading zeros of the integer part go, one stays.
+    int first = 0;
+    while (first < intDigits - 1 && digits[first] == '0')
+        ++first;
+    const bool zero = std::all_of(digits, digits + kept, [](char c) { return c == '0'; });
+    int n = 0;
+    if (value < 0 && !zero)
+        out[n++] = u'-';
+    for (int i = first; i < intDigits; ++i)
+        out[n++] = QLatin1Char(digits[i]);
+    if (decimals > 0) {
+        out[n++] = point;
+        for (int i = intDigits; i < kept; ++i)
+            out[n++] = QLatin1Char(digits[i]);
+    }
+    return n;
 }
 
 // The unit label's font: the widget's family at `pixelSize`.
@@ -120,8 +187,61 @@ QFont DigitFont()
 
 } // namespace
 
+struct TQVPanelMeterInt::Layout
+{
+    QRect window;   // display window (BackgroundColor)
+    QRect caption;  // caption line above the window, empty without a caption
+    QRect digits;   // all digit positions
+    int digitHeight = 0;
+    int digitWidth = 0;
+    int pitch = 0;  // digit width plus the gap that holds the decimal point
+    int unitPixelSize = 0;
+};
+
+class TQVPanelMeterInt::PrivateData
+{
+public:
+    double value = 0.0;
+    int decimals = 2;
+    int digits = 5;
+    QString unitText;
+    TSiPrefixesId prefix = sipNone;
+    TQVDigitStyle digitStyle = dsSevenSegment;
+    TQVColor digitColor = 0x2828FF;
+    TQVColor backgroundColor = 0x141414;
+    QString overRangeText = QStringLiteral("OL");
+    double valueMin = -std::numeric_limits<double>::infinity();
+    double valueMax = std::numeric_limits<double>::infinity();
+    QString displayText;
+    bool overRange = false;
+    QChar decimalPoint = u'.';
+
+    // The layout of `layoutClient`, valid until a size, property, font or caption change.
+    bool layoutValid = false;
+    QRect layoutClient;
+    bool layoutCaption = false;
+    Layout layout;
+
+    // Seven-segment outlines of every position of `layout`; the path of each lit pattern
+    // (7 segment bits and the point) of each position is built once when first shown, and
+    // its complement is the unlit part, so a value repaint builds no path.
+    struct Cell
+    {
+        QPointF segments[7][6];
+        quint8 present = 0; // segments long enough to draw
+        bool hasPoint = false;
+        QPointF point;
+        qreal pointRadius = 0.0;
+        std::array<QPainterPath, 256> paths;
+    };
+    std::vector<std::unique_ptr<Cell>> cells;
+    QBrush litBrush;
+    QBrush unlitBrush;
+};
+
 TQVPanelMeterInt::TQVPanelMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
+    , m_data(std::make_unique<PrivateData>())
 {
     // Screen readers see the meter as a read-only value with the displayed text.
     QVInstallValueAccessibility({"TQVPanelMeterInt", QAccessible::Indicator,
@@ -134,165 +254,212 @@ TQVPanelMeterInt::TQVPanelMeterInt(QWidget *owner)
     // Every pixel is painted; a value repaint only touches the digit area.
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    UpdateDecimalPoint();
     UpdateText(false);
     resize(sizeHint());
 }
 
 TQVPanelMeterInt::~TQVPanelMeterInt() = default;
 
+double TQVPanelMeterInt::Value() const { return m_data->value; }
+int TQVPanelMeterInt::Decimals() const { return m_data->decimals; }
+int TQVPanelMeterInt::Digits() const { return m_data->digits; }
+QString TQVPanelMeterInt::UnitText() const { return m_data->unitText; }
+TSiPrefixesId TQVPanelMeterInt::SIPrefix() const { return m_data->prefix; }
+TQVPanelMeterInt::TQVDigitStyle TQVPanelMeterInt::DigitStyle() const { return m_data->digitStyle; }
+TQVColor TQVPanelMeterInt::DigitColor() const { return m_data->digitColor; }
+TQVColor TQVPanelMeterInt::BackgroundColor() const { return m_data->backgroundColor; }
+QString TQVPanelMeterInt::OverRangeText() const { return m_data->overRangeText; }
+double TQVPanelMeterInt::ValueMin() const { return m_data->valueMin; }
+double TQVPanelMeterInt::ValueMax() const { return m_data->valueMax; }
+QString TQVPanelMeterInt::DisplayText() const { return m_data->displayText; }
+bool TQVPanelMeterInt::IsOverRange() const { return m_data->overRange; }
+
 void TQVPanelMeterInt::SetValue(double value)
 {
     // The value is always stored (NaN included); the digits change only with the text.
-    m_value = value;
+    m_data->value = value;
     UpdateText(true);
 }
 
 void TQVPanelMeterInt::SetDecimals(int decimals)
 {
-    if (decimals == m_decimals || decimals < 0 || decimals > MaxDecimals)
+    if (decimals == m_data->decimals || decimals < 0 || decimals > MaxDecimals)
         return;
-    m_decimals = decimals;
+    m_data->decimals = decimals;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetDigits(int digits)
 {
-    if (digits == m_digits || digits < MinDigits || digits > MaxDigits)
+    if (digits == m_data->digits || digits < MinDigits || digits > MaxDigits)
         return;
-    m_digits = digits;
+    m_data->digits = digits;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetUnitText(const QString &text)
 {
-    if (text == m_unitText)
+    if (text == m_data->unitText)
         return;
-    m_unitText = text;
+    m_data->unitText = text;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetSIPrefix(int id)
 {
-    if (id == m_prefix || id < sipNone || id > sipYotta)
+    if (id == m_data->prefix || id < sipNone || id > sipYotta)
         return;
-    m_prefix = TSiPrefixesId(id);
+    m_data->prefix = TSiPrefixesId(id);
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetDigitStyle(TQVDigitStyle style)
 {
-    if (style == m_digitStyle || style > dsFont)
+    if (style == m_data->digitStyle || style > dsFont)
         return;
-    m_digitStyle = style;
+    m_data->digitStyle = style;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetDigitColor(TQVColor color)
 {
-    if (color == m_digitColor)
+    if (color == m_data->digitColor)
         return;
-    m_digitColor = color;
+    m_data->digitColor = color;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetBackgroundColor(TQVColor color)
 {
-    if (color == m_backgroundColor)
+    if (color == m_data->backgroundColor)
         return;
-    m_backgroundColor = color;
+    m_data->backgroundColor = color;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetOverRangeText(const QString &text)
 {
-    if (text == m_overRangeText)
+    if (text == m_data->overRangeText)
         return;
-    m_overRangeText = text;
+    m_data->overRangeText = text;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetValueMin(double value)
 {
-    if (value == m_valueMin || std::isnan(value) || !(value < m_valueMax))
+    if (value == m_data->valueMin || std::isnan(value) || !(value < m_data->valueMax))
         return;
-    m_valueMin = value;
+    m_data->valueMin = value;
     PropertyChanged();
 }
 
 void TQVPanelMeterInt::SetValueMax(double value)
 {
-    if (value == m_valueMax || std::isnan(value) || !(value > m_valueMin))
+    if (value == m_data->valueMax || std::isnan(value) || !(value > m_data->valueMin))
         return;
-    m_valueMax = value;
+    m_data->valueMax = value;
     PropertyChanged();
 }
 
 QString TQVPanelMeterInt::UnitLabel() const
 {
     TSiPrefixesStruct info;
-    if (m_prefix != sipNone && GetSIInfos(m_prefix, info))
-        return info.Symbol + m_unitText;
-    return m_unitText;
+    if (m_data->prefix != sipNone && GetSIInfos(m_data->prefix, info))
+        return info.Symbol + m_data->unitText;
+    return m_data->unitText;
 }
 
 QColor TQVPanelMeterInt::UnlitColor() const
 {
-    const QColor lit = ToQColor(m_digitColor);
-    const QColor back = ToQColor(m_backgroundColor);
+    const QColor lit = ToQColor(m_data->digitColor);
+    const QColor back = ToQColor(m_data->backgroundColor);
     const auto mix = [](int b, int d) { return qRound(b + (d - b) * 0.2); };
     return QColor(mix(back.red(), lit.red()), mix(back.green(), lit.green()), mix(back.blue(), lit.blue()));
 }
 
-QString TQVPanelMeterInt::FormatValue(bool &overRange) const
-{
-    overRange = false;
-    if (std::isnan(m_value))
-        return NoValueText;
-    overRange = true;
-    if (m_value > m_valueMax)
-        return m_overRangeText;
-    if (m_value < m_valueMin)
-        return u'-' + m_overRangeText;
-
-    TSiPrefixesStruct info;
-    const double factor = GetSIInfos(m_prefix, info) ? info.Factor : 1.0;
-    const double scaled = m_value / factor;
-    const QString over = scaled < 0 ? u'-' + m_overRangeText : m_overRangeText;
-    // Cheap rejection before formatting: the integer part alone needs more than `Digits`.
-    if (!std::isfinite(scaled) || std::fabs(scaled) >= std::pow(10.0, m_digits))
-        return over;
-
-    const int decimals = std::min(m_decimals, m_digits - 1);
-    const QString pattern = decimals > 0 ? QStringLiteral("0.") + QString(decimals, u'0') : QStringLiteral("0");
-    const QString text = QVFormatFloat(pattern, scaled, locale());
-    // Rounding may carry into a new digit (99999.6 -> 100000).
-    if (std::count_if(text.begin(), text.end(), [](QChar c) { return c.isDigit(); }) > m_digits)
-        return over;
-    overRange = false;
-    return text;
-}
-
 void TQVPanelMeterInt::UpdateText(bool repaintNow)
 {
-    bool overRange = false;
-    const QString text = FormatValue(overRange);
-    m_overRange = overRange;
-    if (text == m_displayText)
+    // The text is composed in `buffer` and copied into the display text only when it
+    // differs, whose storage is then reused: an unchanged or equally long text allocates
+    // nothing.
+    PrivateData &d = *m_data;
+    QChar buffer[48];
+    QStringView text;
+    bool overRange = true;
+    const double value = d.value;
+    TSiPrefixesStruct info;
+    const double factor = GetSIInfos(d.prefix, info) ? info.Factor : 1.0;
+    const double scaled = value / factor;
+    QString formatted; // only where the text does not fit `buffer`
+    // `prefix` followed by `text`, in the buffer where it fits.
+    const auto compose = [&](QStringView prefix, QStringView tail) {
+        if (prefix.size() + tail.size() <= qsizetype(std::size(buffer))) {
+            std::copy(prefix.begin(), prefix.end(), buffer);
+            std::copy(tail.begin(), tail.end(), buffer + prefix.size());
+            text = QStringView(buffer, prefix.size() + tail.size());
+        } else {
+            formatted = prefix.toString() + tail.toString();
+            text = formatted;
+        }
+    };
+    const QStringView minus = u"-";
+    if (std::isnan(value)) {
+        text = NoValueText;
+        overRange = false;
+    } else if (value > d.valueMax) {
+        text = d.overRangeText;
+    } else if (value < d.valueMin) {
+        compose(minus, d.overRangeText);
+    } else if (!std::isfinite(scaled) || std::fabs(scaled) >= std::pow(10.0, d.digits)) {
+        // Cheap rejection before formatting: the integer part alone needs more than `Digits`.
+        compose(scaled < 0 ? minus : QStringView(), d.overRangeText);
+    } else {
+        const int decimals = std::min(d.decimals, d.digits - 1);
+        const int length = d.decimalPoint.isNull() ? -1 : FormatFixed(scaled, decimals, d.decimalPoint, buffer);
+        if (length < 0) {
+            const QString pattern = decimals > 0 ? QStringLiteral("0.") + QString(decimals, u'0') : QStringLiteral("0");
+            formatted = QVFormatFloat(pattern, scaled, locale());
+            text = formatted;
+        } else {
+            text = QStringView(buffer, length);
+        }
+        // Rounding may carry into a new digit (99999.6 -> 100000).
+        if (std::count_if(text.begin(), text.end(), [](QChar c) { return c.isDigit(); }) > d.digits)
+            compose(scaled < 0 ? minus : QStringView(), d.overRangeText);
+        else
+            overRange = false;
+    }
+    d.overRange = overRange;
+    if (text == QStringView(d.displayText))
         return;
-    m_displayText = text;
+    if (d.displayText.isDetached() && d.displayText.capacity() >= text.size()) {
+        d.displayText.resize(text.size());
+        std::copy(text.begin(), text.end(), d.displayText.data());
+    } else {
+        d.displayText = text.toString();
+    }
     if (repaintNow && isVisible()) {
         const QRect digits = DigitRect();
         if (!digits.isEmpty())
             repaint(digits);
     }
     if (QAccessible::isActive()) {
-        QAccessibleValueChangeEvent event(this, m_value);
+        QAccessibleValueChangeEvent event(this, d.value);
         QAccessible::updateAccessibility(&event);
     }
 }
 
+void TQVPanelMeterInt::UpdateDecimalPoint()
+{
+    // A separator of more than one character leaves the formatting to QVFormatFloat.
+    const QString point = locale().decimalPoint();
+    m_data->decimalPoint = point.size() == 1 ? point[0] : QChar();
+}
+
 void TQVPanelMeterInt::PropertyChanged()
 {
+    m_data->layoutValid = false;
     UpdateText(false);
     updateGeometry();
     update();
@@ -301,18 +468,31 @@ void TQVPanelMeterInt::PropertyChanged()
 void TQVPanelMeterInt::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LocaleChange) {
+        UpdateDecimalPoint();
         UpdateText(false);
         update();
     } else if (event->type() == QEvent::FontChange) {
+        m_data->layoutValid = false;
         updateGeometry();
         update();
     }
     TQVCustomPanel::changeEvent(event);
 }
 
-TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout() const
+const TQVPanelMeterInt::Layout &TQVPanelMeterInt::CurrentLayout() const
 {
-    return ComputeLayout(ClientRect());
+    // The panel's frame properties and caption change the client area without telling us.
+    PrivateData &d = *m_data;
+    const QRect client = ClientRect();
+    const bool caption = !Caption().isEmpty();
+    if (!d.layoutValid || client != d.layoutClient || caption != d.layoutCaption) {
+        d.layout = ComputeLayout(client);
+        d.layoutClient = client;
+        d.layoutCaption = caption;
+        d.cells.clear();
+        d.layoutValid = true;
+    }
+    return d.layout;
 }
 
 TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
@@ -336,7 +516,7 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
     l.unitPixelSize = std::max(6, h0 * 2 / 5);
     const QString unit = UnitLabel();
     const int unitText = unit.isEmpty() ? 0 : QFontMetrics(UnitFont(font(), l.unitPixelSize)).horizontalAdvance(unit);
-    const int cells = m_digits + 1;
+    const int cells = m_data->digits + 1;
     // Every position but the last is followed by a quarter-height gap for the decimal point.
     const int unitWidth = unit.isEmpty() ? 0 : h0 / 4 + unitText;
     const int hFit = std::max(0, available - unitWidth) * 4 / (3 * cells - 1);
@@ -357,7 +537,7 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
 
 QRect TQVPanelMeterInt::DigitRect() const
 {
-    return ComputeLayout().digits;
+    return CurrentLayout().digits;
 }
 
 QSize TQVPanelMeterInt::sizeHint() const
@@ -369,7 +549,7 @@ QSize TQVPanelMeterInt::sizeHint() const
     const int windowHeight = 44;
     const int pad = windowHeight / 8;
     const int h = windowHeight - 2 * pad;
-    const int cells = m_digits + 1;
+    const int cells = m_data->digits + 1;
     const QString unit = UnitLabel();
     // Rounded up, so that the layout's width fit keeps the full digit height.
     int width = 2 * pad + ((3 * cells - 1) * h + 3) / 4;
@@ -392,20 +572,45 @@ QSize TQVPanelMeterInt::minimumSizeHint() const
 
 void TQVPanelMeterInt::Paint(QPainter &painter)
 {
-    const Layout layout = ComputeLayout();
+    const Layout &layout = CurrentLayout();
     // A value repaint only needs the window's colour under the digits.
     const QRect dirty = painter.clipBoundingRect().toAlignedRect();
-    if (!layout.digits.isEmpty() && layout.digits.contains(dirty))
-        painter.fillRect(layout.digits, ToQColor(m_backgroundColor));
+    const bool valuePaint = !layout.digits.isEmpty() && layout.digits.contains(dirty);
+    if (valuePaint)
+        painter.fillRect(layout.digits, ToQColor(m_data->backgroundColor));
     else
         PaintBackground(painter, layout);
     if (layout.digits.isEmpty())
         return;
-    painter.setRenderHint(QPainter::Antialiasing, true);
-    if (m_digitStyle == dsFont)
+    if (!painter.testRenderHint(QPainter::Antialiasing))
+        painter.setRenderHint(QPainter::Antialiasing, true);
+    if (m_data->digitStyle == dsFont) {
         PaintFontDigits(painter, layout);
-    else
+    } else if (valuePaint) {
         PaintSevenSegment(painter, layout);
+    } else {
+        // The decimal points reach a fraction of a pixel below the digit area, which a
+        // value repaint does not touch: every paint keeps them inside it.
+        painter.save();
+        painter.setClipRect(layout.digits, Qt::IntersectClip);
+        PaintSevenSegment(painter, layout);
+        painter.restore();
+    }
+}
+
+void TQVPanelMeterInt::paintEvent(QPaintEvent *event)
+{
+    // A value repaint switches antialiasing on before the clip: switching it under a clip
+    // makes the raster engine rebuild the clip.
+    const QRect &digits = CurrentLayout().digits;
+    if (digits.isEmpty() || !digits.contains(event->rect())) {
+        TQVCustomPanel::paintEvent(event);
+        return;
+    }
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setClipRegion(event->region());
+    Paint(painter);
 }
 
 void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
@@ -428,14 +633,14 @@ void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
     painter.fillRect(QRect(w.left() - 1, w.top(), 1, w.height()), ToQColor(QVColors::clBtnShadow));
     painter.fillRect(QRect(w.left() - 1, w.bottom() + 1, w.width() + 2, 1), ToQColor(QVColors::clBtnHighlight));
     painter.fillRect(QRect(w.right() + 1, w.top() - 1, 1, w.height() + 1), ToQColor(QVColors::clBtnHighlight));
-    painter.fillRect(w, ToQColor(m_backgroundColor));
+    painter.fillRect(w, ToQColor(m_data->backgroundColor));
 
     const QString unit = UnitLabel();
     if (unit.isEmpty() || layout.digits.isEmpty())
         return;
     const QFont font = UnitFont(this->font(), layout.unitPixelSize);
     painter.setFont(font);
-    painter.setPen(ToQColor(m_digitColor));
+    painter.setPen(ToQColor(m_data->digitColor));
     const QPointF baseline(layout.digits.right() + 1 + layout.digitHeight / 4, layout.digits.bottom() + 1);
     painter.save();
     painter.setClipRect(w, Qt::IntersectClip);
@@ -445,12 +650,12 @@ void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
 
 void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout)
 {
-    const int cells = m_digits + 1;
-    std::vector<Glyph> glyphs(static_cast<size_t>(cells));
+    const int cells = m_data->digits + 1;
+    std::array<Glyph, MaxDigits + 1> glyphs{};
     // Sign position first, then the characters right-aligned; a separator lights the point
     // of the character before it, and characters beyond the left end are dropped.
-    const bool sign = HasSign(m_displayText);
-    const QString body = sign ? m_displayText.mid(1) : m_displayText;
+    const bool sign = HasSign(m_data->displayText);
+    const QStringView body = QStringView(m_data->displayText).mid(sign ? 1 : 0);
     glyphs[0].segments = sign ? SegG : 0;
     int cell = cells - 1;
     bool pendingPoint = false;
@@ -467,41 +672,69 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
     if (pendingPoint && cell >= 1)
         glyphs[size_t(cell)].point = true;
 
-    const int h = layout.digitHeight;
-    const int dw = layout.digitWidth;
-    const qreal t = std::max(1, dw / 5);
-    const qreal s = std::max(0.75, t / 5);
-    QPainterPath lit;
-    QPainterPath unlit;
-    for (int i = 0; i < cells; ++i) {
-        const qreal x = layout.digits.left() + i * layout.pitch;
-        const qreal y = layout.digits.top();
-        const qreal left = x + t / 2, right = x + dw - t / 2;
-        const qreal top = y + t / 2, middle = y + h / 2.0, bottom = y + h - t / 2;
-        const QPointF ends[7][2] = {
-            {{left, top}, {right, top}},         {{right, top}, {right, middle}},
-            {{right, middle}, {right, bottom}},  {{left, bottom}, {right, bottom}},
-            {{left, middle}, {left, bottom}},    {{left, top}, {left, middle}},
-            {{left, middle}, {right, middle}},
-        };
-        for (int k = 0; k < 7; ++k)
-            AddSegment((glyphs[size_t(i)].segments & (1 << k)) ? lit : unlit, ends[k][0], ends[k][1], t, s);
-        // Decimal point in the gap after every digit position but the last.
-        if (i >= 1 && i < cells - 1) {
-            const QPointF centre(x + dw + (layout.pitch - dw) / 2.0, y + h - t / 2);
-            (glyphs[size_t(i)].point ? lit : unlit).addEllipse(centre, t * 0.6, t * 0.6);
+    PrivateData &d = *m_data;
+    if (int(d.cells.size()) != cells) {
+        d.cells.clear();
+        const int h = layout.digitHeight;
+        const int dw = layout.digitWidth;
+        const qreal t = std::max(1, dw / 5);
+        const qreal s = std::max(0.75, t / 5);
+        for (int i = 0; i < cells; ++i) {
+            auto cell = std::make_unique<PrivateData::Cell>();
+            const qreal x = layout.digits.left() + i * layout.pitch;
+            const qreal y = layout.digits.top();
+            const qreal left = x + t / 2, right = x + dw - t / 2;
+            const qreal top = y + t / 2, middle = y + h / 2.0, bottom = y + h - t / 2;
+            const QPointF ends[7][2] = {
+                {{left, top}, {right, top}},         {{right, top}, {right, middle}},
+                {{right, middle}, {right, bottom}},  {{left, bottom}, {right, bottom}},
+                {{left, middle}, {left, bottom}},    {{left, top}, {left, middle}},
+                {{left, middle}, {right, middle}},
+            };
+            for (int k = 0; k < 7; ++k)
+                if (SegmentOutline(cell->segments[k], ends[k][0], ends[k][1], t, s))
+                    cell->present |= quint8(1 << k);
+            // Decimal point in the gap after every digit position but the last.
+            cell->hasPoint = i >= 1 && i < cells - 1;
+            cell->point = QPointF(x + dw + (layout.pitch - dw) / 2.0, y + h - t / 2);
+            cell->pointRadius = t * 0.6;
+            d.cells.push_back(std::move(cell));
         }
+        d.unlitBrush = QBrush(UnlitColor());
+        d.litBrush = QBrush(ToQColor(d.digitColor));
     }
+    // The path of the parts of `cell` lit in `pattern` (bit 7: the point), built on first use.
+    const auto pathOf = [](PrivateData::Cell &cell, int pattern) -> const QPainterPath & {
+        QPainterPath &path = cell.paths[std::size_t(pattern)];
+        if (path.isEmpty()) {
+            for (int k = 0; k < 7; ++k) {
+                if (!(pattern & cell.present & (1 << k)))
+                    continue;
+                const QPointF(&p)[6] = cell.segments[k];
+                path.moveTo(p[0]);
+                for (int m = 1; m < 6; ++m)
+                    path.lineTo(p[m]);
+                path.closeSubpath();
+            }
+            if (cell.hasPoint && (pattern & 0x80))
+                path.addEllipse(cell.point, cell.pointRadius, cell.pointRadius);
+        }
+        return path;
+    };
     painter.setPen(Qt::NoPen);
-    painter.fillPath(unlit, UnlitColor());
-    painter.fillPath(lit, ToQColor(m_digitColor));
+    for (int i = 0; i < cells; ++i) {
+        PrivateData::Cell &cell = *d.cells[std::size_t(i)];
+        const int lit = glyphs[std::size_t(i)].segments | (glyphs[std::size_t(i)].point ? 0x80 : 0);
+        painter.fillPath(pathOf(cell, ~lit & 0xFF), d.unlitBrush);
+        painter.fillPath(pathOf(cell, lit), d.litBrush);
+    }
 }
 
 void TQVPanelMeterInt::PaintFontDigits(QPainter &painter, const Layout &layout)
 {
     const QRect digits = layout.digits;
-    const bool sign = HasSign(m_displayText);
-    const QString body = sign ? m_displayText.mid(1) : m_displayText;
+    const bool sign = HasSign(m_data->displayText);
+    const QString body = sign ? m_data->displayText.mid(1) : m_data->displayText;
 
     // Scale the font so that a digit is as high as the digit area; when `Digits` digits and
     // a separator are wider than the positions after the sign, condense the glyphs (down to
@@ -513,7 +746,7 @@ void TQVPanelMeterInt::PaintFontDigits(QPainter &painter, const Layout &layout)
     const qreal digitHeight = std::max<qreal>(1.0, probe.tightBoundingRect(QStringLiteral("0")).height());
     const qreal areaLeft = digits.left() + layout.pitch;
     const qreal areaWidth = digits.right() + 1 - areaLeft;
-    const QString widest = QString(m_digits, u'0') + locale().decimalPoint();
+    const QString widest = QString(m_data->digits, u'0') + locale().decimalPoint();
     qreal size = reference * digits.height() / digitHeight;
     qreal condense = 1.0;
     const qreal ratio = areaWidth / (probe.horizontalAdvance(widest) * size / reference);
@@ -526,7 +759,7 @@ void TQVPanelMeterInt::PaintFontDigits(QPainter &painter, const Layout &layout)
     painter.save();
     painter.setClipRect(digits, Qt::IntersectClip);
     painter.setFont(font);
-    painter.setPen(ToQColor(m_digitColor));
+    painter.setPen(ToQColor(m_data->digitColor));
     painter.translate(digits.right() + 1, digits.bottom() + 1);
     painter.scale(condense, 1.0);
     painter.drawText(QPointF(-fm.horizontalAdvance(body), 0), body);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <limits>
+#include <memory>
 
 #include <QtCore/QRect>
 #include <QtCore/QString>
@@ -41,44 +41,44 @@ public:
     explicit TQVPanelMeterInt(QWidget *owner = nullptr);
     ~TQVPanelMeterInt() override;
 
-    double Value() const { return m_value; }
+    double Value() const;
     /// \brief Stores `value`; repaints the digit area at once when the displayed text changes.
     void SetValue(double value);
-    int Decimals() const { return m_decimals; }
+    int Decimals() const;
     /// Accepts 0 to 9; at most `Digits` - 1 of them are shown.
     void SetDecimals(int decimals);
-    int Digits() const { return m_digits; }
+    int Digits() const;
     /// Number of digit positions (without the sign position); accepts 1 to 12.
     void SetDigits(int digits);
-    QString UnitText() const { return m_unitText; }
+    QString UnitText() const;
     void SetUnitText(const QString &text);
-    TSiPrefixesId SIPrefix() const { return m_prefix; }
+    TSiPrefixesId SIPrefix() const;
     /// \brief The value is shown divided by the prefix's factor and the prefix symbol precedes
     /// `UnitText`; identifiers outside the table are ignored.
     void SetSIPrefix(int id);
-    TQVDigitStyle DigitStyle() const { return m_digitStyle; }
+    TQVDigitStyle DigitStyle() const;
     void SetDigitStyle(TQVDigitStyle style);
-    TQVColor DigitColor() const { return m_digitColor; }
+    TQVColor DigitColor() const;
     void SetDigitColor(TQVColor color);
-    TQVColor BackgroundColor() const { return m_backgroundColor; }
+    TQVColor BackgroundColor() const;
     /// Colour of the display window behind the digits.
     void SetBackgroundColor(TQVColor color);
-    QString OverRangeText() const { return m_overRangeText; }
+    QString OverRangeText() const;
     void SetOverRangeText(const QString &text);
-    double ValueMin() const { return m_valueMin; }
+    double ValueMin() const;
     /// Lower end of the display range; ignored when NaN or not below `ValueMax`.
     void SetValueMin(double value);
-    double ValueMax() const { return m_valueMax; }
+    double ValueMax() const;
     /// Upper end of the display range; ignored when NaN or not above `ValueMin`.
     void SetValueMax(double value);
 
     /// \brief The text the digits show: the formatted number, `OverRangeText` (preceded by
     /// "-" below the range), or "----" for NaN.
-    QString DisplayText() const { return m_displayText; }
+    QString DisplayText() const;
     /// The prefix symbol followed by `UnitText`.
     QString UnitLabel() const;
     /// True while the over-range text is shown.
-    bool IsOverRange() const { return m_overRange; }
+    bool IsOverRange() const;
     /// The area of the digit positions (sign position included), repainted on value changes.
     QRect DigitRect() const;
     /// The colour of unlit segments: one fifth of the way from `BackgroundColor` to `DigitColor`.
@@ -90,39 +90,20 @@ public:
 protected:
     void Paint(QPainter &painter) override;
     void changeEvent(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
 
 private:
-    struct Layout
-    {
-        QRect window;   // display window (BackgroundColor)
-        QRect caption;  // caption line above the window, empty without a caption
-        QRect digits;   // all digit positions
-        int digitHeight = 0;
-        int digitWidth = 0;
-        int pitch = 0;  // digit width plus the gap that holds the decimal point
-        int unitPixelSize = 0;
-    };
+    class PrivateData;
+    struct Layout;
 
-    Layout ComputeLayout() const;
+    const Layout &CurrentLayout() const;
     Layout ComputeLayout(QRect client) const;
-    QString FormatValue(bool &overRange) const;
     void UpdateText(bool repaintNow);
+    void UpdateDecimalPoint();
     void PropertyChanged();
     void PaintBackground(QPainter &painter, const Layout &layout);
     void PaintSevenSegment(QPainter &painter, const Layout &layout);
     void PaintFontDigits(QPainter &painter, const Layout &layout);
 
-    double m_value = 0.0;
-    int m_decimals = 2;
-    int m_digits = 5;
-    QString m_unitText;
-    TSiPrefixesId m_prefix = sipNone;
-    TQVDigitStyle m_digitStyle = dsSevenSegment;
-    TQVColor m_digitColor = 0x2828FF;
-    TQVColor m_backgroundColor = 0x141414;
-    QString m_overRangeText = QStringLiteral("OL");
-    double m_valueMin = -std::numeric_limits<double>::infinity();
-    double m_valueMax = std::numeric_limits<double>::infinity();
-    QString m_displayText;
-    bool m_overRange = false;
+    std::unique_ptr<PrivateData> m_data;
 };

@@ -2,6 +2,11 @@
 
 #include <cmath>
 
+#include <QtGui/QPaintEngine>
+#include <QtGui/QPainter>
+#include <QtGui/QPixmap>
+#include <QtWidgets/QWidget>
+
 int QVRoundPx(double x)
 {
     if (std::isnan(x))
@@ -34,4 +39,20 @@ double QVSpanFraction(double value, double lo, double hi)
     if (!std::isfinite(value - lo) || !std::isfinite(hi - lo))
         t = (value * 0.5 - lo * 0.5) / (hi * 0.5 - lo * 0.5); // halves are exact this large
     return std::isnan(t) ? 0.0 : t;
+}
+
+qreal QVTargetPixelRatio(const QPainter &painter, const QWidget &widget)
+{
+    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
+    return target ? target->devicePixelRatioF() : widget.devicePixelRatioF();
+}
+
+bool QVEnsurePixmap(QPixmap &pixmap, QSize logical, qreal dpr)
+{
+    const QSize pixels = (QSizeF(logical) * dpr).toSize();
+    if (pixmap.size() == pixels && pixmap.devicePixelRatioF() == dpr && !pixmap.isNull())
+        return false;
+    pixmap = QPixmap(pixels);
+    pixmap.setDevicePixelRatio(dpr);
+    return true;
 }

@@ -3,6 +3,11 @@
 #include <algorithm>
 
 #include <QtCore/QRect>
+#include <QtCore/QSize>
+
+class QPainter;
+class QPixmap;
+class QWidget;
 
 #include "framework/qvGlobal.h"
 
@@ -43,3 +48,11 @@ QV_WIDGETS_EXPORT int QVFrameFit(int width, const QRect &r);
 /// \brief (`value` - `lo`) / (`hi` - `lo`), also where a difference overflows a double
 /// (a range of ±1e308); NaN gives 0.
 QV_WIDGETS_EXPORT double QVSpanFraction(double value, double lo, double hi);
+
+/// \brief The device pixel ratio `painter` paints at: that of its real target (a grab or a
+/// render may differ from the screen), else `widget`'s.
+QV_WIDGETS_EXPORT qreal QVTargetPixelRatio(const QPainter &painter, const QWidget &widget);
+
+/// \brief Makes `pixmap` an opaque cache of `logical` size at ratio `dpr`, reallocating only
+/// when its pixel size or ratio differ; true when it was reallocated.
+QV_WIDGETS_EXPORT bool QVEnsurePixmap(QPixmap &pixmap, QSize logical, qreal dpr);
