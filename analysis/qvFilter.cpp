@@ -57,26 +57,6 @@ QString CoefficientLineError(int lineNumber, const QString &line)
 // ---------------------------------------------------------------------------------------
 // TQVMLSFilterBase
 
-class TQVMLSFilterBase::DeliveryScope
-{
-public:
-    explicit DeliveryScope(TQVMLSFilterBase *filter)
-        : m_filter(filter)
-    {
-        ++m_filter->m_delivering;
-    }
-    ~DeliveryScope()
-    {
-        if (--m_filter->m_delivering == 0)
-            m_filter->m_retired.clear();
-    }
-    DeliveryScope(const DeliveryScope &) = delete;
-    DeliveryScope &operator=(const DeliveryScope &) = delete;
-
-private:
-    TQVMLSFilterBase *m_filter;
-};
-
 TQVMLSFilterBase::TQVMLSFilterBase(QObject *owner)
     : TQVMLSBase(owner)
 {
@@ -148,8 +128,7 @@ void TQVMLSFilterBase::RedimensionCopyArray(int n)
     if (n <= m_capacity)
         return;
     auto fresh = std::make_unique_for_overwrite<float[]>(std::size_t(n));
-    if (m_buffer && m_delivering > 0)
-        m_retired.push_back(std::move(m_buffer));
+    RetireBuffer(std::shared_ptr<float[]>(std::move(m_buffer)));
     m_buffer = std::move(fresh);
     m_capacity = n;
 }
@@ -169,7 +148,6 @@ void TQVMLSFilterBase::MLSOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
         // never with more samples than the buffer holds.
         local.Channels[0] = QVDescArraySingle{m_buffer.get(), std::min(in.Count, m_capacity)};
     }
-    DeliveryScope scope(this);
     DeliverData(local);
 }
 

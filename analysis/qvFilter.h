@@ -59,7 +59,6 @@ protected:
     void MLSOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data) override;
 
 private:
-    class DeliveryScope;
 
     /// Grows the buffer to at least `n` floats; never shrinks it.
     void RedimensionCopyArray(int n);
@@ -70,8 +69,6 @@ private:
     float m_cutoffFrequency = 0.5f;
     // A buffer replaced while a block is in delivery stays alive until the delivery ends,
     // since the block handed downstream points into it.
-    int m_delivering = 0;
-    std::vector<std::unique_ptr<float[]>> m_retired;
 };
 
 /// \brief Butterworth low-, band- or high-pass filter of even order 2 to 10, designed by

@@ -132,25 +132,13 @@ void TQVFFTStage::MLSOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
     std::memset(static_cast<void *>(&out), 0, sizeof out);
     BuildOutput(out);
 
-    struct DeliveryScope
-    {
-        TQVFFTStage *Stage;
-        ~DeliveryScope()
-        {
-            if (--Stage->m_delivering == 0)
-                Stage->m_retired.clear();
-        }
-    };
-    ++m_delivering;
-    DeliveryScope scope{this};
     DeliverData(out);
 }
 
 template <typename T>
 void TQVFFTStage::Replace(std::unique_ptr<T> &slot, std::unique_ptr<T> fresh)
 {
-    if (m_delivering > 0 && slot)
-        m_retired.emplace_back(std::move(slot));
+    RetireBuffer(std::shared_ptr<T>(std::move(slot)));
     slot = std::move(fresh);
 }
 

@@ -99,9 +99,7 @@ private:
     int InputLength(const TQVDescArraySingle &data) const;
 
     bool m_dualInput;
-    int m_delivering = 0;
     std::unique_ptr<TQVVector> m_spare[2];
-    std::vector<std::shared_ptr<void>> m_retired;
 };
 
 /// \brief Common part of the stages with one input channel: a real work vector for the

@@ -66,14 +66,33 @@ void TQVMeasureSource::UpdateLinks()
     ForEachLink([](TQVMeasureLink *link) { link->UpdateSettings(); });
 }
 
-void TQVMeasureSource::DeliverData(TQVDescArraySingle &data)
+bool TQVMeasureSource::DeliverData(TQVDescArraySingle &data)
 {
-    ForEachLink([&data](TQVMeasureLink *link) { link->NewData(data); });
+    return Deliver([&data](TQVMeasureLink *link) { link->NewData(data); });
 }
 
-void TQVMeasureSource::DeliverState(TQVMeasureSourceState state)
+bool TQVMeasureSource::DeliverState(TQVMeasureSourceState state)
 {
-    ForEachLink([state](TQVMeasureLink *link) { link->StateNotify(state); });
+    return Deliver([state](TQVMeasureLink *link) { link->StateNotify(state); });
+}
+
+void TQVMeasureSource::RetireBuffer(std::shared_ptr<void> buffer)
+{
+    if (Delivering() && buffer)
+        m_retired.push_back(std::move(buffer));
+}
+
+TQVMeasureSource::DeliveryScope::DeliveryScope(TQVMeasureSource *source)
+    : m_source(source)
+{
+    ++source->m_deliveryDepth;
+}
+
+TQVMeasureSource::DeliveryScope::~DeliveryScope()
+{
+    // A source deleted during the delivery has nothing left to release.
+    if (m_source && --m_source->m_deliveryDepth == 0)
+        m_source->m_retired.clear();
 }
 
 // ---------------------------------------------------------------------------------------

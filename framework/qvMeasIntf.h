@@ -1,9 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include <QtCore/QList>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 
 #include "qvComponent.h"
 #include "qvExceptions.h"
@@ -103,29 +106,62 @@ public:
 
 protected:
     void SetCapabilities(TQVMeasureSourceCapabilities capabilities) { m_capabilities = capabilities; }
-    /// Hands the block to every attached link in order of attachment.
-    void DeliverData(TQVDescArraySingle &data);
-    /// Hands the state to every attached link in order of attachment.
-    void DeliverState(TQVMeasureSourceState state);
-    /// Calls `call(link)` for every attached link in order. A link that connects or
-    /// disconnects during a call does not make the others miss theirs.
+    /// Hands the block to every attached link in order of attachment. Returns false when a
+    /// consumer deleted this source during the delivery: the caller must not touch it then.
+    bool DeliverData(TQVDescArraySingle &data);
+    /// Hands the state to every attached link in order of attachment; false as `DeliverData`.
+    bool DeliverState(TQVMeasureSourceState state);
+    /// \brief Delivers through `call(link)` for every attached link, as `DeliverData` does:
+    /// `Delivering` is true meanwhile (deliveries nest), also when a consumer raises, and the
+    /// buffers retired meanwhile are released when the outermost delivery ends.
     template <typename Call>
-    void ForEachLink(Call call);
+    bool Deliver(Call call);
+    /// \brief Counts a delivery for its lifetime (`Delivering` is true meanwhile): for a source
+    /// whose handlers read its output before the links do. Survives exceptions and the
+    /// source's deletion.
+    class QV_CORE_EXPORT DeliveryScope
+    {
+    public:
+        explicit DeliveryScope(TQVMeasureSource *source);
+        ~DeliveryScope();
+        DeliveryScope(const DeliveryScope &) = delete;
+        DeliveryScope &operator=(const DeliveryScope &) = delete;
+        /// False once a consumer deleted the source.
+        bool SourceAlive() const { return !m_source.isNull(); }
+
+    private:
+        QPointer<TQVMeasureSource> m_source;
+    };
+    /// True while a block or a state is out to the links.
+    bool Delivering() const { return m_deliveryDepth > 0; }
+    /// \brief Keeps `buffer`, which the source has just replaced, alive until the outermost
+    /// delivery in progress ends: a consumer may still read the block it points into.
+    /// Released at once when no delivery is in progress.
+    void RetireBuffer(std::shared_ptr<void> buffer);
+    /// Calls `call(link)` for every attached link in order. A link that connects or
+    /// disconnects during a call does not make the others miss theirs. Returns false when
+    /// a call deleted this source (the walk stops there).
+    template <typename Call>
+    bool ForEachLink(Call call);
 
 private:
-
     TQVMeasureSourceCapabilities m_capabilities;
     QList<qint32> m_harmonizeFlags;
     QList<TQVMeasureLink *> m_links;
     bool m_active = true;
+    int m_deliveryDepth = 0;
+    std::vector<std::shared_ptr<void>> m_retired;
 };
 
 template <typename Call>
-void TQVMeasureSource::ForEachLink(Call call)
+bool TQVMeasureSource::ForEachLink(Call call)
 {
+    const QPointer<TQVMeasureSource> alive(this);
     for (qsizetype i = 0; i < m_links.size(); ++i) {
         TQVMeasureLink *link = m_links.at(i);
         call(link);
+        if (!alive)
+            return false;
         if (i >= m_links.size() || m_links.at(i) != link) {
             // The list changed during the call: go on after this link where it stands
             // now, or at its old place if it left.
@@ -133,6 +169,14 @@ void TQVMeasureSource::ForEachLink(Call call)
             i = now >= 0 ? now : i - 1;
         }
     }
+    return true;
+}
+
+template <typename Call>
+bool TQVMeasureSource::Deliver(Call call)
+{
+    DeliveryScope scope(this);
+    return ForEachLink(call);
 }
 
 /// \brief The consumer's end of a connection to a source; owned by the consumer.

@@ -649,7 +649,7 @@ void TQVFilePlayer::ConfigChanged()
 void TQVFilePlayer::PrepareBuffers()
 {
     m_buffersStale = true;
-    if (m_delivering > 0)
+    if (Delivering())
         return;
     const int channels = m_recording.Channels;
     if (std::size_t(channels) > m_channels.size())
@@ -662,17 +662,6 @@ void TQVFilePlayer::PrepareBuffers()
         channel.Harmonized.reserve(pending);
     }
     m_buffersStale = false;
-}
-
-template <typename Call>
-void TQVFilePlayer::Serve(Call call)
-{
-    struct Guard
-    {
-        int &Depth;
-        ~Guard() { --Depth; }
-    } guard{++m_delivering};
-    ForEachLink(call);
 }
 
 void TQVFilePlayer::Decode(qint64 frame, int count, int offset)
@@ -704,7 +693,7 @@ bool TQVFilePlayer::AnyLinkHarmonized() const
 
 void TQVFilePlayer::Tick()
 {
-    if (m_delivering > 0 || m_recording.Kind == fkNone || AtEnd())
+    if (Delivering() || m_recording.Kind == fkNone || AtEnd())
         return;
     if (m_buffersStale)
         PrepareBuffers();
@@ -729,10 +718,11 @@ void TQVFilePlayer::Tick()
     TQVDescArraySingle block = MakeHeader(first);
     for (int k = 0; k < channels; ++k)
         block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Block.data(), count};
-    Serve([&](TQVMeasureLink *link) {
+    if (!Deliver([&](TQVMeasureLink *link) {
         if (!harmonize || !GetHarmonizeData(link))
             link->NewData(block);
-    });
+    }))
+        return; // a consumer deleted the source
     if (m_buffersStale) {
         // A consumer changed the setup while the block was out: start afresh.
         PrepareBuffers();
@@ -759,10 +749,11 @@ void TQVFilePlayer::DeliverHarmonized()
         TQVDescArraySingle block = MakeHeader(m_harmonizedStart);
         for (int k = 0; k < m_recording.Channels; ++k)
             block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Harmonized.data(), length};
-        Serve([&](TQVMeasureLink *link) {
+        if (!Deliver([&](TQVMeasureLink *link) {
             if (GetHarmonizeData(link))
                 link->NewData(block);
-        });
+        }))
+            return; // a consumer deleted the source
         if (m_buffersStale) {
             PrepareBuffers();
             return;

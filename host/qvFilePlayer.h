@@ -131,8 +131,6 @@ private:
     void Install(Recording &&recording, const QString &fileName);
     void ConfigChanged();
     void PrepareBuffers();
-    template <typename Call>
-    void Serve(Call call);
     void Decode(qint64 frame, int count, int offset);
     void DeliverHarmonized();
     bool AnyLinkHarmonized() const;
@@ -144,7 +142,6 @@ private:
     QString m_fileName;
     // Grows only, so that a block in delivery never points at freed channel buffers.
     std::vector<ChannelState> m_channels;
-    int m_delivering = 0;
     bool m_buffersStale = false;
     int m_blockLength = 1024;
     int m_harmonizedLength = 1024;

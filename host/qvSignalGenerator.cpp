@@ -215,7 +215,7 @@ void TQVSignalGenerator::Stop()
 void TQVSignalGenerator::PrepareBuffers()
 {
     m_buffersStale = true;
-    if (m_delivering > 0)
+    if (Delivering())
         return;
     const std::size_t pending = std::size_t(m_blockLength) + std::size_t(m_harmonizedLength);
     for (int k = 0; k < m_channelCount; ++k) {
@@ -225,14 +225,6 @@ void TQVSignalGenerator::PrepareBuffers()
         channel.Harmonized.reserve(pending);
     }
     m_buffersStale = false;
-}
-
-template <typename Call>
-void TQVSignalGenerator::Serve(Call call)
-{
-    ++m_delivering;
-    ForEachLink(call);
-    --m_delivering;
 }
 
 void TQVSignalGenerator::ConfigChanged()
@@ -315,10 +307,11 @@ void TQVSignalGenerator::Tick()
     TQVDescArraySingle block = MakeHeader(first);
     for (int k = 0; k < m_channelCount; ++k)
         block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Block.data(), m_blockLength};
-    Serve([&](TQVMeasureLink *link) {
+    if (!Deliver([&](TQVMeasureLink *link) {
         if (!harmonize || !GetHarmonizeData(link))
             link->NewData(block);
-    });
+    }))
+        return; // a consumer deleted the source
     if (m_buffersStale) {
         // A consumer changed the setup while the block was out: start afresh.
         PrepareBuffers();
@@ -345,10 +338,11 @@ void TQVSignalGenerator::DeliverHarmonized()
         TQVDescArraySingle block = MakeHeader(m_harmonizedStart);
         for (int k = 0; k < m_channelCount; ++k)
             block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Harmonized.data(), length};
-        Serve([&](TQVMeasureLink *link) {
+        if (!Deliver([&](TQVMeasureLink *link) {
             if (GetHarmonizeData(link))
                 link->NewData(block);
-        });
+        }))
+            return; // a consumer deleted the source
         if (m_buffersStale) {
             PrepareBuffers();
             return;

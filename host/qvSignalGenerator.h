@@ -112,8 +112,6 @@ private:
     /// Sizes the sample buffers for the current setup. While a block is being delivered
     /// it is deferred to the end of the delivery, since the block points into them.
     void PrepareBuffers();
-    template <typename Call>
-    void Serve(Call call);
     void Generate(ChannelState &channel, float *out, int count);
     float NextNoise();
     void DeliverHarmonized();
@@ -124,7 +122,6 @@ private:
     // the first m_channelCount entries are in use.
     std::vector<ChannelState> m_channels;
     int m_channelCount = 1;
-    int m_delivering = 0;
     bool m_buffersStale = false;
     int m_blockLength = 1024;
     int m_harmonizedLength = 1024;

@@ -6,6 +6,8 @@
 #include <new>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QPointer>
+#include <QtCore/QScopeGuard>
 
 // ---------------------------------------------------------------------------------------
 // TQVBridgeQueue
@@ -292,11 +294,12 @@ int TQVThreadBridge::Drain()
 {
     if (m_draining)
         return 0;
-    struct Guard
-    {
-        bool &Flag;
-        ~Guard() { Flag = false; }
-    } guard{m_draining = true};
+    m_draining = true;
+    const QPointer<TQVThreadBridge> alive(this);
+    const auto guard = qScopeGuard([&] {
+        if (alive)
+            m_draining = false;
+    });
 
     // The shape cannot change while open, and the queue is closed before the bridge is,
     // so the shape of the queued blocks is the bridge's.
@@ -317,7 +320,8 @@ int TQVThreadBridge::Drain()
         block.HeaderWord = channels;
         for (int k = 0; k < channels; ++k)
             block.Channels[k] = QVDescArraySingle{const_cast<float *>(samples) + std::size_t(k) * std::size_t(length), length};
-        DeliverData(block);
+        if (!DeliverData(block))
+            return delivered + 1; // a consumer deleted the bridge
         m_queue->PopFront();
         ++delivered;
     }

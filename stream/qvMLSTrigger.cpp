@@ -8,6 +8,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include <QtCore/QScopeGuard>
+
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #define QV_HAVE_AVX512_SCAN 1
@@ -578,7 +580,7 @@ void TQVMLSTrigger::MLSOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
 {
     // A block sent from inside a handler of our own output would overwrite the store that
     // the handlers are reading.
-    if (m_delivering)
+    if (Delivering())
         return;
     const QVDescArraySingle &trigger = data.Channels[m_triggerChannel];
     if (!QVHasData(trigger) || m_bufferSize < 1)
@@ -701,26 +703,25 @@ void TQVMLSTrigger::FillTrigger(const TQVDescArraySingle &data, int count, int &
     }
 
     // The rest of this input block is dropped: the next pre-trigger fill starts with the
-    // next block. Whatever a handler raises, the output counts as delivered.
-    m_delivering = true;
-    const auto finish = [this] {
-        m_delivering = false;
+    // next block. Whatever a handler raises, the output counts as delivered; the handlers
+    // read the output as the links do, so a block fed back meanwhile is dropped.
+    DeliveryScope scope(this);
+    const auto finish = qScopeGuard([&] {
+        if (!scope.SourceAlive())
+            return;
         m_shotDone = true;
         m_triggered = true;
         m_preTriggerFilled = false;
         m_position = 1;
         m_fillingTrigger = false;
-    };
-    try {
-        if (OnTrigger)
-            OnTrigger(m_output);
-        emit Triggered(m_output);
+    });
+    if (OnTrigger)
+        OnTrigger(m_output);
+    if (!scope.SourceAlive())
+        return;
+    emit Triggered(m_output);
+    if (scope.SourceAlive())
         DeliverData(m_output);
-    } catch (...) {
-        finish();
-        throw;
-    }
-    finish();
 }
 
 int TQVMLSTrigger::Scan(const float *x, int count, int idx)

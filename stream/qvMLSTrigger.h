@@ -107,8 +107,6 @@ protected:
     void MLSOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data) override;
 
 private:
-    class DeliveryScope;
-
     void ResetAssembly();
     int EffectivePreTrigger() const;
     void Redimension(const TQVDescArraySingle &data);
@@ -136,7 +134,6 @@ private:
     bool m_preTriggerFilled = false;
     bool m_triggered = false;
     bool m_fillingTrigger = false;
-    bool m_delivering = false;
 
     // One store per channel: BufferSize floats, or none for a channel without data.
     std::array<std::vector<float>, QVChannelSlots> m_store;
