@@ -13,6 +13,8 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QtEndian>
 
+#include "host/qvBlockBuffers.h"
+
 namespace {
 
 QString Tr(const char *text)
@@ -434,6 +436,8 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
             }
         }
         rate = double(1.0L / step);
+        if (!std::isfinite(rate))
+            Fail(Tr("\"%1\": the time step is too small to give a sample rate").arg(fileName));
         startTime = first;
     }
     data.resize(qsizetype(values.size()) * qsizetype(sizeof(float)));
@@ -509,9 +513,19 @@ void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
     ConfigChanged();
 }
 
+bool TQVFilePlayer::BuffersFit(int channels, int blockLength, int harmonizedLength)
+{
+    if (QVBlockBuffersFit(channels, blockLength, harmonizedLength))
+        return true;
+    const QString message = QVBlockBuffersMessage("TQVFilePlayer", channels, blockLength);
+    qWarning("%s", qPrintable(message));
+    emit ErrorOccurred(message);
+    return false;
+}
+
 void TQVFilePlayer::SetBlockLength(int length)
 {
-    if (length < 1 || length > MaxBlockLength || length == m_blockLength)
+    if (length < 1 || length > MaxBlockLength || length == m_blockLength || !BuffersFit(std::max(1, m_recording.Channels), length, m_harmonizedLength))
         return;
     m_blockLength = length;
     ConfigChanged();
@@ -519,7 +533,7 @@ void TQVFilePlayer::SetBlockLength(int length)
 
 void TQVFilePlayer::SetHarmonizedBlockLength(int length)
 {
-    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength)
+    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength || !BuffersFit(std::max(1, m_recording.Channels), m_blockLength, length))
         return;
     m_harmonizedLength = length;
     ConfigChanged();

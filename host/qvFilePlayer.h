@@ -105,8 +105,15 @@ public:
     bool IsRunning() const { return m_state == mssRun; }
     TQVMeasureSourceState State() const { return m_state; }
 
+private:
+    // Whether buffers of that shape can be allocated; reports and refuses when not.
+    bool BuffersFit(int channels, int blockLength, int harmonizedLength);
+
 signals:
     void StateChanged(TQVMeasureSourceState state);
+    /// A block length was refused because its buffers do not fit in memory; the source is
+    /// left as it was.
+    void ErrorOccurred(const QString &message);
 
 private:
     struct Recording

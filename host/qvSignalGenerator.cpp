@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "host/qvBlockBuffers.h"
+
 namespace {
 
 float WaveSample(TQVSignalGenerator::TQVWaveform waveform, long double phase)
@@ -58,9 +60,19 @@ void TQVSignalGenerator::SetChannelCount(int count)
     ConfigChanged();
 }
 
+bool TQVSignalGenerator::BuffersFit(int channels, int blockLength, int harmonizedLength)
+{
+    if (QVBlockBuffersFit(channels, blockLength, harmonizedLength))
+        return true;
+    const QString message = QVBlockBuffersMessage("TQVSignalGenerator", channels, blockLength);
+    qWarning("%s", qPrintable(message));
+    emit ErrorOccurred(message);
+    return false;
+}
+
 void TQVSignalGenerator::SetBlockLength(int length)
 {
-    if (length < 1 || length > MaxBlockLength || length == m_blockLength)
+    if (length < 1 || length > MaxBlockLength || length == m_blockLength || !BuffersFit(m_channelCount, length, m_harmonizedLength))
         return;
     m_blockLength = length;
     ConfigChanged();
@@ -68,7 +80,7 @@ void TQVSignalGenerator::SetBlockLength(int length)
 
 void TQVSignalGenerator::SetHarmonizedBlockLength(int length)
 {
-    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength)
+    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength || !BuffersFit(m_channelCount, m_blockLength, length))
         return;
     m_harmonizedLength = length;
     ConfigChanged();

@@ -94,8 +94,15 @@ public:
     /// Samples generated per channel since the last reset.
     qint64 SamplesGenerated() const { return m_sampleIndex; }
 
+private:
+    // Whether buffers of that shape can be allocated; reports and refuses when not.
+    bool BuffersFit(int channels, int blockLength, int harmonizedLength);
+
 signals:
     void StateChanged(TQVMeasureSourceState state);
+    /// A block length was refused because its buffers do not fit in memory; the source is
+    /// left as it was.
+    void ErrorOccurred(const QString &message);
 
 private:
     struct ChannelState

@@ -1,12 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include "analysis/qvFilter.h"
 #include "analysis/qvMLSFFT.h"
+#include "host/qvFilePlayer.h"
 #include "host/qvSignalGenerator.h"
 #include "host/qvThreadBridge.h"
 #include "stream/qvMLSSimpleSources.h"
@@ -132,3 +138,54 @@ INSTANTIATE_TEST_SUITE_P(
                          SendBlock(source, upstream);
                      }}),
     [](const ::testing::TestParamInfo<DeletionCase> &info) { return std::string(info.param.Name); });
+
+namespace {
+
+// In this process: limits the address space to what it uses plus 64 MiB, asks a generator of
+// every channel and a player for the longest blocks, and checks what they did.
+bool LongestBlocksRefusedUnderAMemoryLimit()
+{
+    long pages = 0;
+    if (FILE *statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld", &pages) != 1)
+            pages = 0;
+        std::fclose(statm);
+    }
+    const rlim_t room = rlim_t(pages) * rlim_t(sysconf(_SC_PAGESIZE)) + (rlim_t(64) << 20);
+    const rlimit limit{room, room};
+    setrlimit(RLIMIT_AS, &limit);
+
+    TQVSignalGenerator generator;
+    generator.SetChannelCount(QVChannelSlots);
+    TQVFilePlayer player;
+    int reports = 0;
+    QObject::connect(&generator, &TQVSignalGenerator::ErrorOccurred, [&](const QString &) { ++reports; });
+    QObject::connect(&player, &TQVFilePlayer::ErrorOccurred, [&](const QString &) { ++reports; });
+    const int generatorLength = generator.BlockLength(), playerLength = player.BlockLength();
+    generator.SetBlockLength(TQVSignalGenerator::MaxBlockLength);
+    player.SetBlockLength(TQVFilePlayer::MaxBlockLength);
+    TQVTestConsumer consumer;
+    consumer.Connect(&generator);
+    generator.Tick();
+    const bool ok = reports == 2 && generator.BlockLength() == generatorLength
+        && player.BlockLength() == playerLength && consumer.Blocks.size() == 1
+        && consumer.Blocks[0].Channels[0].size() == std::size_t(generatorLength);
+    return ok;
+}
+
+} // namespace
+
+// A block length whose buffers do not fit in memory is refused and reported; the source is
+// left as it was and runs on. Run in a child process with its address space limited.
+TEST(HostSources, ABlockLengthWhoseBuffersDoNotFitIsRefusedAndReported)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address checker's allocator does not return null under a memory limit";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    GTEST_SKIP() << "the address checker's allocator does not return null under a memory limit";
+#endif
+#endif
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::_Exit(LongestBlocksRefusedUnderAMemoryLimit() ? 0 : 1), ::testing::ExitedWithCode(0), "");
+}

@@ -372,6 +372,7 @@ TEST(FilePlayer, MalformedFilesRaiseClearErrorsAndChangeNothing)
     cases.push_back({badCsv, "time,u\n0,1\n1,2\n2,3\n5,4\n6,5\n7,6\n", q(badCsv) + " line 4: the time column is not equidistant"});
     cases.push_back({badCsv, "time,u\n0,1\n1,2\n2,3\n2,4\n4,5\n", q(badCsv) + " line 5: the time column is not equidistant"});
     cases.push_back({badCsv, "time,u\n0,1\n", q(badCsv) + ": a time column needs at least two rows"});
+    cases.push_back({badCsv, "time,u\n0,1\n5e-324,2\n", q(badCsv) + ": the time step is too small to give a sample rate"});
     cases.push_back({badCsv, "time\n0\n1\n", q(badCsv) + ": 0 channels; 1 to 65 are supported"});
 
     Player player;
