@@ -1,6 +1,8 @@
 #include "qvFiler.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -164,7 +166,7 @@ void TQVWriter::BeginObject(const QString &name, const QString &className)
 {
     if (!IsIdent(className))
         throw EQVFormError(Tr(TQVResString::FormInvalidName).arg(className));
-    if (!name.isEmpty() && !IsIdent(name))
+    if (!name.isEmpty() && !IsComponentName(name))
         throw EQVFormError(Tr(TQVResString::FormInvalidName).arg(name));
     NewLine(m_indent);
     m_text += name.isEmpty() ? QStringLiteral("object ") + className
@@ -265,6 +267,15 @@ bool TQVWriter::IsIdent(const QString &value)
             return false;
     }
     return true;
+}
+
+bool TQVWriter::IsComponentName(const QString &value)
+{
+    static const QString words[] = {QStringLiteral("object"), QStringLiteral("end"), QStringLiteral("true"),
+                                    QStringLiteral("false"), QStringLiteral("nil")};
+    return IsIdent(value) && std::none_of(std::begin(words), std::end(words), [&](const QString &word) {
+               return value.compare(word, Qt::CaseInsensitive) == 0;
+           });
 }
 
 // ---------------------------------------------------------------------------------------

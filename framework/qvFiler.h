@@ -69,6 +69,9 @@ public:
     static QString QuotedString(const QString &value);
     /// Letter or '_' first, then letters, digits or '_' (ASCII only).
     static bool IsIdent(const QString &value);
+    /// An identifier that is none of the form's own words (object, end, True, False, nil, in
+    /// any case), so that a component of that name reads back.
+    static bool IsComponentName(const QString &value);
 
 private:
     void Token(const QString &token);

@@ -4,10 +4,10 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QMetaEnum>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QSaveFile>
 #include <QtWidgets/QWidget>
 
+#include "framework/qvFiler.h"
 #include "framework/qvForm.h"
 #include "host/qvFilePlayer.h"
 #include "host/qvSignalGenerator.h"
@@ -19,14 +19,6 @@ namespace {
 // Room left around a component that is placed automatically, and the placement grid.
 constexpr int PlacementMargin = 12;
 constexpr int PlacementGrid = 8;
-
-bool IsIdentifier(const QString &name)
-{
-    static const QRegularExpression identifier(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*$"));
-    static const QStringList words = {QStringLiteral("object"), QStringLiteral("end"), QStringLiteral("True"),
-                                      QStringLiteral("False"), QStringLiteral("nil")};
-    return identifier.match(name).hasMatch() && !words.contains(name);
-}
 
 // The host sources that deliver blocks by themselves; others only answer requests.
 template <typename Call>
@@ -209,7 +201,7 @@ void TQVWorkbenchModel::Adopt(QObject *component)
     } else {
         component->setParent(m_surface);
     }
-    if (component->objectName().isEmpty() || !IsIdentifier(component->objectName()))
+    if (component->objectName().isEmpty() || !TQVWriter::IsComponentName(component->objectName()))
         component->setObjectName(UniqueName(QString::fromLatin1(component->metaObject()->className())));
     QVSetDesigning(component, !m_running);
     m_components.append(QPointer<QObject>(component));
@@ -402,7 +394,7 @@ QString TQVWorkbenchModel::Rename(QObject *component, const QString &name)
     const QString wanted = name.trimmed();
     if (wanted == component->objectName())
         return QString();
-    if (!IsIdentifier(wanted))
+    if (!TQVWriter::IsComponentName(wanted))
         return Fail(tr("\"%1\" is not a valid component name: use letters, digits and _, not starting with a digit.")
                         .arg(wanted));
     if (Component(wanted))

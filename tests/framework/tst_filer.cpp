@@ -547,7 +547,12 @@ TEST(FormWriting, RefusesWhatCouldNotBeReadBack)
             EXPECT_EQ(e.Line(), 0);
         }
     }
-    analyzer.setObjectName(QStringLiteral("not a name"));
     analyzer.SetQVMeasureSource(nullptr);
-    EXPECT_THROW(TQVFormWriter(registry).Write(&analyzer), EQVFormError);
+    // Names the form could not read back: not identifiers, or the form's own words.
+    for (const char *name : {"not a name", "end", "nil", "True", "OBJECT", "false"}) {
+        analyzer.setObjectName(QString::fromLatin1(name));
+        EXPECT_THROW(TQVFormWriter(registry).Write(&analyzer), EQVFormError) << name;
+    }
+    analyzer.setObjectName(QStringLiteral("ending"));
+    EXPECT_NO_THROW(TQVFormWriter(registry).Write(&analyzer));
 }
