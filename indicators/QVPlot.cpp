@@ -7,6 +7,8 @@
 #include <QtCore/QEvent>
 #include <QtCore/QLocale>
 #include <QtGui/QFontMetrics>
+#include <QtGui/QFontMetricsF>
+#include <QtGui/QPalette>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
 
@@ -30,6 +32,9 @@ constexpr std::array<TQVColor, TQVPlot::MaxTraces> DefaultColors = {
     0x0A8FD9, // amber
     0x57504A, // graphite
 };
+
+constexpr TQVColor DefaultGridColor = 0xE6E1DC;
+constexpr TQVColor DefaultAxisColor = 0x403A36;
 
 constexpr int TickLength = 4;
 constexpr int LabelGap = 3;
@@ -335,6 +340,15 @@ void TQVPlot::SetLegend(bool legend)
     Refresh(false);
 }
 
+void TQVPlot::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_scaleLayout || layout > slAdaptive)
+        return;
+    m_scaleLayout = layout;
+    updateGeometry();
+    Refresh(false);
+}
+
 void TQVPlot::SetHistoryLength(int length)
 {
     if (length == m_historyLength || length < 2 || length > 1000000)
@@ -392,6 +406,35 @@ double TQVPlot::DisplayValue(double y) const
     if (!Finite(level))
         return std::isnan(level) ? level : -std::numeric_limits<double>::infinity();
     return std::max(level, m_decibelFloor);
+}
+
+QColor TQVPlot::AxisInk() const
+{
+    return Adaptive() && m_axisColor == DefaultAxisColor ? palette().color(QPalette::WindowText) : ToQColor(m_axisColor);
+}
+
+QColor TQVPlot::BackgroundInk() const
+{
+    return Adaptive() && m_background == QVColors::clWhite ? palette().color(QPalette::Base) : ToQColor(m_background);
+}
+
+QColor TQVPlot::GridInk() const
+{
+    if (!Adaptive() || m_gridColor != DefaultGridColor)
+        return ToQColor(m_gridColor);
+    // A faint line of the text colour on the plot area, light or dark.
+    const QColor base = BackgroundInk(), text = palette().color(QPalette::Text);
+    const auto mix = [](int a, int b) { return (a * 84 + b * 16) / 100; };
+    return QColor(mix(base.red(), text.red()), mix(base.green(), text.green()), mix(base.blue(), text.blue()));
+}
+
+QColor TQVPlot::TraceInk(int channel) const
+{
+    const TQVColor color = m_colors[std::size_t(channel)];
+    // The default traces are saturated for a light plot area; on a dark one they are lightened.
+    if (Adaptive() && color == DefaultColors[std::size_t(channel)] && BackgroundInk().lightness() < 128)
+        return ToQColor(color).lighter(160);
+    return ToQColor(color);
 }
 
 bool TQVPlot::ChannelShown(int channel) const
@@ -495,7 +538,12 @@ void TQVPlot::Refresh(bool dataOnly)
     const Layout before = m_layout;
     UpdateXRange();
     UpdateYRange();
-    m_layout = ComputeLayout();
+    if (Adaptive()) {
+        m_layout = ComputeAdaptiveLayout(m_axes);
+    } else {
+        m_axes = {};
+        m_layout = ComputeLayout();
+    }
     if (dataOnly && m_layout == before)
         update(m_layout.Plot);
     else
@@ -652,6 +700,57 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
     return l;
 }
 
+TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const
+{
+    Layout l;
+    l.XLo = m_xLo;
+    l.XHi = m_xHi;
+    l.YLo = m_yLo;
+    l.YHi = m_yHi;
+    const QFont labelFont = QVAdaptivePlotFont(font(), size());
+    const QFontMetricsF fm(labelFont);
+    const int margin = std::max(2, QVRoundPx(fm.height() * 0.3));
+    QRect c = ClientRect().adjusted(margin, margin, -margin, -margin);
+    if (m_legend) {
+        for (int k = 0; k < MaxTraces; ++k) {
+            if (ChannelShown(k) && !m_data[std::size_t(k)].empty())
+                l.LegendChannels.append(k);
+        }
+    }
+    if (!m_title.isEmpty() || !l.LegendChannels.isEmpty()) {
+        QFont bold = labelFont;
+        bold.setBold(true);
+        const int line = int(std::ceil(std::max(QFontMetricsF(bold).height(), fm.height())));
+        if (!m_title.isEmpty())
+            l.TitleRect = QRect(c.left(), c.top(), c.width(), line);
+        if (!l.LegendChannels.isEmpty()) {
+            double w = 0;
+            for (int k : l.LegendChannels)
+                w += fm.height() * 2.6 + fm.horizontalAdvance(m_names[std::size_t(k)]);
+            l.LegendRect = QRect(c.right() + 1 - int(std::ceil(w)), c.top(), int(std::ceil(w)), line);
+        }
+        c.setTop(c.top() + line + margin);
+    }
+    const TQVPlotAxisSpec x{m_xLo, m_xHi, m_xLog, true, m_xUnit, locale()};
+    const TQVPlotAxisSpec y{m_yLo, m_yHi, false, m_scaleY != scDecibel, m_yUnit, locale()};
+    axes = QVLayoutPlotAxes(x, y, labelFont, c);
+    l.Plot = axes.Plot;
+    const auto fill = [](const TQVScaleDivision &div, Axis &axis, bool minorGrid) {
+        std::size_t label = 0;
+        for (const TQVScaleTick &tick : div.Ticks) {
+            if (tick.Major) {
+                axis.Ticks.append(tick.Value);
+                axis.Labels.append(div.Texts[label++]);
+            } else if (minorGrid) {
+                axis.MinorTicks.append(tick.Value);
+            }
+        }
+    };
+    fill(axes.X, l.X, m_xLog);
+    fill(axes.Y, l.Y, false);
+    return l;
+}
+
 double TQVPlot::MapX(double x, const QRect &plot) const
 {
     if (m_xLog) {
@@ -688,12 +787,27 @@ void TQVPlot::changeEvent(QEvent *event)
 
 QSize TQVPlot::sizeHint() const
 {
-    return QSize(400, 250);
+    if (!Adaptive())
+        return QSize(400, 250);
+    return AdaptiveSizeHint(false).expandedTo(QSize(400, 250));
 }
 
 QSize TQVPlot::minimumSizeHint() const
 {
-    return QSize(160, 100);
+    return Adaptive() ? AdaptiveSizeHint(true) : QSize(160, 100);
+}
+
+QSize TQVPlot::AdaptiveSizeHint(bool minimum) const
+{
+    const TQVPlotAxisSpec x{m_xLo, m_xHi, m_xLog, true, m_xUnit, locale()};
+    const TQVPlotAxisSpec y{m_yLo, m_yHi, false, m_scaleY != scDecibel, m_yUnit, locale()};
+    const QSize axes = QVPlotAxesSizeHint(x, y, font(), minimum);
+    const QFontMetricsF fm(font());
+    const int margin = std::max(2, QVRoundPx(fm.height() * 0.3));
+    const int header = m_title.isEmpty() && !m_legend ? 0 : int(std::ceil(fm.height() * 1.1)) + margin;
+    // What the frame and bevels take around the client area.
+    const QSize frame = size() - ClientRect().size();
+    return axes + QSize(2 * margin, 2 * margin + header) + frame.expandedTo(QSize(0, 0));
 }
 
 void TQVPlot::Paint(QPainter &painter)
@@ -709,6 +823,24 @@ void TQVPlot::Paint(QPainter &painter)
 
 void TQVPlot::PaintAxes(QPainter &painter)
 {
+    if (Adaptive()) {
+        if (!m_layout.TitleRect.isNull()) {
+            QFont bold = QVAdaptivePlotFont(font(), size());
+            bold.setBold(true);
+            painter.setFont(bold);
+            painter.setPen(AxisInk());
+            const bool beside = !m_layout.LegendRect.isNull();
+            const QRect box = beside ? m_layout.TitleRect.adjusted(m_layout.Plot.left() - m_layout.TitleRect.left(), 0,
+                                                                   m_layout.LegendRect.left() - m_layout.TitleRect.right() - 1, 0)
+                                     : m_layout.TitleRect;
+            const QString title = QFontMetrics(bold).elidedText(m_title, Qt::ElideRight, std::max(0, box.width()));
+            painter.drawText(box, (beside ? Qt::AlignLeft : Qt::AlignHCenter) | Qt::AlignVCenter, title);
+        }
+        if (!m_layout.LegendRect.isNull())
+            PaintLegend(painter);
+        QVPaintPlotAxes(painter, m_axes, AxisInk());
+        return;
+    }
     const QRect p = m_layout.Plot;
     const QColor ink = ToQColor(m_axisColor);
     const QFontMetrics fm(font());
@@ -756,8 +888,10 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
     const QRect p = m_layout.Plot;
     painter.save();
     painter.setClipRect(p, Qt::IntersectClip);
-    painter.fillRect(p, ToQColor(m_background));
-    if (m_grid) {
+    painter.fillRect(p, BackgroundInk());
+    if (m_grid && Adaptive()) {
+        PaintAdaptiveGrid(painter);
+    } else if (m_grid) {
         const QColor grid = ToQColor(m_gridColor);
         QColor minor = grid;
         minor.setAlphaF(0.45f);
@@ -784,6 +918,31 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
     painter.restore();
 }
 
+void TQVPlot::PaintAdaptiveGrid(QPainter &painter)
+{
+    const QRect p = m_layout.Plot;
+    const double dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+    const QColor grid = GridInk();
+    QColor minor = grid;
+    minor.setAlphaF(0.45f);
+    // One device pixel at a ratio of 2 and more, thicker with the pens of a large plot.
+    const double w = std::max(1.0 / dpr, m_axes.Pen * 0.5);
+    const auto vertical = [&](double x, const QColor &colour) {
+        const double px = MapX(x, p);
+        if (px > p.left() + w && px < p.left() + p.width() - w)
+            painter.fillRect(QVSnapToDevice(QRectF(px - w / 2.0, p.top(), w, p.height()), dpr), colour);
+    };
+    for (double x : m_layout.X.MinorTicks)
+        vertical(x, minor);
+    for (double x : m_layout.X.Ticks)
+        vertical(x, grid);
+    for (double y : m_layout.Y.Ticks) {
+        const double py = MapY(y, p);
+        if (py > p.top() + w && py < p.top() + p.height() - w)
+            painter.fillRect(QVSnapToDevice(QRectF(p.left(), py - w / 2.0, p.width(), w), dpr), grid);
+    }
+}
+
 void TQVPlot::PaintTrace(QPainter &painter, int channel)
 {
     const QRect p = m_layout.Plot;
@@ -795,8 +954,10 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
     // A cosmetic pen: up to one pixel wide the raster engine draws it on its fast
     // antialiased line path; a geometric pen with round joins costs an angle and an arc per
     // vertex, several times the whole trace.
-    QPen pen(ToQColor(m_colors[std::size_t(channel)]), m_lineWidth);
+    QPen pen(TraceInk(channel), m_lineWidth);
     pen.setCosmetic(true);
+    if (Adaptive()) // the width in device pixels: as thick at any pixel ratio, with the size's pens
+        pen.setWidthF(m_lineWidth * m_axes.Pen * (painter.device() ? painter.device()->devicePixelRatioF() : 1.0));
     painter.setPen(pen);
 
     // Screen positions; a sample that cannot be placed (NaN, x <= 0 on a log axis) breaks
@@ -878,25 +1039,30 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
 
 void TQVPlot::PaintLegend(QPainter &painter)
 {
-    const QFontMetrics fm(font());
+    const QFont legendFont = Adaptive() ? QVAdaptivePlotFont(font(), size()) : font();
+    const QFontMetrics fm(legendFont);
+    const double line = QFontMetricsF(legendFont).height();
+    const int swatch = Adaptive() ? QVRoundPx(line * 1.2) : LegendSwatch;
+    const int gap = Adaptive() ? QVRoundPx(line * 0.3) : 4;
+    const int space = Adaptive() ? QVRoundPx(line * 0.8) : 12;
     const QRect r = m_layout.LegendRect;
     const double mid = r.top() + r.height() / 2.0;
     int x = r.left();
     painter.save();
-    painter.setFont(font());
+    painter.setFont(legendFont);
     for (int k : m_layout.LegendChannels) {
-        QPen pen(ToQColor(m_colors[std::size_t(k)]), 2.0);
+        QPen pen(TraceInk(k), Adaptive() ? std::max(2.0, m_axes.Pen * 1.5) : 2.0);
         pen.setCapStyle(Qt::FlatCap);
         painter.setPen(pen);
         painter.setRenderHint(QPainter::Antialiasing, true);
-        painter.drawLine(QPointF(x, mid), QPointF(x + LegendSwatch, mid));
+        painter.drawLine(QPointF(x, mid), QPointF(x + swatch, mid));
         painter.setRenderHint(QPainter::Antialiasing, false);
-        x += LegendSwatch + 4;
+        x += swatch + gap;
         const QString &name = m_names[std::size_t(k)];
         const int w = fm.horizontalAdvance(name);
-        painter.setPen(ToQColor(m_axisColor));
+        painter.setPen(AxisInk());
         painter.drawText(QRect(x, r.top(), w + 2, r.height()), Qt::AlignLeft | Qt::AlignVCenter, name);
-        x += w + 12;
+        x += w + space;
     }
     painter.restore();
 }

@@ -10,6 +10,7 @@
 #include <QtCore/QStringList>
 
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleDraw.h"
 #include "framework/qvMeasIntf.h"
 
 class QLocale;
@@ -48,6 +49,7 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(bool Legend READ Legend WRITE SetLegend)
     Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength)
     Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
@@ -141,6 +143,14 @@ public:
     /// Trace pen width in pixels, 0.5 to 10.
     double LineWidth() const { return m_lineWidth; }
     void SetLineWidth(double width);
+    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    /// \brief `slAdaptive` lays the axes out around their measured labels: 1-2-5 steps with both
+    /// ends, one SI prefix per linear axis, major and minor ticks, the grid on the major ticks,
+    /// fonts and pens following the size and default colours following the palette (see
+    /// TQVScaleLayout); `slClassic`, the default, keeps the classic geometry.
+    void SetScaleLayout(TQVScaleLayout layout);
+    /// The axes of the last adaptive layout (empty in the classic layout).
+    const TQVPlotAxesLayout &AdaptiveLayout() const { return m_axes; }
 
     // What the plot shows now.
 
@@ -217,6 +227,14 @@ private:
     void UpdateYRange();
     void UpdateXRange();
     Layout ComputeLayout() const;
+    Layout ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const;
+    bool Adaptive() const { return m_scaleLayout == slAdaptive; }
+    QSize AdaptiveSizeHint(bool minimum) const;
+    // Colours as drawn: in the adaptive layout the default ones follow the palette.
+    QColor AxisInk() const;
+    QColor BackgroundInk() const;
+    QColor GridInk() const;
+    QColor TraceInk(int channel) const;
     bool ChannelShown(int channel) const;
     double MapX(double x, const QRect &plot) const;
     double MapY(double v, const QRect &plot) const;
@@ -225,6 +243,7 @@ private:
     void PaintPlotArea(QPainter &painter);
     void PaintTrace(QPainter &painter, int channel);
     void PaintLegend(QPainter &painter);
+    void PaintAdaptiveGrid(QPainter &painter);
 
     std::unique_ptr<TQVMeasureLink> m_inputLink;
 
@@ -256,9 +275,11 @@ private:
     bool m_legend = false;
     int m_historyLength = 500;
     double m_lineWidth = 1.0;
+    TQVScaleLayout m_scaleLayout = slClassic;
 
     double m_xLo = 0.0, m_xHi = 1.0; // shown ranges
     double m_yLo = -1.0, m_yHi = 1.0;
     bool m_yFromData = false; // the autoscaled range has seen data since the last reset
     Layout m_layout;
+    TQVPlotAxesLayout m_axes;
 };
