@@ -963,8 +963,8 @@ TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const
         }
         c.setTop(c.top() + line + margin);
     }
-    const TQVPlotAxisSpec x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
-    const TQVPlotAxisSpec y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
+    const TQVPlotAxisInfo x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
+    const TQVPlotAxisInfo y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
     axes = QVLayoutPlotAxes(x, y, labelFont, c);
     l.Plot = axes.Plot;
     const auto fill = [](const TQVScaleDivision &div, Axis &axis, bool minorGrid) {
@@ -1031,8 +1031,8 @@ QSize TQVPlot::minimumSizeHint() const
 
 QSize TQVPlot::AdaptiveSizeHint(bool minimum) const
 {
-    const TQVPlotAxisSpec x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
-    const TQVPlotAxisSpec y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
+    const TQVPlotAxisInfo x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
+    const TQVPlotAxisInfo y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
     const QSize axes = QVPlotAxesSizeHint(x, y, font(), minimum);
     const QFontMetricsF fm(font());
     const int margin = std::max(2, QVRoundPx(fm.height() * 0.3));

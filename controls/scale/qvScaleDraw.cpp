@@ -656,7 +656,7 @@ void TQVRoundScaleDraw::PaintAdaptive(QPainter &painter, const TQVRoundScaleLayo
 // ---------------------------------------------------------------------------------------
 // Plot axes
 
-double TQVPlotAxisSpec::Position(double value, double from, double to) const
+double TQVPlotAxisInfo::Position(double value, double from, double to) const
 {
     if (Log) {
         if (!(value > 0.0) || !(ValueMin > 0.0) || !(ValueMax > ValueMin))
@@ -693,7 +693,7 @@ struct TPlotMetrics
     int Frame, Major, Minor, Padding, XLabelOffset;
 };
 
-TQVScaleDivision DivideAxis(const TQVPlotAxisSpec &axis, double length, bool vertical, const TPlotMetrics &m)
+TQVScaleDivision DivideAxis(const TQVPlotAxisInfo &axis, double length, bool vertical, const TPlotMetrics &m)
 {
     TQVAdaptiveScaleRequest request;
     request.ValueMin = axis.ValueMin;
@@ -719,7 +719,7 @@ double WidestLabel(const TQVScaleDivision &div, const TPlotMetrics &m)
     return widest;
 }
 
-TQVPlotAxesLayout LayoutPlotAxesOnce(const TQVPlotAxisSpec &x, const TQVPlotAxisSpec &y, const QFont &font,
+TQVPlotAxesLayout LayoutPlotAxesOnce(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
                                      const QRect &bounds)
 {
     const TPlotMetrics m(font);
@@ -816,7 +816,7 @@ QFont QVAdaptivePlotFont(const QFont &font, const QSize &size)
     return scaled;
 }
 
-TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisSpec &x, const TQVPlotAxisSpec &y, const QFont &font,
+TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
                                    const QRect &bounds)
 {
     if (!bounds.isValid())
@@ -833,7 +833,7 @@ TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisSpec &x, const TQVPlotAxisSp
     return layout;
 }
 
-QSize QVPlotAxesSizeHint(const TQVPlotAxisSpec &x, const TQVPlotAxisSpec &y, const QFont &font, bool minimum)
+QSize QVPlotAxesSizeHint(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font, bool minimum)
 {
     const TPlotMetrics m(font);
     const double yWidth = WidestLabel(DivideAxis(y, m.Height * 8.0, true, m), m);

@@ -188,7 +188,7 @@ private:
 };
 
 /// \brief One axis of a plot for the adaptive plot layout.
-struct TQVPlotAxisSpec
+struct TQVPlotAxisInfo
 {
     double ValueMin = 0.0;
     double ValueMax = 1.0;
@@ -223,12 +223,12 @@ QV_WIDGETS_EXPORT QFont QVAdaptivePlotFont(const QFont &font, const QSize &size)
 /// \brief Lays out plot axes in `bounds`: y labels left of the plot area, x labels below it, the
 /// upper y label and the end x labels inside `bounds`. The font gives way by up to two points
 /// where the plot area would get too small for it.
-QV_WIDGETS_EXPORT TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisSpec &x, const TQVPlotAxisSpec &y,
+QV_WIDGETS_EXPORT TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y,
                                                      const QFont &font, const QRect &bounds);
 
 /// \brief The size plot axes want (`minimum` false) or need (`minimum` true) in `font`: their
 /// label bands and a plot area of 4 × 2.5 (24 × 12) label lines.
-QV_WIDGETS_EXPORT QSize QVPlotAxesSizeHint(const TQVPlotAxisSpec &x, const TQVPlotAxisSpec &y, const QFont &font,
+QV_WIDGETS_EXPORT QSize QVPlotAxesSizeHint(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
                                            bool minimum);
 
 /// \brief Paints frame, ticks and labels of `layout` in `ink`, snapped to the device pixels of
