@@ -96,6 +96,10 @@ public:
     bool yFromData = false; // the autoscaled range has seen data since the last reset
     Layout layout;
     TQVPlotAxesLayout axes;
+    // What the adaptive axes were laid out for.
+    TQVPlotAxisInfo axesX, axesY;
+    QFont axesFont;
+    QRect axesBounds;
 };
 
 TQVPlot::TQVPlot(QWidget *parent)
@@ -771,7 +775,7 @@ void TQVPlot::Refresh(bool dataOnly)
     UpdateXRange();
     UpdateYRange();
     if (Adaptive()) {
-        m_data->layout = ComputeAdaptiveLayout(m_data->axes);
+        m_data->layout = ComputeAdaptiveLayout();
     } else {
         m_data->axes = {};
         m_data->layout = ComputeLayout();
@@ -932,7 +936,7 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
     return l;
 }
 
-TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const
+TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout()
 {
     Layout l;
     l.XLo = m_data->xLo;
@@ -965,7 +969,17 @@ TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const
     }
     const TQVPlotAxisInfo x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
     const TQVPlotAxisInfo y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
-    axes = QVLayoutPlotAxes(x, y, labelFont, c);
+    // A block that leaves ranges and size as they were keeps the axes: measuring the labels
+    // costs several times what the traces do.
+    TQVPlotAxesLayout &axes = m_data->axes;
+    if (!axes.IsValid() || !(x == m_data->axesX) || !(y == m_data->axesY) || labelFont != m_data->axesFont
+        || c != m_data->axesBounds) {
+        axes = QVLayoutPlotAxes(x, y, labelFont, c);
+        m_data->axesX = x;
+        m_data->axesY = y;
+        m_data->axesFont = labelFont;
+        m_data->axesBounds = c;
+    }
     l.Plot = axes.Plot;
     const auto fill = [](const TQVScaleDivision &div, Axis &axis, bool minorGrid) {
         std::size_t label = 0;
@@ -1188,8 +1202,6 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
     // vertex, several times the whole trace.
     QPen pen(TraceInk(channel), m_data->lineWidth);
     pen.setCosmetic(true);
-    if (Adaptive()) // the width in device pixels: as thick at any pixel ratio, with the size's pens
-        pen.setWidthF(m_data->lineWidth * m_data->axes.Pen * (painter.device() ? painter.device()->devicePixelRatioF() : 1.0));
     painter.setPen(pen);
 
     // Screen positions; a sample that cannot be placed (NaN, x <= 0 on a log axis) breaks

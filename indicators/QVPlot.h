@@ -226,7 +226,7 @@ private:
     void UpdateYRange();
     void UpdateXRange();
     Layout ComputeLayout() const;
-    Layout ComputeAdaptiveLayout(TQVPlotAxesLayout &axes) const;
+    Layout ComputeAdaptiveLayout();
     bool Adaptive() const;
     QSize AdaptiveSizeHint(bool minimum) const;
     // Colours as drawn: in the adaptive layout the default ones follow the palette.

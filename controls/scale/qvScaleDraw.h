@@ -199,6 +199,7 @@ struct TQVPlotAxisInfo
     /// \brief The position of `value` between `from` (at `ValueMin`) and `to` (at `ValueMax`),
     /// also where a difference of the ends overflows; NaN where a log axis has no place for it.
     double Position(double value, double from, double to) const;
+    bool operator==(const TQVPlotAxisInfo &) const = default;
 };
 
 /// \brief Plot axes laid out in a rectangle: the plot area beside its measured labels, ticks
