@@ -56,10 +56,31 @@ QPolygonF PixelCentres(const QPolygon &points)
 
 } // namespace
 
+// What the lamp keeps: its properties, the comparison and the flash timer (a child of the lamp).
+class TQVLedInt::PrivateData
+{
+public:
+    TQVColor colorInactive = QVColors::clSilver;
+    TQVColor colorActive = QVColors::clRed;
+    TQVColor currentColor = QVColors::clSilver;
+    bool flashing = false;
+    int flashInterval = 1000;
+    TQVLedStyle style = lesCircle;
+    TQVScaleLayout scaleLayout = slClassic;
+    bool value = false;
+    QTimer *flashTimer = nullptr;
+    TQVLEDCompare compare = cmpOver;
+    double limit = 0.0;
+    double rangeUpper = 0.0;
+    double rangeLower = 0.0;
+    double lastValue = 0.0;
+};
+
 TQVLedInt::TQVLedInt(QWidget *parent)
     : TQVCustomPanel(parent)
-    , m_flashTimer(new QTimer(this))
+    , m_data(std::make_unique<PrivateData>())
 {
+    m_data->flashTimer = new QTimer(this);
     static const bool factoryInstalled = [] {
         QAccessible::installFactory(LedAccessibleFactory);
         return true;
@@ -68,130 +89,200 @@ TQVLedInt::TQVLedInt(QWidget *parent)
 
     setAttribute(Qt::WA_OpaquePaintEvent);
     resize(16, 16);
-    m_currentColor = m_colorInactive;
-    m_flashTimer->setObjectName(QStringLiteral("FlashTimer"));
-    m_flashTimer->setInterval(m_flashInterval);
-    connect(m_flashTimer, &QTimer::timeout, this, &TQVLedInt::Flash);
+    m_data->currentColor = m_data->colorInactive;
+    m_data->flashTimer->setObjectName(QStringLiteral("FlashTimer"));
+    m_data->flashTimer->setInterval(m_data->flashInterval);
+    connect(m_data->flashTimer, &QTimer::timeout, this, &TQVLedInt::Flash);
 }
 
 TQVLedInt::~TQVLedInt() = default;
 
+TQVColor TQVLedInt::ColorInactive() const
+{
+    return m_data->colorInactive;
+}
+
+TQVColor TQVLedInt::ColorActive() const
+{
+    return m_data->colorActive;
+}
+
+TQVColor TQVLedInt::CurrentColor() const
+{
+    return m_data->currentColor;
+}
+
+bool TQVLedInt::Flashing() const
+{
+    return m_data->flashing;
+}
+
+int TQVLedInt::FlashInterval() const
+{
+    return m_data->flashInterval;
+}
+
+TQVScaleLayout TQVLedInt::ScaleLayout() const
+{
+    return m_data->scaleLayout;
+}
+
+TQVLedInt::TQVLedStyle TQVLedInt::Style() const
+{
+    return m_data->style;
+}
+
+bool TQVLedInt::Value() const
+{
+    return m_data->value;
+}
+
+TQVLedInt::TQVLEDCompare TQVLedInt::Compare() const
+{
+    return m_data->compare;
+}
+
+double TQVLedInt::Limit() const
+{
+    return m_data->limit;
+}
+
+double TQVLedInt::RangeLower() const
+{
+    return m_data->rangeLower;
+}
+
+double TQVLedInt::RangeUpper() const
+{
+    return m_data->rangeUpper;
+}
+
+double TQVLedInt::LastValue() const
+{
+    return m_data->lastValue;
+}
+
+TQVColor TQVLedInt::StateColor() const
+{
+    return m_data->value ? m_data->colorActive : m_data->colorInactive;
+}
+
 void TQVLedInt::SetColorInactive(TQVColor color)
 {
-    if (color == m_colorInactive)
+    if (color == m_data->colorInactive)
         return;
-    m_colorInactive = color;
-    if (!m_value)
-        m_currentColor = color;
+    m_data->colorInactive = color;
+    if (!m_data->value)
+        m_data->currentColor = color;
     update();
 }
 
 void TQVLedInt::SetColorActive(TQVColor color)
 {
-    if (color == m_colorActive)
+    if (color == m_data->colorActive)
         return;
-    m_colorActive = color;
-    if (m_value)
-        m_currentColor = color;
+    m_data->colorActive = color;
+    if (m_data->value)
+        m_data->currentColor = color;
     update();
 }
 
 void TQVLedInt::SetFlashing(bool flashing)
 {
-    if (flashing == m_flashing)
+    if (flashing == m_data->flashing)
         return;
-    m_flashing = flashing;
+    m_data->flashing = flashing;
     // While loading, `Loaded` starts the timer once `Value` is known as well.
     if (IsDesigning() || IsLoading())
         return;
-    if (m_flashing && m_value) {
+    if (m_data->flashing && m_data->value) {
         RunTimer(true);
     } else {
         RunTimer(false);
-        m_currentColor = StateColor();
+        m_data->currentColor = StateColor();
         LedPaint();
     }
 }
 
 void TQVLedInt::SetFlashInterval(int milliseconds)
 {
-    if (milliseconds == m_flashInterval || milliseconds < 1)
+    if (milliseconds == m_data->flashInterval || milliseconds < 1)
         return;
-    m_flashInterval = milliseconds;
-    m_flashTimer->setInterval(milliseconds);
+    m_data->flashInterval = milliseconds;
+    m_data->flashTimer->setInterval(milliseconds);
 }
 
 bool TQVLedInt::IsFlashTimerActive() const
 {
-    return m_flashTimer->isActive();
+    return m_data->flashTimer->isActive();
 }
 
 void TQVLedInt::SetStyle(TQVLedStyle style)
 {
-    if (style == m_style || style > lesArrowUpDown)
+    if (style == m_data->style || style > lesArrowUpDown)
         return;
-    m_style = style;
+    m_data->style = style;
     update();
 }
 
 void TQVLedInt::SetValue(bool value)
 {
-    if (value == m_value)
+    if (value == m_data->value)
         return;
-    m_value = value;
-    m_currentColor = StateColor();
+    m_data->value = value;
+    m_data->currentColor = StateColor();
     LedPaint();
     if (!IsDesigning())
-        RunTimer(m_flashing && m_value);
+        RunTimer(m_data->flashing && m_data->value);
     if (QAccessible::isActive()) {
-        QAccessibleValueChangeEvent event(this, m_value ? QStringLiteral("on") : QStringLiteral("off"));
+        QAccessibleValueChangeEvent event(this, m_data->value ? QStringLiteral("on") : QStringLiteral("off"));
         QAccessible::updateAccessibility(&event);
     }
-    Q_EMIT ValueChanged(m_value);
+    Q_EMIT ValueChanged(m_data->value);
 }
 
 void TQVLedInt::SetCompare(TQVLEDCompare compare)
 {
-    if (compare == m_compare || compare > cmpOutOfRange)
+    if (compare == m_data->compare || compare > cmpOutOfRange)
         return;
-    m_compare = compare;
-    UpdateValue(float(m_lastValue));
+    m_data->compare = compare;
+    UpdateValue(float(m_data->lastValue));
 }
 
 void TQVLedInt::SetLimit(double limit)
 {
-    if (limit == m_limit || std::isnan(limit))
+    if (limit == m_data->limit || std::isnan(limit))
         return;
-    m_limit = limit;
-    UpdateValue(float(m_lastValue));
+    m_data->limit = limit;
+    UpdateValue(float(m_data->lastValue));
 }
 
 void TQVLedInt::SetRangeLower(double lower)
 {
-    if (lower == m_rangeLower || std::isnan(lower))
+    if (lower == m_data->rangeLower || std::isnan(lower))
         return;
-    m_rangeLower = lower;
-    UpdateValue(float(m_lastValue));
+    m_data->rangeLower = lower;
+    UpdateValue(float(m_data->lastValue));
 }
 
 void TQVLedInt::SetRangeUpper(double upper)
 {
-    if (upper == m_rangeUpper || std::isnan(upper))
+    if (upper == m_data->rangeUpper || std::isnan(upper))
         return;
-    m_rangeUpper = upper;
-    UpdateValue(float(m_lastValue));
+    m_data->rangeUpper = upper;
+    UpdateValue(float(m_data->lastValue));
 }
 
 void TQVLedInt::UpdateValue(float x)
 {
-    m_lastValue = x;
+    m_data->lastValue = x;
     const double v = x;
     bool on = false;
-    switch (m_compare) {
-    case cmpOver: on = v > m_limit; break;
-    case cmpUnder: on = v < m_limit; break;
-    case cmpInRange: on = v >= m_rangeLower && v <= m_rangeUpper; break;
-    case cmpOutOfRange: on = v < m_rangeLower || v > m_rangeUpper; break;
+    switch (m_data->compare) {
+    case cmpOver: on = v > m_data->limit; break;
+    case cmpUnder: on = v < m_data->limit; break;
+    case cmpInRange: on = v >= m_data->rangeLower && v <= m_data->rangeUpper; break;
+    case cmpOutOfRange: on = v < m_data->rangeLower || v > m_data->rangeUpper; break;
     }
     SetValue(on);
 }
@@ -199,22 +290,22 @@ void TQVLedInt::UpdateValue(float x)
 void TQVLedInt::Loaded()
 {
     TQVCustomPanel::Loaded();
-    if (IsDesigning() || !m_flashing || !m_value)
+    if (IsDesigning() || !m_data->flashing || !m_data->value)
         return;
-    m_flashing = false;
+    m_data->flashing = false;
     SetFlashing(true);
 }
 
 void TQVLedInt::SetDesigning(bool designing)
 {
     TQVCustomPanel::SetDesigning(designing);
-    if (!m_flashTimer)
+    if (!m_data->flashTimer)
         return;
     if (designing) {
         RunTimer(false);
-        m_currentColor = StateColor();
+        m_data->currentColor = StateColor();
         update();
-    } else if (m_flashing && m_value && !IsLoading()) {
+    } else if (m_data->flashing && m_data->value && !IsLoading()) {
         RunTimer(true);
     }
 }
@@ -231,7 +322,7 @@ QSize TQVLedInt::minimumSizeHint() const
 
 QRect TQVLedInt::LampRect() const
 {
-    if (m_style != lesCircle)
+    if (m_data->style != lesCircle)
         return rect();
     const int w = width();
     const int h = height();
@@ -243,18 +334,18 @@ QRect TQVLedInt::LampRect() const
 
 void TQVLedInt::Flash()
 {
-    if (!m_value)
+    if (!m_data->value)
         return;
-    m_currentColor = m_currentColor == m_colorInactive ? m_colorActive : m_colorInactive;
+    m_data->currentColor = m_data->currentColor == m_data->colorInactive ? m_data->colorActive : m_data->colorInactive;
     LedPaint();
 }
 
 void TQVLedInt::RunTimer(bool run)
 {
     if (run)
-        m_flashTimer->start();
+        m_data->flashTimer->start();
     else
-        m_flashTimer->stop();
+        m_data->flashTimer->stop();
 }
 
 void TQVLedInt::LedPaint()
@@ -279,12 +370,12 @@ void TQVLedInt::PaintLed(QPainter &painter)
     const QColor outline = ToQColor(QVColors::clBtnShadow);
     const int cx = w / 2;
     const int cy = h / 2;
-    switch (m_style) {
+    switch (m_data->style) {
     case lesCircle:
         PaintCircle(painter, outline);
         break;
     case lesRectangle:
-        painter.fillRect(rect(), ToQColor(m_currentColor));
+        painter.fillRect(rect(), ToQColor(m_data->currentColor));
         painter.save();
         painter.setPen(QPen(outline, 1));
         painter.setBrush(Qt::NoBrush);
@@ -316,11 +407,11 @@ void TQVLedInt::PaintCircle(QPainter &painter, const QColor &outline)
 {
     const QRect lamp = LampRect();
     const int d = lamp.width();
-    const QColor body = ToQColor(m_currentColor);
+    const QColor body = ToQColor(m_data->currentColor);
 
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    if (m_scaleLayout == slAdaptive) {
+    if (m_data->scaleLayout == slAdaptive) {
         // A lit dome: the body colour in the middle, deeper at the rim, and a soft specular
         // highlight that fades out instead of ending in an edge.
         const QRectF dome(lamp.x() + 0.5, lamp.y() + 0.5, d - 1, d - 1);
@@ -376,9 +467,9 @@ void TQVLedInt::PaintCircle(QPainter &painter, const QColor &outline)
 
 void TQVLedInt::SetScaleLayout(TQVScaleLayout layout)
 {
-    if (layout == m_scaleLayout || layout > slAdaptive)
+    if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
-    m_scaleLayout = layout;
+    m_data->scaleLayout = layout;
     update();
 }
 
@@ -387,8 +478,8 @@ void TQVLedInt::PaintPolygon(QPainter &painter, const QPolygon &points, const QC
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(outline, 1));
-    const QColor body = ToQColor(m_currentColor);
-    if (m_scaleLayout == slAdaptive) {
+    const QColor body = ToQColor(m_data->currentColor);
+    if (m_data->scaleLayout == slAdaptive) {
         QLinearGradient shade(0, 0, 0, height());
         shade.setColorAt(0.0, body.lighter(125));
         shade.setColorAt(1.0, body.darker(125));

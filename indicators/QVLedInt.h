@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include <QtGui/QPolygon>
 #include <QtCore/QRect>
 
@@ -49,41 +51,41 @@ public:
     explicit TQVLedInt(QWidget *parent = nullptr);
     ~TQVLedInt() override;
 
-    TQVColor ColorInactive() const { return m_colorInactive; }
+    TQVColor ColorInactive() const;
     void SetColorInactive(TQVColor color);
-    TQVColor ColorActive() const { return m_colorActive; }
+    TQVColor ColorActive() const;
     void SetColorActive(TQVColor color);
     /// The colour the lamp is drawn in now (alternates while flashing).
-    TQVColor CurrentColor() const { return m_currentColor; }
+    TQVColor CurrentColor() const;
 
-    bool Flashing() const { return m_flashing; }
+    bool Flashing() const;
     void SetFlashing(bool flashing);
     /// Half-period of the flashing in milliseconds; values below 1 are ignored.
-    int FlashInterval() const { return m_flashInterval; }
+    int FlashInterval() const;
     void SetFlashInterval(int milliseconds);
     /// True while the flash timer runs.
     bool IsFlashTimerActive() const;
 
-    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    TQVScaleLayout ScaleLayout() const;
     /// \brief `slAdaptive` draws the lamp with a soft highlight and shading; `slClassic`, the
     /// default, keeps the classic glint.
     void SetScaleLayout(TQVScaleLayout layout);
-    TQVLedStyle Style() const { return m_style; }
+    TQVLedStyle Style() const;
     void SetStyle(TQVLedStyle style);
 
-    bool Value() const { return m_value; }
+    bool Value() const;
     void SetValue(bool value);
 
-    TQVLEDCompare Compare() const { return m_compare; }
+    TQVLEDCompare Compare() const;
     void SetCompare(TQVLEDCompare compare);
-    double Limit() const { return m_limit; }
+    double Limit() const;
     void SetLimit(double limit);
-    double RangeLower() const { return m_rangeLower; }
+    double RangeLower() const;
     void SetRangeLower(double lower);
-    double RangeUpper() const { return m_rangeUpper; }
+    double RangeUpper() const;
     void SetRangeUpper(double upper);
     /// The last number given to `UpdateValue`.
-    double LastValue() const { return m_lastValue; }
+    double LastValue() const;
 
     /// \brief Stores `x` as `LastValue` and sets `Value` by comparing it according to `Compare`.
     void UpdateValue(float x);
@@ -108,25 +110,13 @@ protected:
     void Flash();
 
 private:
-    TQVColor StateColor() const { return m_value ? m_colorActive : m_colorInactive; }
+    TQVColor StateColor() const;
     void RunTimer(bool run);
     /// Redraws the lamp synchronously.
     void LedPaint();
     void PaintCircle(QPainter &painter, const QColor &outline);
     void PaintPolygon(QPainter &painter, const QPolygon &points, const QColor &outline);
 
-    TQVColor m_colorInactive = QVColors::clSilver;
-    TQVColor m_colorActive = QVColors::clRed;
-    TQVColor m_currentColor = QVColors::clSilver;
-    bool m_flashing = false;
-    int m_flashInterval = 1000;
-    TQVLedStyle m_style = lesCircle;
-    TQVScaleLayout m_scaleLayout = slClassic;
-    bool m_value = false;
-    QTimer *m_flashTimer = nullptr;
-    TQVLEDCompare m_compare = cmpOver;
-    double m_limit = 0.0;
-    double m_rangeUpper = 0.0;
-    double m_rangeLower = 0.0;
-    double m_lastValue = 0.0;
+    class PrivateData;
+    std::unique_ptr<PrivateData> m_data;
 };

@@ -1,12 +1,15 @@
 #include "indicators/QVPlot.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include <QtCore/QEvent>
 #include <QtCore/QLocale>
 #include <QtGui/QFontMetrics>
+#include <QtGui/QFontMetricsF>
+#include <QtGui/QPalette>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
 
@@ -31,6 +34,9 @@ constexpr std::array<TQVColor, TQVPlot::MaxTraces> DefaultColors = {
     0x57504A, // graphite
 };
 
+constexpr TQVColor DefaultGridColor = 0xE6E1DC;
+constexpr TQVColor DefaultAxisColor = 0x403A36;
+
 constexpr int TickLength = 4;
 constexpr int LabelGap = 3;
 constexpr int LegendSwatch = 18;
@@ -49,15 +55,62 @@ bool Finite(double v) { return std::isfinite(v); }
 
 } // namespace
 
+// What the plot keeps: its properties, the received traces and the layout drawn last.
+class TQVPlot::PrivateData
+{
+public:
+    std::unique_ptr<TQVMeasureLink> inputLink;
+
+    std::array<std::vector<float>, MaxTraces> traces;
+    std::array<TQVColor, MaxTraces> colors = DefaultColors;
+    std::array<QString, MaxTraces> names;
+    long double xStart = 0.0L;
+    long double xSpan = 0.0L;
+    bool settingsValid = false;
+    bool singleValue = false;
+
+    quint32 channelMask = 0xFF;
+    int channelCurrent = 0;
+    TQVPlotScale scaleY = scLinear;
+    double decibelReference = 1.0;
+    double decibelFloor = -200.0;
+    bool powerValues = false;
+    bool autoScale = true;
+    double yMin = -1.0;
+    double yMax = 1.0;
+    bool xLog = false;
+    bool grid = true;
+    TQVColor gridColor = DefaultGridColor;
+    TQVColor background = QVColors::clWhite;
+    TQVColor axisColor = DefaultAxisColor;
+    QString xUnit = QStringLiteral("s");
+    QString yUnit = QStringLiteral("V");
+    QString title;
+    bool legend = false;
+    int historyLength = 500;
+    double lineWidth = 1.0;
+    TQVScaleLayout scaleLayout = slClassic;
+
+    double xLo = 0.0, xHi = 1.0; // shown ranges
+    double yLo = -1.0, yHi = 1.0;
+    bool yFromData = false; // the autoscaled range has seen data since the last reset
+    Layout layout;
+    TQVPlotAxesLayout axes;
+    // What the adaptive axes were laid out for.
+    TQVPlotAxisInfo axesX, axesY;
+    QFont axesFont;
+    QRect axesBounds;
+};
+
 TQVPlot::TQVPlot(QWidget *parent)
     : TQVCustomPanel(parent)
-    , m_inputLink(std::make_unique<TQVMeasureLink>(this))
-    , m_colors(DefaultColors)
+    , m_data(std::make_unique<PrivateData>())
 {
+    m_data->inputLink = std::make_unique<TQVMeasureLink>(this);
     for (int k = 0; k < MaxTraces; ++k)
-        m_names[std::size_t(k)] = tr("Ch %1").arg(k);
-    m_inputLink->OnUpdateSettings = [this](TQVMeasureLink *link) { MLOnUpdateSettings(link); };
-    m_inputLink->OnNewData = [this](TQVMeasureLink *link, TQVDescArraySingle &data) { MLOnNewData(link, data); };
+        m_data->names[std::size_t(k)] = tr("Ch %1").arg(k);
+    m_data->inputLink->OnUpdateSettings = [this](TQVMeasureLink *link) { MLOnUpdateSettings(link); };
+    m_data->inputLink->OnNewData = [this](TQVMeasureLink *link, TQVDescArraySingle &data) { MLOnNewData(link, data); };
     setAccessibleName(tr("Plot"));
     // The plot area is painted opaque on every repaint.
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -67,9 +120,197 @@ TQVPlot::TQVPlot(QWidget *parent)
 TQVPlot::~TQVPlot()
 {
     // No callback may reach the plot while the link disconnects.
-    m_inputLink->OnNewData = nullptr;
-    m_inputLink->OnUpdateSettings = nullptr;
-    m_inputLink.reset();
+    m_data->inputLink->OnNewData = nullptr;
+    m_data->inputLink->OnUpdateSettings = nullptr;
+    m_data->inputLink.reset();
+}
+
+// ---------------------------------------------------------------------------------------
+// Accessors
+
+TQVMeasureSource *TQVPlot::MeasureSource() const
+{
+    return m_data->inputLink->Source();
+}
+
+TQVMeasureLink *TQVPlot::InputLink() const
+{
+    return m_data->inputLink.get();
+}
+
+quint32 TQVPlot::ChannelMask() const
+{
+    return m_data->channelMask;
+}
+
+int TQVPlot::ChannelCurrent() const
+{
+    return m_data->channelCurrent;
+}
+
+TQVColor TQVPlot::ChannelColor() const
+{
+    return TraceColor(m_data->channelCurrent);
+}
+
+void TQVPlot::SetChannelColor(TQVColor color)
+{
+    SetTraceColor(m_data->channelCurrent, color);
+}
+
+QString TQVPlot::ChannelName() const
+{
+    return TraceName(m_data->channelCurrent);
+}
+
+void TQVPlot::SetChannelName(const QString &name)
+{
+    SetTraceName(m_data->channelCurrent, name);
+}
+
+TQVPlot::TQVPlotScale TQVPlot::ScaleY() const
+{
+    return m_data->scaleY;
+}
+
+double TQVPlot::DecibelReference() const
+{
+    return m_data->decibelReference;
+}
+
+double TQVPlot::DecibelFloor() const
+{
+    return m_data->decibelFloor;
+}
+
+bool TQVPlot::PowerValues() const
+{
+    return m_data->powerValues;
+}
+
+bool TQVPlot::AutoScale() const
+{
+    return m_data->autoScale;
+}
+
+double TQVPlot::YMin() const
+{
+    return m_data->yMin;
+}
+
+double TQVPlot::YMax() const
+{
+    return m_data->yMax;
+}
+
+bool TQVPlot::XLog() const
+{
+    return m_data->xLog;
+}
+
+bool TQVPlot::Grid() const
+{
+    return m_data->grid;
+}
+
+TQVColor TQVPlot::GridColor() const
+{
+    return m_data->gridColor;
+}
+
+TQVColor TQVPlot::Background() const
+{
+    return m_data->background;
+}
+
+TQVColor TQVPlot::AxisColor() const
+{
+    return m_data->axisColor;
+}
+
+QString TQVPlot::XUnit() const
+{
+    return m_data->xUnit;
+}
+
+QString TQVPlot::YUnit() const
+{
+    return m_data->yUnit;
+}
+
+QString TQVPlot::Title() const
+{
+    return m_data->title;
+}
+
+bool TQVPlot::Legend() const
+{
+    return m_data->legend;
+}
+
+int TQVPlot::HistoryLength() const
+{
+    return m_data->historyLength;
+}
+
+double TQVPlot::LineWidth() const
+{
+    return m_data->lineWidth;
+}
+
+TQVScaleLayout TQVPlot::ScaleLayout() const
+{
+    return m_data->scaleLayout;
+}
+
+const TQVPlotAxesLayout &TQVPlot::AdaptiveLayout() const
+{
+    return m_data->axes;
+}
+
+double TQVPlot::XMinShown() const
+{
+    return m_data->xLo;
+}
+
+double TQVPlot::XMaxShown() const
+{
+    return m_data->xHi;
+}
+
+double TQVPlot::YMinShown() const
+{
+    return m_data->yLo;
+}
+
+double TQVPlot::YMaxShown() const
+{
+    return m_data->yHi;
+}
+
+QList<double> TQVPlot::XTicks() const
+{
+    return m_data->layout.X.Ticks;
+}
+
+QStringList TQVPlot::XTickLabels() const
+{
+    return m_data->layout.X.Labels;
+}
+
+QList<double> TQVPlot::YTicks() const
+{
+    return m_data->layout.Y.Ticks;
+}
+
+QStringList TQVPlot::YTickLabels() const
+{
+    return m_data->layout.Y.Labels;
+}
+
+bool TQVPlot::Adaptive() const
+{
+    return m_data->scaleLayout == slAdaptive;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -77,8 +318,8 @@ TQVPlot::~TQVPlot()
 
 void TQVPlot::SetMeasureSource(TQVMeasureSource *source)
 {
-    if (source != m_inputLink->Source())
-        m_inputLink->SeTQVMeasureSource(source);
+    if (source != m_data->inputLink->Source())
+        m_data->inputLink->SeTQVMeasureSource(source);
 }
 
 void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
@@ -89,7 +330,7 @@ void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
     TQVMeasureSourceSettings settings{};
     source->GetSettings(settings);
     if (QVSettingsValid(settings) && !source->Capabilities().Contains(mscContinuous)) {
-        m_inputLink->SeTQVMeasureSource(nullptr);
+        m_data->inputLink->SeTQVMeasureSource(nullptr);
         throw EQVMSIncompatibleSource(QVLoadResString(TQVResString::StageNeedsContinuous));
     }
     ReadSettings();
@@ -99,28 +340,28 @@ void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
 
 void TQVPlot::ReadSettings()
 {
-    TQVMeasureSource *source = m_inputLink->Source();
+    TQVMeasureSource *source = m_data->inputLink->Source();
     TQVMeasureSourceSettings settings{};
     if (source)
         source->GetSettings(settings);
     const bool valid = source && QVSettingsValid(settings) && std::isfinite(double(settings.XStart))
         && std::isfinite(double(settings.XSpan));
     if (!valid) {
-        m_settingsValid = false;
+        m_data->settingsValid = false;
         return;
     }
     const bool single = source->Capabilities().Contains(mscSingleValue);
-    if (single != m_singleValue) {
-        for (auto &trace : m_data)
+    if (single != m_data->singleValue) {
+        for (auto &trace : m_data->traces)
             trace.clear();
     }
-    m_singleValue = single;
-    m_settingsValid = true;
-    m_xStart = settings.XStart;
-    m_xSpan = settings.XSpan;
+    m_data->singleValue = single;
+    m_data->settingsValid = true;
+    m_data->xStart = settings.XStart;
+    m_data->xSpan = settings.XSpan;
     // Channels the source no longer delivers disappear.
     for (int k = std::max(0, int(settings.ChannelCount)); k < MaxTraces; ++k)
-        m_data[std::size_t(k)].clear();
+        m_data->traces[std::size_t(k)].clear();
 }
 
 void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
@@ -132,13 +373,13 @@ void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
         return;
     for (int k = 0; k < MaxTraces; ++k) {
         const QVDescArraySingle &slot = data.Channels[k];
-        std::vector<float> &trace = m_data[std::size_t(k)];
-        if (m_singleValue) {
+        std::vector<float> &trace = m_data->traces[std::size_t(k)];
+        if (m_data->singleValue) {
             if (!QVHasData(slot))
                 continue;
             trace.push_back(slot.Data[0]);
-            if (trace.size() > std::size_t(m_historyLength))
-                trace.erase(trace.begin(), trace.end() - m_historyLength);
+            if (trace.size() > std::size_t(m_data->historyLength))
+                trace.erase(trace.begin(), trace.end() - m_data->historyLength);
         } else if (QVHasData(slot)) {
             trace.assign(slot.Data, slot.Data + slot.Count);
         } else {
@@ -154,194 +395,203 @@ void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
 
 void TQVPlot::SetChannelMask(quint32 mask)
 {
-    if (mask == m_channelMask)
+    if (mask == m_data->channelMask)
         return;
-    m_channelMask = mask;
-    m_yFromData = false;
+    m_data->channelMask = mask;
+    m_data->yFromData = false;
     Refresh(false);
 }
 
 void TQVPlot::SetChannelCurrent(int channel)
 {
     if (channel >= 0 && channel < MaxTraces)
-        m_channelCurrent = channel;
+        m_data->channelCurrent = channel;
 }
 
 TQVColor TQVPlot::TraceColor(int channel) const
 {
-    return channel >= 0 && channel < MaxTraces ? m_colors[std::size_t(channel)] : 0;
+    return channel >= 0 && channel < MaxTraces ? m_data->colors[std::size_t(channel)] : 0;
 }
 
 void TQVPlot::SetTraceColor(int channel, TQVColor color)
 {
-    if (channel < 0 || channel >= MaxTraces || m_colors[std::size_t(channel)] == color)
+    if (channel < 0 || channel >= MaxTraces || m_data->colors[std::size_t(channel)] == color)
         return;
-    m_colors[std::size_t(channel)] = color;
+    m_data->colors[std::size_t(channel)] = color;
     update();
 }
 
 QString TQVPlot::TraceName(int channel) const
 {
-    return channel >= 0 && channel < MaxTraces ? m_names[std::size_t(channel)] : QString();
+    return channel >= 0 && channel < MaxTraces ? m_data->names[std::size_t(channel)] : QString();
 }
 
 void TQVPlot::SetTraceName(int channel, const QString &name)
 {
-    if (channel < 0 || channel >= MaxTraces || m_names[std::size_t(channel)] == name)
+    if (channel < 0 || channel >= MaxTraces || m_data->names[std::size_t(channel)] == name)
         return;
-    m_names[std::size_t(channel)] = name;
+    m_data->names[std::size_t(channel)] = name;
     Refresh(false);
 }
 
 void TQVPlot::SetScaleY(TQVPlotScale scale)
 {
-    if (scale == m_scaleY || scale > scDecibel)
+    if (scale == m_data->scaleY || scale > scDecibel)
         return;
-    m_scaleY = scale;
-    m_yFromData = false; // an autoscaled range starts afresh in the new units
+    m_data->scaleY = scale;
+    m_data->yFromData = false; // an autoscaled range starts afresh in the new units
     Refresh(false);
 }
 
 void TQVPlot::SetDecibelReference(double reference)
 {
-    if (reference == m_decibelReference || !Finite(reference) || !(reference > 0.0))
+    if (reference == m_data->decibelReference || !Finite(reference) || !(reference > 0.0))
         return;
-    m_decibelReference = reference;
-    m_yFromData = false;
+    m_data->decibelReference = reference;
+    m_data->yFromData = false;
     Refresh(false);
 }
 
 void TQVPlot::SetDecibelFloor(double floor)
 {
-    if (floor == m_decibelFloor || !Finite(floor))
+    if (floor == m_data->decibelFloor || !Finite(floor))
         return;
-    m_decibelFloor = floor;
-    m_yFromData = false;
+    m_data->decibelFloor = floor;
+    m_data->yFromData = false;
     Refresh(false);
 }
 
 void TQVPlot::SetPowerValues(bool power)
 {
-    if (power == m_powerValues)
+    if (power == m_data->powerValues)
         return;
-    m_powerValues = power;
-    m_yFromData = false;
+    m_data->powerValues = power;
+    m_data->yFromData = false;
     Refresh(false);
 }
 
 void TQVPlot::SetAutoScale(bool autoScale)
 {
-    if (autoScale == m_autoScale)
+    if (autoScale == m_data->autoScale)
         return;
-    m_autoScale = autoScale;
-    m_yFromData = false;
+    m_data->autoScale = autoScale;
+    m_data->yFromData = false;
     Refresh(false);
 }
 
 void TQVPlot::SetYMin(double value)
 {
-    if (value == m_yMin || !Finite(value) || !(value < m_yMax))
+    if (value == m_data->yMin || !Finite(value) || !(value < m_data->yMax))
         return;
-    m_yMin = value;
+    m_data->yMin = value;
     Refresh(false);
 }
 
 void TQVPlot::SetYMax(double value)
 {
-    if (value == m_yMax || !Finite(value) || !(value > m_yMin))
+    if (value == m_data->yMax || !Finite(value) || !(value > m_data->yMin))
         return;
-    m_yMax = value;
+    m_data->yMax = value;
     Refresh(false);
 }
 
 void TQVPlot::SetYRange(double yMin, double yMax)
 {
-    if (!Finite(yMin) || !Finite(yMax) || !(yMin < yMax) || (yMin == m_yMin && yMax == m_yMax))
+    if (!Finite(yMin) || !Finite(yMax) || !(yMin < yMax) || (yMin == m_data->yMin && yMax == m_data->yMax))
         return;
-    m_yMin = yMin;
-    m_yMax = yMax;
+    m_data->yMin = yMin;
+    m_data->yMax = yMax;
     Refresh(false);
 }
 
 void TQVPlot::SetXLog(bool xLog)
 {
-    if (xLog == m_xLog)
+    if (xLog == m_data->xLog)
         return;
-    m_xLog = xLog;
+    m_data->xLog = xLog;
     Refresh(false);
 }
 
 void TQVPlot::SetGrid(bool grid)
 {
-    if (grid == m_grid)
+    if (grid == m_data->grid)
         return;
-    m_grid = grid;
+    m_data->grid = grid;
     update();
 }
 
 void TQVPlot::SetGridColor(TQVColor color)
 {
-    if (color == m_gridColor)
+    if (color == m_data->gridColor)
         return;
-    m_gridColor = color;
+    m_data->gridColor = color;
     update();
 }
 
 void TQVPlot::SetBackground(TQVColor color)
 {
-    if (color == m_background)
+    if (color == m_data->background)
         return;
-    m_background = color;
+    m_data->background = color;
     update();
 }
 
 void TQVPlot::SetAxisColor(TQVColor color)
 {
-    if (color == m_axisColor)
+    if (color == m_data->axisColor)
         return;
-    m_axisColor = color;
+    m_data->axisColor = color;
     update();
 }
 
 void TQVPlot::SetXUnit(const QString &unit)
 {
-    if (unit == m_xUnit)
+    if (unit == m_data->xUnit)
         return;
-    m_xUnit = unit;
+    m_data->xUnit = unit;
     Refresh(false);
 }
 
 void TQVPlot::SetYUnit(const QString &unit)
 {
-    if (unit == m_yUnit)
+    if (unit == m_data->yUnit)
         return;
-    m_yUnit = unit;
+    m_data->yUnit = unit;
     Refresh(false);
 }
 
 void TQVPlot::SetTitle(const QString &title)
 {
-    if (title == m_title)
+    if (title == m_data->title)
         return;
-    m_title = title;
+    m_data->title = title;
     Refresh(false);
 }
 
 void TQVPlot::SetLegend(bool legend)
 {
-    if (legend == m_legend)
+    if (legend == m_data->legend)
         return;
-    m_legend = legend;
+    m_data->legend = legend;
+    Refresh(false);
+}
+
+void TQVPlot::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_data->scaleLayout || layout > slAdaptive)
+        return;
+    m_data->scaleLayout = layout;
+    updateGeometry();
     Refresh(false);
 }
 
 void TQVPlot::SetHistoryLength(int length)
 {
-    if (length == m_historyLength || length < 2 || length > 1000000)
+    if (length == m_data->historyLength || length < 2 || length > 1000000)
         return;
-    m_historyLength = length;
-    if (m_singleValue) {
-        for (auto &trace : m_data) {
+    m_data->historyLength = length;
+    if (m_data->singleValue) {
+        for (auto &trace : m_data->traces) {
             if (trace.size() > std::size_t(length))
                 trace.erase(trace.begin(), trace.end() - length);
         }
@@ -351,9 +601,9 @@ void TQVPlot::SetHistoryLength(int length)
 
 void TQVPlot::SetLineWidth(double width)
 {
-    if (width == m_lineWidth || !Finite(width) || width < 0.5 || width > 10.0)
+    if (width == m_data->lineWidth || !Finite(width) || width < 0.5 || width > 10.0)
         return;
-    m_lineWidth = width;
+    m_data->lineWidth = width;
     update();
 }
 
@@ -363,62 +613,91 @@ void TQVPlot::SetLineWidth(double width)
 const std::vector<float> &TQVPlot::TraceData(int channel) const
 {
     static const std::vector<float> none;
-    return channel >= 0 && channel < MaxTraces ? m_data[std::size_t(channel)] : none;
+    return channel >= 0 && channel < MaxTraces ? m_data->traces[std::size_t(channel)] : none;
 }
 
 double TQVPlot::SampleX(int channel, int index) const
 {
     const std::vector<float> &trace = TraceData(channel);
     const long double n = trace.empty() ? 1.0L : static_cast<long double>(trace.size());
-    if (!m_settingsValid)
+    if (!m_data->settingsValid)
         return double(index);
-    if (m_singleValue) // the newest value at XStart, one XSpan per older value
-        return double(m_xStart - (n - 1.0L - index) * m_xSpan);
-    return double(m_xStart + index * m_xSpan / n);
+    if (m_data->singleValue) // the newest value at XStart, one XSpan per older value
+        return double(m_data->xStart - (n - 1.0L - index) * m_data->xSpan);
+    return double(m_data->xStart + index * m_data->xSpan / n);
 }
 
 QRect TQVPlot::PlotRect() const
 {
-    return m_layout.Plot;
+    return m_data->layout.Plot;
 }
 
 double TQVPlot::DisplayValue(double y) const
 {
-    if (m_scaleY == scLinear)
+    if (m_data->scaleY == scLinear)
         return y;
-    const double factor = m_powerValues ? 10.0 : 20.0;
-    const double level = factor * std::log10(std::fabs(y) / m_decibelReference);
+    const double factor = m_data->powerValues ? 10.0 : 20.0;
+    const double level = factor * std::log10(std::fabs(y) / m_data->decibelReference);
     // A zero has no level (minus infinity): it is not drawn, like NaN.
     if (!Finite(level))
         return std::isnan(level) ? level : -std::numeric_limits<double>::infinity();
-    return std::max(level, m_decibelFloor);
+    return std::max(level, m_data->decibelFloor);
+}
+
+QColor TQVPlot::AxisInk() const
+{
+    return Adaptive() && m_data->axisColor == DefaultAxisColor ? palette().color(QPalette::WindowText) : ToQColor(m_data->axisColor);
+}
+
+QColor TQVPlot::BackgroundInk() const
+{
+    return Adaptive() && m_data->background == QVColors::clWhite ? palette().color(QPalette::Base) : ToQColor(m_data->background);
+}
+
+QColor TQVPlot::GridInk() const
+{
+    if (!Adaptive() || m_data->gridColor != DefaultGridColor)
+        return ToQColor(m_data->gridColor);
+    // A faint line of the text colour on the plot area, light or dark.
+    const QColor base = BackgroundInk(), text = palette().color(QPalette::Text);
+    const auto mix = [](int a, int b) { return (a * 84 + b * 16) / 100; };
+    return QColor(mix(base.red(), text.red()), mix(base.green(), text.green()), mix(base.blue(), text.blue()));
+}
+
+QColor TQVPlot::TraceInk(int channel) const
+{
+    const TQVColor color = m_data->colors[std::size_t(channel)];
+    // The default traces are saturated for a light plot area; on a dark one they are lightened.
+    if (Adaptive() && color == DefaultColors[std::size_t(channel)] && BackgroundInk().lightness() < 128)
+        return ToQColor(color).lighter(160);
+    return ToQColor(color);
 }
 
 bool TQVPlot::ChannelShown(int channel) const
 {
-    return (m_channelMask >> channel) & 1u;
+    return (m_data->channelMask >> channel) & 1u;
 }
 
 void TQVPlot::UpdateXRange()
 {
     double lo = 0.0, hi = 1.0;
-    if (m_settingsValid) {
-        const long double a = m_singleValue ? m_xStart - (m_historyLength - 1) * m_xSpan : m_xStart;
-        const long double b = m_singleValue ? m_xStart : m_xStart + m_xSpan;
+    if (m_data->settingsValid) {
+        const long double a = m_data->singleValue ? m_data->xStart - (m_data->historyLength - 1) * m_data->xSpan : m_data->xStart;
+        const long double b = m_data->singleValue ? m_data->xStart : m_data->xStart + m_data->xSpan;
         lo = double(std::min(a, b));
         hi = double(std::max(a, b));
     } else {
         std::size_t longest = 0;
-        for (const auto &trace : m_data)
+        for (const auto &trace : m_data->traces)
             longest = std::max(longest, trace.size());
         if (longest > 1)
             hi = double(longest - 1);
     }
-    if (m_xLog && hi > 0.0 && !(lo > 0.0)) {
+    if (m_data->xLog && hi > 0.0 && !(lo > 0.0)) {
         // The first sample right of zero opens a logarithmic axis.
         double first = hi / 1000.0;
         for (int k = 0; k < MaxTraces; ++k) {
-            const std::size_t n = m_data[std::size_t(k)].size();
+            const std::size_t n = m_data->traces[std::size_t(k)].size();
             for (std::size_t i = 0; i < std::min<std::size_t>(n, 4); ++i) {
                 const double x = SampleX(k, int(i));
                 if (x > 0.0) {
@@ -431,15 +710,15 @@ void TQVPlot::UpdateXRange()
     }
     if (!(hi > lo)) // a degenerate span still gets an axis
         hi = lo + (lo != 0.0 ? std::fabs(lo) : 1.0);
-    m_xLo = lo;
-    m_xHi = hi;
+    m_data->xLo = lo;
+    m_data->xHi = hi;
 }
 
 void TQVPlot::UpdateYRange()
 {
-    if (!m_autoScale) {
-        m_yLo = m_yMin;
-        m_yHi = m_yMax;
+    if (!m_data->autoScale) {
+        m_data->yLo = m_data->yMin;
+        m_data->yHi = m_data->yMax;
         return;
     }
     double lo = std::numeric_limits<double>::infinity();
@@ -447,27 +726,27 @@ void TQVPlot::UpdateYRange()
     for (int k = 0; k < MaxTraces; ++k) {
         if (!ChannelShown(k))
             continue;
-        for (float y : m_data[std::size_t(k)]) {
+        for (float y : m_data->traces[std::size_t(k)]) {
             const double v = DisplayValue(double(y));
             // Levels on the dB floor are zeros or below it: they do not pull the range down.
-            if (!Finite(v) || (m_scaleY == scDecibel && v <= m_decibelFloor))
+            if (!Finite(v) || (m_data->scaleY == scDecibel && v <= m_data->decibelFloor))
                 continue;
             lo = std::min(lo, v);
             hi = std::max(hi, v);
         }
     }
     if (!(hi >= lo)) { // nothing to scale to
-        if (!m_yFromData) {
-            m_yLo = m_scaleY == scDecibel ? -100.0 : -1.0;
-            m_yHi = m_scaleY == scDecibel ? 0.0 : 1.0;
+        if (!m_data->yFromData) {
+            m_data->yLo = m_data->scaleY == scDecibel ? -100.0 : -1.0;
+            m_data->yHi = m_data->scaleY == scDecibel ? 0.0 : 1.0;
         }
         return;
     }
-    const bool fresh = !m_yFromData;
-    m_yFromData = true;
+    const bool fresh = !m_data->yFromData;
+    m_data->yFromData = true;
     // Hysteresis: a range that holds the data and that the data fills to at least 40 %
     // stays, so that a noisy trace does not make the axis jitter.
-    if (!fresh && lo >= m_yLo && hi <= m_yHi && (hi - lo) >= 0.4 * (m_yHi - m_yLo))
+    if (!fresh && lo >= m_data->yLo && hi <= m_data->yHi && (hi - lo) >= 0.4 * (m_data->yHi - m_data->yLo))
         return;
     double span = hi - lo;
     if (span <= std::fabs(hi) * 1e-9 || span == 0.0)
@@ -478,26 +757,31 @@ void TQVPlot::UpdateYRange()
     double step = 0.0;
     LinearTicks(a, b, 20, &step);
     if (step > 0.0) {
-        m_yLo = std::floor(a / step + 1e-9) * step + 0.0; // + 0.0: no negative zero
-        m_yHi = std::ceil(b / step - 1e-9) * step + 0.0;
+        m_data->yLo = std::floor(a / step + 1e-9) * step + 0.0; // + 0.0: no negative zero
+        m_data->yHi = std::ceil(b / step - 1e-9) * step + 0.0;
     } else {
-        m_yLo = a;
-        m_yHi = b;
+        m_data->yLo = a;
+        m_data->yHi = b;
     }
-    if (!(m_yHi > m_yLo)) {
-        m_yLo = a;
-        m_yHi = b;
+    if (!(m_data->yHi > m_data->yLo)) {
+        m_data->yLo = a;
+        m_data->yHi = b;
     }
 }
 
 void TQVPlot::Refresh(bool dataOnly)
 {
-    const Layout before = m_layout;
+    const Layout before = m_data->layout;
     UpdateXRange();
     UpdateYRange();
-    m_layout = ComputeLayout();
-    if (dataOnly && m_layout == before)
-        update(m_layout.Plot);
+    if (Adaptive()) {
+        m_data->layout = ComputeAdaptiveLayout();
+    } else {
+        m_data->axes = {};
+        m_data->layout = ComputeLayout();
+    }
+    if (dataOnly && m_data->layout == before)
+        update(m_data->layout.Plot);
     else
         update();
 }
@@ -553,30 +837,30 @@ QString TQVPlot::TickLabel(double value, double step, double magnitude, const QS
 TQVPlot::Layout TQVPlot::ComputeLayout() const
 {
     Layout l;
-    l.XLo = m_xLo;
-    l.XHi = m_xHi;
-    l.YLo = m_yLo;
-    l.YHi = m_yHi;
+    l.XLo = m_data->xLo;
+    l.XHi = m_data->xHi;
+    l.YLo = m_data->yLo;
+    l.YHi = m_data->yHi;
     const QFontMetrics fm(font());
     const QRect c = ClientRect().adjusted(6, 4, -6, -4);
     int top = c.top() + fm.height() / 2 + 2;
-    if (m_legend) {
+    if (m_data->legend) {
         for (int k = 0; k < MaxTraces; ++k) {
-            if (ChannelShown(k) && !m_data[std::size_t(k)].empty())
+            if (ChannelShown(k) && !m_data->traces[std::size_t(k)].empty())
                 l.LegendChannels.append(k);
         }
     }
-    if (!m_title.isEmpty() || !l.LegendChannels.isEmpty()) {
+    if (!m_data->title.isEmpty() || !l.LegendChannels.isEmpty()) {
         QFont bold = font();
         bold.setBold(true);
         const QFontMetrics tm(bold);
         const int line = std::max(tm.height(), fm.height());
-        if (!m_title.isEmpty())
+        if (!m_data->title.isEmpty())
             l.TitleRect = QRect(c.left(), c.top(), c.width(), line);
         if (!l.LegendChannels.isEmpty()) {
             int w = 0;
             for (int k : l.LegendChannels)
-                w += LegendSwatch + 4 + fm.horizontalAdvance(m_names[std::size_t(k)]) + 12;
+                w += LegendSwatch + 4 + fm.horizontalAdvance(m_data->names[std::size_t(k)]) + 12;
             l.LegendRect = QRect(c.right() + 1 - w, c.top(), w, line);
         }
         top = c.top() + line + 6;
@@ -585,13 +869,13 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
     const int height = std::max(bottom - top, 1);
 
     // Ordinate: about one labelled line per 1.6 text lines.
-    const bool decibel = m_scaleY == scDecibel;
+    const bool decibel = m_data->scaleY == scDecibel;
     double yStep = 0.0;
-    l.Y.Ticks = LinearTicks(m_yLo, m_yHi, std::max(2, height * 5 / (fm.height() * 8)), &yStep);
-    const double yMag = std::max(std::fabs(m_yLo), std::fabs(m_yHi));
+    l.Y.Ticks = LinearTicks(m_data->yLo, m_data->yHi, std::max(2, height * 5 / (fm.height() * 8)), &yStep);
+    const double yMag = std::max(std::fabs(m_data->yLo), std::fabs(m_data->yHi));
     int yWidth = 0;
     for (double v : l.Y.Ticks) {
-        l.Y.Labels.append(TickLabel(v, yStep, yMag, m_yUnit, !decibel, locale()));
+        l.Y.Labels.append(TickLabel(v, yStep, yMag, m_data->yUnit, !decibel, locale()));
         yWidth = std::max(yWidth, fm.horizontalAdvance(l.Y.Labels.last()));
     }
     const int left = c.left() + yWidth + TickLength + LabelGap + 2;
@@ -601,20 +885,20 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
     auto xAxis = [&](int width, int &widest) {
         Axis axis;
         widest = 0;
-        if (m_xLog && m_xLo > 0.0) {
-            const double decades = std::log10(m_xHi / m_xLo);
-            const int d0 = int(std::floor(std::log10(m_xLo) + 1e-9));
-            const int d1 = int(std::ceil(std::log10(m_xHi) - 1e-9));
+        if (m_data->xLog && m_data->xLo > 0.0) {
+            const double decades = std::log10(m_data->xHi / m_data->xLo);
+            const int d0 = int(std::floor(std::log10(m_data->xLo) + 1e-9));
+            const int d1 = int(std::ceil(std::log10(m_data->xHi) - 1e-9));
             const bool dense = decades * 3 * fm.horizontalAdvance(QStringLiteral("000 kHz")) < width;
             for (int d = d0; d <= d1; ++d) {
                 const double base = std::pow(10.0, d);
                 for (int m = 1; m <= 9; ++m) {
                     const double v = m * base;
-                    if (v < m_xLo * (1 - 1e-9) || v > m_xHi * (1 + 1e-9))
+                    if (v < m_data->xLo * (1 - 1e-9) || v > m_data->xHi * (1 + 1e-9))
                         continue;
                     if (m == 1 || (dense && (m == 2 || m == 5))) {
                         axis.Ticks.append(v);
-                        axis.Labels.append(TickLabel(v, v, v, m_xUnit, true, locale()));
+                        axis.Labels.append(TickLabel(v, v, v, m_data->xUnit, true, locale()));
                         widest = std::max(widest, fm.horizontalAdvance(axis.Labels.last()));
                     } else {
                         axis.MinorTicks.append(v);
@@ -628,15 +912,15 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
         int maxTicks = std::max(2, width / 70);
         for (int attempt = 0; attempt < 4; ++attempt) {
             double step = 0.0;
-            axis.Ticks = LinearTicks(m_xLo, m_xHi, maxTicks, &step);
+            axis.Ticks = LinearTicks(m_data->xLo, m_data->xHi, maxTicks, &step);
             axis.Labels.clear();
             widest = 0;
-            const double mag = std::max(std::fabs(m_xLo), std::fabs(m_xHi));
+            const double mag = std::max(std::fabs(m_data->xLo), std::fabs(m_data->xHi));
             for (double v : axis.Ticks) {
-                axis.Labels.append(TickLabel(v, step, mag, m_xUnit, true, locale()));
+                axis.Labels.append(TickLabel(v, step, mag, m_data->xUnit, true, locale()));
                 widest = std::max(widest, fm.horizontalAdvance(axis.Labels.last()));
             }
-            const double spacing = step > 0.0 ? width * step / (m_xHi - m_xLo) : width;
+            const double spacing = step > 0.0 ? width * step / (m_data->xHi - m_data->xLo) : width;
             if (spacing >= widest + 16 || maxTicks <= 2)
                 break;
             maxTicks = std::max(2, int(maxTicks * spacing / (widest + 16)));
@@ -652,22 +936,83 @@ TQVPlot::Layout TQVPlot::ComputeLayout() const
     return l;
 }
 
+TQVPlot::Layout TQVPlot::ComputeAdaptiveLayout()
+{
+    Layout l;
+    l.XLo = m_data->xLo;
+    l.XHi = m_data->xHi;
+    l.YLo = m_data->yLo;
+    l.YHi = m_data->yHi;
+    const QFont labelFont = QVAdaptivePlotFont(font(), size());
+    const QFontMetricsF fm(labelFont);
+    const int margin = std::max(2, QVRoundPx(fm.height() * 0.3));
+    QRect c = ClientRect().adjusted(margin, margin, -margin, -margin);
+    if (m_data->legend) {
+        for (int k = 0; k < MaxTraces; ++k) {
+            if (ChannelShown(k) && !m_data->traces[std::size_t(k)].empty())
+                l.LegendChannels.append(k);
+        }
+    }
+    if (!m_data->title.isEmpty() || !l.LegendChannels.isEmpty()) {
+        QFont bold = labelFont;
+        bold.setBold(true);
+        const int line = int(std::ceil(std::max(QFontMetricsF(bold).height(), fm.height())));
+        if (!m_data->title.isEmpty())
+            l.TitleRect = QRect(c.left(), c.top(), c.width(), line);
+        if (!l.LegendChannels.isEmpty()) {
+            double w = 0;
+            for (int k : l.LegendChannels)
+                w += fm.height() * 2.6 + fm.horizontalAdvance(m_data->names[std::size_t(k)]);
+            l.LegendRect = QRect(c.right() + 1 - int(std::ceil(w)), c.top(), int(std::ceil(w)), line);
+        }
+        c.setTop(c.top() + line + margin);
+    }
+    const TQVPlotAxisInfo x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
+    const TQVPlotAxisInfo y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
+    // A block that leaves ranges and size as they were keeps the axes: measuring the labels
+    // costs several times what the traces do.
+    TQVPlotAxesLayout &axes = m_data->axes;
+    if (!axes.IsValid() || !(x == m_data->axesX) || !(y == m_data->axesY) || labelFont != m_data->axesFont
+        || c != m_data->axesBounds) {
+        axes = QVLayoutPlotAxes(x, y, labelFont, c);
+        m_data->axesX = x;
+        m_data->axesY = y;
+        m_data->axesFont = labelFont;
+        m_data->axesBounds = c;
+    }
+    l.Plot = axes.Plot;
+    const auto fill = [](const TQVScaleDivision &div, Axis &axis, bool minorGrid) {
+        std::size_t label = 0;
+        for (const TQVScaleTick &tick : div.Ticks) {
+            if (tick.Major) {
+                axis.Ticks.append(tick.Value);
+                axis.Labels.append(div.Texts[label++]);
+            } else if (minorGrid) {
+                axis.MinorTicks.append(tick.Value);
+            }
+        }
+    };
+    fill(axes.X, l.X, m_data->xLog);
+    fill(axes.Y, l.Y, false);
+    return l;
+}
+
 double TQVPlot::MapX(double x, const QRect &plot) const
 {
-    if (m_xLog) {
-        if (!(x > 0.0) || !(m_xLo > 0.0))
+    if (m_data->xLog) {
+        if (!(x > 0.0) || !(m_data->xLo > 0.0))
             return std::numeric_limits<double>::quiet_NaN();
-        return plot.left() + std::log10(x / m_xLo) / std::log10(m_xHi / m_xLo) * plot.width();
+        return plot.left() + std::log10(x / m_data->xLo) / std::log10(m_data->xHi / m_data->xLo) * plot.width();
     }
-    const double px = plot.left() + (x - m_xLo) / (m_xHi - m_xLo) * plot.width();
+    const double px = plot.left() + (x - m_data->xLo) / (m_data->xHi - m_data->xLo) * plot.width();
     // An axis of ±1e308 overflows the differences.
-    return std::isfinite(px) ? px : plot.left() + QVSpanFraction(x, m_xLo, m_xHi) * plot.width();
+    return std::isfinite(px) ? px : plot.left() + QVSpanFraction(x, m_data->xLo, m_data->xHi) * plot.width();
 }
 
 double TQVPlot::MapY(double v, const QRect &plot) const
 {
-    const double py = plot.top() + (m_yHi - v) / (m_yHi - m_yLo) * plot.height();
-    return std::isfinite(py) ? py : plot.top() + QVSpanFraction(v, m_yHi, m_yLo) * plot.height();
+    const double py = plot.top() + (m_data->yHi - v) / (m_data->yHi - m_data->yLo) * plot.height();
+    return std::isfinite(py) ? py : plot.top() + QVSpanFraction(v, m_data->yHi, m_data->yLo) * plot.height();
 }
 
 // ---------------------------------------------------------------------------------------
@@ -688,19 +1033,34 @@ void TQVPlot::changeEvent(QEvent *event)
 
 QSize TQVPlot::sizeHint() const
 {
-    return QSize(400, 250);
+    if (!Adaptive())
+        return QSize(400, 250);
+    return AdaptiveSizeHint(false).expandedTo(QSize(400, 250));
 }
 
 QSize TQVPlot::minimumSizeHint() const
 {
-    return QSize(160, 100);
+    return Adaptive() ? AdaptiveSizeHint(true) : QSize(160, 100);
+}
+
+QSize TQVPlot::AdaptiveSizeHint(bool minimum) const
+{
+    const TQVPlotAxisInfo x{m_data->xLo, m_data->xHi, m_data->xLog, true, m_data->xUnit, locale()};
+    const TQVPlotAxisInfo y{m_data->yLo, m_data->yHi, false, m_data->scaleY != scDecibel, m_data->yUnit, locale()};
+    const QSize axes = QVPlotAxesSizeHint(x, y, font(), minimum);
+    const QFontMetricsF fm(font());
+    const int margin = std::max(2, QVRoundPx(fm.height() * 0.3));
+    const int header = m_data->title.isEmpty() && !m_data->legend ? 0 : int(std::ceil(fm.height() * 1.1)) + margin;
+    // What the frame and bevels take around the client area.
+    const QSize frame = size() - ClientRect().size();
+    return axes + QSize(2 * margin, 2 * margin + header) + frame.expandedTo(QSize(0, 0));
 }
 
 void TQVPlot::Paint(QPainter &painter)
 {
     // A data repaint covers the plot area only; frame, ticks and labels stay as they are.
     const QRect dirty = painter.clipBoundingRect().toAlignedRect();
-    if (!m_layout.Plot.contains(dirty)) {
+    if (!m_data->layout.Plot.contains(dirty)) {
         PaintPanel(painter);
         PaintAxes(painter);
     }
@@ -709,24 +1069,42 @@ void TQVPlot::Paint(QPainter &painter)
 
 void TQVPlot::PaintAxes(QPainter &painter)
 {
-    const QRect p = m_layout.Plot;
-    const QColor ink = ToQColor(m_axisColor);
+    if (Adaptive()) {
+        if (!m_data->layout.TitleRect.isNull()) {
+            QFont bold = QVAdaptivePlotFont(font(), size());
+            bold.setBold(true);
+            painter.setFont(bold);
+            painter.setPen(AxisInk());
+            const bool beside = !m_data->layout.LegendRect.isNull();
+            const QRect box = beside ? m_data->layout.TitleRect.adjusted(m_data->layout.Plot.left() - m_data->layout.TitleRect.left(), 0,
+                                                                   m_data->layout.LegendRect.left() - m_data->layout.TitleRect.right() - 1, 0)
+                                     : m_data->layout.TitleRect;
+            const QString title = QFontMetrics(bold).elidedText(m_data->title, Qt::ElideRight, std::max(0, box.width()));
+            painter.drawText(box, (beside ? Qt::AlignLeft : Qt::AlignHCenter) | Qt::AlignVCenter, title);
+        }
+        if (!m_data->layout.LegendRect.isNull())
+            PaintLegend(painter);
+        QVPaintPlotAxes(painter, m_data->axes, AxisInk());
+        return;
+    }
+    const QRect p = m_data->layout.Plot;
+    const QColor ink = ToQColor(m_data->axisColor);
     const QFontMetrics fm(font());
     painter.setFont(font());
 
-    if (!m_layout.TitleRect.isNull()) {
+    if (!m_data->layout.TitleRect.isNull()) {
         QFont bold = font();
         bold.setBold(true);
         painter.setFont(bold);
         painter.setPen(ink);
         // Beside a legend the title starts at the plot area's left edge.
-        const bool beside = !m_layout.LegendRect.isNull();
-        const QRect box = beside ? m_layout.TitleRect.adjusted(p.left() - m_layout.TitleRect.left(), 0, 0, 0)
-                                 : m_layout.TitleRect;
-        painter.drawText(box, (beside ? Qt::AlignLeft : Qt::AlignHCenter) | Qt::AlignVCenter, m_title);
+        const bool beside = !m_data->layout.LegendRect.isNull();
+        const QRect box = beside ? m_data->layout.TitleRect.adjusted(p.left() - m_data->layout.TitleRect.left(), 0, 0, 0)
+                                 : m_data->layout.TitleRect;
+        painter.drawText(box, (beside ? Qt::AlignLeft : Qt::AlignHCenter) | Qt::AlignVCenter, m_data->title);
         painter.setFont(font());
     }
-    if (!m_layout.LegendRect.isNull())
+    if (!m_data->layout.LegendRect.isNull())
         PaintLegend(painter);
 
     // Frame one pixel outside the plot area.
@@ -736,29 +1114,31 @@ void TQVPlot::PaintAxes(QPainter &painter)
     painter.fillRect(QRect(p.right() + 1, p.top(), 1, p.height()), ink);
 
     painter.setPen(ink);
-    for (qsizetype i = 0; i < m_layout.Y.Ticks.size(); ++i) {
-        const int y = std::clamp(QVFloorPx(MapY(m_layout.Y.Ticks[i], p)), p.top(), p.bottom());
+    for (qsizetype i = 0; i < m_data->layout.Y.Ticks.size(); ++i) {
+        const int y = std::clamp(QVFloorPx(MapY(m_data->layout.Y.Ticks[i], p)), p.top(), p.bottom());
         painter.fillRect(QRect(p.left() - 1 - TickLength, y, TickLength, 1), ink);
         const QRect box(0, y - fm.height() / 2, p.left() - 1 - TickLength - LabelGap, fm.height());
-        painter.drawText(box, Qt::AlignRight | Qt::AlignVCenter, m_layout.Y.Labels[i]);
+        painter.drawText(box, Qt::AlignRight | Qt::AlignVCenter, m_data->layout.Y.Labels[i]);
     }
-    for (qsizetype i = 0; i < m_layout.X.Ticks.size(); ++i) {
-        const int x = std::clamp(QVFloorPx(MapX(m_layout.X.Ticks[i], p)), p.left(), p.right());
+    for (qsizetype i = 0; i < m_data->layout.X.Ticks.size(); ++i) {
+        const int x = std::clamp(QVFloorPx(MapX(m_data->layout.X.Ticks[i], p)), p.left(), p.right());
         painter.fillRect(QRect(x, p.bottom() + 2, 1, TickLength), ink);
-        const int w = fm.horizontalAdvance(m_layout.X.Labels[i]);
+        const int w = fm.horizontalAdvance(m_data->layout.X.Labels[i]);
         const QRect box(x - w / 2 - 1, p.bottom() + 2 + TickLength + LabelGap - 1, w + 2, fm.height());
-        painter.drawText(box, Qt::AlignCenter, m_layout.X.Labels[i]);
+        painter.drawText(box, Qt::AlignCenter, m_data->layout.X.Labels[i]);
     }
 }
 
 void TQVPlot::PaintPlotArea(QPainter &painter)
 {
-    const QRect p = m_layout.Plot;
+    const QRect p = m_data->layout.Plot;
     painter.save();
     painter.setClipRect(p, Qt::IntersectClip);
-    painter.fillRect(p, ToQColor(m_background));
-    if (m_grid) {
-        const QColor grid = ToQColor(m_gridColor);
+    painter.fillRect(p, BackgroundInk());
+    if (m_data->grid && Adaptive()) {
+        PaintAdaptiveGrid(painter);
+    } else if (m_data->grid) {
+        const QColor grid = ToQColor(m_data->gridColor);
         QColor minor = grid;
         minor.setAlphaF(0.45f);
         auto vertical = [&](double x, const QColor &colour) {
@@ -766,11 +1146,11 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
             if (px > p.left() && px < p.right())
                 painter.fillRect(QRect(px, p.top(), 1, p.height()), colour);
         };
-        for (double x : m_layout.X.MinorTicks)
+        for (double x : m_data->layout.X.MinorTicks)
             vertical(x, minor);
-        for (double x : m_layout.X.Ticks)
+        for (double x : m_data->layout.X.Ticks)
             vertical(x, grid);
-        for (double y : m_layout.Y.Ticks) {
+        for (double y : m_data->layout.Y.Ticks) {
             const int py = QVFloorPx(MapY(y, p));
             if (py > p.top() && py < p.bottom())
                 painter.fillRect(QRect(p.left(), py, p.width(), 1), grid);
@@ -778,16 +1158,41 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
     }
     painter.setRenderHint(QPainter::Antialiasing, true);
     for (int k = 0; k < MaxTraces; ++k) {
-        if (ChannelShown(k) && !m_data[std::size_t(k)].empty())
+        if (ChannelShown(k) && !m_data->traces[std::size_t(k)].empty())
             PaintTrace(painter, k);
     }
     painter.restore();
 }
 
+void TQVPlot::PaintAdaptiveGrid(QPainter &painter)
+{
+    const QRect p = m_data->layout.Plot;
+    const double dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+    const QColor grid = GridInk();
+    QColor minor = grid;
+    minor.setAlphaF(0.45f);
+    // One device pixel at a ratio of 2 and more, thicker with the pens of a large plot.
+    const double w = std::max(1.0 / dpr, m_data->axes.Pen * 0.5);
+    const auto vertical = [&](double x, const QColor &colour) {
+        const double px = MapX(x, p);
+        if (px > p.left() + w && px < p.left() + p.width() - w)
+            painter.fillRect(QVSnapToDevice(QRectF(px - w / 2.0, p.top(), w, p.height()), dpr), colour);
+    };
+    for (double x : m_data->layout.X.MinorTicks)
+        vertical(x, minor);
+    for (double x : m_data->layout.X.Ticks)
+        vertical(x, grid);
+    for (double y : m_data->layout.Y.Ticks) {
+        const double py = MapY(y, p);
+        if (py > p.top() + w && py < p.top() + p.height() - w)
+            painter.fillRect(QVSnapToDevice(QRectF(p.left(), py - w / 2.0, p.width(), w), dpr), grid);
+    }
+}
+
 void TQVPlot::PaintTrace(QPainter &painter, int channel)
 {
-    const QRect p = m_layout.Plot;
-    const std::vector<float> &trace = m_data[std::size_t(channel)];
+    const QRect p = m_data->layout.Plot;
+    const std::vector<float> &trace = m_data->traces[std::size_t(channel)];
     const int n = int(trace.size());
     const double dpr = std::max(devicePixelRatioF(), 1.0);
     const int columns = std::max(1, int(std::ceil(p.width() * dpr)));
@@ -795,7 +1200,7 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
     // A cosmetic pen: up to one pixel wide the raster engine draws it on its fast
     // antialiased line path; a geometric pen with round joins costs an angle and an arc per
     // vertex, several times the whole trace.
-    QPen pen(ToQColor(m_colors[std::size_t(channel)]), m_lineWidth);
+    QPen pen(TraceInk(channel), m_data->lineWidth);
     pen.setCosmetic(true);
     painter.setPen(pen);
 
@@ -878,25 +1283,30 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
 
 void TQVPlot::PaintLegend(QPainter &painter)
 {
-    const QFontMetrics fm(font());
-    const QRect r = m_layout.LegendRect;
+    const QFont legendFont = Adaptive() ? QVAdaptivePlotFont(font(), size()) : font();
+    const QFontMetrics fm(legendFont);
+    const double line = QFontMetricsF(legendFont).height();
+    const int swatch = Adaptive() ? QVRoundPx(line * 1.2) : LegendSwatch;
+    const int gap = Adaptive() ? QVRoundPx(line * 0.3) : 4;
+    const int space = Adaptive() ? QVRoundPx(line * 0.8) : 12;
+    const QRect r = m_data->layout.LegendRect;
     const double mid = r.top() + r.height() / 2.0;
     int x = r.left();
     painter.save();
-    painter.setFont(font());
-    for (int k : m_layout.LegendChannels) {
-        QPen pen(ToQColor(m_colors[std::size_t(k)]), 2.0);
+    painter.setFont(legendFont);
+    for (int k : m_data->layout.LegendChannels) {
+        QPen pen(TraceInk(k), Adaptive() ? std::max(2.0, m_data->axes.Pen * 1.5) : 2.0);
         pen.setCapStyle(Qt::FlatCap);
         painter.setPen(pen);
         painter.setRenderHint(QPainter::Antialiasing, true);
-        painter.drawLine(QPointF(x, mid), QPointF(x + LegendSwatch, mid));
+        painter.drawLine(QPointF(x, mid), QPointF(x + swatch, mid));
         painter.setRenderHint(QPainter::Antialiasing, false);
-        x += LegendSwatch + 4;
-        const QString &name = m_names[std::size_t(k)];
+        x += swatch + gap;
+        const QString &name = m_data->names[std::size_t(k)];
         const int w = fm.horizontalAdvance(name);
-        painter.setPen(ToQColor(m_axisColor));
+        painter.setPen(AxisInk());
         painter.drawText(QRect(x, r.top(), w + 2, r.height()), Qt::AlignLeft | Qt::AlignVCenter, name);
-        x += w + 12;
+        x += w + space;
     }
     painter.restore();
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <memory>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include <QtCore/QStringList>
 
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleDraw.h"
 #include "framework/qvMeasIntf.h"
 
 class QLocale;
@@ -48,6 +48,7 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(bool Legend READ Legend WRITE SetLegend)
     Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength)
     Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
@@ -61,22 +62,22 @@ public:
     ~TQVPlot() override;
 
     /// The connected source, or null.
-    TQVMeasureSource *MeasureSource() const { return m_inputLink->Source(); }
+    TQVMeasureSource *MeasureSource() const;
     /// \brief Connects to `source` (null disconnects). A source that is not continuous is
     /// refused: the plot ends unconnected and `EQVMSIncompatibleSource` is raised.
     void SetMeasureSource(TQVMeasureSource *source);
-    TQVMeasureLink *InputLink() const { return m_inputLink.get(); }
+    TQVMeasureLink *InputLink() const;
 
     /// Bit k shows channel k (only bits 0 to 7 count; default all).
-    quint32 ChannelMask() const { return m_channelMask; }
+    quint32 ChannelMask() const;
     void SetChannelMask(quint32 mask);
     /// The channel that `ChannelColor` and `ChannelName` address, 0 to 7.
-    int ChannelCurrent() const { return m_channelCurrent; }
+    int ChannelCurrent() const;
     void SetChannelCurrent(int channel);
-    TQVColor ChannelColor() const { return TraceColor(m_channelCurrent); }
-    void SetChannelColor(TQVColor color) { SetTraceColor(m_channelCurrent, color); }
-    QString ChannelName() const { return TraceName(m_channelCurrent); }
-    void SetChannelName(const QString &name) { SetTraceName(m_channelCurrent, name); }
+    TQVColor ChannelColor() const;
+    void SetChannelColor(TQVColor color);
+    QString ChannelName() const;
+    void SetChannelName(const QString &name);
     /// Colour of channel `channel`; 0 outside 0 to 7.
     TQVColor TraceColor(int channel) const;
     /// Ignored outside 0 to 7.
@@ -85,62 +86,70 @@ public:
     QString TraceName(int channel) const;
     void SetTraceName(int channel, const QString &name);
 
-    TQVPlotScale ScaleY() const { return m_scaleY; }
+    TQVPlotScale ScaleY() const;
     void SetScaleY(TQVPlotScale scale);
-    double DecibelReference() const { return m_decibelReference; }
+    double DecibelReference() const;
     /// Ignored unless finite and greater than 0.
     void SetDecibelReference(double reference);
     /// Lowest level in dB: lower levels are drawn on it; a zero has no level and leaves a
     /// gap in the trace. Ignored unless finite.
-    double DecibelFloor() const { return m_decibelFloor; }
+    double DecibelFloor() const;
     void SetDecibelFloor(double floor);
     /// The samples are powers (10 log10) rather than amplitudes (20 log10).
-    bool PowerValues() const { return m_powerValues; }
+    bool PowerValues() const;
     void SetPowerValues(bool power);
 
-    bool AutoScale() const { return m_autoScale; }
+    bool AutoScale() const;
     void SetAutoScale(bool autoScale);
     /// The fixed range without `AutoScale`, in displayed units (dB when `ScaleY` is dB).
-    double YMin() const { return m_yMin; }
+    double YMin() const;
     /// Ignored unless finite and below `YMax`.
     void SetYMin(double value);
-    double YMax() const { return m_yMax; }
+    double YMax() const;
     /// Ignored unless finite and above `YMin`.
     void SetYMax(double value);
     /// Sets both ends at once; ignored unless finite with `yMin` < `yMax`.
     void SetYRange(double yMin, double yMax);
 
     /// Logarithmic abscissa; samples at x <= 0 are not drawn.
-    bool XLog() const { return m_xLog; }
+    bool XLog() const;
     void SetXLog(bool xLog);
-    bool Grid() const { return m_grid; }
+    bool Grid() const;
     void SetGrid(bool grid);
-    TQVColor GridColor() const { return m_gridColor; }
+    TQVColor GridColor() const;
     void SetGridColor(TQVColor color);
     /// Colour of the plot area.
-    TQVColor Background() const { return m_background; }
+    TQVColor Background() const;
     void SetBackground(TQVColor color);
     /// Colour of the frame, the ticks and the labels.
-    TQVColor AxisColor() const { return m_axisColor; }
+    TQVColor AxisColor() const;
     void SetAxisColor(TQVColor color);
     /// Unit after the SI prefix of the x labels ("s", "Hz").
-    QString XUnit() const { return m_xUnit; }
+    QString XUnit() const;
     void SetXUnit(const QString &unit);
     /// Unit of the y labels; linear labels take an SI prefix, dB labels none ("dB", "dBV").
-    QString YUnit() const { return m_yUnit; }
+    QString YUnit() const;
     void SetYUnit(const QString &unit);
-    QString Title() const { return m_title; }
+    QString Title() const;
     void SetTitle(const QString &title);
     /// Shows the names of the drawn channels with their colours in the header line above
     /// the plot area, right-aligned (the title then moves to the left).
-    bool Legend() const { return m_legend; }
+    bool Legend() const;
     void SetLegend(bool legend);
     /// Values kept for a single-value source, 2 to 1000000.
-    int HistoryLength() const { return m_historyLength; }
+    int HistoryLength() const;
     void SetHistoryLength(int length);
     /// Trace pen width in pixels, 0.5 to 10.
-    double LineWidth() const { return m_lineWidth; }
+    double LineWidth() const;
     void SetLineWidth(double width);
+    TQVScaleLayout ScaleLayout() const;
+    /// \brief `slAdaptive` lays the axes out around their measured labels: 1-2-5 steps with both
+    /// ends, one SI prefix per linear axis, major and minor ticks, the grid on the major ticks,
+    /// fonts and pens following the size and default colours following the palette (see
+    /// TQVScaleLayout); `slClassic`, the default, keeps the classic geometry.
+    void SetScaleLayout(TQVScaleLayout layout);
+    /// The axes of the last adaptive layout (empty in the classic layout).
+    const TQVPlotAxesLayout &AdaptiveLayout() const;
 
     // What the plot shows now.
 
@@ -150,20 +159,20 @@ public:
     double SampleX(int channel, int index) const;
     /// The displayed abscissa range: [XStart, XStart + XSpan] of the settings; for a
     /// single-value source [XStart - (HistoryLength - 1) XSpan, XStart]; [0, 1] without settings.
-    double XMinShown() const { return m_xLo; }
-    double XMaxShown() const { return m_xHi; }
+    double XMinShown() const;
+    double XMaxShown() const;
     /// The displayed ordinate range (after autoscaling), in displayed units.
-    double YMinShown() const { return m_yLo; }
-    double YMaxShown() const { return m_yHi; }
+    double YMinShown() const;
+    double YMaxShown() const;
     /// The plot area in widget coordinates: x maps linearly (or by log10) from
     /// [XMinShown, XMaxShown] onto [left, left + width], y from [YMaxShown, YMinShown] onto
     /// [top, top + height].
     QRect PlotRect() const;
     /// Tick values and labels of the axes as drawn now.
-    QList<double> XTicks() const { return m_layout.X.Ticks; }
-    QStringList XTickLabels() const { return m_layout.X.Labels; }
-    QList<double> YTicks() const { return m_layout.Y.Ticks; }
-    QStringList YTickLabels() const { return m_layout.Y.Labels; }
+    QList<double> XTicks() const;
+    QStringList XTickLabels() const;
+    QList<double> YTicks() const;
+    QStringList YTickLabels() const;
     /// The value of sample `y` in displayed units: `y` itself, or its level in dB clamped to
     /// `DecibelFloor` (minus infinity for 0, NaN for NaN).
     double DisplayValue(double y) const;
@@ -217,6 +226,14 @@ private:
     void UpdateYRange();
     void UpdateXRange();
     Layout ComputeLayout() const;
+    Layout ComputeAdaptiveLayout();
+    bool Adaptive() const;
+    QSize AdaptiveSizeHint(bool minimum) const;
+    // Colours as drawn: in the adaptive layout the default ones follow the palette.
+    QColor AxisInk() const;
+    QColor BackgroundInk() const;
+    QColor GridInk() const;
+    QColor TraceInk(int channel) const;
     bool ChannelShown(int channel) const;
     double MapX(double x, const QRect &plot) const;
     double MapY(double v, const QRect &plot) const;
@@ -225,40 +242,8 @@ private:
     void PaintPlotArea(QPainter &painter);
     void PaintTrace(QPainter &painter, int channel);
     void PaintLegend(QPainter &painter);
+    void PaintAdaptiveGrid(QPainter &painter);
 
-    std::unique_ptr<TQVMeasureLink> m_inputLink;
-
-    std::array<std::vector<float>, MaxTraces> m_data;
-    std::array<TQVColor, MaxTraces> m_colors;
-    std::array<QString, MaxTraces> m_names;
-    long double m_xStart = 0.0L;
-    long double m_xSpan = 0.0L;
-    bool m_settingsValid = false;
-    bool m_singleValue = false;
-
-    quint32 m_channelMask = 0xFF;
-    int m_channelCurrent = 0;
-    TQVPlotScale m_scaleY = scLinear;
-    double m_decibelReference = 1.0;
-    double m_decibelFloor = -200.0;
-    bool m_powerValues = false;
-    bool m_autoScale = true;
-    double m_yMin = -1.0;
-    double m_yMax = 1.0;
-    bool m_xLog = false;
-    bool m_grid = true;
-    TQVColor m_gridColor = 0xE6E1DC;
-    TQVColor m_background = QVColors::clWhite;
-    TQVColor m_axisColor = 0x403A36;
-    QString m_xUnit = QStringLiteral("s");
-    QString m_yUnit = QStringLiteral("V");
-    QString m_title;
-    bool m_legend = false;
-    int m_historyLength = 500;
-    double m_lineWidth = 1.0;
-
-    double m_xLo = 0.0, m_xHi = 1.0; // shown ranges
-    double m_yLo = -1.0, m_yHi = 1.0;
-    bool m_yFromData = false; // the autoscaled range has seen data since the last reset
-    Layout m_layout;
+    class PrivateData;
+    std::unique_ptr<PrivateData> m_data;
 };

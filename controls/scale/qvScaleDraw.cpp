@@ -652,3 +652,230 @@ void TQVRoundScaleDraw::PaintAdaptive(QPainter &painter, const TQVRoundScaleLayo
     PaintTicksAndLabels(painter, layout.Ticks, layout.Labels, layout.Font, layout.Pen, ink);
     painter.restore();
 }
+
+// ---------------------------------------------------------------------------------------
+// Plot axes
+
+double TQVPlotAxisInfo::Position(double value, double from, double to) const
+{
+    if (Log) {
+        if (!(value > 0.0) || !(ValueMin > 0.0) || !(ValueMax > ValueMin))
+            return std::numeric_limits<double>::quiet_NaN();
+        return from + std::log10(value / ValueMin) / std::log10(ValueMax / ValueMin) * (to - from);
+    }
+    const double position = from + (value - ValueMin) / (ValueMax - ValueMin) * (to - from);
+    // An axis of ±1e308 overflows the differences.
+    return std::isfinite(position) ? position : from + QVSpanFraction(value, ValueMin, ValueMax) * (to - from);
+}
+
+namespace {
+
+// The label metrics of plot axes in one font.
+struct TPlotMetrics
+{
+    explicit TPlotMetrics(const QFont &font)
+        : Metrics(font)
+        , Height(std::ceil(Metrics.height()))
+        , Pen(Height >= 24 ? 2.0 : Height >= 17 ? 1.5 : 1.0)
+        , Frame(int(std::ceil(Pen)))
+        , Major(std::max(3, QVRoundPx(Height * 0.4)))
+        , Minor(std::max(2, QVRoundPx(Major * 0.55)))
+        , Padding(std::max(2, QVRoundPx(Height * 0.25)))
+        // x labels start below the lowest y label, which reaches half a line below the plot area
+        , XLabelOffset(Frame + std::max(Major + Padding, int(std::ceil(Height / 2)) + 1))
+    {
+    }
+    double Width(const QString &text) const { return std::ceil(Metrics.horizontalAdvance(text)); }
+
+    QFontMetricsF Metrics;
+    double Height;
+    double Pen;
+    int Frame, Major, Minor, Padding, XLabelOffset;
+};
+
+TQVScaleDivision DivideAxis(const TQVPlotAxisInfo &axis, double length, bool vertical, const TPlotMetrics &m)
+{
+    TQVAdaptiveScaleRequest request;
+    request.ValueMin = axis.ValueMin;
+    request.ValueMax = axis.ValueMax;
+    request.Length = length;
+    request.MinTickPixels = std::max(4.0, m.Height * 0.3);
+    // A grid reads best with some air between its labels: most of a line on either axis.
+    request.LabelPadding = vertical ? m.Height * 0.8 : m.Height;
+    request.Suffix = axis.Unit;
+    request.Locale = axis.Locale;
+    if (vertical)
+        request.Extent = [&m](const QString &) { return m.Height; };
+    else
+        request.Extent = [&m](const QString &text) { return m.Width(text); };
+    return QVAxisDivision(request, axis.Log, axis.Prefix);
+}
+
+double WidestLabel(const TQVScaleDivision &div, const TPlotMetrics &m)
+{
+    double widest = 0.0;
+    for (const QString &text : div.Texts)
+        widest = std::max(widest, m.Width(text));
+    return widest;
+}
+
+TQVPlotAxesLayout LayoutPlotAxesOnce(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
+                                     const QRect &bounds)
+{
+    const TPlotMetrics m(font);
+    TQVPlotAxesLayout layout;
+    layout.Font = font;
+    layout.Pen = m.Pen;
+    layout.Frame = m.Frame;
+    const int halfLine = int(std::ceil(m.Height / 2));
+    const int top = bounds.top() + halfLine + m.Frame; // the upper y label reaches half a line above
+    const int height = bounds.bottom() + 1 - m.XLabelOffset - int(m.Height) - top;
+    const int innerLeft = bounds.left() + m.Frame, innerRight = bounds.right() + 1 - m.Frame;
+    if (height < 2 || innerRight - innerLeft < 2) {
+        // No room for labels: a framed plot area alone.
+        layout.Plot = QRect(innerLeft, bounds.top() + m.Frame, std::max(1, innerRight - innerLeft),
+                            std::max(1, bounds.height() - 2 * m.Frame));
+        return layout;
+    }
+    layout.Y = DivideAxis(y, height, true, m);
+    const int minLeft = bounds.left() + int(WidestLabel(layout.Y, m)) + m.Padding + m.Major + m.Frame;
+
+    // The end x labels reach beyond the plot area by up to half their width: the plot area
+    // gives them room inside the bounds.
+    double overLow = 0.0, overHigh = 0.0;
+    int left = minLeft, width = 0;
+    for (int pass = 0; pass < 4; ++pass) {
+        left = std::max({minLeft, innerLeft, bounds.left() + int(std::ceil(overLow))});
+        width = std::min(innerRight, bounds.right() + 1 - int(std::ceil(overHigh))) - left;
+        if (width < 2)
+            break;
+        layout.X = DivideAxis(x, width, false, m);
+        double low = 0.0, high = 0.0;
+        std::size_t label = 0;
+        for (const TQVScaleTick &tick : layout.X.Ticks) {
+            if (!tick.Major)
+                continue;
+            const double pos = x.Position(tick.Value, 0.0, width), half = m.Width(layout.X.Texts[label++]) / 2.0;
+            if (std::isfinite(pos)) {
+                low = std::max(low, half - pos);
+                high = std::max(high, pos + half - width);
+            }
+        }
+        if (low <= left - bounds.left() && high <= bounds.right() + 1 - (left + width))
+            break;
+        overLow = std::max(overLow, low);
+        overHigh = std::max(overHigh, high);
+    }
+    if (width < 2) {
+        layout.Plot = QRect(minLeft, top, std::max(1, innerRight - minLeft), height);
+        layout.X = {};
+        layout.Y = {};
+        return layout;
+    }
+    layout.Plot = QRect(left, top, width, height);
+
+    const QRect &p = layout.Plot;
+    const QRectF inside(bounds);
+    const double xBase = p.bottom() + 1.0 + m.Frame, yBase = p.left() - m.Frame;
+    std::size_t label = 0;
+    for (const TQVScaleTick &tick : layout.X.Ticks) {
+        const double pos = x.Position(tick.Value, p.left(), p.left() + p.width());
+        const QString text = tick.Major ? layout.X.Texts[label++] : QString();
+        if (!std::isfinite(pos))
+            continue;
+        layout.Ticks.emplace_back(QLineF(pos, xBase, pos, xBase + (tick.Major ? m.Major : m.Minor)), tick.Major);
+        const double w = m.Width(text);
+        const QRectF box(pos - w / 2.0, p.bottom() + 1.0 + m.XLabelOffset, w, m.Height);
+        if (tick.Major && inside.contains(box)) // what the passes could not make room for stays out
+            layout.Labels.push_back({box, text});
+    }
+    label = 0;
+    for (const TQVScaleTick &tick : layout.Y.Ticks) {
+        const double pos = y.Position(tick.Value, p.top() + p.height(), p.top());
+        const QString text = tick.Major ? layout.Y.Texts[label++] : QString();
+        if (!std::isfinite(pos))
+            continue;
+        layout.Ticks.emplace_back(QLineF(yBase - (tick.Major ? m.Major : m.Minor), pos, yBase, pos), tick.Major);
+        const double w = m.Width(text);
+        const QRectF box(yBase - m.Major - m.Padding - w, pos - m.Height / 2.0, w, m.Height);
+        if (tick.Major && inside.contains(box))
+            layout.Labels.push_back({box, text});
+    }
+    return layout;
+}
+
+} // namespace
+
+QFont QVAdaptivePlotFont(const QFont &font, const QSize &size)
+{
+    QFont scaled = font;
+    const double userPt = font.pointSizeF() > 0 ? font.pointSizeF() : std::max(1, font.pixelSize()) * 0.75;
+    const double smallest = std::min(userPt, 7.0);
+    const double factor = std::min(size.width() / 400.0, size.height() / 250.0);
+    scaled.setPointSizeF(std::clamp(userPt * factor, smallest, std::max(smallest, userPt * 1.5)));
+    return scaled;
+}
+
+TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
+                                   const QRect &bounds)
+{
+    if (!bounds.isValid())
+        return {};
+    QFont f = font;
+    TQVPlotAxesLayout layout;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        layout = LayoutPlotAxesOnce(x, y, f, bounds);
+        const double line = QFontMetricsF(f).height();
+        if ((layout.Plot.height() >= 3.0 * line && layout.Plot.width() >= 6.0 * line) || f.pointSizeF() <= 6.0)
+            break;
+        f.setPointSizeF(std::max(6.0, f.pointSizeF() - 1.0));
+    }
+    return layout;
+}
+
+QSize QVPlotAxesSizeHint(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font, bool minimum)
+{
+    const TPlotMetrics m(font);
+    const double yWidth = WidestLabel(DivideAxis(y, m.Height * 8.0, true, m), m);
+    const double xWidth = WidestLabel(DivideAxis(x, m.Height * 24.0, false, m), m);
+    const double plotWidth = minimum ? std::max(4.0 * m.Height, 2.0 * xWidth + 2.0 * m.Padding) : 24.0 * m.Height;
+    const double plotHeight = m.Height * (minimum ? 2.5 : 12.0);
+    const double w = yWidth + m.Padding + m.Major + 2.0 * m.Frame + plotWidth + xWidth / 2.0;
+    const double h = std::ceil(m.Height / 2) + 2.0 * m.Frame + plotHeight + m.XLabelOffset + m.Height;
+    return QSize(int(std::ceil(w)), int(std::ceil(h)));
+}
+
+QRectF QVSnapToDevice(const QRectF &rect, double dpr)
+{
+    if (!(dpr > 0.0) || !std::isfinite(dpr))
+        dpr = 1.0;
+    const double x0 = std::round(rect.left() * dpr), y0 = std::round(rect.top() * dpr);
+    const double x1 = std::max(x0 + 1.0, std::round(rect.right() * dpr));
+    const double y1 = std::max(y0 + 1.0, std::round(rect.bottom() * dpr));
+    return QRectF(x0 / dpr, y0 / dpr, (x1 - x0) / dpr, (y1 - y0) / dpr);
+}
+
+void QVPaintPlotAxes(QPainter &painter, const TQVPlotAxesLayout &layout, const QColor &ink)
+{
+    const double dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+    const QRectF p(layout.Plot);
+    const double f = layout.Pen;
+    const auto fill = [&](const QRectF &r) { painter.fillRect(QVSnapToDevice(r, dpr), ink); };
+    fill(QRectF(p.left() - f, p.top() - f, p.width() + 2.0 * f, f));
+    fill(QRectF(p.left() - f, p.bottom(), p.width() + 2.0 * f, f));
+    fill(QRectF(p.left() - f, p.top(), f, p.height()));
+    fill(QRectF(p.right(), p.top(), f, p.height()));
+    for (const auto &[line, major] : layout.Ticks) {
+        const double w = major ? layout.Pen : std::max(1.0, layout.Pen * 0.75);
+        if (line.x1() == line.x2())
+            fill(QRectF(line.x1() - w / 2.0, std::min(line.y1(), line.y2()), w, std::fabs(line.dy())));
+        else
+            fill(QRectF(std::min(line.x1(), line.x2()), line.y1() - w / 2.0, std::fabs(line.dx()), w));
+    }
+    painter.save();
+    painter.setFont(layout.Font);
+    painter.setPen(ink);
+    for (const TQVScaleLabelBox &label : layout.Labels)
+        painter.drawText(label.Box, Qt::AlignCenter | Qt::TextDontClip, label.Text);
+    painter.restore();
+}

@@ -186,3 +186,56 @@ public:
 private:
     static TQVRoundScaleLayout Layout(const TQVRoundScaleSpec &scale, const QRect &bounds);
 };
+
+/// \brief One axis of a plot for the adaptive plot layout.
+struct TQVPlotAxisInfo
+{
+    double ValueMin = 0.0;
+    double ValueMax = 1.0;
+    bool Log = false;    ///< positions along log10 (needs `ValueMin` > 0; no division otherwise)
+    bool Prefix = true;  ///< the labels read in an SI prefix of the unit (off for dB)
+    QString Unit;
+    QLocale Locale;
+    /// \brief The position of `value` between `from` (at `ValueMin`) and `to` (at `ValueMax`),
+    /// also where a difference of the ends overflows; NaN where a log axis has no place for it.
+    double Position(double value, double from, double to) const;
+    bool operator==(const TQVPlotAxisInfo &) const = default;
+};
+
+/// \brief Plot axes laid out in a rectangle: the plot area beside its measured labels, ticks
+/// outside its frame, labels clear of each other and of the plot area, all inside the rectangle.
+struct TQVPlotAxesLayout
+{
+    QRect Plot;                                 ///< inside the frame
+    int Frame = 1;                              ///< frame width around `Plot`
+    TQVScaleDivision X, Y;
+    std::vector<std::pair<QLineF, bool>> Ticks; ///< tick lines of both axes, major flag
+    std::vector<TQVScaleLabelBox> Labels;       ///< the x labels, then the y labels
+    QFont Font;
+    double Pen = 1.0;                           ///< tick and frame pen width
+    bool IsValid() const { return Plot.isValid(); }
+};
+
+/// \brief The label font of an adaptive plot of `size`: `font` grown or shrunk with the size
+/// (its own size at 400 × 250), between 7 points (or the user's size when smaller) and one and
+/// a half times the user's size.
+QV_WIDGETS_EXPORT QFont QVAdaptivePlotFont(const QFont &font, const QSize &size);
+
+/// \brief Lays out plot axes in `bounds`: y labels left of the plot area, x labels below it, the
+/// upper y label and the end x labels inside `bounds`. The font gives way by up to two points
+/// where the plot area would get too small for it.
+QV_WIDGETS_EXPORT TQVPlotAxesLayout QVLayoutPlotAxes(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y,
+                                                     const QFont &font, const QRect &bounds);
+
+/// \brief The size plot axes want (`minimum` false) or need (`minimum` true) in `font`: their
+/// label bands and a plot area of 4 × 2.5 (24 × 12) label lines.
+QV_WIDGETS_EXPORT QSize QVPlotAxesSizeHint(const TQVPlotAxisInfo &x, const TQVPlotAxisInfo &y, const QFont &font,
+                                           bool minimum);
+
+/// \brief Paints frame, ticks and labels of `layout` in `ink`, snapped to the device pixels of
+/// `painter`.
+QV_WIDGETS_EXPORT void QVPaintPlotAxes(QPainter &painter, const TQVPlotAxesLayout &layout, const QColor &ink);
+
+/// \brief `rect` with its edges on device pixels of a device with pixel ratio `dpr`, at least one
+/// device pixel across: crisp fills at any ratio.
+QV_WIDGETS_EXPORT QRectF QVSnapToDevice(const QRectF &rect, double dpr);

@@ -277,3 +277,205 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     }
     return div;
 }
+
+int QVEngineeringPrefix(double valueMin, double valueMax)
+{
+    const double largest = std::max(std::fabs(valueMin), std::fabs(valueMax));
+    if (!(largest > 0.0) || !std::isfinite(largest))
+        return sipNone;
+    const int e3 = int(std::floor(std::floor(std::log10(largest) + 1e-9) / 3.0)) * 3;
+    if (e3 == 0 || e3 < -24 || e3 > 24)
+        return sipNone;
+    return e3 < 0 ? sipMilli + e3 / 3 + 1 : sipKilo + e3 / 3 - 1;
+}
+
+namespace {
+
+// Number and unit with a space between them; the number alone without a unit.
+QString WithUnit(const QString &number, const QString &unit)
+{
+    return unit.isEmpty() ? number : number + QLatin1Char(' ') + unit;
+}
+
+// "12.5 kHz": `value` in the engineering prefix of its own magnitude, with the decimals it
+// needs, at most `maxDecimals`.
+QString OwnPrefixText(double value, int maxDecimals, const QString &unit, const QLocale &locale)
+{
+    const int id = QVEngineeringPrefix(value, value);
+    TSiPrefixesStruct info;
+    const bool prefixed = id != sipNone && GetSIInfos(id, info);
+    const double scaled = prefixed ? value / info.Factor : value;
+    const double magnitude = std::fabs(scaled);
+    if (!prefixed && magnitude > 0.0 && (magnitude >= 1e6 || magnitude < 1e-3)) {
+        const double mantissa = magnitude / std::pow(10.0, std::floor(std::log10(magnitude)));
+        const int decimals = std::clamp(OwnDecimals(mantissa), 1, std::max(1, maxDecimals));
+        return WithUnit(QVFormatFloat(QStringLiteral("0.") + QString(decimals, QLatin1Char('0')) + QStringLiteral("E-00"),
+                                      scaled, locale),
+                        unit);
+    }
+    const int decimals = std::min(OwnDecimals(scaled), maxDecimals);
+    return WithUnit(QVFormatFloat(FixedPattern(decimals), scaled, locale), (prefixed ? info.Symbol : QString()) + unit);
+}
+
+// The log axis of QVAxisDivision.
+TQVScaleDivision LogDivision(const TQVAdaptiveScaleRequest &r)
+{
+    TQVScaleDivision div;
+    const double lo = r.ValueMin, hi = r.ValueMax;
+    if (!(lo > 0.0) || !(hi > lo) || !std::isfinite(hi) || !(r.Length >= 1.0) || !std::isfinite(r.Length) || !r.Extent)
+        return div;
+    const double logLo = std::log10(lo), decades = std::log10(hi) - logLo;
+    if (!(decades > 0.0))
+        return div;
+    const double perDecade = r.Length / decades;
+    const int d0 = int(std::floor(logLo)), d1 = int(std::ceil(std::log10(hi)));
+    const auto inside = [&](double v) { return v >= lo * (1.0 - 1e-9) && v <= hi * (1.0 + 1e-9); };
+    const auto near = [](double a, double b) { return std::fabs(a - b) <= std::fabs(b) * 1e-9; };
+
+    struct Label
+    {
+        double Value, Position, Extent;
+        QString Text;
+        bool End;
+    };
+    std::vector<Label> labels;
+    const auto add = [&](double v, bool end) {
+        const QString t = OwnPrefixText(v, end ? 2 : 0, r.Suffix, r.Locale);
+        labels.push_back({v, (std::log10(v) - logLo) * perDecade, r.Extent(t), t, end});
+    };
+    const auto collide = [&](const Label &a, const Label &b) {
+        return b.Position - a.Position < (a.Extent + b.Extent) / 2.0 + r.LabelPadding;
+    };
+    // Candidates: 1, 2 and 5 of every decade; the decades; every `stride`-th decade (1-2-5 strides).
+    bool found = false;
+    for (int stride = 0; !found && stride <= 2 * (d1 - d0 + 1); stride = stride < 2 ? stride + 1 : int(QVNextNiceStep(stride))) {
+        const bool all = stride == 0;
+        const int every = std::max(1, stride);
+        labels.clear();
+        for (int d = d0; d <= d1; ++d) {
+            if (((d % every) + every) % every != 0)
+                continue;
+            for (int m : {1, 2, 5}) {
+                const double v = m * std::pow(10.0, d);
+                if ((m == 1 || all) && inside(v))
+                    add(v, false);
+            }
+        }
+        if (labels.empty() || !near(labels.front().Value, lo)) {
+            add(lo, true);
+            std::rotate(labels.rbegin(), labels.rbegin() + 1, labels.rend());
+        } else {
+            labels.front().Value = lo;
+        }
+        if (!near(labels.back().Value, hi))
+            add(hi, true);
+        else
+            labels.back().Value = hi;
+        // An end too close to its inner neighbour gives way: the decades stay even.
+        if (labels.size() > 2 && labels.front().End && collide(labels[0], labels[1]))
+            labels.erase(labels.begin());
+        if (labels.size() > 2 && labels.back().End && collide(labels[labels.size() - 2], labels.back()))
+            labels.pop_back();
+        found = true;
+        for (std::size_t i = 1; i < labels.size() && found; ++i)
+            found = !collide(labels[i - 1], labels[i]);
+    }
+    if (!found) // not even the two ends fit beside each other: the lower end alone
+        labels.erase(labels.begin() + 1, labels.end());
+
+    // Minor ticks at the whole multiples of each decade, as far as they stay apart.
+    std::vector<int> minors;
+    if (std::log10(10.0 / 9.0) * perDecade >= r.MinTickPixels)
+        minors = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    else if (std::log10(2.0) * perDecade >= r.MinTickPixels)
+        minors = {1, 2, 5};
+    else if (perDecade >= r.MinTickPixels)
+        minors = {1};
+    std::size_t next = 0;
+    const auto major = [&] {
+        div.Ticks.push_back({labels[next].Value, true});
+        div.Texts.push_back(labels[next++].Text);
+    };
+    for (int d = d0; d <= d1; ++d) {
+        for (int m : minors) {
+            const double v = m * std::pow(10.0, d);
+            if (!inside(v))
+                continue;
+            while (next < labels.size() && labels[next].Value < v && !near(labels[next].Value, v))
+                major();
+            if (next < labels.size() && near(labels[next].Value, v))
+                major();
+            else
+                div.Ticks.push_back({v, false});
+        }
+    }
+    while (next < labels.size())
+        major();
+    div.MajorStep = 10.0;
+    div.MinorStep = minors.size() > 1 ? 1.0 : 10.0;
+    return div;
+}
+
+} // namespace
+
+TQVScaleDivision QVAxisDivision(const TQVAdaptiveScaleRequest &request, bool log, bool prefix)
+{
+    if (log)
+        return LogDivision(request);
+    const double lo = request.ValueMin, hi = request.ValueMax;
+    const int id = prefix ? QVEngineeringPrefix(lo, hi) : int(sipNone);
+    TSiPrefixesStruct info;
+    const bool prefixed = id != sipNone && GetSIInfos(id, info);
+    const double factor = prefixed ? info.Factor : 1.0;
+    // Divided in the prefix's units, so that the engine's decimals and formats see what the
+    // labels show.
+    TQVAdaptiveScaleRequest scaled = request;
+    scaled.ValueMin = lo / factor;
+    scaled.ValueMax = hi / factor;
+    scaled.MinTickGap = request.MinTickGap / factor;
+    scaled.PrefixId = sipNone;
+    const QString unit = (prefixed ? info.Symbol : QString()) + request.Suffix;
+    scaled.Suffix = unit.isEmpty() ? QString() : QLatin1Char(' ') + unit;
+    TQVScaleDivision div = QVAdaptiveDivision(scaled);
+    // A plot's grid stays even: where an end between two label steps has taken the place of its
+    // inner neighbour, the labels stand on the steps inside the range instead, and the minor
+    // ticks run on to the ends.
+    const double step = div.MajorStep, minor = div.MinorStep, sLo = scaled.ValueMin, sHi = scaled.ValueMax;
+    const double gridLo = std::ceil(sLo / step - 1e-9) * step, gridHi = std::floor(sHi / step + 1e-9) * step;
+    if (!div.IsEmpty() && step > 0.0 && minor > 0.0 && gridHi - gridLo >= step * (1.0 - 1e-9)
+        && (gridLo > sLo + step * 1e-9 || gridHi < sHi - step * 1e-9)) {
+        TQVAdaptiveScaleRequest inner = scaled;
+        inner.ValueMin = gridLo;
+        inner.ValueMax = gridHi;
+        inner.Length = scaled.Length * ((gridHi - gridLo) / (sHi - sLo));
+        inner.MinTickGap = step;
+        const TQVScaleDivision grid = QVAdaptiveDivision(inner);
+        const double kFirst = std::ceil(sLo / minor - 1e-9), kLast = std::floor(sHi / minor + 1e-9);
+        if (grid.Texts.size() >= 2 && kLast - kFirst <= 64.0 * MaxLabels) {
+            div.Ticks.clear();
+            div.Texts = grid.Texts;
+            div.Decimals = grid.Decimals;
+            std::vector<double> majors;
+            for (const TQVScaleTick &tick : grid.Ticks)
+                if (tick.Major)
+                    majors.push_back(tick.Value);
+            std::size_t next = 0;
+            for (double k = kFirst; k <= kLast; k += 1.0) {
+                const double v = Clean(k * minor, minor);
+                while (next < majors.size() && majors[next] < v - minor * 1e-6)
+                    div.Ticks.push_back({majors[next++], true});
+                if (next < majors.size() && std::fabs(majors[next] - v) <= minor * 1e-6)
+                    div.Ticks.push_back({majors[next++], true});
+                else
+                    div.Ticks.push_back({v, false});
+            }
+            while (next < majors.size())
+                div.Ticks.push_back({majors[next++], true});
+        }
+    }
+    for (TQVScaleTick &tick : div.Ticks)
+        tick.Value = tick.Value == scaled.ValueMin ? lo : tick.Value == scaled.ValueMax ? hi : tick.Value * factor;
+    div.MajorStep *= factor;
+    div.MinorStep *= factor;
+    return div;
+}

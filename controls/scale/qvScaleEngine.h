@@ -122,3 +122,16 @@ struct TQVAdaptiveScaleRequest
 /// `MinTickGap`. Texts use the step's decimals, or scientific notation (without a prefix) when the
 /// largest value reaches 1e6 or stays below 1e-3. Empty for an unusable range or length.
 QV_WIDGETS_EXPORT TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &request);
+
+/// \brief The SI prefix of engineering notation for a scale over [`valueMin`, `valueMax`]: the
+/// power of 1000 at or below the larger end's magnitude, so that the labels read 1 to 999 of it.
+/// `sipNone` for magnitudes from 1 to 999, for 0, NaN and infinity, and beyond 1e-24..1e27.
+QV_WIDGETS_EXPORT int QVEngineeringPrefix(double valueMin, double valueMax);
+
+/// \brief Divides a plot axis. `request` as for QVAdaptiveDivision, its `Suffix` the unit and its
+/// `PrefixId` ignored. A linear axis reads in the one engineering prefix of its range, with a
+/// space before prefix and unit ("0 ms", "2.5 ms"); without `prefix` (a dB axis) the unit follows
+/// the number alone. A `log` axis (`ValueMin` > 0, positions along log10) labels decades, and
+/// 2 and 5 of each decade where they fit (every n-th decade where not even the decades fit),
+/// both ends, each label with its own prefix; minor ticks at the whole multiples of a decade.
+QV_WIDGETS_EXPORT TQVScaleDivision QVAxisDivision(const TQVAdaptiveScaleRequest &request, bool log, bool prefix);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include <QtCore/QCoreApplication>
@@ -340,4 +341,68 @@ TEST(PlotRepaint, NewBlockRepaintsOnlyThePlotArea)
     send(50.0f); // the range changes: axes and labels too
     ASSERT_FALSE(recorder.regions.empty());
     EXPECT_EQ(recorder.regions.back().boundingRect(), plot->rect());
+}
+
+// The adaptive axes on a matrix of sizes and ranges: label boxes clear of each other and of
+// the plot area, inside the widget; labelled values on the 1-2-5 series (the ends exempt).
+TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
+{
+    struct Case
+    {
+        double yLo, yHi, xLo, xHi;
+        bool decibel, logX;
+    };
+    const Case cases[] = {{0, 1, 0, 1, false, false},           {-1e6, 1e6, -1e6, 1e6, false, false},
+                          {2.5, 2.5 + 1e-6, 1, 1 + 1e-6, false, false}, {-5e-7, 5e-7, 0, 1e-6, false, false},
+                          {-120, 0, 0, 24000, true, false},    {-87, 3, 20, 20000, true, true}};
+    // The value of the 1-2-5 series within 1e-6 of `v`, or 0.
+    const auto oneTwoFive = [](long double v) -> long double {
+        const long double e = std::pow(10.0L, std::floor(std::log10(std::fabs(v)) + 1e-12L));
+        for (long double m : {1.0L, 2.0L, 5.0L, 10.0L})
+            if (std::fabs(std::fabs(v) / e - m) < 1e-6L)
+                return m * e;
+        return 0;
+    };
+    for (const Case &c : cases)
+        for (QSize size : {QSize(120, 80), QSize(200, 130), QSize(400, 250), QSize(700, 300), QSize(1200, 800)}) {
+            TQVTestSource source;
+            source.SetCaps(Continuous);
+            source.SetSettings(1, 100, c.xHi - c.xLo);
+            source.Settings.XStart = c.xLo;
+            auto plot = MakePlot(size.width(), size.height());
+            plot->SetMeasureSource(&source);
+            plot->SetScaleLayout(slAdaptive);
+            plot->SetScaleY(c.decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
+            plot->SetXLog(c.logX);
+            plot->SetAutoScale(false);
+            plot->SetYRange(c.yLo, c.yHi);
+            const std::vector<TQVScaleLabelBox> &labels = plot->AdaptiveLayout().Labels;
+            const QString at = QStringLiteral("%1..%2 at %3x%4").arg(c.yLo).arg(c.xHi).arg(size.width()).arg(size.height());
+            EXPECT_GE(plot->XTicks().size() + plot->YTicks().size(), 4) << qPrintable(at);
+            for (std::size_t i = 0; i < labels.size(); ++i) {
+                EXPECT_TRUE(QRectF(plot->rect()).contains(labels[i].Box)) << qPrintable(at + labels[i].Text);
+                EXPECT_FALSE(labels[i].Box.intersects(plot->PlotRect())) << qPrintable(at + labels[i].Text);
+                for (std::size_t j = i + 1; j < labels.size(); ++j)
+                    EXPECT_FALSE(labels[i].Box.intersects(labels[j].Box)) << qPrintable(at + labels[i].Text + labels[j].Text);
+            }
+            for (const auto &[ticks, lo, hi, log] : {std::tuple(plot->XTicks(), c.xLo, c.xHi, c.logX),
+                                                     std::tuple(plot->YTicks(), c.yLo, c.yHi, false)}) {
+                QList<double> inner;
+                for (double v : ticks)
+                    if (std::fabs(v - lo) > (hi - lo) * 1e-9 && std::fabs(v - hi) > (hi - lo) * 1e-9)
+                        inner.append(v);
+                if (inner.size() < 2 && !log)
+                    continue;
+                const long double step = log ? 1.0L : oneTwoFive(inner[1] - inner[0]);
+                EXPECT_GT(step, 0.0L) << qPrintable(at);
+                const long double tolerance = 1e-12L * std::max({std::fabs(lo), std::fabs(hi), double(step)});
+                for (qsizetype i = 0; i < inner.size(); ++i) {
+                    if (log)
+                        EXPECT_NEAR(inner[i], double(oneTwoFive(inner[i])), inner[i] * 1e-12) << qPrintable(at);
+                    else
+                        EXPECT_NEAR(inner[i], double(std::nearbyint(inner[i] / step) * step), double(tolerance))
+                            << qPrintable(at) << " step " << double(step);
+                }
+            }
+        }
 }
