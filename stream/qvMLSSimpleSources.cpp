@@ -4,6 +4,9 @@
 #include <cstring>
 #include <limits>
 
+#include <QtCore/QPointer>
+#include <QtCore/QScopeGuard>
+
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #endif
@@ -500,20 +503,25 @@ void TQVAnalyzer::MLSOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
 
     // From here on a nested block (from a handler or a downstream link) takes the next
     // buffer and leaves these samples alone.
+    // Undone also when a handler raises; not when a consumer deleted the analyzer.
+    const QPointer<TQVAnalyzer> alive(this);
     ++m_depth;
-    struct DepthGuard
-    {
-        int &depth;
-        ~DepthGuard() { --depth; }
-    } guard{m_depth};
+    const auto guard = qScopeGuard([&] {
+        if (alive)
+            --m_depth;
+    });
 
     float value = 0.0f;
-    if (OnUserData)
+    if (OnUserData) {
         OnUserData(value, local.Channels[0]);
-    else
+        if (!alive)
+            return;
+    } else {
         value = Compress(m_compression, in.Data, in.Count);
+    }
     samples[0] = value;
     local.Channels[0].Count = 1;
     emit Analyzed(value);
-    DeliverData(local);
+    if (alive)
+        DeliverData(local);
 }
