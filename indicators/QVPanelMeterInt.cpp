@@ -14,6 +14,7 @@
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <QtGui/QPixmap>
 #include <QtWidgets/QAccessibleWidget>
 
 #include "controls/qvFormat.h"
@@ -198,6 +199,56 @@ struct TQVPanelMeterInt::Layout
     int unitPixelSize = 0;
 };
 
+namespace {
+
+// One seven-segment position. Each lit pattern (7 segment bits and the point) is drawn once,
+// when first shown, with its complement unlit, into a picture of the position at the
+// target's pixel ratio; every paint blits those pictures.
+struct SegmentCell
+{
+    QPointF segments[7][6];
+    quint8 present = 0; // segments long enough to draw
+    bool hasPoint = false;
+    QPointF point;
+    qreal pointRadius = 0.0;
+    QRect box; // the position and the gap after it, as tiled over the digit area
+    std::array<QPixmap, 256> images;
+};
+
+// The picture of `cell` with the parts in `lit` (bit 7: the point) lit and the rest unlit,
+// on the window's colour; drawn where the cell stands, so that it blits to the same pixels.
+QPixmap CellImage(const SegmentCell &cell, int lit, qreal dpr, const QColor &back, const QColor &unlit,
+                  const QColor &litColour)
+{
+    const auto path = [&cell](int pattern) {
+        QPainterPath p;
+        for (int k = 0; k < 7; ++k) {
+            if (!(pattern & cell.present & (1 << k)))
+                continue;
+            const QPointF(&q)[6] = cell.segments[k];
+            p.moveTo(q[0]);
+            for (int m = 1; m < 6; ++m)
+                p.lineTo(q[m]);
+            p.closeSubpath();
+        }
+        if (cell.hasPoint && (pattern & 0x80))
+            p.addEllipse(cell.point, cell.pointRadius, cell.pointRadius);
+        return p;
+    };
+    QPixmap image;
+    QVEnsurePixmap(image, cell.box.size(), dpr);
+    image.fill(back);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(-cell.box.topLeft());
+    painter.setPen(Qt::NoPen);
+    painter.fillPath(path(~lit & 0xFF), unlit);
+    painter.fillPath(path(lit), litColour);
+    return image;
+}
+
+} // namespace
+
 class TQVPanelMeterInt::PrivateData
 {
 public:
@@ -222,21 +273,10 @@ public:
     bool layoutCaption = false;
     Layout layout;
 
-    // Seven-segment outlines of every position of `layout`; the path of each lit pattern
-    // (7 segment bits and the point) of each position is built once when first shown, and
-    // its complement is the unlit part, so a value repaint builds no path.
-    struct Cell
-    {
-        QPointF segments[7][6];
-        quint8 present = 0; // segments long enough to draw
-        bool hasPoint = false;
-        QPointF point;
-        qreal pointRadius = 0.0;
-        std::array<QPainterPath, 256> paths;
-    };
-    std::vector<std::unique_ptr<Cell>> cells;
-    QBrush litBrush;
-    QBrush unlitBrush;
+    // Seven-segment positions of `layout`, pictures at `cellRatio`. They go with the layout,
+    // whose change (size, colours, any property) drops them.
+    std::vector<std::unique_ptr<SegmentCell>> cells;
+    qreal cellRatio = 0.0; // the pixel ratio of the pictures
 };
 
 TQVPanelMeterInt::TQVPanelMeterInt(QWidget *owner)
@@ -573,44 +613,37 @@ QSize TQVPanelMeterInt::minimumSizeHint() const
 void TQVPanelMeterInt::Paint(QPainter &painter)
 {
     const Layout &layout = CurrentLayout();
-    // A value repaint only needs the window's colour under the digits.
+    // A paint inside the digit area needs nothing else.
     const QRect dirty = painter.clipBoundingRect().toAlignedRect();
-    const bool valuePaint = !layout.digits.isEmpty() && layout.digits.contains(dirty);
-    if (valuePaint)
-        painter.fillRect(layout.digits, ToQColor(m_data->backgroundColor));
-    else
+    if (layout.digits.isEmpty() || !layout.digits.contains(dirty))
         PaintBackground(painter, layout);
+    PaintDigits(painter, layout);
+}
+
+void TQVPanelMeterInt::PaintDigits(QPainter &painter, const Layout &layout)
+{
     if (layout.digits.isEmpty())
         return;
-    if (!painter.testRenderHint(QPainter::Antialiasing))
-        painter.setRenderHint(QPainter::Antialiasing, true);
-    if (m_data->digitStyle == dsFont) {
-        PaintFontDigits(painter, layout);
-    } else if (valuePaint) {
+    if (m_data->digitStyle == dsSevenSegment) {
+        // The pictures tile the digit area.
         PaintSevenSegment(painter, layout);
-    } else {
-        // The decimal points reach a fraction of a pixel below the digit area, which a
-        // value repaint does not touch: every paint keeps them inside it.
-        painter.save();
-        painter.setClipRect(layout.digits, Qt::IntersectClip);
-        PaintSevenSegment(painter, layout);
-        painter.restore();
+        return;
     }
+    painter.fillRect(layout.digits, ToQColor(m_data->backgroundColor));
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    PaintFontDigits(painter, layout);
 }
 
 void TQVPanelMeterInt::paintEvent(QPaintEvent *event)
 {
-    // A value repaint switches antialiasing on before the clip: switching it under a clip
-    // makes the raster engine rebuild the clip.
-    const QRect &digits = CurrentLayout().digits;
-    if (digits.isEmpty() || !digits.contains(event->rect())) {
+    // A value repaint sets no clip of its own: the paint system clips to the digit area.
+    const Layout &layout = CurrentLayout();
+    if (layout.digits.isEmpty() || !layout.digits.contains(event->rect())) {
         TQVCustomPanel::paintEvent(event);
         return;
     }
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setClipRegion(event->region());
-    Paint(painter);
+    PaintDigits(painter, layout);
 }
 
 void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
@@ -673,6 +706,7 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
         glyphs[size_t(cell)].point = true;
 
     PrivateData &d = *m_data;
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
     if (int(d.cells.size()) != cells) {
         d.cells.clear();
         const int h = layout.digitHeight;
@@ -680,7 +714,7 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
         const qreal t = std::max(1, dw / 5);
         const qreal s = std::max(0.75, t / 5);
         for (int i = 0; i < cells; ++i) {
-            auto cell = std::make_unique<PrivateData::Cell>();
+            auto cell = std::make_unique<SegmentCell>();
             const qreal x = layout.digits.left() + i * layout.pitch;
             const qreal y = layout.digits.top();
             const qreal left = x + t / 2, right = x + dw - t / 2;
@@ -698,35 +732,22 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
             cell->hasPoint = i >= 1 && i < cells - 1;
             cell->point = QPointF(x + dw + (layout.pitch - dw) / 2.0, y + h - t / 2);
             cell->pointRadius = t * 0.6;
+            cell->box = QRect(int(x), int(y), i < cells - 1 ? layout.pitch : dw, h);
             d.cells.push_back(std::move(cell));
         }
-        d.unlitBrush = QBrush(UnlitColor());
-        d.litBrush = QBrush(ToQColor(d.digitColor));
     }
-    // The path of the parts of `cell` lit in `pattern` (bit 7: the point), built on first use.
-    const auto pathOf = [](PrivateData::Cell &cell, int pattern) -> const QPainterPath & {
-        QPainterPath &path = cell.paths[std::size_t(pattern)];
-        if (path.isEmpty()) {
-            for (int k = 0; k < 7; ++k) {
-                if (!(pattern & cell.present & (1 << k)))
-                    continue;
-                const QPointF(&p)[6] = cell.segments[k];
-                path.moveTo(p[0]);
-                for (int m = 1; m < 6; ++m)
-                    path.lineTo(p[m]);
-                path.closeSubpath();
-            }
-            if (cell.hasPoint && (pattern & 0x80))
-                path.addEllipse(cell.point, cell.pointRadius, cell.pointRadius);
-        }
-        return path;
-    };
-    painter.setPen(Qt::NoPen);
+    if (d.cellRatio != dpr) {
+        for (auto &cell : d.cells)
+            cell->images.fill(QPixmap());
+        d.cellRatio = dpr;
+    }
     for (int i = 0; i < cells; ++i) {
-        PrivateData::Cell &cell = *d.cells[std::size_t(i)];
+        SegmentCell &cell = *d.cells[std::size_t(i)];
         const int lit = glyphs[std::size_t(i)].segments | (glyphs[std::size_t(i)].point ? 0x80 : 0);
-        painter.fillPath(pathOf(cell, ~lit & 0xFF), d.unlitBrush);
-        painter.fillPath(pathOf(cell, lit), d.litBrush);
+        QPixmap &image = cell.images[std::size_t(lit)];
+        if (image.isNull())
+            image = CellImage(cell, lit, dpr, ToQColor(d.backgroundColor), UnlitColor(), ToQColor(d.digitColor));
+        painter.drawPixmap(cell.box.topLeft(), image);
     }
 }
 

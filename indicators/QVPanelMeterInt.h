@@ -102,6 +102,7 @@ private:
     void UpdateDecimalPoint();
     void PropertyChanged();
     void PaintBackground(QPainter &painter, const Layout &layout);
+    void PaintDigits(QPainter &painter, const Layout &layout);
     void PaintSevenSegment(QPainter &painter, const Layout &layout);
     void PaintFontDigits(QPainter &painter, const Layout &layout);
 
