@@ -343,10 +343,8 @@ void TQVDial::paintEvent(QPaintEvent *event)
         QPainter painter(this);
         const qreal dpr = QVTargetPixelRatio(painter, *this);
         if (m_data->background.devicePixelRatioF() == dpr) {
-            // Antialiasing is switched on before the clip: switching it under a clip makes the
-            // raster engine rebuild the clip.
+            // No clip of our own: the paint system clips to the knob area already.
             painter.setRenderHint(QPainter::Antialiasing);
-            painter.setClipRect(valueRegion);
             painter.setCompositionMode(QPainter::CompositionMode_Source);
             painter.drawPixmap(valueRegion, m_data->background,
                                QRectF(QPointF(valueRegion.topLeft()) * dpr, QSizeF(valueRegion.size()) * dpr));
@@ -413,12 +411,16 @@ void TQVDial::EnsureCaches(qreal dpr)
     }
     m_data->ridgeBrush = QBrush(base.darker(160));
     m_data->markBrush = QBrush(mark);
+    // The raster engine draws an antialiased outline thinner than a device pixel with its
+    // thin-line stroker, whose pixels differ with and without a clip: a value repaint (no
+    // clip) would then not match a full paint. At least one device pixel keeps them equal.
+    const double outline = std::max(0.8, 1.0 / dpr);
     switch (m_data->indicatorStyle) {
     case diaCircle:
-        m_data->markPen = QPen(mark.darker(160), 0.8);
+        m_data->markPen = QPen(mark.darker(160), outline);
         break;
     case diaTriangle:
-        m_data->markPen = QPen(mark.darker(160), 0.8, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin);
+        m_data->markPen = QPen(mark.darker(160), outline, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin);
         break;
     case diaLine:
         m_data->markPen = QPen(mark, std::max(2.0, 0.09 * rk), Qt::SolidLine, Qt::RoundCap);

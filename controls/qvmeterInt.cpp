@@ -1,7 +1,9 @@
 #include "qvmeterInt.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <vector>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QHashFunctions>
@@ -53,8 +55,88 @@ void Grow(std::vector<T> &buffer, int size)
 
 } // namespace
 
+// Rectangles that together cover the indicator: the hub and slices along its length.
+struct TQVMeterInt::TQVSlices
+{
+    static constexpr int MaxSlices = 9;
+    std::array<QRect, MaxSlices> Rects{};
+    int Count = 0;
+    QRect Bounds() const;
+};
+
+class TQVMeterInt::PrivateData
+{
+public:
+    struct RangeState
+    {
+        std::vector<QPoint> Polygon;
+        int Count = 0;
+    };
+
+    double meterAngle1 = -120.0;
+    double meterAngle2 = 120.0;
+    double valueMin = -10.0;
+    double valueMax = 10.0;
+    double valueGap = 1.0;
+    double value = 0.0;
+    int indicatorScale = 100;
+    int meterScaleWidth = 10;
+    int meterScale = 100;
+    int rangeNumber = 1;
+    int rangeCurrent = 1;
+    int bevelOuterWidth = 1;
+    int valueDecimals = 0;
+    int meterShiftX = 0;
+    int meterShiftY = 0;
+    TQVColor indicatorColor = QVColors::clBlack;
+    bool reduceFlicker = false;
+    QString legend1;
+    QString legend2;
+    TQVIndicatorStyle indicatorStyle = indWedge;
+    TQVLabelingStyle labelingStyle = labOutside;
+    TQVTickStyle tickStyle = ticFull;
+    TQVLegendPosition legendPosition = LegBottom;
+
+    // Scale geometry.
+    double innerRadius = 0.0;
+    double outerRadius = 0.0;
+    int meterCenterX = 0;
+    int meterCenterBottom = 0;
+    int labelMarginX = 0;
+    int labelMarginY = 0;
+    bool scaleInvalid = false;
+    RangeEntry ranges[MaxRanges];
+    RangeState rangeStates[MaxRanges];
+    std::vector<QPoint> tickPoints; // capacity: two points per tick
+    int tickCount = 0;              // points in use
+    double labelRadius = 0.0;
+    std::vector<QPoint> labelPoints;
+    std::vector<QString> labelTexts;
+    int labelCount = 0;
+    double labelCircleRadius = 0.0;
+    std::vector<QPoint> outlinePoints;
+    int outlineCount = 0;
+    QSize geometrySize; // the size the geometry was computed for
+
+    // Everything but the indicator, as last painted; a value change blits from it.
+    QPixmap background;
+    bool backgroundValid = false;
+    TQVScaleLayout scaleLayout = slClassic;
+    TQVRoundScaleLayout roundLayout;
+    QPixmap offscreen;
+    // The hub, which never moves, drawn once per size, colour and pixel ratio.
+    QPixmap hubImage;
+    QPen indicatorPen;
+    QBrush indicatorBrush;
+    quint64 hubKey = 0;
+    TQVSlices indicatorSlices; // the indicator as last painted
+    QRect valueArea;           // the area a value repaint is painting, else empty
+    TQVSlices restore[2];      // within it, what that repaint restores: old and new indicator
+};
+
 TQVMeterInt::TQVMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
+    , m_data(std::make_unique<PrivateData>())
 {
     QVInstallValueAccessibility({"TQVMeterInt", QAccessible::ProgressBar, QT_TRANSLATE_NOOP("TQVMeterInt", "Meter")});
 
@@ -68,78 +150,107 @@ TQVMeterInt::TQVMeterInt(QWidget *owner)
 
 TQVMeterInt::~TQVMeterInt() = default;
 
+double TQVMeterInt::MeterAngle1() const { return m_data->meterAngle1; }
+double TQVMeterInt::MeterAngle2() const { return m_data->meterAngle2; }
+double TQVMeterInt::ValueMin() const { return m_data->valueMin; }
+double TQVMeterInt::ValueMax() const { return m_data->valueMax; }
+double TQVMeterInt::ValueGap() const { return m_data->valueGap; }
+double TQVMeterInt::Value() const { return m_data->value; }
+int TQVMeterInt::RangeNumber() const { return m_data->rangeNumber; }
+int TQVMeterInt::RangeCurrent() const { return m_data->rangeCurrent; }
+double TQVMeterInt::RangeLimit() const { return m_data->ranges[m_data->rangeCurrent - 1].Limit; }
+TQVColor TQVMeterInt::RangeColor() const { return m_data->ranges[m_data->rangeCurrent - 1].Color; }
+bool TQVMeterInt::RangeCheck() const { return m_data->ranges[m_data->rangeCurrent - 1].Check; }
+int TQVMeterInt::IndicatorScale() const { return m_data->indicatorScale; }
+int TQVMeterInt::MeterScaleWidth() const { return m_data->meterScaleWidth; }
+int TQVMeterInt::MeterScale() const { return m_data->meterScale; }
+int TQVMeterInt::BevelOuterWidth() const { return m_data->bevelOuterWidth; }
+int TQVMeterInt::ValueDecimals() const { return m_data->valueDecimals; }
+int TQVMeterInt::MeterShiftX() const { return m_data->meterShiftX; }
+int TQVMeterInt::MeterShiftY() const { return m_data->meterShiftY; }
+TQVColor TQVMeterInt::IndicatorColor() const { return m_data->indicatorColor; }
+bool TQVMeterInt::ReduceFlicker() const { return m_data->reduceFlicker; }
+QString TQVMeterInt::Legend1() const { return m_data->legend1; }
+QString TQVMeterInt::Legend2() const { return m_data->legend2; }
+TQVMeterInt::TQVIndicatorStyle TQVMeterInt::IndicatorStyle() const { return m_data->indicatorStyle; }
+TQVMeterInt::TQVLabelingStyle TQVMeterInt::LabelingStyle() const { return m_data->labelingStyle; }
+TQVMeterInt::TQVTickStyle TQVMeterInt::TickStyle() const { return m_data->tickStyle; }
+TQVMeterInt::TQVLegendPosition TQVMeterInt::LegendPosition() const { return m_data->legendPosition; }
+TQVScaleLayout TQVMeterInt::ScaleLayout() const { return m_data->scaleLayout; }
+const TQVRoundScaleLayout &TQVMeterInt::AdaptiveLayout() const { EnsureGeometry(); return m_data->roundLayout; }
+
 // ---------------------------------------------------------------------------------------
 // Properties
 
 void TQVMeterInt::SetMeterAngle1(double angle)
 {
-    if (!std::isfinite(angle) || angle == m_meterAngle1)
+    if (!std::isfinite(angle) || angle == m_data->meterAngle1)
         return;
     // The stored pair is tested, not the new angle: an invalid pair locks both setters.
-    if (!(m_meterAngle1 < m_meterAngle2) || m_meterAngle1 > 360.0 || m_meterAngle1 < -360.0)
+    if (!(m_data->meterAngle1 < m_data->meterAngle2) || m_data->meterAngle1 > 360.0 || m_data->meterAngle1 < -360.0)
         return;
-    m_meterAngle1 = angle;
+    m_data->meterAngle1 = angle;
     Recalc();
 }
 
 void TQVMeterInt::SetMeterAngle2(double angle)
 {
-    if (!std::isfinite(angle) || angle == m_meterAngle2)
+    if (!std::isfinite(angle) || angle == m_data->meterAngle2)
         return;
-    if (!(m_meterAngle1 < m_meterAngle2) || m_meterAngle2 > 360.0 || m_meterAngle2 < -360.0)
+    if (!(m_data->meterAngle1 < m_data->meterAngle2) || m_data->meterAngle2 > 360.0 || m_data->meterAngle2 < -360.0)
         return;
-    m_meterAngle2 = angle;
+    m_data->meterAngle2 = angle;
     Recalc();
 }
 
 void TQVMeterInt::SetValueMin(double value)
 {
-    if (!std::isfinite(value) || value == m_valueMin)
+    if (!std::isfinite(value) || value == m_data->valueMin)
         return;
-    m_valueMin = value;
-    if (!(m_valueMax > m_valueMin)) {
-        m_valueMax = m_valueMin + 1.0;
-        if (!(m_valueMax > m_valueMin)) // too large for a step of 1
-            m_valueMax = std::nextafter(m_valueMin, HUGE_VAL);
+    m_data->valueMin = value;
+    if (!(m_data->valueMax > m_data->valueMin)) {
+        m_data->valueMax = m_data->valueMin + 1.0;
+        if (!(m_data->valueMax > m_data->valueMin)) // too large for a step of 1
+            m_data->valueMax = std::nextafter(m_data->valueMin, HUGE_VAL);
     }
     Recalc();
 }
 
 void TQVMeterInt::SetValueMax(double value)
 {
-    if (!std::isfinite(value) || value == m_valueMax)
+    if (!std::isfinite(value) || value == m_data->valueMax)
         return;
-    m_valueMax = value;
-    if (!(m_valueMax > m_valueMin)) {
-        m_valueMin = m_valueMax - 1.0;
-        if (!(m_valueMin < m_valueMax))
-            m_valueMin = std::nextafter(m_valueMax, -HUGE_VAL);
+    m_data->valueMax = value;
+    if (!(m_data->valueMax > m_data->valueMin)) {
+        m_data->valueMin = m_data->valueMax - 1.0;
+        if (!(m_data->valueMin < m_data->valueMax))
+            m_data->valueMin = std::nextafter(m_data->valueMax, -HUGE_VAL);
     }
     Recalc();
 }
 
 void TQVMeterInt::SetValueGap(double gap)
 {
-    if (!(gap > 0.0) || !std::isfinite(gap) || gap == m_valueGap)
+    if (!(gap > 0.0) || !std::isfinite(gap) || gap == m_data->valueGap)
         return;
-    m_valueGap = gap;
+    m_data->valueGap = gap;
     Recalc();
 }
 
 void TQVMeterInt::SetValue(double value)
 {
-    if (std::isnan(value) || value == m_value)
+    if (std::isnan(value) || value == m_data->value)
         return;
-    const int oldRange = RangeIndexOf(m_value);
-    m_value = value;
-    const int newRange = RangeIndexOf(m_value);
-    if (newRange != oldRange && newRange >= 1 && m_ranges[newRange - 1].Check) {
+    const int oldRange = RangeIndexOf(m_data->value);
+    m_data->value = value;
+    const int newRange = RangeIndexOf(m_data->value);
+    if (newRange != oldRange && newRange >= 1 && m_data->ranges[newRange - 1].Check) {
         if (OnRangeCheck)
             OnRangeCheck(this, newRange);
         emit RangeChecked(newRange);
     }
     if (QAccessible::isActive()) {
-        QAccessibleValueChangeEvent event(this, m_value);
+        QAccessibleValueChangeEvent event(this, m_data->value);
         QAccessible::updateAccessibility(&event);
     }
     if (!isVisible() || !updatesEnabled())
@@ -148,31 +259,31 @@ void TQVMeterInt::SetValue(double value)
     // One rectangle for Qt (a many-rectangle region costs more in its machinery than it
     // saves); inside it only the slices of the old and the new indicator are restored, the
     // rest of the rectangle keeps what the opaque widget showed.
-    m_restore[0] = m_indicatorSlices;
-    m_restore[1] = IndicatorSlicesAt(m_value);
-    m_valueArea = m_restore[0].Bounds() | m_restore[1].Bounds();
-    repaint(m_valueArea);
-    m_valueArea = QRect();
+    m_data->restore[0] = m_data->indicatorSlices;
+    m_data->restore[1] = IndicatorSlicesAt(m_data->value);
+    m_data->valueArea = m_data->restore[0].Bounds() | m_data->restore[1].Bounds();
+    repaint(m_data->valueArea);
+    m_data->valueArea = QRect();
 }
 
 void TQVMeterInt::SetRangeNumber(int number)
 {
-    if (number < 0 || number > MaxRanges || number == m_rangeNumber)
+    if (number < 0 || number > MaxRanges || number == m_data->rangeNumber)
         return;
-    m_rangeNumber = number;
+    m_data->rangeNumber = number;
     Recalc();
 }
 
 void TQVMeterInt::SetRangeCurrent(int index)
 {
-    if (index < 1 || index > MaxRanges || index == m_rangeCurrent)
+    if (index < 1 || index > MaxRanges || index == m_data->rangeCurrent)
         return;
-    m_rangeCurrent = index;
+    m_data->rangeCurrent = index;
 }
 
 void TQVMeterInt::SetRangeLimit(double limit)
 {
-    double &stored = m_ranges[m_rangeCurrent - 1].Limit;
+    double &stored = m_data->ranges[m_data->rangeCurrent - 1].Limit;
     if (std::isnan(limit) || limit == stored)
         return;
     stored = limit;
@@ -181,7 +292,7 @@ void TQVMeterInt::SetRangeLimit(double limit)
 
 void TQVMeterInt::SetRangeColor(TQVColor color)
 {
-    TQVColor &stored = m_ranges[m_rangeCurrent - 1].Color;
+    TQVColor &stored = m_data->ranges[m_data->rangeCurrent - 1].Color;
     if (color == stored)
         return;
     stored = color;
@@ -190,175 +301,175 @@ void TQVMeterInt::SetRangeColor(TQVColor color)
 
 void TQVMeterInt::SetRangeCheck(bool check)
 {
-    m_ranges[m_rangeCurrent - 1].Check = check;
+    m_data->ranges[m_data->rangeCurrent - 1].Check = check;
 }
 
 void TQVMeterInt::SetIndicatorScale(int percent)
 {
     percent = std::clamp(percent, 0, 200);
-    if (percent == m_indicatorScale)
+    if (percent == m_data->indicatorScale)
         return;
-    m_indicatorScale = percent;
+    m_data->indicatorScale = percent;
     update();
 }
 
 void TQVMeterInt::SetMeterScaleWidth(int percent)
 {
     percent = std::clamp(percent, 0, 100);
-    if (percent == m_meterScaleWidth)
+    if (percent == m_data->meterScaleWidth)
         return;
-    m_meterScaleWidth = percent;
+    m_data->meterScaleWidth = percent;
     Recalc();
 }
 
 void TQVMeterInt::SetMeterScale(int percent)
 {
     percent = std::clamp(percent, 50, 210);
-    if (percent == m_meterScale)
+    if (percent == m_data->meterScale)
         return;
-    m_meterScale = percent;
+    m_data->meterScale = percent;
     Recalc();
 }
 
 void TQVMeterInt::SetBevelOuterWidth(int width)
 {
-    if (width < 0 || width == m_bevelOuterWidth)
+    if (width < 0 || width == m_data->bevelOuterWidth)
         return;
-    m_bevelOuterWidth = width;
+    m_data->bevelOuterWidth = width;
     Recalc();
 }
 
 void TQVMeterInt::SetValueDecimals(int decimals)
 {
-    if (decimals < 0 || decimals > 15 || decimals == m_valueDecimals)
+    if (decimals < 0 || decimals > 15 || decimals == m_data->valueDecimals)
         return;
-    m_valueDecimals = decimals;
+    m_data->valueDecimals = decimals;
     Recalc();
 }
 
 void TQVMeterInt::SetMeterShiftX(int percent)
 {
     percent = std::clamp(percent, -60, 60);
-    if (percent == m_meterShiftX)
+    if (percent == m_data->meterShiftX)
         return;
-    m_meterShiftX = percent;
+    m_data->meterShiftX = percent;
     Recalc();
 }
 
 void TQVMeterInt::SetMeterShiftY(int percent)
 {
     percent = std::clamp(percent, -60, 60);
-    if (percent == m_meterShiftY)
+    if (percent == m_data->meterShiftY)
         return;
-    m_meterShiftY = percent;
+    m_data->meterShiftY = percent;
     Recalc();
 }
 
 void TQVMeterInt::SetIndicatorColor(TQVColor color)
 {
-    if (color == m_indicatorColor)
+    if (color == m_data->indicatorColor)
         return;
-    m_indicatorColor = color;
+    m_data->indicatorColor = color;
     update();
 }
 
 void TQVMeterInt::SetReduceFlicker(bool reduce)
 {
-    if (reduce == m_reduceFlicker)
+    if (reduce == m_data->reduceFlicker)
         return;
-    m_reduceFlicker = reduce;
+    m_data->reduceFlicker = reduce;
     // Sized on the next paint, when the target's pixel ratio is known.
-    m_offscreen = QPixmap();
+    m_data->offscreen = QPixmap();
     update();
 }
 
 void TQVMeterInt::SetLegend1(const QString &text)
 {
-    if (text == m_legend1)
+    if (text == m_data->legend1)
         return;
-    m_legend1 = text;
+    m_data->legend1 = text;
     Invalidate();
 }
 
 void TQVMeterInt::SetLegend2(const QString &text)
 {
-    if (text == m_legend2)
+    if (text == m_data->legend2)
         return;
-    m_legend2 = text;
+    m_data->legend2 = text;
     Invalidate();
 }
 
 void TQVMeterInt::SetIndicatorStyle(TQVIndicatorStyle style)
 {
-    if (style == m_indicatorStyle || style > indWedge)
+    if (style == m_data->indicatorStyle || style > indWedge)
         return;
-    m_indicatorStyle = style;
+    m_data->indicatorStyle = style;
     update();
 }
 
 void TQVMeterInt::SetLabelingStyle(TQVLabelingStyle style)
 {
-    if (style == m_labelingStyle || style > labOutside)
+    if (style == m_data->labelingStyle || style > labOutside)
         return;
-    m_labelingStyle = style;
+    m_data->labelingStyle = style;
     Recalc();
 }
 
 void TQVMeterInt::SetTickStyle(TQVTickStyle style)
 {
-    if (style == m_tickStyle || style > ticLarge)
+    if (style == m_data->tickStyle || style > ticLarge)
         return;
-    m_tickStyle = style;
+    m_data->tickStyle = style;
     Recalc();
 }
 
 void TQVMeterInt::SetScaleLayout(TQVScaleLayout layout)
 {
-    if (layout == m_scaleLayout || layout > slAdaptive)
+    if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
-    m_scaleLayout = layout;
+    m_data->scaleLayout = layout;
     Recalc();
 }
 
 TQVRoundScaleSpec TQVMeterInt::ScaleSpec() const
 {
     TQVRoundScaleSpec scale;
-    scale.Angle1 = m_meterAngle1;
-    scale.Angle2 = m_meterAngle2;
-    scale.ValueMin = m_valueMin;
-    scale.ValueMax = m_valueMax;
-    scale.Gap = m_valueGap;
-    scale.Decimals = m_valueDecimals;
+    scale.Angle1 = m_data->meterAngle1;
+    scale.Angle2 = m_data->meterAngle2;
+    scale.ValueMin = m_data->valueMin;
+    scale.ValueMax = m_data->valueMax;
+    scale.Gap = m_data->valueGap;
+    scale.Decimals = m_data->valueDecimals;
     scale.DefaultDecimals = 0;
     scale.Locale = locale();
     scale.Font = font();
-    scale.Labels = m_labelingStyle != labNone;
-    scale.LabelsInside = m_labelingStyle == labInside;
-    scale.Ticks = m_tickStyle != ticNone;
-    scale.ScalePercent = m_meterScale;
-    scale.BandPercent = m_meterScaleWidth;
-    scale.ShiftX = m_meterShiftX;
-    scale.ShiftY = m_meterShiftY;
+    scale.Labels = m_data->labelingStyle != labNone;
+    scale.LabelsInside = m_data->labelingStyle == labInside;
+    scale.Ticks = m_data->tickStyle != ticNone;
+    scale.ScalePercent = m_data->meterScale;
+    scale.BandPercent = m_data->meterScaleWidth;
+    scale.ShiftX = m_data->meterShiftX;
+    scale.ShiftY = m_data->meterShiftY;
     return scale;
 }
 
 void TQVMeterInt::SetLegendPosition(TQVLegendPosition position)
 {
-    if (position == m_legendPosition || position > LegBottom)
+    if (position == m_data->legendPosition || position > LegBottom)
         return;
-    m_legendPosition = position;
+    m_data->legendPosition = position;
     Invalidate();
 }
 
 QList<TQVMeterInt::RangeEntry> TQVMeterInt::Ranges() const
 {
-    return QList<RangeEntry>(m_ranges, m_ranges + m_rangeNumber);
+    return QList<RangeEntry>(m_data->ranges, m_data->ranges + m_data->rangeNumber);
 }
 
 void TQVMeterInt::SetRanges(const QList<RangeEntry> &ranges)
 {
-    m_rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
-    std::copy_n(ranges.begin(), m_rangeNumber, m_ranges);
+    m_data->rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
+    std::copy_n(ranges.begin(), m_data->rangeNumber, m_data->ranges);
     Recalc();
 }
 
@@ -409,60 +520,60 @@ void TQVMeterInt::DefineProperties(TQVFiler &filer)
             }
             writer.WriteListEnd();
         },
-        m_rangeNumber > 0);
+        m_data->rangeNumber > 0);
 }
 
 // ---------------------------------------------------------------------------------------
 // Geometry accessors: a resize of a hidden widget is only announced when it is shown, so
 // they bring the geometry up to the current size first.
 
-int TQVMeterInt::MeterCenterX() const { EnsureGeometry(); return m_meterCenterX; }
-int TQVMeterInt::MeterCenterBottom() const { EnsureGeometry(); return m_meterCenterBottom; }
-double TQVMeterInt::InnerRadius() const { EnsureGeometry(); return m_innerRadius; }
-double TQVMeterInt::OuterRadius() const { EnsureGeometry(); return m_outerRadius; }
-int TQVMeterInt::LabelMarginX() const { EnsureGeometry(); return m_labelMarginX; }
-int TQVMeterInt::LabelMarginY() const { EnsureGeometry(); return m_labelMarginY; }
-bool TQVMeterInt::ScaleInvalid() const { EnsureGeometry(); return m_scaleInvalid; }
-double TQVMeterInt::LabelRadius() const { EnsureGeometry(); return m_labelRadius; }
-double TQVMeterInt::LabelCircleRadius() const { EnsureGeometry(); return m_labelCircleRadius; }
+int TQVMeterInt::MeterCenterX() const { EnsureGeometry(); return m_data->meterCenterX; }
+int TQVMeterInt::MeterCenterBottom() const { EnsureGeometry(); return m_data->meterCenterBottom; }
+double TQVMeterInt::InnerRadius() const { EnsureGeometry(); return m_data->innerRadius; }
+double TQVMeterInt::OuterRadius() const { EnsureGeometry(); return m_data->outerRadius; }
+int TQVMeterInt::LabelMarginX() const { EnsureGeometry(); return m_data->labelMarginX; }
+int TQVMeterInt::LabelMarginY() const { EnsureGeometry(); return m_data->labelMarginY; }
+bool TQVMeterInt::ScaleInvalid() const { EnsureGeometry(); return m_data->scaleInvalid; }
+double TQVMeterInt::LabelRadius() const { EnsureGeometry(); return m_data->labelRadius; }
+double TQVMeterInt::LabelCircleRadius() const { EnsureGeometry(); return m_data->labelCircleRadius; }
 
 QPolygon TQVMeterInt::TickPoints() const
 {
     EnsureGeometry();
-    return QPolygon(QList<QPoint>(m_tickPoints.begin(), m_tickPoints.begin() + m_tickCount));
+    return QPolygon(QList<QPoint>(m_data->tickPoints.begin(), m_data->tickPoints.begin() + m_data->tickCount));
 }
 
 QPolygon TQVMeterInt::LabelPoints() const
 {
     EnsureGeometry();
-    return QPolygon(QList<QPoint>(m_labelPoints.begin(), m_labelPoints.begin() + m_labelCount));
+    return QPolygon(QList<QPoint>(m_data->labelPoints.begin(), m_data->labelPoints.begin() + m_data->labelCount));
 }
 
 QStringList TQVMeterInt::LabelTexts() const
 {
     EnsureGeometry();
-    return QStringList(m_labelTexts.begin(), m_labelTexts.begin() + m_labelCount);
+    return QStringList(m_data->labelTexts.begin(), m_data->labelTexts.begin() + m_data->labelCount);
 }
 
 QPolygon TQVMeterInt::RangePolygon(int index) const
 {
     EnsureGeometry();
-    if (index < 1 || index > m_rangeNumber)
+    if (index < 1 || index > m_data->rangeNumber)
         return QPolygon();
-    const RangeState &s = m_rangeStates[index - 1];
+    const PrivateData::RangeState &s = m_data->rangeStates[index - 1];
     return QPolygon(QList<QPoint>(s.Polygon.begin(), s.Polygon.begin() + s.Count));
 }
 
 QPolygon TQVMeterInt::OutlinePoints() const
 {
     EnsureGeometry();
-    return QPolygon(QList<QPoint>(m_outlinePoints.begin(), m_outlinePoints.begin() + m_outlineCount));
+    return QPolygon(QList<QPoint>(m_data->outlinePoints.begin(), m_data->outlinePoints.begin() + m_data->outlineCount));
 }
 
 QRect TQVMeterInt::IndicatorRect() const
 {
     EnsureGeometry();
-    return IndicatorRectAt(m_value);
+    return IndicatorRectAt(m_data->value);
 }
 
 QSize TQVMeterInt::sizeHint() const
@@ -480,29 +591,29 @@ QSize TQVMeterInt::minimumSizeHint() const
 
 void TQVMeterInt::RecalcGeometry()
 {
-    m_geometrySize = size();
-    m_roundLayout = {};
-    if (m_scaleLayout == slAdaptive) {
+    m_data->geometrySize = size();
+    m_data->roundLayout = {};
+    if (m_data->scaleLayout == slAdaptive) {
         // The adaptive scale paints from its own float geometry; the indicator and the legends
         // read the centre and the radii.
-        m_roundLayout = TQVRoundScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect());
-        m_scaleInvalid = !m_roundLayout.Valid;
-        m_tickCount = m_labelCount = m_outlineCount = 0;
-        for (RangeState &state : m_rangeStates)
+        m_data->roundLayout = TQVRoundScaleDraw::LayoutAdaptive(ScaleSpec(), ClientRect());
+        m_data->scaleInvalid = !m_data->roundLayout.Valid;
+        m_data->tickCount = m_data->labelCount = m_data->outlineCount = 0;
+        for (PrivateData::RangeState &state : m_data->rangeStates)
             state.Count = 0;
-        if (m_roundLayout.Valid) {
-            m_meterCenterX = QVRoundPx(m_roundLayout.Centre.x());
-            m_meterCenterBottom = m_geometrySize.height() - QVRoundPx(m_roundLayout.Centre.y());
-            m_outerRadius = m_roundLayout.Outer;
-            m_innerRadius = m_roundLayout.Inner;
-            m_labelCircleRadius = m_innerRadius;
+        if (m_data->roundLayout.Valid) {
+            m_data->meterCenterX = QVRoundPx(m_data->roundLayout.Centre.x());
+            m_data->meterCenterBottom = m_data->geometrySize.height() - QVRoundPx(m_data->roundLayout.Centre.y());
+            m_data->outerRadius = m_data->roundLayout.Outer;
+            m_data->innerRadius = m_data->roundLayout.Inner;
+            m_data->labelCircleRadius = m_data->innerRadius;
         }
-        m_backgroundValid = false;
+        m_data->backgroundValid = false;
         return;
     }
     CalcLabel();
     CalcPolygons();
-    m_backgroundValid = false;
+    m_data->backgroundValid = false;
 }
 
 void TQVMeterInt::Recalc()
@@ -513,77 +624,77 @@ void TQVMeterInt::Recalc()
 
 void TQVMeterInt::EnsureGeometry() const
 {
-    if (m_geometrySize != size())
+    if (m_data->geometrySize != size())
         const_cast<TQVMeterInt *>(this)->RecalcGeometry();
 }
 
 void TQVMeterInt::Invalidate()
 {
-    m_backgroundValid = false;
+    m_data->backgroundValid = false;
     update();
 }
 
 QPoint TQVMeterInt::PointAt(double angle, double radius) const
 {
     const double a = Radians(angle);
-    return QPoint(QVRoundPx(m_meterCenterX + std::sin(a) * radius),
-                  QVRoundPx(m_geometrySize.height() - std::cos(a) * radius - m_meterCenterBottom));
+    return QPoint(QVRoundPx(m_data->meterCenterX + std::sin(a) * radius),
+                  QVRoundPx(m_data->geometrySize.height() - std::cos(a) * radius - m_data->meterCenterBottom));
 }
 
 double TQVMeterInt::AngleOf(double value) const
 {
-    const double a1 = PaintAngle(m_meterAngle1), a2 = PaintAngle(m_meterAngle2);
-    const double angle = a1 + (a2 - a1) * (value - m_valueMin) / (m_valueMax - m_valueMin);
+    const double a1 = PaintAngle(m_data->meterAngle1), a2 = PaintAngle(m_data->meterAngle2);
+    const double angle = a1 + (a2 - a1) * (value - m_data->valueMin) / (m_data->valueMax - m_data->valueMin);
     // A range of ±1e308 overflows the differences.
-    return std::isfinite(angle) ? angle : a1 + (a2 - a1) * QVSpanFraction(value, m_valueMin, m_valueMax);
+    return std::isfinite(angle) ? angle : a1 + (a2 - a1) * QVSpanFraction(value, m_data->valueMin, m_data->valueMax);
 }
 
 void TQVMeterInt::CalcRadii()
 {
-    const int w = m_geometrySize.width();
-    const int h = m_geometrySize.height();
-    m_meterCenterX = QVRoundPx(m_meterShiftX * w / 100.0) + w / 2;
-    m_meterCenterBottom = h / 2 - QVRoundPx(m_meterShiftY * h / 100.0);
-    const double base = m_meterCenterBottom + m_labelMarginY >= m_meterCenterX + m_labelMarginX
-        ? w / 2.0 - m_bevelOuterWidth - m_labelMarginX
-        : h / 2.0 - m_bevelOuterWidth - m_labelMarginY;
-    m_outerRadius = base * m_meterScale / 100.0;
-    if (m_outerRadius < 1.0)
-        m_outerRadius = 1.0;
-    m_innerRadius = (1.0 - m_meterScaleWidth / 100.0) * m_outerRadius;
+    const int w = m_data->geometrySize.width();
+    const int h = m_data->geometrySize.height();
+    m_data->meterCenterX = QVRoundPx(m_data->meterShiftX * w / 100.0) + w / 2;
+    m_data->meterCenterBottom = h / 2 - QVRoundPx(m_data->meterShiftY * h / 100.0);
+    const double base = m_data->meterCenterBottom + m_data->labelMarginY >= m_data->meterCenterX + m_data->labelMarginX
+        ? w / 2.0 - m_data->bevelOuterWidth - m_data->labelMarginX
+        : h / 2.0 - m_data->bevelOuterWidth - m_data->labelMarginY;
+    m_data->outerRadius = base * m_data->meterScale / 100.0;
+    if (m_data->outerRadius < 1.0)
+        m_data->outerRadius = 1.0;
+    m_data->innerRadius = (1.0 - m_data->meterScaleWidth / 100.0) * m_data->outerRadius;
 }
 
 void TQVMeterInt::CalcPolygons()
 {
     CalcRadii();
-    const int nInner = std::clamp(QVRoundPx(11.0 * std::sqrt(m_innerRadius) + 6.0), 1, 300);
-    const int nOuter = std::clamp(QVRoundPx(11.0 * std::sqrt(m_outerRadius) + 4.0), 1, 300);
-    const bool inside = m_labelingStyle == labInside;
-    Grow(m_outlinePoints, inside ? nOuter : nInner);
-    const int outlineCapacity = int(m_outlinePoints.size());
-    m_outlineCount = 0;
-    if (m_rangeNumber < 1)
+    const int nInner = std::clamp(QVRoundPx(11.0 * std::sqrt(m_data->innerRadius) + 6.0), 1, 300);
+    const int nOuter = std::clamp(QVRoundPx(11.0 * std::sqrt(m_data->outerRadius) + 4.0), 1, 300);
+    const bool inside = m_data->labelingStyle == labInside;
+    Grow(m_data->outlinePoints, inside ? nOuter : nInner);
+    const int outlineCapacity = int(m_data->outlinePoints.size());
+    m_data->outlineCount = 0;
+    if (m_data->rangeNumber < 1)
         return;
 
-    const double arc = PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1);
-    const double span = m_valueMax - m_valueMin;
-    double a = PaintAngle(m_meterAngle1);
-    for (int i = 0; i < m_rangeNumber; ++i) {
-        const double lower = i == 0 ? m_valueMin : m_ranges[i - 1].Limit;
-        const double s = BandArc(std::isfinite(span) ? arc * (m_ranges[i].Limit - lower) / span
-                                                     : arc * (QVSpanFraction(m_ranges[i].Limit, m_valueMin, m_valueMax)
-                                                              - QVSpanFraction(lower, m_valueMin, m_valueMax)));
+    const double arc = PaintAngle(m_data->meterAngle2) - PaintAngle(m_data->meterAngle1);
+    const double span = m_data->valueMax - m_data->valueMin;
+    double a = PaintAngle(m_data->meterAngle1);
+    for (int i = 0; i < m_data->rangeNumber; ++i) {
+        const double lower = i == 0 ? m_data->valueMin : m_data->ranges[i - 1].Limit;
+        const double s = BandArc(std::isfinite(span) ? arc * (m_data->ranges[i].Limit - lower) / span
+                                                     : arc * (QVSpanFraction(m_data->ranges[i].Limit, m_data->valueMin, m_data->valueMax)
+                                                              - QVSpanFraction(lower, m_data->valueMin, m_data->valueMax)));
         const int k = std::clamp(QVRoundPx(s * nInner / 360.0), 2, 300);
         const int m = std::clamp(QVRoundPx(s * nOuter / 360.0), 2, 300);
-        RangeState &state = m_rangeStates[i];
+        PrivateData::RangeState &state = m_data->rangeStates[i];
         Grow(state.Polygon, k + m);
 
         const double innerStep = s / (k - 1);
         for (int j = 0; j < k; ++j) {
-            const QPoint p = PointAt(a, m_innerRadius);
+            const QPoint p = PointAt(a, m_data->innerRadius);
             state.Polygon[std::size_t(j)] = p;
-            if (!inside && m_outlineCount < outlineCapacity)
-                m_outlinePoints[std::size_t(m_outlineCount++)] = p;
+            if (!inside && m_data->outlineCount < outlineCapacity)
+                m_data->outlinePoints[std::size_t(m_data->outlineCount++)] = p;
             a += innerStep;
         }
         a -= innerStep; // the range's end angle, where the next range begins
@@ -591,62 +702,62 @@ void TQVMeterInt::CalcPolygons()
         const double outerStep = s / (m - 1);
         double b = a;
         for (int j = 0; j < m; ++j) {
-            state.Polygon[std::size_t(k + j)] = PointAt(b, m_outerRadius);
+            state.Polygon[std::size_t(k + j)] = PointAt(b, m_data->outerRadius);
             b -= outerStep;
         }
         state.Count = k + m;
         if (inside) {
-            for (int j = k + m - 1; j >= k && m_outlineCount < outlineCapacity; --j)
-                m_outlinePoints[std::size_t(m_outlineCount++)] = state.Polygon[std::size_t(j)];
+            for (int j = k + m - 1; j >= k && m_data->outlineCount < outlineCapacity; --j)
+                m_data->outlinePoints[std::size_t(m_data->outlineCount++)] = state.Polygon[std::size_t(j)];
         }
     }
 }
 
 void TQVMeterInt::CalcTicks()
 {
-    const double length = 2.0 * Pi * m_innerRadius * (PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1)) * m_meterScale / 36000.0;
-    const double span = m_valueMax - m_valueMin;
+    const double length = 2.0 * Pi * m_data->innerRadius * (PaintAngle(m_data->meterAngle2) - PaintAngle(m_data->meterAngle1)) * m_data->meterScale / 36000.0;
+    const double span = m_data->valueMax - m_data->valueMin;
     // A span that overflows when scaled (±1e308) cannot be divided into ticks.
     if (!(length > 0.0) || !std::isfinite(span * 4.0)) {
-        m_scaleInvalid = true;
-        m_tickCount = 0;
+        m_data->scaleInvalid = true;
+        m_data->tickCount = 0;
         return;
     }
-    m_scaleInvalid = false;
+    m_data->scaleInvalid = false;
     // Ticks never closer than 4 pixels: the published gap itself grows.
-    if (span * 4.0 / m_valueGap > length)
-        m_valueGap = span * 4.0 / length;
-    const double gap = m_valueGap;
+    if (span * 4.0 / m_data->valueGap > length)
+        m_data->valueGap = span * 4.0 / length;
+    const double gap = m_data->valueGap;
 
     int count = QVRoundPx(span / gap) + 1;
-    double first = std::nearbyint(m_valueMin / gap) * gap;
-    if (first < m_valueMin) {
+    double first = std::nearbyint(m_data->valueMin / gap) * gap;
+    if (first < m_data->valueMin) {
         first += gap;
         --count;
     }
-    if (m_tickStyle == ticNone) {
-        m_tickCount = 0;
+    if (m_data->tickStyle == ticNone) {
+        m_data->tickCount = 0;
         return;
     }
-    Grow(m_tickPoints, 2 * std::min(count, MaxTicks));
-    const int capacity = int(m_tickPoints.size());
+    Grow(m_data->tickPoints, 2 * std::min(count, MaxTicks));
+    const int capacity = int(m_data->tickPoints.size());
 
-    const bool inside = m_labelingStyle == labInside;
-    const double middle = m_innerRadius + (m_outerRadius - m_innerRadius) / 2.0;
-    double from = m_innerRadius, to = m_outerRadius;
-    switch (m_tickStyle) {
+    const bool inside = m_data->labelingStyle == labInside;
+    const double middle = m_data->innerRadius + (m_data->outerRadius - m_data->innerRadius) / 2.0;
+    double from = m_data->innerRadius, to = m_data->outerRadius;
+    switch (m_data->tickStyle) {
     case ticHalf:
-        from = inside ? middle : m_innerRadius;
-        to = inside ? m_outerRadius : middle;
-        m_labelRadius = inside ? m_innerRadius : middle;
+        from = inside ? middle : m_data->innerRadius;
+        to = inside ? m_data->outerRadius : middle;
+        m_data->labelRadius = inside ? m_data->innerRadius : middle;
         break;
     case ticFull:
-        m_labelRadius = m_innerRadius;
+        m_data->labelRadius = m_data->innerRadius;
         break;
     case ticLarge:
-        from = inside ? m_innerRadius - 5.0 : m_innerRadius;
-        to = inside ? m_outerRadius : m_outerRadius + 5.0;
-        m_labelRadius = inside ? m_innerRadius - 5.0 : m_innerRadius;
+        from = inside ? m_data->innerRadius - 5.0 : m_data->innerRadius;
+        to = inside ? m_data->outerRadius : m_data->outerRadius + 5.0;
+        m_data->labelRadius = inside ? m_data->innerRadius - 5.0 : m_data->innerRadius;
         break;
     case ticNone:
         break;
@@ -655,18 +766,18 @@ void TQVMeterInt::CalcTicks()
     int points = 0;
     for (int i = 0; points + 1 < capacity; ++i) {
         const double v = first + i * gap;
-        if (!(v <= m_valueMax))
+        if (!(v <= m_data->valueMax))
             break;
         const double a = AngleOf(v);
-        m_tickPoints[std::size_t(points++)] = PointAt(a, from);
-        m_tickPoints[std::size_t(points++)] = PointAt(a, to);
+        m_data->tickPoints[std::size_t(points++)] = PointAt(a, from);
+        m_data->tickPoints[std::size_t(points++)] = PointAt(a, to);
     }
-    m_tickCount = points;
+    m_data->tickCount = points;
 }
 
 QString TQVMeterInt::LabelFormat() const
 {
-    return QVLabelFormat(TQVLabelFormatRule::Round, m_valueMin, m_valueMax, m_valueDecimals);
+    return QVLabelFormat(TQVLabelFormatRule::Round, m_data->valueMin, m_data->valueMax, m_data->valueDecimals);
 }
 
 void TQVMeterInt::CalcLabel()
@@ -675,46 +786,46 @@ void TQVMeterInt::CalcLabel()
     const QLocale loc = locale();
     const QFontMetrics fm(font());
     CalcRadii();
-    m_labelCount = 0;
-    if (m_labelingStyle == labNone) {
-        m_labelMarginX = m_labelMarginY = 5;
+    m_data->labelCount = 0;
+    if (m_data->labelingStyle == labNone) {
+        m_data->labelMarginX = m_data->labelMarginY = 5;
         CalcRadii();
         CalcTicks();
         return;
     }
 
-    const bool inside = m_labelingStyle == labInside;
+    const bool inside = m_data->labelingStyle == labInside;
     const int textHeight = fm.height();
-    const int textWidth = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_valueMin, loc)),
-                                   fm.horizontalAdvance(QVFormatFloat(format, m_valueMax, loc)));
+    const int textWidth = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMin, loc)),
+                                   fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMax, loc)));
     const int h = textHeight + 10;
     const int w = textWidth + 10;
     const int d = QVRoundPx(std::sqrt(double(w) * w + double(h) * h));
     if (inside) {
-        m_labelMarginX = m_labelMarginY = 5;
+        m_data->labelMarginX = m_data->labelMarginY = 5;
     } else {
         // Room for the widest label standing at its distance outside the band, on any side.
         const int r = QVRoundPx(std::sqrt(double(textWidth) * textWidth + double(textHeight) * textHeight) / 2.0 + 5.0);
-        m_labelMarginX = m_labelMarginY = QVRoundPx(r + std::max(textWidth, textHeight) / 2.0);
+        m_data->labelMarginX = m_data->labelMarginY = QVRoundPx(r + std::max(textWidth, textHeight) / 2.0);
     }
     CalcRadii();
-    const double circle = inside ? m_innerRadius - d : m_outerRadius + d / 2.0;
-    m_labelCircleRadius = circle;
+    const double circle = inside ? m_data->innerRadius - d : m_data->outerRadius + d / 2.0;
+    m_data->labelCircleRadius = circle;
     CalcTicks();
 
-    const double span = m_valueMax - m_valueMin;
+    const double span = m_data->valueMax - m_data->valueMin;
     if (!std::isfinite(span * 4.0))
         return; // no ticks either (CalcTicks)
-    const double gap = m_valueGap;
-    const double arcLength = 2.0 * Pi * circle * (PaintAngle(m_meterAngle2) - PaintAngle(m_meterAngle1)) / 360.0;
+    const double gap = m_data->valueGap;
+    const double arcLength = 2.0 * Pi * circle * (PaintAngle(m_data->meterAngle2) - PaintAngle(m_data->meterAngle1)) / 360.0;
     const int pitch = QVRoundPx((arcLength - 1.0) * gap / span);
     if (pitch <= 0) {
-        m_scaleInvalid = true;
+        m_data->scaleInvalid = true;
         return;
     }
 
     // Every label gets at least the width of the widest text with a sign's room.
-    const double widest = std::abs(m_valueMin) >= std::abs(m_valueMax) ? m_valueMin : m_valueMax;
+    const double widest = std::abs(m_data->valueMin) >= std::abs(m_data->valueMax) ? m_data->valueMin : m_data->valueMax;
     const int widestWidth = fm.horizontalAdvance(QVFormatFloat(format, widest, loc) + QLatin1Char('-'));
     int multiple = 1;
     double step = gap;
@@ -725,49 +836,49 @@ void TQVMeterInt::CalcLabel()
         ++multiple;
     }
     const int capacity = std::clamp(QVRoundPx(span / step) + 1, 1, MaxTicks);
-    Grow(m_labelPoints, capacity);
-    Grow(m_labelTexts, capacity);
+    Grow(m_data->labelPoints, capacity);
+    Grow(m_data->labelTexts, capacity);
 
-    double first = std::nearbyint(m_valueMin / gap) * gap;
-    if (first < m_valueMin)
+    double first = std::nearbyint(m_data->valueMin / gap) * gap;
+    if (first < m_data->valueMin)
         first += gap;
     const double lengthen[4] = {0.0, 0.0, 5.0, 10.0}; // inner point of a labelled tick, by style
-    const int height = m_geometrySize.height();
+    const int height = m_data->geometrySize.height();
     int n = 0;
     for (; n < capacity; ++n) {
         const double v = first + n * step;
-        if (!(v <= m_valueMax))
+        if (!(v <= m_data->valueMax))
             break;
         QString text = QVFormatFloat(format, v, loc).left(20);
         const double a = Radians(AngleOf(v));
         const int lw = fm.horizontalAdvance(text);
         const int lh = fm.height();
         const int r = QVRoundPx(std::sqrt(double(lw) * lw + double(lh) * lh) / 2.0 + 5.0);
-        const double radius = inside ? m_innerRadius - r : m_outerRadius + r;
-        m_labelPoints[std::size_t(n)] = QPoint(QVRoundPx(m_meterCenterX + std::sin(a) * radius - lw / 2.0),
-                                               QVRoundPx(height - std::cos(a) * radius - m_meterCenterBottom - lh / 2.0));
-        m_labelTexts[std::size_t(n)] = std::move(text);
+        const double radius = inside ? m_data->innerRadius - r : m_data->outerRadius + r;
+        m_data->labelPoints[std::size_t(n)] = QPoint(QVRoundPx(m_data->meterCenterX + std::sin(a) * radius - lw / 2.0),
+                                               QVRoundPx(height - std::cos(a) * radius - m_data->meterCenterBottom - lh / 2.0));
+        m_data->labelTexts[std::size_t(n)] = std::move(text);
 
         // The labelled tick reaches towards its label.
         const long long tick = (long long)n * multiple;
-        if (m_tickStyle == ticNone || 2 * tick + 1 >= m_tickCount)
+        if (m_data->tickStyle == ticNone || 2 * tick + 1 >= m_data->tickCount)
             continue;
         const double ta = AngleOf(first + double(tick) * gap);
         if (inside)
-            m_tickPoints[std::size_t(2 * tick)] = PointAt(ta, m_innerRadius - lengthen[m_tickStyle]);
-        else if (m_tickStyle == ticHalf)
-            m_tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_outerRadius);
+            m_data->tickPoints[std::size_t(2 * tick)] = PointAt(ta, m_data->innerRadius - lengthen[m_data->tickStyle]);
+        else if (m_data->tickStyle == ticHalf)
+            m_data->tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_data->outerRadius);
         else
-            m_tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_outerRadius + (m_tickStyle == ticFull ? 4.0 : 8.0));
+            m_data->tickPoints[std::size_t(2 * tick + 1)] = PointAt(ta, m_data->outerRadius + (m_data->tickStyle == ticFull ? 4.0 : 8.0));
     }
-    m_labelCount = n;
+    m_data->labelCount = n;
 }
 
 int TQVMeterInt::RangeIndexOf(double value) const
 {
-    const double v = std::clamp(value, m_valueMin, m_valueMax);
-    for (int i = 0; i < m_rangeNumber; ++i) {
-        if (v <= m_ranges[i].Limit)
+    const double v = std::clamp(value, m_data->valueMin, m_data->valueMax);
+    for (int i = 0; i < m_data->rangeNumber; ++i) {
+        if (v <= m_data->ranges[i].Limit)
             return i + 1;
     }
     return 0;
@@ -807,9 +918,9 @@ IndicatorShape ShapeOf(QPointF centre, double outerRadius, int scale, double ang
 
 TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value) const
 {
-    const double v = std::clamp(value, m_valueMin, m_valueMax);
-    const QPointF centre(m_meterCenterX, m_geometrySize.height() - m_meterCenterBottom);
-    const IndicatorShape s = ShapeOf(centre, m_outerRadius, m_indicatorScale, AngleOf(v), m_indicatorStyle == indWedge);
+    const double v = std::clamp(value, m_data->valueMin, m_data->valueMax);
+    const QPointF centre(m_data->meterCenterX, m_data->geometrySize.height() - m_data->meterCenterBottom);
+    const IndicatorShape s = ShapeOf(centre, m_data->outerRadius, m_data->indicatorScale, AngleOf(v), m_data->indicatorStyle == indWedge);
     // Room for the pen and the antialiased edge.
     const int margin = int(std::ceil(s.Pen / 2.0)) + 2;
     const auto box = [&](std::initializer_list<QPointF> points) {
@@ -831,11 +942,11 @@ TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value) const
     const double extent = std::ceil(s.Hub) + 1;
     slices.Rects[slices.Count++] = box({centre - QPointF(extent, extent), centre + QPointF(extent, extent)});
     const double length = std::hypot(s.Tip.x() - centre.x(), s.Tip.y() - centre.y());
-    const int count = std::clamp(QVFloorPx(length / 32.0), 1, MaxSlices - 1);
+    const int count = std::clamp(QVFloorPx(length / 32.0), 1, TQVSlices::MaxSlices - 1);
     const auto along = [](QPointF from, QPointF to, double t) { return from + (to - from) * t; };
     for (int i = 0; i < count; ++i) {
         const double t0 = double(i) / count, t1 = double(i + 1) / count;
-        slices.Rects[slices.Count++] = m_indicatorStyle == indWedge
+        slices.Rects[slices.Count++] = m_data->indicatorStyle == indWedge
             ? box({along(s.BaseLeft, s.Tip, t0), along(s.BaseRight, s.Tip, t0), along(s.BaseLeft, s.Tip, t1),
                    along(s.BaseRight, s.Tip, t1)})
             : box({along(s.Tail, s.Tip, t0), along(s.Tail, s.Tip, t1)});
@@ -858,38 +969,38 @@ QRect TQVMeterInt::IndicatorRectAt(double value) const
 
 void TQVMeterInt::PaintIndicator(QPainter &painter)
 {
-    const double v = std::clamp(m_value, m_valueMin, m_valueMax);
-    const QPointF centre(m_meterCenterX, height() - m_meterCenterBottom);
-    const bool wedge = m_indicatorStyle == indWedge;
-    const IndicatorShape s = ShapeOf(centre, m_outerRadius, m_indicatorScale, AngleOf(v), wedge);
-    const QColor colour = ToQColor(m_indicatorColor);
+    const double v = std::clamp(m_data->value, m_data->valueMin, m_data->valueMax);
+    const QPointF centre(m_data->meterCenterX, height() - m_data->meterCenterBottom);
+    const bool wedge = m_data->indicatorStyle == indWedge;
+    const IndicatorShape s = ShapeOf(centre, m_data->outerRadius, m_data->indicatorScale, AngleOf(v), wedge);
+    const QColor colour = ToQColor(m_data->indicatorColor);
     // Pen and brush are kept between paints (a new one allocates), and the state is reset
     // by hand (save() copies it).
-    if (m_indicatorBrush.color() != colour || m_indicatorBrush.style() != Qt::SolidPattern)
-        m_indicatorBrush = QBrush(colour);
+    if (m_data->indicatorBrush.color() != colour || m_data->indicatorBrush.style() != Qt::SolidPattern)
+        m_data->indicatorBrush = QBrush(colour);
     const double penWidth = wedge ? 1.0 : s.Pen;
-    if (m_indicatorPen.color() != colour || m_indicatorPen.widthF() != penWidth || !m_indicatorPen.isCosmetic()) {
-        m_indicatorPen = QPen(colour, penWidth);
-        m_indicatorPen.setCosmetic(true);
+    if (m_data->indicatorPen.color() != colour || m_data->indicatorPen.widthF() != penWidth || !m_data->indicatorPen.isCosmetic()) {
+        m_data->indicatorPen = QPen(colour, penWidth);
+        m_data->indicatorPen.setCosmetic(true);
     }
     const bool antialiased = painter.testRenderHint(QPainter::Antialiasing);
     // The raster engine's antialiased fill of a long slanted shape costs several times a
     // plain fill; the cosmetic antialiased line is its fast path. So the wedge is filled
     // plainly and its long edges smoothed with such lines, and the needle is one.
-    if (m_indicatorScale > 0) {
+    if (m_data->indicatorScale > 0) {
         if (wedge) {
             painter.setPen(Qt::NoPen);
-            painter.setBrush(m_indicatorBrush);
+            painter.setBrush(m_data->indicatorBrush);
             const QPointF triangle[3] = {s.BaseLeft, s.Tip, s.BaseRight};
             painter.drawPolygon(triangle, 3);
             painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(m_indicatorPen);
+            painter.setPen(m_data->indicatorPen);
             painter.drawLine(s.BaseLeft, s.Tip);
             painter.drawLine(s.BaseRight, s.Tip);
         } else {
             if (!antialiased)
                 painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(m_indicatorPen);
+            painter.setPen(m_data->indicatorPen);
             painter.drawLine(s.Tail, s.Tip);
         }
         painter.setRenderHint(QPainter::Antialiasing, antialiased);
@@ -897,7 +1008,7 @@ void TQVMeterInt::PaintIndicator(QPainter &painter)
         painter.setBrush(Qt::NoBrush);
     }
     PaintHub(painter, centre, s.Hub, colour);
-    m_indicatorSlices = IndicatorSlicesAt(m_value);
+    m_data->indicatorSlices = IndicatorSlicesAt(m_data->value);
 }
 
 void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour)
@@ -908,11 +1019,11 @@ void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, con
     const QColor screw = ToQColor(Color());
     const int extent = int(std::ceil(radius)) + 1;
     const quint64 key = qHashMulti(0, extent, radius, colour.rgba(), screw.rgba(), dpr);
-    if (m_hubImage.isNull() || key != m_hubKey) {
-        m_hubImage = QPixmap((QSizeF(2 * extent, 2 * extent) * dpr).toSize());
-        m_hubImage.setDevicePixelRatio(dpr);
-        m_hubImage.fill(Qt::transparent);
-        QPainter hub(&m_hubImage);
+    if (m_data->hubImage.isNull() || key != m_data->hubKey) {
+        m_data->hubImage = QPixmap((QSizeF(2 * extent, 2 * extent) * dpr).toSize());
+        m_data->hubImage.setDevicePixelRatio(dpr);
+        m_data->hubImage.fill(Qt::transparent);
+        QPainter hub(&m_data->hubImage);
         hub.setRenderHint(QPainter::Antialiasing);
         hub.setPen(Qt::NoPen);
         hub.setBrush(colour);
@@ -921,9 +1032,9 @@ void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, con
         // A light pivot screw in the hub.
         hub.setBrush(screw);
         hub.drawEllipse(middle, radius * 0.35, radius * 0.35);
-        m_hubKey = key;
+        m_data->hubKey = key;
     }
-    painter.drawPixmap(centre - QPointF(extent, extent), m_hubImage);
+    painter.drawPixmap(centre - QPointF(extent, extent), m_data->hubImage);
 }
 
 void TQVMeterInt::PaintLegends(QPainter &painter)
@@ -938,17 +1049,17 @@ void TQVMeterInt::PaintLegends(QPainter &painter)
         painter.drawText(plate, Qt::AlignHCenter | Qt::AlignTop, Caption());
     }
 
-    const int lines = (m_legend1.isEmpty() ? 0 : 1) + (m_legend2.isEmpty() ? 0 : 1);
+    const int lines = (m_data->legend1.isEmpty() ? 0 : 1) + (m_data->legend2.isEmpty() ? 0 : 1);
     if (lines == 0)
         return;
-    const QPointF centre(m_meterCenterX, height() - m_meterCenterBottom);
-    const double hub = std::max(3.0, m_outerRadius * 0.06);
-    const double face = m_labelingStyle == labInside ? m_labelCircleRadius : m_innerRadius;
+    const QPointF centre(m_data->meterCenterX, height() - m_data->meterCenterBottom);
+    const double hub = std::max(3.0, m_data->outerRadius * 0.06);
+    const double face = m_data->labelingStyle == labInside ? m_data->labelCircleRadius : m_data->innerRadius;
     const double distance = std::max(hub + 4.0, 0.25 * face);
     const int blockHeight = lines * fm.height();
-    const int blockWidth = std::max(fm.horizontalAdvance(m_legend1), fm.horizontalAdvance(m_legend2));
+    const int blockWidth = std::max(fm.horizontalAdvance(m_data->legend1), fm.horizontalAdvance(m_data->legend2));
     QRectF block(0, 0, blockWidth, blockHeight);
-    switch (m_legendPosition) {
+    switch (m_data->legendPosition) {
     case legLeft:
         block.moveCenter(QPointF(centre.x() - distance - blockWidth / 2.0, centre.y()));
         break;
@@ -962,12 +1073,12 @@ void TQVMeterInt::PaintLegends(QPainter &painter)
         block.moveCenter(QPointF(centre.x(), centre.y() + distance + blockHeight / 2.0));
         break;
     }
-    const Qt::Alignment align = m_legendPosition == legLeft ? Qt::AlignRight
-        : m_legendPosition == LegRight                      ? Qt::AlignLeft
+    const Qt::Alignment align = m_data->legendPosition == legLeft ? Qt::AlignRight
+        : m_data->legendPosition == LegRight                      ? Qt::AlignLeft
                                                             : Qt::AlignHCenter;
     QRect line = block.toAlignedRect();
     line.setHeight(fm.height());
-    for (const QString *text : {&m_legend1, &m_legend2}) {
+    for (const QString *text : {&m_data->legend1, &m_data->legend2}) {
         if (text->isEmpty())
             continue;
         painter.drawText(line, align | Qt::AlignTop, *text);
@@ -981,23 +1092,23 @@ void TQVMeterInt::PaintBackground(QPainter &painter)
     // instead of the centre, where the pivot sits.
     TQVCustomPanel::PaintFrame(painter);
     const QColor ink = ToQColor(QVColors::clBtnText);
-    if (m_scaleLayout == slAdaptive) {
+    if (m_data->scaleLayout == slAdaptive) {
         std::vector<TQVRoundScaleDraw::TBand> bands;
-        double lower = m_valueMin;
-        for (int i = 0; i < m_rangeNumber; ++i) {
-            bands.push_back({lower, m_ranges[i].Limit, ToQColor(m_ranges[i].Color)});
-            lower = std::max(lower, m_ranges[i].Limit);
+        double lower = m_data->valueMin;
+        for (int i = 0; i < m_data->rangeNumber; ++i) {
+            bands.push_back({lower, m_data->ranges[i].Limit, ToQColor(m_data->ranges[i].Color)});
+            lower = std::max(lower, m_data->ranges[i].Limit);
         }
-        TQVRoundScaleDraw::PaintAdaptive(painter, m_roundLayout, bands, ink);
+        TQVRoundScaleDraw::PaintAdaptive(painter, m_data->roundLayout, bands, ink);
         PaintLegends(painter);
         return;
     }
 
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    for (int i = 0; i < m_rangeNumber; ++i) {
-        const RangeState &s = m_rangeStates[i];
-        const QColor colour = ToQColor(m_ranges[i].Color);
+    for (int i = 0; i < m_data->rangeNumber; ++i) {
+        const PrivateData::RangeState &s = m_data->rangeStates[i];
+        const QColor colour = ToQColor(m_data->ranges[i].Color);
         // A pen of the fill colour closes the antialiased seams between adjacent bands.
         painter.setPen(QPen(colour, 1.0));
         painter.setBrush(colour);
@@ -1006,21 +1117,21 @@ void TQVMeterInt::PaintBackground(QPainter &painter)
     painter.translate(0.5, 0.5); // one-pixel lines on pixel centres
     painter.setPen(QPen(ink, 1.0));
     painter.setBrush(Qt::NoBrush);
-    if (m_outlineCount > 1)
-        painter.drawPolyline(m_outlinePoints.data(), m_outlineCount);
-    if (!m_scaleInvalid) {
-        for (int i = 0; i + 1 < m_tickCount; i += 2)
-            painter.drawLine(m_tickPoints[std::size_t(i)], m_tickPoints[std::size_t(i + 1)]);
+    if (m_data->outlineCount > 1)
+        painter.drawPolyline(m_data->outlinePoints.data(), m_data->outlineCount);
+    if (!m_data->scaleInvalid) {
+        for (int i = 0; i + 1 < m_data->tickCount; i += 2)
+            painter.drawLine(m_data->tickPoints[std::size_t(i)], m_data->tickPoints[std::size_t(i + 1)]);
     }
     painter.restore();
 
-    if (!m_scaleInvalid && m_labelCount > 0) {
+    if (!m_data->scaleInvalid && m_data->labelCount > 0) {
         const QFontMetrics fm(font());
         painter.setFont(font());
         painter.setPen(ink);
-        for (int i = 0; i < m_labelCount; ++i) {
-            const QPoint &p = m_labelPoints[std::size_t(i)];
-            painter.drawText(QPoint(p.x(), p.y() + fm.ascent()), m_labelTexts[std::size_t(i)]);
+        for (int i = 0; i < m_data->labelCount; ++i) {
+            const QPoint &p = m_data->labelPoints[std::size_t(i)];
+            painter.drawText(QPoint(p.x(), p.y() + fm.ascent()), m_data->labelTexts[std::size_t(i)]);
         }
     }
     PaintLegends(painter);
@@ -1044,16 +1155,16 @@ void TQVMeterInt::PaintRegion(QPainter &painter, const QRegion &region, qreal dp
 void TQVMeterInt::PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr)
 {
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (!m_backgroundValid || m_background.size() != pixels || m_background.devicePixelRatioF() != dpr) {
-        m_background = QPixmap(pixels);
-        m_background.setDevicePixelRatio(dpr);
-        QPainter background(&m_background);
+    if (!m_data->backgroundValid || m_data->background.size() != pixels || m_data->background.devicePixelRatioF() != dpr) {
+        m_data->background = QPixmap(pixels);
+        m_data->background.setDevicePixelRatio(dpr);
+        QPainter background(&m_data->background);
         PaintBackground(background);
-        m_backgroundValid = true;
+        m_data->backgroundValid = true;
     }
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     for (const QRect *r = first; r != last; ++r)
-        painter.drawPixmap(*r, m_background, QRectF(QPointF(r->topLeft()) * dpr, QSizeF(r->size()) * dpr));
+        painter.drawPixmap(*r, m_data->background, QRectF(QPointF(r->topLeft()) * dpr, QSizeF(r->size()) * dpr));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     PaintIndicator(painter);
 }
@@ -1063,10 +1174,10 @@ void TQVMeterInt::PaintValue(QPainter &painter, qreal dpr)
     // Only the slices of the old and the new indicator; the rest of the area keeps what the
     // opaque widget showed. On the widget the paint system clips to the area already.
     if (painter.device() != this)
-        painter.setClipRect(m_valueArea);
-    QRect rects[2 * MaxSlices];
+        painter.setClipRect(m_data->valueArea);
+    QRect rects[2 * TQVSlices::MaxSlices];
     int n = 0;
-    for (const TQVSlices &slices : m_restore)
+    for (const TQVSlices &slices : m_data->restore)
         for (int i = 0; i < slices.Count; ++i)
             rects[n++] = slices.Rects[std::size_t(i)];
     PaintRects(painter, rects, rects + n, dpr);
@@ -1077,14 +1188,14 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
     EnsureGeometry();
     // Only a paint of exactly the value area may reuse the background: Qt may have merged
     // other pending updates (a panel property, an expose) into the event.
-    const bool valuePaint = !m_valueArea.isEmpty() && m_valueArea.contains(event->rect());
+    const bool valuePaint = !m_data->valueArea.isEmpty() && m_data->valueArea.contains(event->rect());
     if (!valuePaint)
-        m_backgroundValid = false;
+        m_data->backgroundValid = false;
     QPainter painter(this);
     // The real target decides the pixel ratio (a grab or render may differ from the screen).
     const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
     const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
-    if (!m_reduceFlicker) {
+    if (!m_data->reduceFlicker) {
         if (valuePaint)
             PaintValue(painter, dpr);
         else
@@ -1092,23 +1203,23 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
         return;
     }
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (m_offscreen.size() != pixels || m_offscreen.devicePixelRatioF() != dpr) {
-        m_offscreen = QPixmap(pixels);
-        m_offscreen.setDevicePixelRatio(dpr);
+    if (m_data->offscreen.size() != pixels || m_data->offscreen.devicePixelRatioF() != dpr) {
+        m_data->offscreen = QPixmap(pixels);
+        m_data->offscreen.setDevicePixelRatio(dpr);
     }
     {
-        QPainter offscreen(&m_offscreen);
+        QPainter offscreen(&m_data->offscreen);
         if (valuePaint)
             PaintValue(offscreen, dpr);
         else
             PaintRegion(offscreen, event->region(), dpr);
     }
     if (valuePaint)
-        painter.setClipRect(m_valueArea);
+        painter.setClipRect(m_data->valueArea);
     else
         painter.setClipRegion(event->region());
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.drawPixmap(0, 0, m_offscreen);
+    painter.drawPixmap(0, 0, m_data->offscreen);
 }
 
 void TQVMeterInt::resizeEvent(QResizeEvent *event)

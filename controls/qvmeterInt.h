@@ -1,9 +1,7 @@
 #pragma once
 
-#include <array>
-
 #include <functional>
-#include <vector>
+#include <memory>
 
 #include <QtCore/QList>
 #include <QtCore/QStringList>
@@ -87,93 +85,93 @@ public:
     explicit TQVMeterInt(QWidget *owner = nullptr);
     ~TQVMeterInt() override;
 
-    double MeterAngle1() const { return m_meterAngle1; }
+    double MeterAngle1() const;
     /// Refused while the stored angles are out of order or `MeterAngle1` lies outside
     /// -360..360 (an invalid pair locks both angle setters).
     void SetMeterAngle1(double angle);
-    double MeterAngle2() const { return m_meterAngle2; }
+    double MeterAngle2() const;
     /// Mirror of `SetMeterAngle1`, testing the stored `MeterAngle2`.
     void SetMeterAngle2(double angle);
 
-    double ValueMin() const { return m_valueMin; }
+    double ValueMin() const;
     /// Non-finite values are ignored; when `ValueMax` is then not above it, `ValueMax`
     /// becomes `ValueMin` + 1.
     void SetValueMin(double value);
-    double ValueMax() const { return m_valueMax; }
+    double ValueMax() const;
     /// Non-finite values are ignored; when `ValueMin` is then not below it, `ValueMin`
     /// becomes `ValueMax` - 1.
     void SetValueMax(double value);
     /// Value distance between ticks; the scale calculation enlarges it when ticks would
     /// lie closer than 4 pixels.
-    double ValueGap() const { return m_valueGap; }
+    double ValueGap() const;
     /// Ignored unless finite and above 0.
     void SetValueGap(double gap);
-    double Value() const { return m_value; }
+    double Value() const;
     /// \brief Stores `value` (not clamped; the indicator stops at the scale ends), fires
     /// `OnRangeCheck` when a checked range is entered and repaints only the indicator's
     /// old and new area, synchronously. NaN is ignored.
     void SetValue(double value);
 
-    int RangeNumber() const { return m_rangeNumber; }
+    int RangeNumber() const;
     /// Number of ranges in use, 0 to 16; other values are ignored.
     void SetRangeNumber(int number);
-    int RangeCurrent() const { return m_rangeCurrent; }
+    int RangeCurrent() const;
     /// Range (1 to 16) that `RangeLimit`, `RangeColor` and `RangeCheck` address.
     void SetRangeCurrent(int index);
-    double RangeLimit() const { return m_ranges[m_rangeCurrent - 1].Limit; }
+    double RangeLimit() const;
     /// Not clamped to the scale; NaN is ignored.
     void SetRangeLimit(double limit);
-    TQVColor RangeColor() const { return m_ranges[m_rangeCurrent - 1].Color; }
+    TQVColor RangeColor() const;
     void SetRangeColor(TQVColor color);
-    bool RangeCheck() const { return m_ranges[m_rangeCurrent - 1].Check; }
+    bool RangeCheck() const;
     void SetRangeCheck(bool check);
 
-    int IndicatorScale() const { return m_indicatorScale; }
+    int IndicatorScale() const;
     /// Indicator length in percent of the outer radius, clamped to 0..200.
     void SetIndicatorScale(int percent);
-    int MeterScaleWidth() const { return m_meterScaleWidth; }
+    int MeterScaleWidth() const;
     /// Band width in percent of the outer radius, clamped to 0..100.
     void SetMeterScaleWidth(int percent);
-    int MeterScale() const { return m_meterScale; }
+    int MeterScale() const;
     /// Scale size in percent, clamped to 50..210.
     void SetMeterScale(int percent);
-    int BevelOuterWidth() const { return m_bevelOuterWidth; }
+    int BevelOuterWidth() const;
     /// Pixels kept free inside the control's edge; negative values are ignored.
     void SetBevelOuterWidth(int width);
-    int ValueDecimals() const { return m_valueDecimals; }
+    int ValueDecimals() const;
     /// Decimals of the labels, 0 to 15; other values are ignored.
     void SetValueDecimals(int decimals);
-    int MeterShiftX() const { return m_meterShiftX; }
+    int MeterShiftX() const;
     /// Pivot shift in percent of the width, clamped to -60..60 (positive: right).
     void SetMeterShiftX(int percent);
-    int MeterShiftY() const { return m_meterShiftY; }
+    int MeterShiftY() const;
     /// Pivot shift in percent of the height, clamped to -60..60 (positive: down).
     void SetMeterShiftY(int percent);
 
-    TQVColor IndicatorColor() const { return m_indicatorColor; }
+    TQVColor IndicatorColor() const;
     void SetIndicatorColor(TQVColor color);
-    bool ReduceFlicker() const { return m_reduceFlicker; }
+    bool ReduceFlicker() const;
     /// Composes every repaint in an off-screen pixmap and copies it in one step.
     void SetReduceFlicker(bool reduce);
-    QString Legend1() const { return m_legend1; }
+    QString Legend1() const;
     void SetLegend1(const QString &text);
-    QString Legend2() const { return m_legend2; }
+    QString Legend2() const;
     void SetLegend2(const QString &text);
-    TQVIndicatorStyle IndicatorStyle() const { return m_indicatorStyle; }
+    TQVIndicatorStyle IndicatorStyle() const;
     void SetIndicatorStyle(TQVIndicatorStyle style);
-    TQVLabelingStyle LabelingStyle() const { return m_labelingStyle; }
+    TQVLabelingStyle LabelingStyle() const;
     void SetLabelingStyle(TQVLabelingStyle style);
-    TQVTickStyle TickStyle() const { return m_tickStyle; }
+    TQVTickStyle TickStyle() const;
     void SetTickStyle(TQVTickStyle style);
-    TQVLegendPosition LegendPosition() const { return m_legendPosition; }
+    TQVLegendPosition LegendPosition() const;
     void SetLegendPosition(TQVLegendPosition position);
-    TQVScaleLayout ScaleLayout() const { return m_scaleLayout; }
+    TQVScaleLayout ScaleLayout() const;
     /// \brief `slAdaptive` sizes the arc to the bounding box of its angles and labels, labels
     /// 1-2-5 steps with both ends and never enlarges `ValueGap` (see TQVScaleLayout); `slClassic`,
     /// the default, keeps the classic geometry.
     void SetScaleLayout(TQVScaleLayout layout);
     /// The adaptive layout of the current size (invalid in the classic layout).
-    const TQVRoundScaleLayout &AdaptiveLayout() const { EnsureGeometry(); return m_roundLayout; }
+    const TQVRoundScaleLayout &AdaptiveLayout() const;
 
     /// \brief The ranges in use (1..`RangeNumber`), for the form writer.
     QList<RangeEntry> Ranges() const;
@@ -242,11 +240,8 @@ protected:
     void CalcLabel();
 
 private:
-    struct RangeState
-    {
-        std::vector<QPoint> Polygon;
-        int Count = 0;
-    };
+    class PrivateData;
+    struct TQVSlices;
 
     void Recalc();
     void RecalcGeometry();
@@ -256,14 +251,6 @@ private:
     QPoint PointAt(double angle, double radius) const;
     double AngleOf(double value) const;
     int RangeIndexOf(double value) const;
-    // Rectangles that together cover the indicator: the hub and slices along its length.
-    static constexpr int MaxSlices = 9;
-    struct TQVSlices
-    {
-        std::array<QRect, MaxSlices> Rects{};
-        int Count = 0;
-        QRect Bounds() const;
-    };
     TQVSlices IndicatorSlicesAt(double value) const;
     QRect IndicatorRectAt(double value) const;
     void PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr);
@@ -273,65 +260,7 @@ private:
     void PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour);
     void PaintRegion(QPainter &painter, const QRegion &region, qreal dpr);
     void PaintLegends(QPainter &painter);
-
-    double m_meterAngle1 = -120.0;
-    double m_meterAngle2 = 120.0;
-    double m_valueMin = -10.0;
-    double m_valueMax = 10.0;
-    double m_valueGap = 1.0;
-    double m_value = 0.0;
-    int m_indicatorScale = 100;
-    int m_meterScaleWidth = 10;
-    int m_meterScale = 100;
-    int m_rangeNumber = 1;
-    int m_rangeCurrent = 1;
-    int m_bevelOuterWidth = 1;
-    int m_valueDecimals = 0;
-    int m_meterShiftX = 0;
-    int m_meterShiftY = 0;
-    TQVColor m_indicatorColor = QVColors::clBlack;
-    bool m_reduceFlicker = false;
-    QString m_legend1;
-    QString m_legend2;
-    TQVIndicatorStyle m_indicatorStyle = indWedge;
-    TQVLabelingStyle m_labelingStyle = labOutside;
-    TQVTickStyle m_tickStyle = ticFull;
-    TQVLegendPosition m_legendPosition = LegBottom;
-
-    // Scale geometry.
-    double m_innerRadius = 0.0;
-    double m_outerRadius = 0.0;
-    int m_meterCenterX = 0;
-    int m_meterCenterBottom = 0;
-    int m_labelMarginX = 0;
-    int m_labelMarginY = 0;
-    bool m_scaleInvalid = false;
-    RangeEntry m_ranges[MaxRanges];
-    RangeState m_rangeStates[MaxRanges];
-    std::vector<QPoint> m_tickPoints; // capacity: two points per tick
-    int m_tickCount = 0;              // points in use
-    double m_labelRadius = 0.0;
-    std::vector<QPoint> m_labelPoints;
-    std::vector<QString> m_labelTexts;
-    int m_labelCount = 0;
-    double m_labelCircleRadius = 0.0;
-    std::vector<QPoint> m_outlinePoints;
-    int m_outlineCount = 0;
-    QSize m_geometrySize; // the size the geometry was computed for
-
-    // Everything but the indicator, as last painted; a value change blits from it.
-    QPixmap m_background;
-    bool m_backgroundValid = false;
-    TQVScaleLayout m_scaleLayout = slClassic;
-    TQVRoundScaleLayout m_roundLayout;
     TQVRoundScaleSpec ScaleSpec() const;
-    QPixmap m_offscreen;
-    // The hub, which never moves, drawn once per size, colour and pixel ratio.
-    QPixmap m_hubImage;
-    QPen m_indicatorPen;
-    QBrush m_indicatorBrush;
-    quint64 m_hubKey = 0;
-    TQVSlices m_indicatorSlices; // the indicator as last painted
-    QRect m_valueArea;           // the area a value repaint is painting, else empty
-    TQVSlices m_restore[2];      // within it, what that repaint restores: old and new indicator
+
+    std::unique_ptr<PrivateData> m_data;
 };

@@ -14,6 +14,7 @@
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <QtGui/QPixmap>
 #include <QtWidgets/QAccessibleWidget>
 
 #include "controls/qvFormat.h"
@@ -23,6 +24,9 @@ namespace {
 
 // Space between the panel's frame and the display window.
 constexpr int WindowMargin = 3;
+// The default colours; in the adaptive layout they stand for the palette's.
+constexpr TQVColor DefaultDigitColor = 0x2828FF;
+constexpr TQVColor DefaultBackgroundColor = 0x141414;
 // Shown for a NaN value.
 const QString NoValueText = QStringLiteral("----");
 
@@ -176,6 +180,22 @@ QFont UnitFont(const QFont &base, int pixelSize)
     return font;
 }
 
+// The adaptive unit label: its font's pixel size, gap and advance for digits `h` high.
+int AdaptiveUnitPixels(int h)
+{
+    return std::max(4, QVRoundPx(0.42 * h));
+}
+
+int AdaptiveUnitGap(int h)
+{
+    return std::max(2, h / 5);
+}
+
+int AdaptiveUnitAdvance(const QFont &base, const QString &unit, int h)
+{
+    return int(std::ceil(QFontMetricsF(UnitFont(base, AdaptiveUnitPixels(h))).horizontalAdvance(unit)));
+}
+
 // The digit font of `dsFont`: a fixed-pitch face.
 QFont DigitFont()
 {
@@ -196,7 +216,58 @@ struct TQVPanelMeterInt::Layout
     int digitWidth = 0;
     int pitch = 0;  // digit width plus the gap that holds the decimal point
     int unitPixelSize = 0;
+    int unitLeft = 0; // where the unit label starts
 };
+
+namespace {
+
+// One seven-segment position. Each lit pattern (7 segment bits and the point) is drawn once,
+// when first shown, with its complement unlit, into a picture of the position at the
+// target's pixel ratio; every paint blits those pictures.
+struct SegmentCell
+{
+    QPointF segments[7][6];
+    quint8 present = 0; // segments long enough to draw
+    bool hasPoint = false;
+    QPointF point;
+    qreal pointRadius = 0.0;
+    QRect box; // the position and the gap after it, as tiled over the digit area
+    std::array<QPixmap, 256> images;
+};
+
+// The picture of `cell` with the parts in `lit` (bit 7: the point) lit and the rest unlit,
+// on the window's colour; drawn where the cell stands, so that it blits to the same pixels.
+QPixmap CellImage(const SegmentCell &cell, int lit, qreal dpr, const QColor &back, const QColor &unlit,
+                  const QColor &litColour)
+{
+    const auto path = [&cell](int pattern) {
+        QPainterPath p;
+        for (int k = 0; k < 7; ++k) {
+            if (!(pattern & cell.present & (1 << k)))
+                continue;
+            const QPointF(&q)[6] = cell.segments[k];
+            p.moveTo(q[0]);
+            for (int m = 1; m < 6; ++m)
+                p.lineTo(q[m]);
+            p.closeSubpath();
+        }
+        if (cell.hasPoint && (pattern & 0x80))
+            p.addEllipse(cell.point, cell.pointRadius, cell.pointRadius);
+        return p;
+    };
+    QPixmap image;
+    QVEnsurePixmap(image, cell.box.size(), dpr);
+    image.fill(back);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(-cell.box.topLeft());
+    painter.setPen(Qt::NoPen);
+    painter.fillPath(path(~lit & 0xFF), unlit);
+    painter.fillPath(path(lit), litColour);
+    return image;
+}
+
+} // namespace
 
 class TQVPanelMeterInt::PrivateData
 {
@@ -207,8 +278,9 @@ public:
     QString unitText;
     TSiPrefixesId prefix = sipNone;
     TQVDigitStyle digitStyle = dsSevenSegment;
-    TQVColor digitColor = 0x2828FF;
-    TQVColor backgroundColor = 0x141414;
+    TQVColor digitColor = DefaultDigitColor;
+    TQVColor backgroundColor = DefaultBackgroundColor;
+    TQVScaleLayout scaleLayout = slClassic;
     QString overRangeText = QStringLiteral("OL");
     double valueMin = -std::numeric_limits<double>::infinity();
     double valueMax = std::numeric_limits<double>::infinity();
@@ -222,21 +294,10 @@ public:
     bool layoutCaption = false;
     Layout layout;
 
-    // Seven-segment outlines of every position of `layout`; the path of each lit pattern
-    // (7 segment bits and the point) of each position is built once when first shown, and
-    // its complement is the unlit part, so a value repaint builds no path.
-    struct Cell
-    {
-        QPointF segments[7][6];
-        quint8 present = 0; // segments long enough to draw
-        bool hasPoint = false;
-        QPointF point;
-        qreal pointRadius = 0.0;
-        std::array<QPainterPath, 256> paths;
-    };
-    std::vector<std::unique_ptr<Cell>> cells;
-    QBrush litBrush;
-    QBrush unlitBrush;
+    // Seven-segment positions of `layout`, pictures at `cellRatio`. They go with the layout,
+    // whose change (size, colours, any property) drops them.
+    std::vector<std::unique_ptr<SegmentCell>> cells;
+    qreal cellRatio = 0.0; // the pixel ratio of the pictures
 };
 
 TQVPanelMeterInt::TQVPanelMeterInt(QWidget *owner)
@@ -272,6 +333,7 @@ TQVColor TQVPanelMeterInt::BackgroundColor() const { return m_data->backgroundCo
 QString TQVPanelMeterInt::OverRangeText() const { return m_data->overRangeText; }
 double TQVPanelMeterInt::ValueMin() const { return m_data->valueMin; }
 double TQVPanelMeterInt::ValueMax() const { return m_data->valueMax; }
+TQVScaleLayout TQVPanelMeterInt::ScaleLayout() const { return m_data->scaleLayout; }
 QString TQVPanelMeterInt::DisplayText() const { return m_data->displayText; }
 bool TQVPanelMeterInt::IsOverRange() const { return m_data->overRange; }
 
@@ -362,6 +424,28 @@ void TQVPanelMeterInt::SetValueMax(double value)
     PropertyChanged();
 }
 
+void TQVPanelMeterInt::SetScaleLayout(TQVScaleLayout layout)
+{
+    if (layout == m_data->scaleLayout || layout > slAdaptive)
+        return;
+    m_data->scaleLayout = layout;
+    PropertyChanged();
+}
+
+QColor TQVPanelMeterInt::InkColor() const
+{
+    if (m_data->scaleLayout == slAdaptive && m_data->digitColor == DefaultDigitColor)
+        return palette().color(QPalette::Text);
+    return ToQColor(m_data->digitColor);
+}
+
+QColor TQVPanelMeterInt::WindowColor() const
+{
+    if (m_data->scaleLayout == slAdaptive && m_data->backgroundColor == DefaultBackgroundColor)
+        return palette().color(QPalette::Base);
+    return ToQColor(m_data->backgroundColor);
+}
+
 QString TQVPanelMeterInt::UnitLabel() const
 {
     TSiPrefixesStruct info;
@@ -372,9 +456,13 @@ QString TQVPanelMeterInt::UnitLabel() const
 
 QColor TQVPanelMeterInt::UnlitColor() const
 {
-    const QColor lit = ToQColor(m_data->digitColor);
-    const QColor back = ToQColor(m_data->backgroundColor);
-    const auto mix = [](int b, int d) { return qRound(b + (d - b) * 0.2); };
+    const QColor lit = InkColor();
+    const QColor back = WindowColor();
+    // Palette colours are far apart (text on base): a fainter shade reads the same.
+    const bool palette = m_data->scaleLayout == slAdaptive
+        && (m_data->digitColor == DefaultDigitColor || m_data->backgroundColor == DefaultBackgroundColor);
+    const double share = palette ? 0.12 : 0.2;
+    const auto mix = [share](int b, int d) { return qRound(b + (d - b) * share); };
     return QColor(mix(back.red(), lit.red()), mix(back.green(), lit.green()), mix(back.blue(), lit.blue()));
 }
 
@@ -471,7 +559,8 @@ void TQVPanelMeterInt::changeEvent(QEvent *event)
         UpdateDecimalPoint();
         UpdateText(false);
         update();
-    } else if (event->type() == QEvent::FontChange) {
+    } else if (event->type() == QEvent::FontChange
+               || (event->type() == QEvent::PaletteChange && m_data->scaleLayout == slAdaptive)) {
         m_data->layoutValid = false;
         updateGeometry();
         update();
@@ -507,6 +596,39 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
     if (window.width() <= 0 || window.height() <= 0)
         return l;
     l.window = window;
+    if (m_data->scaleLayout == slAdaptive) {
+        // The digits as large as the window allows, the unit measured at its size beside them.
+        const int pad = std::max(2, QVRoundPx(window.height() * 0.1));
+        const int h0 = window.height() - 2 * pad;
+        const int available = window.width() - 2 * pad;
+        const int cells = m_data->digits + 1;
+        const QString unit = UnitLabel();
+        const auto width = [&](int h) {
+            const int gap = h / 4;
+            return cells * (h / 2 + gap) - gap + (unit.isEmpty() ? 0 : AdaptiveUnitGap(h) + AdaptiveUnitAdvance(font(), unit, h));
+        };
+        if (h0 < 4 || available <= 0)
+            return l;
+        int h = h0;
+        if (const int full = width(h0); full > available) {
+            // Nearly proportional: start just above the estimate and step down.
+            h = std::min(h0, int(double(h0) * available / full) + 2);
+            while (h >= 4 && width(h) > available)
+                --h;
+        }
+        if (h < 4)
+            return l;
+        const int gap = h / 4;
+        l.digitHeight = h;
+        l.digitWidth = h / 2;
+        l.pitch = l.digitWidth + gap;
+        const int left = window.left() + pad + (available - width(h)) / 2;
+        const int top = window.top() + (window.height() - h) / 2;
+        l.digits = QRect(left, top, cells * l.pitch - gap, h);
+        l.unitPixelSize = AdaptiveUnitPixels(h);
+        l.unitLeft = l.digits.right() + 1 + AdaptiveUnitGap(h);
+        return l;
+    }
 
     const int pad = std::max(2, window.height() / 8);
     const int h0 = window.height() - 2 * pad;
@@ -532,6 +654,7 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
     const int left = window.left() + pad + (available - block) / 2;
     const int top = window.top() + pad + (h0 - h) / 2;
     l.digits = QRect(left, top, digitsWidth, h);
+    l.unitLeft = l.digits.right() + 1 + h / 4;
     return l;
 }
 
@@ -540,8 +663,32 @@ QRect TQVPanelMeterInt::DigitRect() const
     return CurrentLayout().digits;
 }
 
+// A window `windowHeight` pixels high that holds the digits of the adaptive layout and the unit.
+QSize TQVPanelMeterInt::AdaptiveHint(int windowHeight) const
+{
+    const int bevel = QVPinPx(BevelWidth(), 0);
+    const int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0)
+        + (BevelInner() != bvNone ? bevel : 0) + WindowMargin;
+    const int pad = std::max(2, QVRoundPx(windowHeight * 0.1));
+    const int h = windowHeight - 2 * pad;
+    const int cells = m_data->digits + 1;
+    const QString unit = UnitLabel();
+    int width = 2 * pad + cells * (h / 2 + h / 4) - h / 4;
+    if (!unit.isEmpty())
+        width += AdaptiveUnitGap(h) + AdaptiveUnitAdvance(font(), unit, h);
+    int height = windowHeight;
+    if (!Caption().isEmpty()) {
+        const QFontMetrics fm(font());
+        height += fm.height() + 2;
+        width = std::max(width, fm.horizontalAdvance(Caption()));
+    }
+    return QSize(width + 2 * inset, height + 2 * inset);
+}
+
 QSize TQVPanelMeterInt::sizeHint() const
 {
+    if (m_data->scaleLayout == slAdaptive)
+        return AdaptiveHint(44);
     // A window 44 pixels high; the width follows from the digit positions and the unit.
     const int bevel = QVPinPx(BevelWidth(), 0);
     int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0) + (BevelInner() != bvNone ? bevel : 0);
@@ -566,6 +713,8 @@ QSize TQVPanelMeterInt::sizeHint() const
 
 QSize TQVPanelMeterInt::minimumSizeHint() const
 {
+    if (m_data->scaleLayout == slAdaptive)
+        return AdaptiveHint(20);
     const QSize hint = sizeHint();
     return QSize(hint.width() / 2, hint.height() / 2);
 }
@@ -573,44 +722,37 @@ QSize TQVPanelMeterInt::minimumSizeHint() const
 void TQVPanelMeterInt::Paint(QPainter &painter)
 {
     const Layout &layout = CurrentLayout();
-    // A value repaint only needs the window's colour under the digits.
+    // A paint inside the digit area needs nothing else.
     const QRect dirty = painter.clipBoundingRect().toAlignedRect();
-    const bool valuePaint = !layout.digits.isEmpty() && layout.digits.contains(dirty);
-    if (valuePaint)
-        painter.fillRect(layout.digits, ToQColor(m_data->backgroundColor));
-    else
+    if (layout.digits.isEmpty() || !layout.digits.contains(dirty))
         PaintBackground(painter, layout);
+    PaintDigits(painter, layout);
+}
+
+void TQVPanelMeterInt::PaintDigits(QPainter &painter, const Layout &layout)
+{
     if (layout.digits.isEmpty())
         return;
-    if (!painter.testRenderHint(QPainter::Antialiasing))
-        painter.setRenderHint(QPainter::Antialiasing, true);
-    if (m_data->digitStyle == dsFont) {
-        PaintFontDigits(painter, layout);
-    } else if (valuePaint) {
+    if (m_data->digitStyle == dsSevenSegment) {
+        // The pictures tile the digit area.
         PaintSevenSegment(painter, layout);
-    } else {
-        // The decimal points reach a fraction of a pixel below the digit area, which a
-        // value repaint does not touch: every paint keeps them inside it.
-        painter.save();
-        painter.setClipRect(layout.digits, Qt::IntersectClip);
-        PaintSevenSegment(painter, layout);
-        painter.restore();
+        return;
     }
+    painter.fillRect(layout.digits, WindowColor());
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    PaintFontDigits(painter, layout);
 }
 
 void TQVPanelMeterInt::paintEvent(QPaintEvent *event)
 {
-    // A value repaint switches antialiasing on before the clip: switching it under a clip
-    // makes the raster engine rebuild the clip.
-    const QRect &digits = CurrentLayout().digits;
-    if (digits.isEmpty() || !digits.contains(event->rect())) {
+    // A value repaint sets no clip of its own: the paint system clips to the digit area.
+    const Layout &layout = CurrentLayout();
+    if (layout.digits.isEmpty() || !layout.digits.contains(event->rect())) {
         TQVCustomPanel::paintEvent(event);
         return;
     }
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setClipRegion(event->region());
-    Paint(painter);
+    PaintDigits(painter, layout);
 }
 
 void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
@@ -627,21 +769,25 @@ void TQVPanelMeterInt::PaintBackground(QPainter &painter, const Layout &layout)
     }
     if (layout.window.isEmpty())
         return;
-    // The window is sunk by one pixel into the panel.
+    // The window is sunk by one pixel into the panel; the adaptive one has a flat outline,
+    // which also shows where window and highlight are both light.
     const QRect w = layout.window;
-    painter.fillRect(QRect(w.left() - 1, w.top() - 1, w.width() + 1, 1), ToQColor(QVColors::clBtnShadow));
-    painter.fillRect(QRect(w.left() - 1, w.top(), 1, w.height()), ToQColor(QVColors::clBtnShadow));
-    painter.fillRect(QRect(w.left() - 1, w.bottom() + 1, w.width() + 2, 1), ToQColor(QVColors::clBtnHighlight));
-    painter.fillRect(QRect(w.right() + 1, w.top() - 1, 1, w.height() + 1), ToQColor(QVColors::clBtnHighlight));
-    painter.fillRect(w, ToQColor(m_data->backgroundColor));
+    const bool flat = m_data->scaleLayout == slAdaptive;
+    const QColor shadow = flat ? palette().color(QPalette::Dark) : ToQColor(QVColors::clBtnShadow);
+    const QColor light = flat ? shadow : ToQColor(QVColors::clBtnHighlight);
+    painter.fillRect(QRect(w.left() - 1, w.top() - 1, w.width() + 1, 1), shadow);
+    painter.fillRect(QRect(w.left() - 1, w.top(), 1, w.height()), shadow);
+    painter.fillRect(QRect(w.left() - 1, w.bottom() + 1, w.width() + 2, 1), light);
+    painter.fillRect(QRect(w.right() + 1, w.top() - 1, 1, w.height() + 1), light);
+    painter.fillRect(w, WindowColor());
 
     const QString unit = UnitLabel();
     if (unit.isEmpty() || layout.digits.isEmpty())
         return;
     const QFont font = UnitFont(this->font(), layout.unitPixelSize);
     painter.setFont(font);
-    painter.setPen(ToQColor(m_data->digitColor));
-    const QPointF baseline(layout.digits.right() + 1 + layout.digitHeight / 4, layout.digits.bottom() + 1);
+    painter.setPen(InkColor());
+    const QPointF baseline(layout.unitLeft, layout.digits.bottom() + 1);
     painter.save();
     painter.setClipRect(w, Qt::IntersectClip);
     painter.drawText(baseline, unit);
@@ -673,18 +819,24 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
         glyphs[size_t(cell)].point = true;
 
     PrivateData &d = *m_data;
-    if (int(d.cells.size()) != cells) {
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
+    const bool adaptive = d.scaleLayout == slAdaptive;
+    if (int(d.cells.size()) != cells || d.cellRatio != dpr) {
         d.cells.clear();
+        d.cellRatio = dpr;
         const int h = layout.digitHeight;
         const int dw = layout.digitWidth;
         const qreal t = std::max(1, dw / 5);
         const qreal s = std::max(0.75, t / 5);
         for (int i = 0; i < cells; ++i) {
-            auto cell = std::make_unique<PrivateData::Cell>();
+            auto cell = std::make_unique<SegmentCell>();
             const qreal x = layout.digits.left() + i * layout.pitch;
             const qreal y = layout.digits.top();
             const qreal left = x + t / 2, right = x + dw - t / 2;
-            const qreal top = y + t / 2, middle = y + h / 2.0, bottom = y + h - t / 2;
+            // The adaptive middle segment sits on whole device pixels, so that it is as crisp
+            // as the others where h - t is odd.
+            const qreal middle = adaptive ? y + std::floor((h - t) * dpr / 2) / dpr + t / 2 : y + h / 2.0;
+            const qreal top = y + t / 2, bottom = y + h - t / 2;
             const QPointF ends[7][2] = {
                 {{left, top}, {right, top}},         {{right, top}, {right, middle}},
                 {{right, middle}, {right, bottom}},  {{left, bottom}, {right, bottom}},
@@ -698,35 +850,17 @@ void TQVPanelMeterInt::PaintSevenSegment(QPainter &painter, const Layout &layout
             cell->hasPoint = i >= 1 && i < cells - 1;
             cell->point = QPointF(x + dw + (layout.pitch - dw) / 2.0, y + h - t / 2);
             cell->pointRadius = t * 0.6;
+            cell->box = QRect(int(x), int(y), i < cells - 1 ? layout.pitch : dw, h);
             d.cells.push_back(std::move(cell));
         }
-        d.unlitBrush = QBrush(UnlitColor());
-        d.litBrush = QBrush(ToQColor(d.digitColor));
     }
-    // The path of the parts of `cell` lit in `pattern` (bit 7: the point), built on first use.
-    const auto pathOf = [](PrivateData::Cell &cell, int pattern) -> const QPainterPath & {
-        QPainterPath &path = cell.paths[std::size_t(pattern)];
-        if (path.isEmpty()) {
-            for (int k = 0; k < 7; ++k) {
-                if (!(pattern & cell.present & (1 << k)))
-                    continue;
-                const QPointF(&p)[6] = cell.segments[k];
-                path.moveTo(p[0]);
-                for (int m = 1; m < 6; ++m)
-                    path.lineTo(p[m]);
-                path.closeSubpath();
-            }
-            if (cell.hasPoint && (pattern & 0x80))
-                path.addEllipse(cell.point, cell.pointRadius, cell.pointRadius);
-        }
-        return path;
-    };
-    painter.setPen(Qt::NoPen);
     for (int i = 0; i < cells; ++i) {
-        PrivateData::Cell &cell = *d.cells[std::size_t(i)];
+        SegmentCell &cell = *d.cells[std::size_t(i)];
         const int lit = glyphs[std::size_t(i)].segments | (glyphs[std::size_t(i)].point ? 0x80 : 0);
-        painter.fillPath(pathOf(cell, ~lit & 0xFF), d.unlitBrush);
-        painter.fillPath(pathOf(cell, lit), d.litBrush);
+        QPixmap &image = cell.images[std::size_t(lit)];
+        if (image.isNull())
+            image = CellImage(cell, lit, dpr, WindowColor(), UnlitColor(), InkColor());
+        painter.drawPixmap(cell.box.topLeft(), image);
     }
 }
 
@@ -759,7 +893,7 @@ void TQVPanelMeterInt::PaintFontDigits(QPainter &painter, const Layout &layout)
     painter.save();
     painter.setClipRect(digits, Qt::IntersectClip);
     painter.setFont(font);
-    painter.setPen(ToQColor(m_data->digitColor));
+    painter.setPen(InkColor());
     painter.translate(digits.right() + 1, digits.bottom() + 1);
     painter.scale(condense, 1.0);
     painter.drawText(QPointF(-fm.horizontalAdvance(body), 0), body);

@@ -7,6 +7,7 @@
 
 #include "controls/qvCommon.h"
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleEngine.h"
 
 /// \brief A digital panel meter: shows one number in seven-segment or font digits inside a
 /// display window, with a fixed sign position, an over-range indication and a unit label
@@ -29,6 +30,7 @@ class QV_WIDGETS_EXPORT TQVPanelMeterInt : public TQVCustomPanel
     Q_PROPERTY(QString OverRangeText READ OverRangeText WRITE SetOverRangeText)
     Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
     Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
     enum TQVDigitStyle : quint8 { dsSevenSegment, dsFont };
@@ -71,6 +73,11 @@ public:
     double ValueMax() const;
     /// Upper end of the display range; ignored when NaN or not above `ValueMin`.
     void SetValueMax(double value);
+    TQVScaleLayout ScaleLayout() const;
+    /// \brief `slAdaptive` sizes the digits to the window with the unit measured beside them
+    /// and takes digits, unlit segments and window from the palette while `DigitColor` and
+    /// `BackgroundColor` are at their defaults; `slClassic`, the default, keeps the classic look.
+    void SetScaleLayout(TQVScaleLayout layout);
 
     /// \brief The text the digits show: the formatted number, `OverRangeText` (preceded by
     /// "-" below the range), or "----" for NaN.
@@ -81,7 +88,8 @@ public:
     bool IsOverRange() const;
     /// The area of the digit positions (sign position included), repainted on value changes.
     QRect DigitRect() const;
-    /// The colour of unlit segments: one fifth of the way from `BackgroundColor` to `DigitColor`.
+    /// The colour of unlit segments: one fifth of the way from `BackgroundColor` to `DigitColor`
+    /// (in the adaptive layout from the colours painted, see `SetScaleLayout`).
     QColor UnlitColor() const;
 
     QSize sizeHint() const override;
@@ -101,7 +109,11 @@ private:
     void UpdateText(bool repaintNow);
     void UpdateDecimalPoint();
     void PropertyChanged();
+    QColor InkColor() const;
+    QColor WindowColor() const;
+    QSize AdaptiveHint(int windowHeight) const;
     void PaintBackground(QPainter &painter, const Layout &layout);
+    void PaintDigits(QPainter &painter, const Layout &layout);
     void PaintSevenSegment(QPainter &painter, const Layout &layout);
     void PaintFontDigits(QPainter &painter, const Layout &layout);
 

@@ -12,6 +12,7 @@
 #include <QtGui/QImage>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
+#include <QtGui/QPalette>
 
 #include "indicators/QVPanelMeterInt.h"
 #include "support/qvPaintRecorder.h"
@@ -308,5 +309,36 @@ TEST(PanelMeterQt, SizeHintAccessibilityAndDegenerateSizes)
             EXPECT_FALSE(meter->grab().isNull());
         }
         EXPECT_TRUE(meter->DigitRect().isEmpty() || meter->DigitRect().height() >= 4);
+    }
+}
+
+TEST(PanelMeterAdaptive, FollowsThePaletteAndFitsDigitsAndUnit)
+{
+    // Light and dark palettes at both size hints; then colours set by the user, which win.
+    for (int k = 0; k < 5; ++k) {
+        auto m = MakeMeter(220, 80, 5, 2);
+        QPalette palette;
+        palette.setColor(QPalette::Base, k % 2 ? QColor(30, 31, 34) : Qt::white);
+        palette.setColor(QPalette::Text, k % 2 ? QColor(225, 227, 230) : Qt::black);
+        m->setPalette(palette);
+        m->SetScaleLayout(slAdaptive);
+        m->SetUnitText(QStringLiteral("mV"));
+        if (k < 4) { // the default colours, at the size hints
+            m->SetDigitColor(0x2828FF), m->SetBackgroundColor(0x141414);
+            m->resize(k < 2 ? m->sizeHint() : m->minimumSizeHint());
+        }
+        m->SetValue(-1.8);
+        const QImage image = m->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        const QColor base = k < 4 ? palette.color(QPalette::Base) : Rgb(Back);
+        const QRect window = QRect(1, 1, m->width() - 2, m->height() - 2).adjusted(3, 3, -3, -3), digits = m->DigitRect();
+        // A crisp sign (segment g of position 0), the base, a whole unit right of the digits.
+        EXPECT_EQ(image.pixelColor(digits.left() + digits.height() / 4, digits.center().y()),
+                  k < 4 ? palette.color(QPalette::Text) : Rgb(Lit)) << k;
+        int unitInk = 0, edgeInk = 0;
+        for (int y = window.top(); y <= window.bottom(); ++y)
+            for (int x = digits.right() + 1; x <= window.right(); ++x)
+                (x < window.right() ? unitInk : edgeInk) += image.pixelColor(x, y) != base;
+        EXPECT_EQ(image.pixelColor(window.topLeft()), base) << k;
+        EXPECT_EQ(std::pair(unitInk > 4, edgeInk), std::pair(true, 0)) << k;
     }
 }

@@ -1,0 +1,56 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+#include <QtGui/QBackingStore>
+#include <QtGui/QScreen>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+
+#include "controls/qvDial.h"
+#include "controls/qvmeterInt.h"
+#include "indicators/QVPanelMeterInt.h"
+
+// Offscreen screens at ratio 1 and 2 (scaled by Qt: the platform's own ratio leaves its backing store at 1).
+const bool ScreensConfigured = [] {
+    qputenv("QT_QPA_PLATFORM", QByteArray("offscreen:configfile=") + VELMORA_REPAINT_SCREENS);
+    qputenv("QT_SCREEN_SCALE_FACTORS", "ratio1=1;ratio2=2");
+    return true;
+}();
+
+// After value repaints, also after a colour or size change, the window's backing store equals a full render.
+TEST(ValueRepaint, ScreenEqualsAFullRender)
+{
+    ASSERT_TRUE(ScreensConfigured && QGuiApplication::screens().size() == 2);
+    // The widget, its size, a colour a value repaint must not miss, and values with small and large jumps.
+    const struct { std::function<QWidget *()> make; QSize size; const char *colour; double values[4]; } cases[] = {
+        {[] { return new TQVMeterInt; }, {200, 200}, "IndicatorColor", {1.0, 1.4, -9.0, 9.7}},
+        {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
+        {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
+    };
+    for (const auto &c : cases)
+        for (QScreen *screen : QGuiApplication::screens())
+            for (int layout : {0, 1}) {
+                const std::unique_ptr<QWidget> w(c.make());
+                w->resize(c.size);
+                SCOPED_TRACE(testing::Message() << w->metaObject()->className() << " layout " << layout << " dpr "
+                                                << screen->devicePixelRatio());
+                ASSERT_TRUE(w->setProperty("ScaleLayout", layout));
+                w->move(screen->geometry().topLeft() + QPoint(10, 10));
+                w->show();
+                ASSERT_TRUE(QTest::qWaitForWindowExposed(w.get()));
+                ASSERT_EQ(w->devicePixelRatioF(), screen->devicePixelRatio());
+                for (int i = 0; i < 4; ++i) {
+                    if (i == 2)
+                        ASSERT_TRUE(w->setProperty(c.colour, 0x3060C0u));
+                    if (i == 3)
+                        w->resize(w->size() + QSize(13, 7));
+                    QApplication::processEvents();
+                    ASSERT_TRUE(w->setProperty("Value", c.values[i]));
+                    const auto *shown = static_cast<const QImage *>(w->backingStore()->paintDevice());
+                    EXPECT_EQ(shown->convertToFormat(QImage::Format_RGB32),
+                              w->grab().toImage().convertToFormat(QImage::Format_RGB32)) << "step " << i;
+                }
+            }
+}
