@@ -666,9 +666,6 @@ QRect TQVPanelMeterInt::DigitRect() const
 // A window `windowHeight` pixels high that holds the digits of the adaptive layout and the unit.
 QSize TQVPanelMeterInt::AdaptiveHint(int windowHeight) const
 {
-    const int bevel = QVPinPx(BevelWidth(), 0);
-    const int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0)
-        + (BevelInner() != bvNone ? bevel : 0) + WindowMargin;
     const int pad = std::max(2, QVRoundPx(windowHeight * 0.1));
     const int h = windowHeight - 2 * pad;
     const int cells = m_data->digits + 1;
@@ -676,13 +673,21 @@ QSize TQVPanelMeterInt::AdaptiveHint(int windowHeight) const
     int width = 2 * pad + cells * (h / 2 + h / 4) - h / 4;
     if (!unit.isEmpty())
         width += AdaptiveUnitGap(h) + AdaptiveUnitAdvance(font(), unit, h);
-    int height = windowHeight;
+    return AroundWindow(QSize(width, windowHeight));
+}
+
+// The control around a window of `window` pixels: caption line, margin, bevels and border.
+QSize TQVPanelMeterInt::AroundWindow(QSize window) const
+{
+    const int bevel = QVPinPx(BevelWidth(), 0);
+    const int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0)
+        + (BevelInner() != bvNone ? bevel : 0) + WindowMargin;
     if (!Caption().isEmpty()) {
         const QFontMetrics fm(font());
-        height += fm.height() + 2;
-        width = std::max(width, fm.horizontalAdvance(Caption()));
+        window.rheight() += fm.height() + 2;
+        window.setWidth(std::max(window.width(), fm.horizontalAdvance(Caption())));
     }
-    return QSize(width + 2 * inset, height + 2 * inset);
+    return QSize(window.width() + 2 * inset, window.height() + 2 * inset);
 }
 
 QSize TQVPanelMeterInt::sizeHint() const
@@ -690,9 +695,6 @@ QSize TQVPanelMeterInt::sizeHint() const
     if (m_data->scaleLayout == slAdaptive)
         return AdaptiveHint(44);
     // A window 44 pixels high; the width follows from the digit positions and the unit.
-    const int bevel = QVPinPx(BevelWidth(), 0);
-    int inset = QVPinPx(BorderWidth(), 0) + (BevelOuter() != bvNone ? bevel : 0) + (BevelInner() != bvNone ? bevel : 0);
-    inset += WindowMargin;
     const int windowHeight = 44;
     const int pad = windowHeight / 8;
     const int h = windowHeight - 2 * pad;
@@ -702,13 +704,7 @@ QSize TQVPanelMeterInt::sizeHint() const
     int width = 2 * pad + ((3 * cells - 1) * h + 3) / 4;
     if (!unit.isEmpty())
         width += h / 4 + QFontMetrics(UnitFont(font(), h * 2 / 5)).horizontalAdvance(unit);
-    int height = windowHeight;
-    if (!Caption().isEmpty()) {
-        const QFontMetrics fm(font());
-        height += fm.height() + 2;
-        width = std::max(width, fm.horizontalAdvance(Caption()));
-    }
-    return QSize(width + 2 * inset, height + 2 * inset);
+    return AroundWindow(QSize(width, windowHeight));
 }
 
 QSize TQVPanelMeterInt::minimumSizeHint() const

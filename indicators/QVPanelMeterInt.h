@@ -112,6 +112,7 @@ private:
     QColor InkColor() const;
     QColor WindowColor() const;
     QSize AdaptiveHint(int windowHeight) const;
+    QSize AroundWindow(QSize window) const;
     void PaintBackground(QPainter &painter, const Layout &layout);
     void PaintDigits(QPainter &painter, const Layout &layout);
     void PaintSevenSegment(QPainter &painter, const Layout &layout);
