@@ -108,11 +108,7 @@ void TQVMLSFilterBase::AdjustSettings(TQVMeasureSourceSettings &settings) const
 
 void TQVMLSFilterBase::SourceSettingsChanged(const TQVMeasureSourceSettings &settings)
 {
-    TQVMeasureSource *source = GetQVMeasureSource();
-    // GetHarmonizeData raises for a link the source does not know.
-    const bool harmonized = source && source->Links().contains(InputLink())
-        && source->GetHarmonizeData(InputLink());
-    const long double n = harmonized ? settings.HarmonizedBlockLength : settings.BlockLength;
+    const long double n = InputBlockLength(settings);
     SetSampleFrequency(float(n / static_cast<long double>(settings.XSpan)));
 }
 

@@ -69,15 +69,6 @@ QString TQVFFTStage::IncompatibleSourceMessage() const
     return QVLoadResString(m_dualInput ? TQVResString::FFTNeedsTwoChannels : TQVResString::FFTNeedsOneChannel);
 }
 
-int TQVFFTStage::SourceBlockLength(const TQVMeasureSourceSettings &settings) const
-{
-    TQVMeasureSource *source = GetQVMeasureSource();
-    // GetHarmonizeData raises for a link the source does not know.
-    const bool harmonized = source && source->Links().contains(InputLink())
-        && source->GetHarmonizeData(InputLink());
-    return harmonized ? settings.HarmonizedBlockLength : settings.BlockLength;
-}
-
 void TQVFFTStage::AdjustSettings(TQVMeasureSourceSettings &settings) const
 {
     settings.ChannelCount = OutputChannelCount(settings.ChannelCount);
@@ -90,7 +81,7 @@ void TQVFFTStage::AdjustSettings(TQVMeasureSourceSettings &settings) const
         settings.XStart = 0.0L;
         settings.XSpan = 0.0L;
     } else {
-        const long double n = SourceBlockLength(settings);
+        const long double n = InputBlockLength(settings);
         settings.XStart = 2.0L / span;
         settings.XSpan = n * 0.5L / span - 2.0L / span;
     }
@@ -100,7 +91,7 @@ void TQVFFTStage::AdjustSettings(TQVMeasureSourceSettings &settings) const
 void TQVFFTStage::SourceSettingsChanged(const TQVMeasureSourceSettings &settings)
 {
     // The base announces the settings downstream right after this.
-    Redimension(SourceBlockLength(settings));
+    Redimension(InputBlockLength(settings));
 }
 
 void TQVFFTStage::OutputChanged()

@@ -93,8 +93,6 @@ protected:
     TQVFFT *m_engine;
 
 private:
-    /// The block length the source announces to this stage's input: harmonized or natural.
-    int SourceBlockLength(const TQVMeasureSourceSettings &settings) const;
     bool HasInput(const TQVDescArraySingle &data) const;
     int InputLength(const TQVDescArraySingle &data) const;
 

@@ -233,6 +233,14 @@ void TQVMLSBase::SetQVMeasureSource(TQVMeasureSource *source)
         m_inputLink->SeTQVMeasureSource(source);
 }
 
+int TQVMLSBase::InputBlockLength(const TQVMeasureSourceSettings &settings) const
+{
+    TQVMeasureSource *source = GetQVMeasureSource();
+    // GetHarmonizeData raises for a link the source does not know.
+    const bool harmonized = source && source->Links().contains(m_inputLink) && source->GetHarmonizeData(m_inputLink);
+    return harmonized ? settings.HarmonizedBlockLength : settings.BlockLength;
+}
+
 void TQVMLSBase::GetSettings(TQVMeasureSourceSettings &settings) const
 {
     TQVMeasureSource *source = GetQVMeasureSource();

@@ -277,6 +277,11 @@ public:
 
     TQVMeasureLink *InputLink() const { return m_inputLink; }
 
+    /// The length of the blocks that `settings` (the source's) announce to this stage's
+    /// input: the harmonized length when the source honours this link's harmonize request,
+    /// else the natural one.
+    int InputBlockLength(const TQVMeasureSourceSettings &settings) const;
+
 protected:
     /// Settings of the upstream source changed.
     virtual void MLSOnUpdateSettings(TQVMeasureLink *link);
