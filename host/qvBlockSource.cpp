@@ -27,19 +27,24 @@ bool TQVBlockSource::BuffersFit(int channels, int blockLength, int harmonizedLen
 
 void TQVBlockSource::SetBlockLength(int length)
 {
-    if (length < 1 || length > MaxBlockLength || length == m_blockLength
-        || !BuffersFit(std::max(1, m_channelCount), length, m_harmonizedLength))
-        return;
-    m_blockLength = length;
-    ConfigChanged();
+    if (length >= 1)
+        SetLengths(length, m_harmonizedLength);
 }
 
 void TQVBlockSource::SetHarmonizedBlockLength(int length)
 {
-    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength
-        || !BuffersFit(std::max(1, m_channelCount), m_blockLength, length))
+    if (length >= 0)
+        SetLengths(m_blockLength, length);
+}
+
+void TQVBlockSource::SetLengths(int blockLength, int harmonizedLength)
+{
+    if (blockLength > MaxBlockLength || harmonizedLength > MaxBlockLength
+        || (blockLength == m_blockLength && harmonizedLength == m_harmonizedLength)
+        || !BuffersFit(std::max(1, m_channelCount), blockLength, harmonizedLength))
         return;
-    m_harmonizedLength = length;
+    m_blockLength = blockLength;
+    m_harmonizedLength = harmonizedLength;
     ConfigChanged();
 }
 

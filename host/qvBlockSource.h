@@ -106,6 +106,8 @@ private:
         std::vector<float> Harmonized; // samples waiting for a harmonized block
     };
 
+    // Both lengths at once, within the limits and when their buffers fit.
+    void SetLengths(int blockLength, int harmonizedLength);
     TQVDescArraySingle MakeHeader(qint64 firstFrame) const;
     bool AnyLinkHarmonized() const;
     // False when a consumer deleted the source.
