@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <tuple>
 
 #include "host/qvBlockBuffers.h"
@@ -112,6 +113,18 @@ void TQVBlockSource::PrepareBuffers()
     m_buffersStale = false;
 }
 
+void TQVBlockSource::RenewBlockBuffers()
+{
+    if (std::size_t(m_channelCount) > m_channels.size())
+        m_channels.resize(std::size_t(m_channelCount));
+    for (int k = 0; k < m_channelCount; ++k) {
+        std::vector<float> &block = m_channels[std::size_t(k)].Block;
+        RetireBuffer(std::make_shared<std::vector<float>>(std::move(block)));
+        block.assign(std::size_t(m_blockLength), 0.0f);
+    }
+    m_buffersStale = true;
+}
+
 void TQVBlockSource::RestartStream()
 {
     m_streamFrame = 0;
@@ -155,9 +168,12 @@ bool TQVBlockSource::AnyLinkHarmonized() const
 
 void TQVBlockSource::Tick()
 {
-    if (Delivering() || !(SampleRate() > 0.0))
+    const bool nested = Delivering();
+    if ((nested && !TicksWhileDelivering()) || !(SampleRate() > 0.0))
         return;
-    if (m_buffersStale)
+    if (nested)
+        RenewBlockBuffers();
+    else if (m_buffersStale)
         PrepareBuffers();
 
     const int channels = m_channelCount;

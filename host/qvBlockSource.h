@@ -51,7 +51,8 @@ public:
     void RequestData() override;
 
     /// Delivers the next block: as many frames as `FillFrames` gave, none when it gave none.
-    /// Ignored without a stream and when called from inside a delivery of this source.
+    /// Ignored without a stream, and from inside a delivery of this source unless
+    /// `TicksWhileDelivering`.
     void Tick();
     /// Announces `mssRun` and delivers a block per `TimerInterval` from a timer.
     void Run();
@@ -82,6 +83,10 @@ protected:
     virtual bool StreamEnded() const { return false; }
     /// Called by `Run` before it announces `mssRun`; false refuses the start (base: true).
     virtual bool PrepareRun() { return true; }
+    /// \brief Whether a `Tick()` from inside a delivery of this source delivers a block
+    /// (base: no, it is ignored). When it does, the block out keeps its buffers until its
+    /// delivery ends, and the harmonized cut restarts after the nested block.
+    virtual bool TicksWhileDelivering() const { return false; }
     /// Period of the run timer in ms: one block period, at least 1; 0 runs no timer.
     virtual int TimerInterval() const;
 
@@ -108,6 +113,8 @@ private:
 
     // Both lengths at once, within the limits and when their buffers fit.
     void SetLengths(int blockLength, int harmonizedLength);
+    // New block buffers for a nested tick; the old ones live on until the delivery ends.
+    void RenewBlockBuffers();
     TQVDescArraySingle MakeHeader(qint64 firstFrame) const;
     bool AnyLinkHarmonized() const;
     // False when a consumer deleted the source.

@@ -77,6 +77,8 @@ public:
 protected:
     int FillFrames(float *const *channels, qint64 firstFrame, int count) override;
     std::pair<float, float> ValueRange() const override;
+    /// A consumer may ask for the next block from inside its data callback.
+    bool TicksWhileDelivering() const override { return true; }
 
 private:
     struct ChannelState
