@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <new>
 #include <tuple>
 
-#include "host/qvBlockBuffers.h"
+#include <QtCore/QCoreApplication>
 
 TQVBlockSource::TQVBlockSource(int channelCount, QObject *owner)
     : TQVMeasureSource(owner)
@@ -16,13 +17,22 @@ TQVBlockSource::TQVBlockSource(int channelCount, QObject *owner)
 
 TQVBlockSource::~TQVBlockSource() = default;
 
-bool TQVBlockSource::BuffersFit(int channels, int blockLength, int harmonizedLength)
+bool TQVBlockSource::BuffersFit(int channels, int blockLength, int harmonizedLength, bool report)
 {
-    if (QVBlockBuffersFit(channels, blockLength, harmonizedLength))
+    // One allocation of the whole size, freed at once: per channel a block, a pending block
+    // and the harmonized samples.
+    const std::size_t samples =
+        std::size_t(channels) * (2 * std::size_t(blockLength) + std::size_t(harmonizedLength));
+    if (std::unique_ptr<float[]>(new (std::nothrow) float[samples]))
         return true;
-    const QString message = QVBlockBuffersMessage(metaObject()->className(), channels, blockLength);
-    qWarning("%s", qPrintable(message));
-    emit ErrorOccurred(message);
+    if (report) {
+        const QString message = QCoreApplication::translate(metaObject()->className(),
+                                                            "Not enough memory for %1 channels of %2 samples")
+                                    .arg(channels)
+                                    .arg(blockLength);
+        qWarning("%s", qPrintable(message));
+        emit ErrorOccurred(message);
+    }
     return false;
 }
 
@@ -211,8 +221,7 @@ void TQVBlockSource::Tick()
             m_channels[std::size_t(k)].Harmonized.clear();
     }
     if (StreamEnded()) {
-        for (int k = 0; k < m_channelCount; ++k)
-            m_channels[std::size_t(k)].Harmonized.clear();
+        PrepareBuffers(); // drops the harmonized samples left over
         Stop();
     }
 }

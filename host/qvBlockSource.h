@@ -90,8 +90,9 @@ protected:
     /// Period of the run timer in ms: one block period, at least 1; 0 runs no timer.
     virtual int TimerInterval() const;
 
-    /// Whether buffers of that shape can be allocated; reports and refuses when not.
-    bool BuffersFit(int channels, int blockLength, int harmonizedLength);
+    /// Whether buffers of that shape can be allocated; when not, reports it through a warning
+    /// and `ErrorOccurred` unless `report` is false.
+    bool BuffersFit(int channels, int blockLength, int harmonizedLength, bool report = true);
     /// Takes `count` channels without any check; call `ConfigChanged` afterwards.
     void SetChannels(int count) { m_channelCount = count; }
     /// Sizes the buffers, drops the harmonized samples waiting, adjusts the timer and the

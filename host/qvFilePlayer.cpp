@@ -13,7 +13,6 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QtEndian>
 
-#include "host/qvBlockBuffers.h"
 
 namespace {
 
@@ -502,7 +501,7 @@ void TQVFilePlayer::Reload()
 
 void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
 {
-    if (!QVBlockBuffersFit(std::max(1, recording.Channels), BlockLength(), HarmonizedBlockLength()))
+    if (!BuffersFit(std::max(1, recording.Channels), BlockLength(), HarmonizedBlockLength(), false))
         Fail(Tr("\"%1\" is too large to load").arg(fileName));
     m_recording = std::move(recording);
     m_fileName = fileName;
