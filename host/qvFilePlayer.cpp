@@ -13,7 +13,6 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QtEndian>
 
-#include "host/qvBlockBuffers.h"
 
 namespace {
 
@@ -453,9 +452,8 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
 // TQVFilePlayer
 
 TQVFilePlayer::TQVFilePlayer(QObject *owner)
-    : TQVMeasureSource(owner)
+    : TQVBlockSource(0, owner)
 {
-    connect(&m_timer, &QTimer::timeout, this, &TQVFilePlayer::Tick);
     ConfigChanged();
 }
 
@@ -503,39 +501,15 @@ void TQVFilePlayer::Reload()
 
 void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
 {
+    if (!BuffersFit(std::max(1, recording.Channels), BlockLength(), HarmonizedBlockLength(), false))
+        Fail(Tr("\"%1\" is too large to load").arg(fileName));
     m_recording = std::move(recording);
     m_fileName = fileName;
     m_position = 0;
-    m_streamSample = 0;
-    m_harmonizedStart = 0;
-    if (m_recording.Kind == fkNone && m_state == mssRun)
+    SetChannels(m_recording.Channels);
+    RestartStream();
+    if (m_recording.Kind == fkNone)
         Stop();
-    ConfigChanged();
-}
-
-bool TQVFilePlayer::BuffersFit(int channels, int blockLength, int harmonizedLength)
-{
-    if (QVBlockBuffersFit(channels, blockLength, harmonizedLength))
-        return true;
-    const QString message = QVBlockBuffersMessage("TQVFilePlayer", channels, blockLength);
-    qWarning("%s", qPrintable(message));
-    emit ErrorOccurred(message);
-    return false;
-}
-
-void TQVFilePlayer::SetBlockLength(int length)
-{
-    if (length < 1 || length > MaxBlockLength || length == m_blockLength || !BuffersFit(std::max(1, m_recording.Channels), length, m_harmonizedLength))
-        return;
-    m_blockLength = length;
-    ConfigChanged();
-}
-
-void TQVFilePlayer::SetHarmonizedBlockLength(int length)
-{
-    if (length < 0 || length > MaxBlockLength || length == m_harmonizedLength || !BuffersFit(std::max(1, m_recording.Channels), m_blockLength, length))
-        return;
-    m_harmonizedLength = length;
     ConfigChanged();
 }
 
@@ -572,38 +546,21 @@ bool TQVFilePlayer::AtEnd() const
     return m_recording.Kind != fkNone && !m_loop && m_position >= m_recording.Frames;
 }
 
-void TQVFilePlayer::GetSettings(TQVMeasureSourceSettings &settings) const
+std::pair<float, float> TQVFilePlayer::ValueRange() const
 {
-    if (m_recording.Kind == fkNone) {
-        QVClearSettings(settings);
-        return;
-    }
-    settings.XStart = 0.0L;
-    settings.XSpan = static_cast<long double>(m_blockLength) / static_cast<long double>(SampleRate());
-    settings.ChannelCount = m_recording.Channels;
-    settings.BlockLength = m_blockLength;
-    settings.HarmonizedBlockLength = m_harmonizedLength;
     float low = m_recording.Ranges[0].first;
     float high = m_recording.Ranges[0].second;
     for (const auto &[lo, hi] : m_recording.Ranges) {
         low = std::min(low, lo);
         high = std::max(high, hi);
     }
-    settings.RangeMin = low;
-    settings.RangeMax = high;
-}
-
-void TQVFilePlayer::RequestData()
-{
-    Tick();
+    return {low, high};
 }
 
 void TQVFilePlayer::Reset()
 {
     m_position = 0;
-    m_streamSample = 0;
-    m_harmonizedStart = 0;
-    PrepareBuffers();
+    RestartStream();
 }
 
 void TQVFilePlayer::SetPosition(qint64 frame)
@@ -614,175 +571,27 @@ void TQVFilePlayer::SetPosition(qint64 frame)
     PrepareBuffers();
 }
 
-int TQVFilePlayer::TimerInterval() const
+bool TQVFilePlayer::PrepareRun()
 {
-    return std::max(1, int(std::min(1e9, std::round(1000.0 * m_blockLength / SampleRate()))));
-}
-
-void TQVFilePlayer::Run()
-{
-    if (m_state == mssRun || m_recording.Kind == fkNone)
-        return;
     if (AtEnd())
         Reset();
-    m_state = mssRun;
-    DeliverState(mssRun);
-    emit StateChanged(mssRun);
-    m_timer.start(TimerInterval());
+    return true;
 }
 
-void TQVFilePlayer::Stop()
+int TQVFilePlayer::FillFrames(float *const *channels, qint64, int count)
 {
-    if (m_state == mssStop)
-        return;
-    m_timer.stop();
-    m_state = mssStop;
-    DeliverState(mssStop);
-    emit StateChanged(mssStop);
-}
-
-void TQVFilePlayer::ConfigChanged()
-{
-    PrepareBuffers();
-    if (m_state == mssRun)
-        m_timer.setInterval(TimerInterval());
-
-    TQVMeasureSourceCapabilities capabilities{mscContinuous, mscEquidistant};
-    if (m_harmonizedLength > 0)
-        capabilities.Include(mscCanHarmonize);
-    if (m_recording.Channels == 1)
-        capabilities.Include(mscSingleChannel);
-    if (m_recording.Channels == 2)
-        capabilities.Include(mscDualChannel);
-    if (m_blockLength == 1)
-        capabilities.Include(mscSingleValue);
-    SetCapabilities(capabilities);
-    UpdateLinks();
-}
-
-void TQVFilePlayer::PrepareBuffers()
-{
-    m_buffersStale = true;
-    if (Delivering())
-        return;
-    const int channels = m_recording.Channels;
-    if (std::size_t(channels) > m_channels.size())
-        m_channels.resize(std::size_t(channels));
-    const std::size_t pending = std::size_t(m_blockLength) + std::size_t(m_harmonizedLength);
-    for (int k = 0; k < channels; ++k) {
-        ChannelState &channel = m_channels[std::size_t(k)];
-        channel.Block.assign(std::size_t(m_blockLength), 0.0f);
-        channel.Harmonized.clear();
-        channel.Harmonized.reserve(pending);
-    }
-    m_buffersStale = false;
-}
-
-void TQVFilePlayer::Decode(qint64 frame, int count, int offset)
-{
-    float *out[QVChannelSlots];
-    for (int k = 0; k < m_recording.Channels; ++k)
-        out[k] = m_channels[std::size_t(k)].Block.data();
-    ::Decode(m_recording.Format, m_recording.Data, m_recording.Channels, frame, count, out, offset);
-}
-
-TQVDescArraySingle TQVFilePlayer::MakeHeader(qint64 streamSample) const
-{
-    TQVDescArraySingle block{};
-    block.HeaderValueA =
-        m_recording.StartTime + static_cast<long double>(streamSample) / static_cast<long double>(SampleRate());
-    block.HeaderValueB = 0.0L;
-    block.HeaderWord = m_recording.Channels;
-    return block;
-}
-
-bool TQVFilePlayer::AnyLinkHarmonized() const
-{
-    for (TQVMeasureLink *link : Links()) {
-        if (GetHarmonizeData(link))
-            return true;
-    }
-    return false;
-}
-
-void TQVFilePlayer::Tick()
-{
-    if (Delivering() || m_recording.Kind == fkNone || AtEnd())
-        return;
-    if (m_buffersStale)
-        PrepareBuffers();
-
     const qint64 frames = m_recording.Frames;
-    const int count = m_loop ? m_blockLength : int(std::min<qint64>(m_blockLength, frames - m_position));
+    if (!m_loop)
+        count = int(std::min<qint64>(count, frames - m_position));
     for (int filled = 0; filled < count;) {
         if (m_position >= frames)
             m_position = 0;
         const int part = int(std::min<qint64>(count - filled, frames - m_position));
-        Decode(m_position, part, filled);
+        Decode(m_recording.Format, m_recording.Data, m_recording.Channels, m_position, part, channels, filled);
         filled += part;
         m_position += part;
     }
     if (m_loop && m_position >= frames)
         m_position = 0;
-    const qint64 first = m_streamSample;
-    m_streamSample += count;
-
-    const int channels = m_recording.Channels;
-    const bool harmonize = m_harmonizedLength > 0 && AnyLinkHarmonized();
-    TQVDescArraySingle block = MakeHeader(first);
-    for (int k = 0; k < channels; ++k)
-        block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Block.data(), count};
-    if (!Deliver([&](TQVMeasureLink *link) {
-        if (!harmonize || !GetHarmonizeData(link))
-            link->NewData(block);
-    }))
-        return; // a consumer deleted the source
-    if (m_buffersStale) {
-        // A consumer changed the setup while the block was out: start afresh.
-        PrepareBuffers();
-    } else if (harmonize) {
-        if (m_channels[0].Harmonized.empty())
-            m_harmonizedStart = first;
-        for (int k = 0; k < channels; ++k) {
-            ChannelState &channel = m_channels[std::size_t(k)];
-            channel.Harmonized.insert(channel.Harmonized.end(), channel.Block.begin(), channel.Block.begin() + count);
-        }
-        DeliverHarmonized();
-    } else {
-        for (int k = 0; k < channels; ++k)
-            m_channels[std::size_t(k)].Harmonized.clear();
-    }
-    if (AtEnd())
-        Finish();
-}
-
-void TQVFilePlayer::DeliverHarmonized()
-{
-    const int length = m_harmonizedLength;
-    while (m_channels[0].Harmonized.size() >= std::size_t(length)) {
-        TQVDescArraySingle block = MakeHeader(m_harmonizedStart);
-        for (int k = 0; k < m_recording.Channels; ++k)
-            block.Channels[k] = QVDescArraySingle{m_channels[std::size_t(k)].Harmonized.data(), length};
-        if (!Deliver([&](TQVMeasureLink *link) {
-            if (GetHarmonizeData(link))
-                link->NewData(block);
-        }))
-            return; // a consumer deleted the source
-        if (m_buffersStale) {
-            PrepareBuffers();
-            return;
-        }
-        for (int k = 0; k < m_recording.Channels; ++k) {
-            std::vector<float> &pending = m_channels[std::size_t(k)].Harmonized;
-            pending.erase(pending.begin(), pending.begin() + length);
-        }
-        m_harmonizedStart += length;
-    }
-}
-
-void TQVFilePlayer::Finish()
-{
-    for (int k = 0; k < m_recording.Channels; ++k)
-        m_channels[std::size_t(k)].Harmonized.clear();
-    Stop();
+    return count;
 }

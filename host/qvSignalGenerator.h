@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include <QtCore/QTimer>
-
-#include "framework/qvMeasIntf.h"
+#include "host/qvBlockSource.h"
 
 /// \brief A host source that synthesises signals: one waveform per channel, delivered in
 /// blocks on every `Tick()` (or from its own timer between `Run` and `Stop`).
@@ -16,9 +14,9 @@
 /// Links that asked for harmonized data receive the same stream cut into blocks of
 /// `HarmonizedBlockLength` samples. The published properties describe channel 0; every
 /// channel can be set with `SetChannel`; a channel added by raising `ChannelCount` starts
-/// with the default setup. Block headers: `HeaderValueA` is the time of the block's first
-/// sample in seconds, `HeaderValueB` is 0 and `HeaderWord` the number of channels.
-class TQVSignalGenerator : public TQVMeasureSource
+/// with the default setup. Blocks, headers, harmonizing and the run state are those of
+/// `TQVBlockSource`.
+class TQVSignalGenerator : public TQVBlockSource
 {
     Q_OBJECT
     Q_PROPERTY(int ChannelCount READ ChannelCount WRITE SetChannelCount)
@@ -46,18 +44,13 @@ public:
         double Phase = 0.0; ///< start phase in cycles, 0 to 1
     };
 
-    static constexpr int MaxBlockLength = 1 << 24;
-
     explicit TQVSignalGenerator(QObject *owner = nullptr);
     ~TQVSignalGenerator() override;
 
-    int ChannelCount() const { return m_channelCount; }
+    /// 1 to 65; other values are ignored, a count whose buffers do not fit is refused and
+    /// reported through `ErrorOccurred`.
     void SetChannelCount(int count);
-    int BlockLength() const { return m_blockLength; }
-    void SetBlockLength(int length);
-    int HarmonizedBlockLength() const { return m_harmonizedLength; }
-    void SetHarmonizedBlockLength(int length);
-    double SampleRate() const { return m_sampleRate; }
+    double SampleRate() const override { return m_sampleRate; }
     void SetSampleRate(double rate);
 
     TQVGeneratorChannel Channel(int index) const;
@@ -76,67 +69,30 @@ public:
     quint32 Seed() const { return m_seed; }
     void SetSeed(quint32 seed);
 
-    void GetSettings(TQVMeasureSourceSettings &settings) const override;
-    /// Produces one block on demand, as `Tick()` does.
-    void RequestData() override;
-
-    /// Generates one block per channel and delivers it.
-    void Tick();
     /// Restarts the stream: phases, time and noise from the beginning.
     void Reset();
-
-    /// Announces `mssRun` and starts delivering a block per block period from a timer.
-    void Run();
-    /// Stops the timer and announces `mssStop`.
-    void Stop();
-    bool IsRunning() const { return m_state == mssRun; }
-    TQVMeasureSourceState State() const { return m_state; }
     /// Samples generated per channel since the last reset.
-    qint64 SamplesGenerated() const { return m_sampleIndex; }
+    qint64 SamplesGenerated() const { return StreamFrame(); }
 
-private:
-    // Whether buffers of that shape can be allocated; reports and refuses when not.
-    bool BuffersFit(int channels, int blockLength, int harmonizedLength);
-
-signals:
-    void StateChanged(TQVMeasureSourceState state);
-    /// A block length was refused because its buffers do not fit in memory; the source is
-    /// left as it was.
-    void ErrorOccurred(const QString &message);
+protected:
+    int FillFrames(float *const *channels, qint64 firstFrame, int count) override;
+    std::pair<float, float> ValueRange() const override;
+    /// A consumer may ask for the next block from inside its data callback.
+    bool TicksWhileDelivering() const override { return true; }
 
 private:
     struct ChannelState
     {
         TQVGeneratorChannel Config;
         long double Phase = 0.0L;
-        std::vector<float> Block;
-        std::vector<float> Harmonized; // samples waiting for a harmonized block
     };
 
-    void ConfigChanged();
     template <typename T>
     void SetChannel0(T TQVGeneratorChannel::*field, T value);
-    /// Sizes the sample buffers for the current setup. While a block is being delivered
-    /// it is deferred to the end of the delivery, since the block points into them.
-    void PrepareBuffers();
-    void Generate(ChannelState &channel, float *out, int count);
     float NextNoise();
-    void DeliverHarmonized();
-    bool AnyLinkHarmonized() const;
-    TQVDescArraySingle MakeHeader(qint64 firstSample) const;
 
-    // Grows only, so that a block in delivery never points at freed channel buffers;
-    // the first m_channelCount entries are in use.
-    std::vector<ChannelState> m_channels;
-    int m_channelCount = 1;
-    bool m_buffersStale = false;
-    int m_blockLength = 1024;
-    int m_harmonizedLength = 1024;
+    std::vector<ChannelState> m_channels; // the first ChannelCount() entries are in use
     double m_sampleRate = 48000.0;
     quint32 m_seed = 1;
     std::uint64_t m_noiseState = 0;
-    qint64 m_sampleIndex = 0;
-    qint64 m_harmonizedStart = 0;
-    TQVMeasureSourceState m_state = mssStop;
-    QTimer m_timer;
 };

@@ -142,7 +142,8 @@ INSTANTIATE_TEST_SUITE_P(
 namespace {
 
 // In this process: limits the address space to what it uses plus 64 MiB, asks a generator of
-// every channel and a player for the longest blocks, and checks what they did.
+// every channel and a player for the longest blocks, a generator of long blocks for every
+// channel, and checks what they did.
 bool LongestBlocksRefusedUnderAMemoryLimit()
 {
     long pages = 0;
@@ -170,7 +171,16 @@ bool LongestBlocksRefusedUnderAMemoryLimit()
     const bool ok = reports == 2 && generator.BlockLength() == generatorLength
         && player.BlockLength() == playerLength && consumer.Blocks.size() == 1
         && consumer.Blocks[0].Channels[0].size() == std::size_t(generatorLength);
-    return ok;
+    // So is a channel count: the generator keeps its one channel and goes on.
+    TQVSignalGenerator narrow;
+    narrow.SetBlockLength(1 << 20);
+    int narrowReports = 0;
+    QObject::connect(&narrow, &TQVSignalGenerator::ErrorOccurred, [&](const QString &) { ++narrowReports; });
+    narrow.SetChannelCount(QVChannelSlots);
+    consumer.Connect(&narrow);
+    narrow.Tick();
+    return ok && narrowReports == 1 && narrow.ChannelCount() == 1 && consumer.Blocks.size() == 2
+        && consumer.Blocks[1].HeaderWord == 1 && consumer.Blocks[1].Channels[0].size() == std::size_t(1 << 20);
 }
 
 } // namespace
