@@ -4,12 +4,7 @@
 #include <cmath>
 #include <memory>
 
-#if (defined(__x86_64__) || defined(__i386__)) && defined(__SSE2__)
-#define QV_ENGINE_X86 1
-#include <immintrin.h>
-#else
-#define QV_ENGINE_X86 0
-#endif
+#include "kernels/qvKernels.h"
 
 // Precision of the steps around the complex transform, which sit on the path of every
 // real transform and run as vectorised loops:
@@ -33,107 +28,9 @@ bool IsPowerOfTwo(int n)
     return n >= 2 && (n & (n - 1)) == 0;
 }
 
-// The split pairs k = 1 .. count with q = N - k: lo points at element 1, hi at element
-// N - 1 and runs downwards, cosK/sinK at table entry 1. k and q never meet here.
-[[gnu::always_inline]] inline void SplitPairsBody(float *__restrict reLo, float *__restrict imLo,
-                                                  float *__restrict reHi, float *__restrict imHi,
-                                                  const float *__restrict cosK,
-                                                  const float *__restrict sinK, int count)
-{
-    for (int i = 0; i < count; ++i) {
-        const float a = reLo[i], b = reHi[-i], c = imLo[i], d = imHi[-i];
-        const float wr = cosK[i], wi = -sinK[i];
-        const float s = a + b, dr = a - b, si = c + d, di = c - d;
-        const float t1 = dr * wi - si * wr;
-        const float t2 = dr * wr + si * wi;
-        reLo[i] = (s - t1) * 0.5f;
-        reHi[-i] = (s + t1) * 0.5f;
-        imLo[i] = (di - t2) * 0.5f;
-        imHi[-i] = (-di - t2) * 0.5f;
-    }
-}
-
 double Magnitude(double r, double m)
 {
     return std::sqrt(r * r + m * m);
-}
-
-void SplitPairsPortable(float *reLo, float *imLo, float *reHi, float *imHi, const float *cosK,
-                        const float *sinK, int count)
-{
-    SplitPairsBody(reLo, imLo, reHi, imHi, cosK, sinK, count);
-}
-
-// re = |(re, im)|, im untouched. std::sqrt may set errno and so keeps the compiler from
-// vectorising; the SSE2 square root gives the same correctly rounded double.
-void AmplitudesPortable(float *__restrict re, const float *__restrict im, int count)
-{
-    int i = 0;
-#if QV_ENGINE_X86
-    for (; i + 4 <= count; i += 4) {
-        const __m128 r = _mm_loadu_ps(re + i);
-        const __m128 m = _mm_loadu_ps(im + i);
-        const __m128d rLo = _mm_cvtps_pd(r), mLo = _mm_cvtps_pd(m);
-        const __m128d rHi = _mm_cvtps_pd(_mm_movehl_ps(r, r)), mHi = _mm_cvtps_pd(_mm_movehl_ps(m, m));
-        const __m128d lo = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(rLo, rLo), _mm_mul_pd(mLo, mLo)));
-        const __m128d hi = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(rHi, rHi), _mm_mul_pd(mHi, mHi)));
-        _mm_storeu_ps(re + i, _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)));
-    }
-#endif
-    for (; i < count; ++i)
-        re[i] = float(Magnitude(re[i], im[i]));
-}
-
-#if QV_ENGINE_X86
-// The same operations eight floats or four doubles wide. No FMA: every product is rounded
-// as in the portable path, so both paths give identical floats.
-[[gnu::target("avx2")]] void SplitPairsAvx2(float *reLo, float *imLo, float *reHi, float *imHi,
-                                            const float *cosK, const float *sinK, int count)
-{
-    SplitPairsBody(reLo, imLo, reHi, imHi, cosK, sinK, count);
-}
-
-[[gnu::target("avx2")]] void AmplitudesAvx2(float *__restrict re, const float *__restrict im, int count)
-{
-    int i = 0;
-    for (; i + 4 <= count; i += 4) {
-        const __m256d r = _mm256_cvtps_pd(_mm_loadu_ps(re + i));
-        const __m256d m = _mm256_cvtps_pd(_mm_loadu_ps(im + i));
-        const __m256d a = _mm256_sqrt_pd(_mm256_add_pd(_mm256_mul_pd(r, r), _mm256_mul_pd(m, m)));
-        _mm_storeu_ps(re + i, _mm256_cvtpd_ps(a));
-    }
-    for (; i < count; ++i)
-        re[i] = float(Magnitude(re[i], im[i]));
-}
-
-bool HasAvx2()
-{
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
-#endif
-
-void SplitPairs(float *reLo, float *imLo, float *reHi, float *imHi, const float *cosK,
-                const float *sinK, int count)
-{
-#if QV_ENGINE_X86
-    if (HasAvx2()) {
-        SplitPairsAvx2(reLo, imLo, reHi, imHi, cosK, sinK, count);
-        return;
-    }
-#endif
-    SplitPairsPortable(reLo, imLo, reHi, imHi, cosK, sinK, count);
-}
-
-void Amplitudes(float *re, const float *im, int count)
-{
-#if QV_ENGINE_X86
-    if (HasAvx2()) {
-        AmplitudesAvx2(re, im, count);
-        return;
-    }
-#endif
-    AmplitudesPortable(re, im, count);
 }
 
 // Phase of (r, m) with the conventions kept by the engine: the negative imaginary axis
@@ -365,7 +262,7 @@ void TQVFFT::ComplexToReal(TQVComplexVector *vector)
 
     re[0] = (re[0] + im[0]) * 0.5f;
     im[0] = 0.0f;
-    SplitPairs(re + 1, im + 1, re + n - 1, im + n - 1, cosT + 1, sinT + 1, half - 1);
+    QVKernels::FFTSplitPairs(re + 1, im + 1, re + n - 1, im + n - 1, cosT + 1, sinT + 1, half - 1);
 
     // k = q = N/2: the values written for q are written last and stand.
     const float a = re[half], c = im[half];
@@ -416,7 +313,7 @@ void TQVFFT::CoeffToAmpl(TQVComplexVector *vector, bool withPhase)
     float *re = vector->Re()->Data();
     float *im = vector->Im()->Data();
     if (!withPhase) {
-        Amplitudes(re + 1, im + 1, n - 1);
+        QVKernels::FFTAmplitudes(re + 1, im + 1, n - 1);
         return;
     }
     for (int i = 1; i < n; ++i) {

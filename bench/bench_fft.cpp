@@ -35,6 +35,7 @@
 
 #include "analysis/qvFFT.h"
 #include "analysis/qvFFTKernel.h"
+#include "kernels/qvKernelDispatch_p.h"
 #include "qvBenchSupport.h"
 
 namespace {
@@ -363,11 +364,12 @@ void BM_ComplexFFT(benchmark::State &state)
 }
 
 // The kernel alone, prepared from the engine's tables, on one code path; informational.
-void BM_KernelTransform(benchmark::State &state, TQVFFTKernel::Path path)
+void BM_KernelTransform(benchmark::State &state, QVKernels::TQVKernelPath path)
 {
+    using QVKernels::TQVKernelPath;
     const int n = int(state.range(0));
-    if (path == TQVFFTKernel::Path::Avx2Fma && !TQVFFTKernel::HasAvx2Fma()) {
-        state.SkipWithError("no AVX2 with FMA on this processor");
+    if (!QVKernels::Available(path)) {
+        state.SkipWithError("code path not available on this processor");
         return;
     }
     TQVComplexSubject subject(n);
@@ -375,11 +377,13 @@ void BM_KernelTransform(benchmark::State &state, TQVFFTKernel::Path path)
         state.SkipWithError("the engine has no tables or vector of this size");
         return;
     }
+    const TQVKernelPath previous = QVKernels::Active();
+    QVKernels::Select(path);
     TQVFFTKernel kernel;
     kernel.Prepare(n, subject.Engine().CosTable()->Data(), subject.Engine().SinTable()->Data());
-    kernel.SelectPath(path);
     subject.UseKernel(&kernel);
     if (!ForwardFindsTone([&subject](float *re, float *im) { subject.Forward(re, im); }, n)) {
+        QVKernels::Select(previous);
         state.SkipWithError("the kernel does not find a single tone on its bin");
         return;
     }
@@ -387,11 +391,12 @@ void BM_KernelTransform(benchmark::State &state, TQVFFTKernel::Path path)
     std::vector<TQVPeerRow> peers;
     for (TQVPeerRow row : ComplexPeers()) {
         row.TargetRatio = 0.0;
-        if (path == TQVFFTKernel::Path::Portable || row.Kind == TQVPeerKind::FftwComplex)
+        if (path == TQVKernelPath::Portable || row.Kind == TQVPeerKind::FftwComplex)
             peers.push_back(row);
     }
-    const char *pathName = path == TQVFFTKernel::Path::Avx2Fma ? "AVX2" : "portable";
+    const char *pathName = path == TQVKernelPath::Avx2 ? "AVX2" : "portable";
     Compare(state, std::string("kernel ") + pathName + " " + std::to_string(n), n, subject, peers);
+    QVKernels::Select(previous);
 }
 
 /// RealFFT of 2N samples: a sine of amplitude 1 on bin N/8 + 3 over an offset of 0.25. With
@@ -472,9 +477,9 @@ void RegisterAll()
     };
     sizes(benchmark::RegisterBenchmark("BM_ComplexFFT", BM_ComplexFFT), ComplexSizes);
     sizes(benchmark::RegisterBenchmark("BM_RealFFT", BM_RealFFT), RealCounts);
-    sizes(benchmark::RegisterBenchmark("BM_KernelAVX2", BM_KernelTransform, TQVFFTKernel::Path::Avx2Fma),
+    sizes(benchmark::RegisterBenchmark("BM_KernelAVX2", BM_KernelTransform, QVKernels::TQVKernelPath::Avx2),
           ComplexSizes);
-    sizes(benchmark::RegisterBenchmark("BM_KernelPortable", BM_KernelTransform, TQVFFTKernel::Path::Portable),
+    sizes(benchmark::RegisterBenchmark("BM_KernelPortable", BM_KernelTransform, QVKernels::TQVKernelPath::Portable),
           ComplexSizes);
 }
 

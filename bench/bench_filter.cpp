@@ -29,12 +29,12 @@
 #include <liquid/liquid.h>
 
 #include "analysis/qvFilter.h"
-#include "analysis/qvFilterKernels.h"
+#include "kernels/qvKernelDispatch_p.h"
 #include "qvBenchSupport.h"
 
 namespace {
 
-using QVFilterKernels::TQVKernelPath;
+using QVKernels::TQVKernelPath;
 
 constexpr int BlockSamples = 1024;
 constexpr std::size_t BlockBytes = BlockSamples * sizeof(float);
@@ -390,14 +390,14 @@ void BM_StateVariable(benchmark::State &state, TQVStateVariableFilter::TQVFilter
 void BM_FirPortable(benchmark::State &state)
 {
     const int taps = int(state.range(0));
-    const TQVKernelPath previous = QVFilterKernels::ActiveKernelPath();
-    QVFilterKernels::SelectKernelPath(TQVKernelPath::Portable);
+    const TQVKernelPath previous = QVKernels::Active();
+    QVKernels::Select(TQVKernelPath::Portable);
     TQVFIRFilter filter;
     const std::vector<float> h = FirTaps(taps);
     filter.SetCoefficients(taps, h.data());
     TQVSubject subject(filter);
     const TQVTimed timed = TimeSubject(state, subject);
-    QVFilterKernels::SelectKernelPath(previous);
+    QVKernels::Select(previous);
     TQVPeerRecord &peer = Peer(TQVPeerKind::Fir, taps);
     Record(state, "FIR " + std::to_string(taps) + " taps, portable path", timed, peer.Peer->Name(),
            PeerNs(TQVPeerKind::Fir, taps), 0.0);
@@ -406,11 +406,11 @@ void BM_FirPortable(benchmark::State &state)
 template <typename Filter>
 void BM_RecursivePortable(benchmark::State &state, const char *name)
 {
-    const TQVKernelPath previous = QVFilterKernels::ActiveKernelPath();
-    QVFilterKernels::SelectKernelPath(TQVKernelPath::Portable);
+    const TQVKernelPath previous = QVKernels::Active();
+    QVKernels::Select(TQVKernelPath::Portable);
     Filter filter;
     RunMemcpyRow(state, filter, name, 0.0);
-    QVFilterKernels::SelectKernelPath(previous);
+    QVKernels::Select(previous);
 }
 
 void RegisterAll()

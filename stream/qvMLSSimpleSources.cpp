@@ -7,9 +7,7 @@
 #include <QtCore/QPointer>
 #include <QtCore/QScopeGuard>
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#endif
+#include "kernels/qvKernels.h"
 
 namespace {
 
@@ -310,105 +308,13 @@ void TQVAnalyzer::SetCompression(TQVMLSCompression compression)
         m_compression = compression;
 }
 
-namespace {
-
-// Sums of squares in double lanes. A product of two floats is exact in double, so the only
-// errors are the additions of non-negative terms: per lane at most n / 16 of them, then at
-// most 6 levels of the pairwise reduction, each rounding by 2^-53 relative to the sum.
-double SumOfSquaresPortable(const float *x, int n)
-{
-    constexpr int Lanes = 16;
-    double lanes[Lanes] = {};
-    int i = 0;
-    for (; i + Lanes <= n; i += Lanes) {
-        for (int k = 0; k < Lanes; ++k)
-            lanes[k] += double(x[i + k]) * double(x[i + k]);
-    }
-    for (int k = 0; i < n; ++i, ++k)
-        lanes[k] += double(x[i]) * double(x[i]);
-    for (int width = Lanes / 2; width > 0; width /= 2) {
-        for (int k = 0; k < width; ++k)
-            lanes[k] += lanes[k + width];
-    }
-    return lanes[0];
-}
-
-#if defined(__x86_64__) || defined(__i386__)
-
-[[gnu::target("avx2,fma")]] double SumOfSquaresAvx2(const float *x, int n)
-{
-    // Eight accumulators of four lanes keep both FMA units busy.
-    __m256d acc[8];
-    for (__m256d &a : acc)
-        a = _mm256_setzero_pd();
-    int i = 0;
-    for (; i + 32 <= n; i += 32) {
-        for (int k = 0; k < 8; ++k) {
-            const __m256d v = _mm256_cvtps_pd(_mm_loadu_ps(x + i + 4 * k));
-            acc[k] = _mm256_fmadd_pd(v, v, acc[k]);
-        }
-    }
-    for (int width = 4; width > 0; width /= 2) {
-        for (int k = 0; k < width; ++k)
-            acc[k] = _mm256_add_pd(acc[k], acc[k + width]);
-    }
-    alignas(32) double lanes[4];
-    _mm256_store_pd(lanes, acc[0]);
-    const double sum = (lanes[0] + lanes[2]) + (lanes[1] + lanes[3]);
-    return i < n ? sum + SumOfSquaresPortable(x + i, n - i) : sum;
-}
-
-[[gnu::target("avx512f")]] double SumOfSquaresAvx512(const float *x, int n)
-{
-    __m512d acc[8];
-    for (__m512d &a : acc)
-        a = _mm512_setzero_pd();
-    int i = 0;
-    for (; i + 64 <= n; i += 64) {
-        for (int k = 0; k < 8; ++k) {
-            const __m512d v = _mm512_maskz_cvtps_pd(__mmask8(0xFF), _mm256_loadu_ps(x + i + 8 * k));
-            acc[k] = _mm512_fmadd_pd(v, v, acc[k]);
-        }
-    }
-    for (int width = 4; width > 0; width /= 2) {
-        for (int k = 0; k < width; ++k)
-            acc[k] = _mm512_add_pd(acc[k], acc[k + width]);
-    }
-    alignas(64) double lanes[8];
-    _mm512_store_pd(lanes, acc[0]);
-    const double sum = ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) + ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
-    return i < n ? sum + SumOfSquaresPortable(x + i, n - i) : sum;
-}
-
-using SumOfSquaresFunction = double (*)(const float *, int);
-
-SumOfSquaresFunction ChooseSumOfSquares()
-{
-    __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx512f"))
-        return SumOfSquaresAvx512;
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
-        return SumOfSquaresAvx2;
-    return SumOfSquaresPortable;
-}
-
-const SumOfSquaresFunction LaneSumOfSquares = ChooseSumOfSquares();
-
-#else
-
-const auto LaneSumOfSquares = SumOfSquaresPortable;
-
-#endif
-
-} // namespace
-
 // The RMS through the double lanes, when their error bound proves that the result is the
 // float that the 80-bit sequential sum gives: the exact value, the 80-bit sum and our sum
 // all lie in one interval, and the result is taken only when both ends of the interval
 // round to the same float. Near a rounding boundary (rare) the caller sums in 80 bits.
 bool TQVAnalyzer::FastRootMeanSquare(const float *x, int n, float &result)
 {
-    const double sum = LaneSumOfSquares(x, n);
+    const double sum = QVKernels::SumOfSquares(x, n);
     if (!std::isfinite(sum))
         return false;
     // Relative bounds: our lanes, the 80-bit sequential sum with its division and root,

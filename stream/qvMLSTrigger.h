@@ -39,13 +39,6 @@ public:
     };
     Q_ENUM(TQVTriggerType)
 
-    /// Instruction sets the trigger scan is compiled for. The best one the processor has
-    /// is used; tests and benchmarks may choose another.
-    enum TQVScanPath { scpPortable, scpAvx2, scpAvx512 };
-    /// Makes every trigger scan with `path`; false, and nothing changed, when the processor
-    /// lacks it. Not while blocks are being scanned.
-    static bool SelectScanPath(TQVScanPath path);
-
     enum TQVTriggerState : quint8 {
         qvtsFillPreTrigger,
         qvtsWaitForTrigger,

@@ -126,32 +126,11 @@ std::vector<int> ExpectedTriggers(T::TQVTriggerType type, int phase, int length,
     }
 }
 
-// The scan tests run once per instruction set the processor has.
-class TriggerScan : public testing::TestWithParam<T::TQVScanPath>
-{
-protected:
-    void SetUp() override
-    {
-        if (!T::SelectScanPath(GetParam()))
-            GTEST_SKIP() << "this processor lacks the instruction set";
-    }
-    void TearDown() override
-    {
-        for (auto path : {T::scpAvx512, T::scpAvx2})
-            if (T::SelectScanPath(path))
-                return;
-        T::SelectScanPath(T::scpPortable);
-    }
-};
-
 } // namespace
-
-INSTANTIATE_TEST_SUITE_P(Paths, TriggerScan, testing::Values(T::scpPortable, T::scpAvx2, T::scpAvx512),
-                         [](const auto &info) { return std::string(std::array{"Portable", "Avx2", "Avx512"}[info.param]); });
 
 // Triggers in the middle of a block and on its first sample, hits on last samples passed
 // over, and pre-trigger windows over one, two and three input blocks.
-TEST_P(TriggerScan, OutputBlocksStartAtTheCrossingsTheRulesGive)
+TEST(TriggerScan, OutputBlocksStartAtTheCrossingsTheRulesGive)
 {
     constexpr int Length = 2400, BufferSize = 64;
     std::vector<std::tuple<int, int, int>> rows; // block length, spike phase, pre-trigger
@@ -188,33 +167,7 @@ TEST_P(TriggerScan, OutputBlocksStartAtTheCrossingsTheRulesGive)
     }
 }
 
-// One spike at every position of a long block, with the block at every alignment: the
-// vector scans test samples in chunks that must neither miss nor anticipate a hit.
-TEST_P(TriggerScan, EveryPositionAtEveryAlignment)
-{
-    constexpr int Count = 200;
-    std::vector<float> storage(2 * Count + 16);
-    for (T::TQVTriggerType type : {T::trtPos, T::trtNeg, T::trtPosSlope, T::trtRangeSlope, T::trtNegSlope}) {
-        const Shape s = ShapeOf(type);
-        for (int offset : {0, 1, 7, 15}) {
-            float *block = storage.data() + offset;
-            for (int hit = 1; hit < Count - 1; ++hit) { // 0 starts the scan, Count - 1 is the last
-                std::fill(storage.begin(), storage.end(), s.Base);
-                block[hit] = s.Spike;
-                Rig rig(Count, type, 3);
-                rig.Trigger.SetTriggerLimit(s.Limit);
-                rig.Trigger.SetTriggerLimitHigh(s.High);
-                rig.Trigger.SetTriggerSlope(s.Slope);
-                rig.SendSamples(block, 0, Count);
-                rig.SendSamples(block + Count, Count, Count);
-                ASSERT_EQ(rig.Outputs(), Blocks{Indices(hit, 3)})
-                    << "type " << int(type) << " offset " << offset << " hit " << hit;
-            }
-        }
-    }
-}
-
-TEST_P(TriggerScan, ScanDetails)
+TEST(TriggerScan, ScanDetails)
 {
     std::vector<float> step(16, 1.0f), nearMiss(40, -1.0f), tail(100, -1.0f);
     tail[90] = 1.0f; // past the last whole chunk of a long block
