@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "kernels/qvKernels.h"
+
 // ---------------------------------------------------------------------------------------
 // TQVFFTStage
 
@@ -148,7 +150,7 @@ QVDescArraySingle TQVFFTStage::Slot(TQVVector *part, int from, int count, int sp
         return QVDescArraySingle{nullptr, 0};
     const int available = std::clamp(part->Count() - from, 0, count);
     if (available > 0)
-        std::memcpy(buffer->Data(), part->Data() + from, std::size_t(available) * sizeof(float));
+        QVKernels::CopySamples(buffer->Data(), part->Data() + from, available);
     std::memset(buffer->Data() + available, 0, std::size_t(count - available) * sizeof(float));
     return QVDescArraySingle{buffer->Data(), count};
 }
@@ -160,7 +162,7 @@ bool TQVFFTStage::Fits(const QVDescArraySingle &in, const TQVVector *target)
 
 void TQVFFTStage::CopyPadded(const QVDescArraySingle &in, TQVVector *target)
 {
-    std::memcpy(target->Data(), in.Data, std::size_t(in.Count) * sizeof(float));
+    QVKernels::CopySamples(target->Data(), in.Data, in.Count);
     std::memset(target->Data() + in.Count, 0, std::size_t(target->Count() - in.Count) * sizeof(float));
 }
 

@@ -1,6 +1,7 @@
 #include "kernels/qvKernelDispatch_p.h"
 
 #include <atomic>
+#include <cstring>
 
 #include "kernels/qvFFTKernels_p.h"
 
@@ -136,6 +137,22 @@ void FFTSplitPairs(float *reLo, float *imLo, float *reHi, float *imHi, const flo
 void FFTAmplitudes(float *re, const float *im, int count)
 {
     ActiveTable().FFTAmplitudes(re, im, count);
+}
+
+void CopySamples(float *destination, const float *source, int n)
+{
+    constexpr int Chunk = 16; // one cache line
+    const std::uintptr_t distance =
+        (reinterpret_cast<std::uintptr_t>(destination) - reinterpret_cast<std::uintptr_t>(source)) & 4095;
+    if (n < 4 * Chunk || distance >= 256) {
+        if (n > 0)
+            std::memcpy(destination, source, std::size_t(n) * sizeof(float));
+        return;
+    }
+    int i = n;
+    for (; i >= Chunk; i -= Chunk)
+        std::memcpy(destination + i - Chunk, source + i - Chunk, Chunk * sizeof(float));
+    std::memcpy(destination, source, std::size_t(i) * sizeof(float));
 }
 
 } // namespace QVKernels

@@ -12,6 +12,16 @@
 namespace QVKernels {
 
 // ---------------------------------------------------------------------------------------
+// Blocks
+
+/// Copies n samples between arrays that do not overlap, as memcpy does, at an even speed
+/// wherever the two lie: when the destination starts just above the source modulo 4 KiB,
+/// a forward copy reads addresses that the processor takes for ones it has just written
+/// (and the string move that memcpy uses for large blocks slows down several-fold), so
+/// those copies run from the end.
+QV_CORE_EXPORT void CopySamples(float *destination, const float *source, int n);
+
+// ---------------------------------------------------------------------------------------
 // Analyzer
 
 /// Sum of x[i]^2 over n samples in double lanes; relative error at most (n / 16 + 8) 2^-52.

@@ -294,7 +294,7 @@ void TQVMLSTrigger::CopyToStore(const TQVDescArraySingle &data, int idx, int pos
         const QVDescArraySingle &in = data.Channels[c];
         const int have = QVHasData(in) ? std::clamp(in.Count - (idx - 1), 0, samples) : 0;
         if (have > 0)
-            std::memcpy(target, in.Data + (idx - 1), std::size_t(have) * sizeof(float));
+            QVKernels::CopySamples(target, in.Data + (idx - 1), have);
         if (have < samples)
             std::fill(target + have, target + samples, 0.0f);
     }

@@ -624,4 +624,28 @@ TEST_P(KernelPath, MaskedOr)
     }
 }
 
+// Every placement of the destination relative to the source modulo 4 KiB near the switch
+// between the forward and the backward copy, and lengths around the chunk size.
+TEST(CopySamples, CopiesExactlyTheGivenSamplesWhereverTheyLie)
+{
+    std::vector<float> source(4096), target(2048 + 4096);
+    for (std::size_t i = 0; i < source.size(); ++i)
+        source[i] = float(i) + 0.5f;
+    for (const int shift : {0, 1, 3, 15, 16, 17, 63, 64, 65, 1023}) {
+        for (const int n : {0, 1, 15, 16, 63, 64, 65, 1000, 1024}) {
+            std::fill(target.begin(), target.end(), -1.0f);
+            // destination - source = shift floats modulo 4 KiB
+            const std::uintptr_t gap = (reinterpret_cast<std::uintptr_t>(source.data() + 7) - reinterpret_cast<std::uintptr_t>(target.data())) % 4096;
+            float *destination = target.data() + (gap / sizeof(float)) + std::size_t(shift);
+            ASSERT_EQ(((reinterpret_cast<std::uintptr_t>(destination) - reinterpret_cast<std::uintptr_t>(source.data() + 7)) & 4095), std::uintptr_t(shift) * sizeof(float) % 4096);
+            CopySamples(destination, source.data() + 7, n);
+            for (std::size_t i = 0; i < target.size(); ++i) {
+                const std::ptrdiff_t k = std::ptrdiff_t(i) - (destination - target.data());
+                ASSERT_EQ(target[i], k >= 0 && k < n ? source[std::size_t(7 + k)] : -1.0f) << shift << " " << n << " " << i;
+            }
+        }
+    }
+}
+
 } // namespace
+
