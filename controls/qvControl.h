@@ -72,7 +72,8 @@ QStringList QVInheritedFormSetters()
 public:                                                                                             \
     static QStringList FormSetterProperties()                                                       \
     {                                                                                               \
-        return QVInheritedFormSetters<Base>() + QStringList{QV_FOR_EACH(QV_FORM_SETTER_NAME, __VA_ARGS__)}; \
+        return QVInheritedFormSetters<Base>()                                                       \
+            + QStringList{QV_FOR_EACH(QV_FORM_SETTER_NAME, __VA_ARGS__)};                           \
     }                                                                                               \
     QV_FOR_EACH(QV_FORM_SETTER, __VA_ARGS__)
 #endif
@@ -96,9 +97,9 @@ public:
     QV_FORM_SETTERS(QWidget, Tag, Version, Copyright)
 
 protected:
-    // The body of every setter alias. Writes `value` to the property `name` of this object's class; an invalid value, a
-    // name the class does not publish or a value that cannot be converted to the
-    // property's type is reported with a warning and changes nothing.
+    // The body of every setter alias. Writes `value` to the property `name` of this object's
+    // class; an invalid value, a name the class does not publish or a value that cannot be
+    // converted to the property's type is reported with a warning and changes nothing.
     void SetFormProperty(const char *name, const QVariant &value);
 };
 
