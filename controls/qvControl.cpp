@@ -20,40 +20,6 @@ TQVCustomControl::TQVCustomControl(QWidget *parent)
 
 TQVCustomControl::~TQVCustomControl() = default;
 
-namespace {
-
-// An alias must not hide a member of QWidget (or QObject): a class deriving from both
-// QWidget and `Shadow` finds an ambiguous name exactly when QWidget has a member of it,
-// overloaded or not.
-#define QV_SHADOW_MEMBER(Name) void set##Name();
-struct Shadow
-{
-    QV_FORM_PROPERTY_NAMES(QV_SHADOW_MEMBER)
-};
-#undef QV_SHADOW_MEMBER
-
-template<typename W>
-struct Probe : W, Shadow
-{
-};
-
-#define QV_CHECK_NOT_HIDING(Name)                                                          \
-    template<typename W>                                                                   \
-    constexpr bool Free_##Name = requires { &Probe<W>::set##Name; };                       \
-    static_assert(Free_##Name<QWidget>, "set" #Name " would hide a member of QWidget; "    \
-                                        "leave " #Name " out of QV_FORM_PROPERTY_NAMES");
-QV_FORM_PROPERTY_NAMES(QV_CHECK_NOT_HIDING)
-#undef QV_CHECK_NOT_HIDING
-
-} // namespace
-
-QStringList TQVCustomControl::FormSetterProperties()
-{
-#define QV_NAME_STRING(Name) QStringLiteral(#Name),
-    return {QV_FORM_PROPERTY_NAMES(QV_NAME_STRING)};
-#undef QV_NAME_STRING
-}
-
 void TQVCustomControl::SetFormProperty(const char *name, const QVariant &value)
 {
     const QMetaObject *meta = metaObject();

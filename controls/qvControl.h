@@ -12,40 +12,77 @@
 #include "framework/qvComponent.h"
 #include "framework/qvGlobal.h"
 
-/// The designable property names of the widget classes that get a lower-case setter alias
-/// (`setValue` for `Value`) in `TQVCustomControl`. Left out: `Style` (the alias would hide
-/// `QWidget::setStyle`) and `MeasureSource` (an object pointer, which a form cannot hold).
-/// A property added to a widget class is added here too; a name whose alias would hide a
-/// member of QWidget does not compile (see qvControl.cpp).
-#define QV_FORM_PROPERTY_NAMES(X) \
-    X(AutoConfig) X(AutoScale) X(AxisColor) X(Background) X(BackgroundColor) X(BarColor) \
-    X(BarWidth) X(BevelColor1) X(BevelColor2) X(BevelInner) X(BevelOuter) X(BevelOuterWidth) \
-    X(BevelWidth) X(BorderWidth) X(ButtonBorderColor) X(ButtonCaption) X(ButtonColor) \
-    X(ButtonFont) X(ButtonFontColor) X(ButtonHeight) X(ButtonTransparent) X(ButtonWidth) \
-    X(Caption) X(ChannelColor) X(ChannelCurrent) X(ChannelMask) X(ChannelName) X(Color) \
-    X(ColorActive) X(ColorInactive) X(Compare) X(Copyright) X(DecibelFloor) \
-    X(DecibelReference) X(Decimals) X(DigitColor) X(DigitStyle) X(Digits) X(FlashInterval) \
-    X(Flashing) X(Grid) X(GridColor) X(HistoryLength) X(IndicatorColor) X(IndicatorScale) \
-    X(IndicatorStyle) X(KnobColor) X(Kind) X(LabelScientificUnitPosfix) X(LabelTextPosfix) \
-    X(LabelingDecimals) X(LabelingFont) X(LabelingFontColor) X(LabelingGap) \
-    X(LabelingOrientation) X(LabelingStyle) X(Legend) X(Legend1) X(Legend2) \
-    X(LegendPosition) X(Limit) X(LineWidth) X(MeterAngle1) X(MeterAngle2) X(MeterScale) \
-    X(MeterScaleWidth) X(MeterShiftX) X(MeterShiftY) X(OffsetLower) X(OffsetUpper) \
-    X(OverRangeText) X(PictureBackground) X(PictureButton) X(PictureMask) X(PictureSlide) \
-    X(PowerValues) X(RangeCheck) X(RangeColor) X(RangeCurrent) X(RangeLimit) X(RangeLower) \
-    X(RangeNumber) X(RangeTable) X(RangeUpper) X(ReduceFlicker) X(SIPrefix) X(ScaleAngle1) \
-    X(ScaleAngle2) X(ScaleColor) X(ScaleLayout) X(ScaleY) X(SliderWidth) X(Tag) X(TickStyle) X(Title) \
-    X(UnitText) X(Value) X(ValueDecimals) X(ValueGap) X(ValueMax) X(ValueMin) \
-    X(ValueStepWidth) X(Version) X(XLog) X(XUnit) X(YMax) X(YMin) X(YUnit)
+// QV_FOR_EACH(M, a, b, c) expands to M(a) M(b) M(c) (up to 256 arguments).
+#define QV_PARENS ()
+#define QV_EXPAND(...) QV_EXPAND3(QV_EXPAND3(QV_EXPAND3(QV_EXPAND3(__VA_ARGS__))))
+#define QV_EXPAND3(...) QV_EXPAND2(QV_EXPAND2(QV_EXPAND2(QV_EXPAND2(__VA_ARGS__))))
+#define QV_EXPAND2(...) QV_EXPAND1(QV_EXPAND1(QV_EXPAND1(QV_EXPAND1(__VA_ARGS__))))
+#define QV_EXPAND1(...) __VA_ARGS__
+#define QV_FOR_EACH(macro, ...) __VA_OPT__(QV_EXPAND(QV_FOR_EACH_STEP(macro, __VA_ARGS__)))
+#define QV_FOR_EACH_STEP(macro, first, ...) \
+    macro(first) __VA_OPT__(QV_FOR_EACH_AGAIN QV_PARENS(macro, __VA_ARGS__))
+#define QV_FOR_EACH_AGAIN() QV_FOR_EACH_STEP
+
+/// A class deriving from both: naming `setX` in it is ambiguous exactly when `W` has a
+/// member `setX` (overloaded or not) besides the one of `Shadow`.
+template<typename W, typename Shadow>
+struct TQVFormSetterProbe : W, Shadow
+{
+};
+
+/// The aliases `Base` already has; none for a class outside the control hierarchy.
+template<typename Base>
+QStringList QVInheritedFormSetters()
+{
+    if constexpr (requires { Base::FormSetterProperties(); })
+        return Base::FormSetterProperties();
+    else
+        return {};
+}
+
+#define QV_FORM_SETTER_NAME(Name) QStringLiteral(#Name),
+#define QV_FORM_SETTER(Name)                                                                        \
+    void set##Name(const QVariant &value) { SetFormProperty(#Name, value); }                        \
+    struct QVFormSetterShadow_##Name                                                                \
+    {                                                                                               \
+        void set##Name();                                                                           \
+    };                                                                                              \
+    template<typename W>                                                                            \
+    static constexpr bool QVFormSetterFree_##Name =                                                 \
+        requires { &TQVFormSetterProbe<W, QVFormSetterShadow_##Name>::set##Name; };                \
+    static_assert(QVFormSetterFree_##Name<QWidget>,                                                 \
+                  "set" #Name " would hide a member of QWidget: leave " #Name " out of QV_FORM_SETTERS");
+
+/// \brief Declares, in the public section of a widget class derived from `Base`, a lower-case
+/// setter alias `setName(const QVariant &)` for each designable property `Name` the class
+/// itself publishes (the base's aliases are inherited), and `static FormSetterProperties()`,
+/// the names of all aliases the class has, the base's first.
+///
+/// A `.ui` form compiled by `uic` sets a property without `stdset="0"` through `set` + its
+/// name (`setValue`), while the widget classes spell their setters `SetValue`. An alias writes
+/// the property through the meta-object, exactly as `setProperty` would, so the class's own
+/// setter runs with its own checks. Left out: `Style` (the alias would hide
+/// `QWidget::setStyle`; such a name does not compile) and `MeasureSource` (an object pointer,
+/// which a form cannot hold). A property added to a class is added to its list too; a test
+/// compares every catalogued class's list with its meta-object.
+#ifdef Q_MOC_RUN
+#define QV_FORM_SETTERS(Base, ...)
+#else
+#define QV_FORM_SETTERS(Base, ...)                                                                  \
+public:                                                                                             \
+    static QStringList FormSetterProperties()                                                       \
+    {                                                                                               \
+        return QVInheritedFormSetters<Base>()                                                       \
+            + QStringList{QV_FOR_EACH(QV_FORM_SETTER_NAME, __VA_ARGS__)};                           \
+    }                                                                                               \
+    QV_FOR_EACH(QV_FORM_SETTER, __VA_ARGS__)
+#endif
 
 /// \brief Base of the display and input controls: a QWidget with the component state
 /// (designing, loading, `Loaded`) and the published `Tag`, `Version` and `Copyright`.
 ///
-/// A `.ui` form compiled by `uic` sets a property without `stdset="0"` through
-/// `set` + its name (`setValue`), while the widget classes spell their setters `SetValue`.
-/// The base therefore carries one such alias for every name in `QV_FORM_PROPERTY_NAMES`;
-/// an alias writes the property through the meta-object, exactly as `setProperty` would,
-/// so the class's own setter runs with its own checks.
+/// Each class in the hierarchy declares the setter aliases of its own properties with
+/// `QV_FORM_SETTERS`.
 class QV_WIDGETS_EXPORT TQVCustomControl : public QWidget, public TQVComponentState
 {
     Q_OBJECT
@@ -57,19 +94,12 @@ public:
     explicit TQVCustomControl(QWidget *parent = nullptr);
     ~TQVCustomControl() override;
 
-    /// \brief The property names that have a lower-case setter alias, in the order of
-    /// `QV_FORM_PROPERTY_NAMES`.
-    static QStringList FormSetterProperties();
+    QV_FORM_SETTERS(QWidget, Tag, Version, Copyright)
 
-#define QV_FORM_SETTER(Name) \
-    void set##Name(const QVariant &value) { SetFormProperty(#Name, value); }
-    QV_FORM_PROPERTY_NAMES(QV_FORM_SETTER)
-#undef QV_FORM_SETTER
-
-private:
-    // Writes `value` to the property `name` of this object's class; an invalid value, a
-    // name the class does not publish or a value that cannot be converted to the
-    // property's type is reported with a warning and changes nothing.
+protected:
+    // The body of every setter alias. Writes `value` to the property `name` of this object's
+    // class; an invalid value, a name the class does not publish or a value that cannot be
+    // converted to the property's type is reported with a warning and changes nothing.
     void SetFormProperty(const char *name, const QVariant &value);
 };
 
@@ -93,6 +123,8 @@ public:
 
     explicit TQVCustomPanel(QWidget *parent = nullptr);
     ~TQVCustomPanel() override;
+
+    QV_FORM_SETTERS(TQVCustomControl, BevelInner, BevelOuter, BevelWidth, BorderWidth, Caption, Color)
 
     TQVBevelCut BevelInner() const;
     void SetBevelInner(TQVBevelCut cut);

@@ -53,6 +53,9 @@ class QV_WIDGETS_EXPORT TQVDial : public TQVCustomPanel
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
+    QV_FORM_SETTERS(TQVCustomPanel, ScaleAngle1, ScaleAngle2, ValueMin, ValueMax, Value, ValueGap, ValueStepWidth,
+                    ValueDecimals, IndicatorStyle, KnobColor, IndicatorColor, ScaleColor, ScaleLayout)
+
     /// The mark on the knob that points at the value: a dot, a triangle at the rim, a line.
     enum TQVDialIndicatorStyle : quint8 { diaCircle, diaTriangle, diaLine };
     Q_ENUM(TQVDialIndicatorStyle)

@@ -61,6 +61,13 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVLinearScaleControl
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
+    QV_FORM_SETTERS(TQVLinearScaleControl, SliderWidth, ButtonWidth, ButtonHeight, RangeNumber, RangeCurrent,
+                    RangeLimit, RangeColor, LabelingDecimals, OffsetLower, OffsetUpper, ValueMax, ValueMin, Value,
+                    ValueStepWidth, LabelingGap, LabelScientificUnitPosfix, LabelTextPosfix, BevelColor1, BevelColor2,
+                    ButtonColor, ButtonBorderColor, PictureSlide, PictureButton, PictureMask, ButtonCaption, ButtonFont,
+                    ButtonFontColor, ButtonTransparent, LabelingFont, LabelingFontColor, ReduceFlicker, Kind,
+                    LabelingOrientation, LabelingStyle, ScaleLayout, RangeTable)
+
     enum TQVKind : quint8 { sbHorizontal, sbVertical };
     Q_ENUM(TQVKind)
     /// The labelled side: `lboLeft`/`lboAbove` the first (left of a vertical, above a

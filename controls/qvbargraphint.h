@@ -49,6 +49,11 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVLinearScaleControl
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
+    QV_FORM_SETTERS(TQVLinearScaleControl, BarWidth, RangeNumber, RangeCurrent, RangeLimit, RangeColor,
+                    LabelingDecimals, OffsetLower, OffsetUpper, ValueMax, ValueMin, Value, LabelingGap,
+                    LabelScientificUnitPosfix, LabelTextPosfix, BevelColor1, BevelColor2, BarColor, PictureBackground,
+                    Kind, LabelingFont, LabelingFontColor, LabelingOrientation, LabelingStyle, ScaleLayout, RangeTable)
+
     enum TQVBarKind : quint8 { sbHorizontal, sbVertical };
     Q_ENUM(TQVBarKind)
     /// `lboLeft`/`lboAbove` put labels on the first side (left of a vertical bar, above a

@@ -57,6 +57,11 @@ class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
+    QV_FORM_SETTERS(TQVCustomPanel, MeterAngle1, MeterAngle2, ValueMin, ValueMax, Value, RangeLimit, ValueGap,
+                    IndicatorScale, MeterScaleWidth, MeterScale, RangeNumber, RangeCurrent, BevelOuterWidth,
+                    ValueDecimals, MeterShiftX, MeterShiftY, RangeColor, IndicatorColor, RangeCheck, ReduceFlicker,
+                    Legend1, Legend2, IndicatorStyle, LabelingStyle, TickStyle, LegendPosition, ScaleLayout, RangeTable)
+
     enum TQVIndicatorStyle : quint8 { indNeedle, indWedge };
     Q_ENUM(TQVIndicatorStyle)
     /// Where the labels stand: none, inside the scale band or outside it.

@@ -1,25 +1,15 @@
 #pragma once
 
-#include <functional>
-
 #include <QtCore/QList>
 #include <QtCore/QObject>
 #include <QtCore/QSize>
 #include <QtUiPlugin/QDesignerCustomWidgetCollectionInterface>
 #include <QtUiPlugin/QDesignerCustomWidgetInterface>
 
-/// \brief What the form designer needs to know about one widget class.
-struct TQVDesignerWidgetInfo
-{
-    QString ClassName;
-    QString IncludeFile; // as included from the installed headers, "controls/qvSlider.h"
-    QString Bitmap;      // palette bitmap name, "TQVSLIDER"
-    QString ToolTip;
-    QString WhatsThis;
-    std::function<QWidget *(QWidget *parent)> Factory;
-};
+#include "analysis/qvCatalogue.h"
 
-/// \brief One widget class in the form designer's widget box, group "Velmora".
+/// \brief One widget class of the catalogue in the form designer's widget box, described by
+/// its catalogue entry.
 ///
 /// Widgets created inside a form window are marked as designing, so that they behave as
 /// they do in a form designer (for instance, a bar graph swaps width and height when its
@@ -30,7 +20,7 @@ class TQVDesignerWidget : public QObject, public QDesignerCustomWidgetInterface
     Q_INTERFACES(QDesignerCustomWidgetInterface)
 
 public:
-    explicit TQVDesignerWidget(const TQVDesignerWidgetInfo &info, QObject *parent = nullptr);
+    explicit TQVDesignerWidget(const TQVCatalogueEntry &entry, QObject *parent = nullptr);
 
     QString name() const override;
     QString group() const override;
@@ -46,13 +36,13 @@ public:
     QString domXml() const override;
 
 private:
-    TQVDesignerWidgetInfo m_info;
+    TQVCatalogueEntry m_entry;
     mutable QSize m_defaultSize;
     bool m_initialized = false;
 };
 
-/// \brief The plugin: the ten widget classes of the package (the display controls, their
-/// source-bound sinks, the dial and the slider).
+/// \brief The plugin: the widget classes of the catalogue that have a Designer group (the
+/// display controls, their source-bound sinks, the dial and the slider), in catalogue order.
 class TQVDesignerPlugin : public QObject, public QDesignerCustomWidgetCollectionInterface
 {
     Q_OBJECT

@@ -1,10 +1,5 @@
 #include "qvRegistry.h"
 
-#include "analysis/qvFilter.h"
-#include "analysis/qvMLSFFT.h"
-#include "stream/qvMLSSimpleSources.h"
-#include "stream/qvMLSTrigger.h"
-
 TQVClassRegistry::TQVClassRegistry() = default;
 TQVClassRegistry::~TQVClassRegistry() = default;
 
@@ -52,6 +47,11 @@ QStringList TQVClassRegistry::ClassNames() const
 
 void TQVClassRegistry::RegisterComponents(const QString &page, std::initializer_list<TQVComponentClass> classes)
 {
+    RegisterComponents(page, QList<TQVComponentClass>(classes));
+}
+
+void TQVClassRegistry::RegisterComponents(const QString &page, const QList<TQVComponentClass> &classes)
+{
     if (page.isEmpty())
         return;
     for (const TQVComponentClass &cls : classes) {
@@ -96,21 +96,4 @@ TQVClassRegistry &QVClassRegistry()
 {
     static TQVClassRegistry registry;
     return registry;
-}
-
-void QVRegisterCoreClasses(TQVClassRegistry &registry)
-{
-    registry.RegisterClass<TQVSelectorSingle>();
-    registry.RegisterClass<TQVSelectorDual>();
-    registry.RegisterClass<TQVSelectorMatrix>();
-    registry.RegisterClass<TQVAnalyzer>();
-    registry.RegisterClass<TQVMLSTrigger>();
-    registry.RegisterClass<TQVFFTSingleSingle>();
-    registry.RegisterClass<TQVFFTDualSingle>();
-    registry.RegisterClass<TQVFFTSingleDual>();
-    registry.RegisterClass<TQVIIRFilter>();
-    registry.RegisterClass<TQVFIRFilter>();
-    registry.RegisterClass<TQVRCLowpass>();
-    registry.RegisterClass<TQVRCHighpass>();
-    registry.RegisterClass<TQVStateVariableFilter>();
 }

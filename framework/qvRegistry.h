@@ -48,6 +48,10 @@ TQVComponentClass QVComponentClassOf()
 /// \brief The classes a form reader can create, by name, and the palette pages on which
 /// a host offers them.
 ///
+/// The registry only accepts registrations; the package's classes are described in its
+/// catalogue (analysis/qvCatalogue.h for the core, indicators/qvRegister.h for the widgets),
+/// from which `QVRegisterCoreClasses`, `Register` and `RegisterStreamComponents` fill it.
+///
 /// Being known to the reader (`RegisterClass`) and being on a palette page
 /// (`RegisterComponents`, which also makes the classes known) are kept apart, so that
 /// stages a host does not offer can still be stored with its forms. Registration is meant
@@ -81,6 +85,7 @@ public:
     /// Registers `classes` and puts them on palette page `page` in the given order after
     /// those already there; a class already on a page moves to the end of `page`.
     void RegisterComponents(const QString &page, std::initializer_list<TQVComponentClass> classes);
+    void RegisterComponents(const QString &page, const QList<TQVComponentClass> &classes);
     /// Palette pages in the order of their first registration.
     QStringList Pages() const;
     /// Class names on `page`, in palette order.
@@ -104,7 +109,3 @@ private:
 
 /// \brief The registry the form reader and writer use unless given another one.
 QV_CORE_EXPORT TQVClassRegistry &QVClassRegistry();
-
-/// \brief Makes the stream components of the core known to `registry`: the selectors,
-/// the analyzer, the trigger, the FFT stages and the filters. Puts nothing on a palette.
-QV_CORE_EXPORT void QVRegisterCoreClasses(TQVClassRegistry &registry);

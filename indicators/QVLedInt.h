@@ -33,6 +33,9 @@ class QV_WIDGETS_EXPORT TQVLedInt : public TQVCustomPanel
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
+    QV_FORM_SETTERS(TQVCustomPanel, ColorInactive, ColorActive, Flashing, FlashInterval, Value, Compare, Limit,
+                    RangeLower, RangeUpper, ScaleLayout)
+
     enum TQVLedStyle : quint8 {
         lesCircle,
         lesRectangle,

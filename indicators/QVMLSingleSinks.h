@@ -99,6 +99,8 @@ class QV_WIDGETS_EXPORT TQVMeter : public TQVMeterInt, public TQVSingleValueSink
     Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
 
 public:
+    QV_FORM_SETTERS(TQVMeterInt, AutoConfig)
+
     explicit TQVMeter(QWidget *parent = nullptr);
     ~TQVMeter() override;
 
@@ -124,6 +126,8 @@ class QV_WIDGETS_EXPORT TQVBarGraph : public TQVBarGraphInt, public TQVSingleVal
     Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
 
 public:
+    QV_FORM_SETTERS(TQVBarGraphInt, AutoConfig)
+
     explicit TQVBarGraph(QWidget *parent = nullptr);
     ~TQVBarGraph() override;
 

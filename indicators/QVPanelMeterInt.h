@@ -33,6 +33,9 @@ class QV_WIDGETS_EXPORT TQVPanelMeterInt : public TQVCustomPanel
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
+    QV_FORM_SETTERS(TQVCustomPanel, Value, Decimals, Digits, UnitText, SIPrefix, DigitStyle, DigitColor,
+                    BackgroundColor, OverRangeText, ValueMin, ValueMax, ScaleLayout)
+
     enum TQVDigitStyle : quint8 { dsSevenSegment, dsFont };
     Q_ENUM(TQVDigitStyle)
 

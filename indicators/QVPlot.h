@@ -51,6 +51,10 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
 
 public:
+    QV_FORM_SETTERS(TQVCustomPanel, ChannelMask, ChannelCurrent, ChannelColor, ChannelName, ScaleY, DecibelReference,
+                    DecibelFloor, PowerValues, AutoScale, YMin, YMax, XLog, Grid, GridColor, Background, AxisColor,
+                    XUnit, YUnit, Title, Legend, HistoryLength, LineWidth, ScaleLayout)
+
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
     enum TQVPlotScale : quint8 { scLinear, scDecibel };
     Q_ENUM(TQVPlotScale)

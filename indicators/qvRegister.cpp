@@ -1,28 +1,44 @@
 #include "qvRegister.h"
 
+#include <algorithm>
+
+#include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 #include <QtWidgets/QWidget>
 
-#include "analysis/qvFFT.h"
-#include "analysis/qvFilter.h"
-#include "analysis/qvMLSFFT.h"
 #include "controls/qvDial.h"
 #include "controls/qvSlider.h"
 #include "indicators/QVMLSingleSinks.h"
-#include "stream/qvMLSSimpleSources.h"
-#include "stream/qvMLSTrigger.h"
+#include "indicators/QVPlot.h"
 
 namespace {
 
 const QString PaletteResourceDir = QStringLiteral(":/velmora/palette/");
 
-// A palette entry of `T` whose bitmap is the class name in capitals.
-template<typename T, typename ParentT = QObject>
-TQVComponentClass PaletteEntry()
+QString Tr(const char *text)
 {
-    TQVComponentClass entry = QVComponentClassOf<T, ParentT>();
-    entry.Bitmap = entry.Name.toUpper();
+    return QCoreApplication::translate("TQVDesignerPlugin", text);
+}
+
+// The entry of widget class `T`, offered in Designer with `include`, `toolTip` and
+// `whatsThis`, showing bitmap `bitmap`.
+template<typename T>
+TQVCatalogueEntry Widget(TQVPaletteSlot palette, const char *bitmap, const char *include,
+                         const QString &toolTip, const QString &whatsThis)
+{
+    TQVCatalogueEntry entry = QVCatalogueEntryOf<T, QWidget>(palette);
+    entry.Bitmap = QString::fromLatin1(bitmap);
+    entry.Designer = TQVDesignerInfo{QVPalettePageName(), QString::fromLatin1(include), toolTip, whatsThis};
+    entry.FormProperties = &T::FormSetterProperties;
     return entry;
+}
+
+// The sinks' Designer description adds how they are bound.
+QString SinkText(const char *text)
+{
+    return Tr(text)
+        + QStringLiteral(" Bound to a measure source through its MeasureSource property, it "
+                         "shows the first value of channel 0 of every block.");
 }
 
 } // namespace
@@ -32,60 +48,87 @@ QString QVPalettePageName()
     return QStringLiteral("Velmora");
 }
 
+const QList<TQVCatalogueEntry> &QVWidgetCatalogue()
+{
+    using enum TQVPaletteSlot;
+    static const QList<TQVCatalogueEntry> entries = [] {
+        QList<TQVCatalogueEntry> list = {
+            Widget<TQVBarGraphInt>(None, "TQVBARGRAPH", "controls/qvbargraphint.h", Tr("Bar graph"),
+                                   Tr("Shows a value as a bar along a scale, coloured by a table of up "
+                                      "to 16 colour ranges.")),
+            Widget<TQVBarGraph>(Components, "TQVBARGRAPH", "indicators/QVMLSingleSinks.h",
+                                Tr("Bar graph bound to a source"),
+                                SinkText("A bar graph that follows a measure source.")),
+            Widget<TQVLedInt>(None, "TQVLED", "indicators/QVLedInt.h", Tr("LED"),
+                              Tr("A lamp (round, rectangular or an arrow), on or off, optionally "
+                                 "flashing; it can compare a value with a limit or a range.")),
+            Widget<TQVLed>(Components, "TQVLED", "indicators/QVMLSingleSinks.h", Tr("LED bound to a source"),
+                           SinkText("An LED that compares the values of a measure source with its "
+                                    "limit or range.")),
+            Widget<TQVMeterInt>(None, "TQVMETER", "controls/qvmeterInt.h", Tr("Analog meter"),
+                                Tr("Shows a value with a needle or wedge on a circular scale with "
+                                   "coloured range bands.")),
+            Widget<TQVMeter>(Components, "TQVMETER", "indicators/QVMLSingleSinks.h",
+                             Tr("Analog meter bound to a source"),
+                             SinkText("An analog meter that follows a measure source.")),
+            Widget<TQVPanelMeterInt>(None, "TQVPANELMETER", "indicators/QVPanelMeterInt.h",
+                                     Tr("Digital panel meter"),
+                                     Tr("Shows a value in seven-segment or font digits with an SI "
+                                        "prefix and a unit.")),
+            Widget<TQVPanelMeter>(Components, "TQVPANELMETER", "indicators/QVMLSingleSinks.h",
+                                  Tr("Digital panel meter bound to a source"),
+                                  SinkText("A digital panel meter that follows a measure source.")),
+            Widget<TQVDial>(Components, "TQVDIAL", "controls/qvDial.h", Tr("Rotary dial"),
+                            Tr("An input control: a knob on a circular scale between ScaleAngle1 "
+                               "and ScaleAngle2 that sets a value.")),
+            Widget<TQVSlider>(Components, "TQVSLIDER", "controls/qvSlider.h", Tr("Slider"),
+                              Tr("An input control: the user drags the button along a scale to set "
+                                 "a value, in steps of ValueStepWidth.")),
+        };
+        // The plot has no bitmap and is not offered in Designer.
+        TQVCatalogueEntry plot = QVCatalogueEntryOf<TQVPlot, QWidget>(None);
+        plot.Bitmap.clear();
+        plot.FormProperties = &TQVPlot::FormSetterProperties;
+        list.append(plot);
+        return list;
+    }();
+    return entries;
+}
+
+const QList<TQVCatalogueEntry> &QVCatalogue()
+{
+    static const QList<TQVCatalogueEntry> entries = QVWidgetCatalogue() + QVCoreCatalogue();
+    return entries;
+}
+
 void Register(TQVClassRegistry &registry)
 {
-    registry.RegisterComponents(QVPalettePageName(), {
-        PaletteEntry<TQVBarGraph, QWidget>(),
-        PaletteEntry<TQVLed, QWidget>(),
-        PaletteEntry<TQVMeter, QWidget>(),
-        PaletteEntry<TQVPanelMeter, QWidget>(),
-        PaletteEntry<TQVDial, QWidget>(),
-        PaletteEntry<TQVSlider, QWidget>(),
-        PaletteEntry<TQVFFT>(),
-        PaletteEntry<TQVFFTSingleSingle>(),
-        PaletteEntry<TQVFFTDualSingle>(),
-        PaletteEntry<TQVFFTSingleDual>(),
-        PaletteEntry<TQVFIRFilter>(),
-        PaletteEntry<TQVIIRFilter>(),
-        PaletteEntry<TQVRCHighpass>(),
-        PaletteEntry<TQVRCLowpass>(),
-        PaletteEntry<TQVStateVariableFilter>(),
-    });
+    registry.RegisterComponents(QVPalettePageName(), QVPaletteClasses(QVCatalogue(), TQVPaletteSlot::Components));
 }
 
 void RegisterStreamComponents(TQVClassRegistry &registry, const QString &page)
 {
-    if (page.isEmpty()) {
-        registry.RegisterClass<TQVSelectorSingle>();
-        registry.RegisterClass<TQVSelectorDual>();
-        registry.RegisterClass<TQVSelectorMatrix>();
-        registry.RegisterClass<TQVAnalyzer>();
-        registry.RegisterClass<TQVMLSTrigger>();
+    const QList<TQVComponentClass> classes = QVPaletteClasses(QVCatalogue(), TQVPaletteSlot::Stream);
+    if (!page.isEmpty()) {
+        registry.RegisterComponents(page, classes);
         return;
     }
-    registry.RegisterComponents(page, {
-        PaletteEntry<TQVSelectorSingle>(),
-        PaletteEntry<TQVSelectorDual>(),
-        PaletteEntry<TQVSelectorMatrix>(),
-        PaletteEntry<TQVAnalyzer>(),
-        PaletteEntry<TQVMLSTrigger>(),
-    });
+    for (const TQVComponentClass &cls : classes)
+        registry.RegisterClass(cls.Name, cls.Factory);
 }
 
 QStringList QVPaletteBitmapNames()
 {
-    return {
-        QStringLiteral("TQVANALYZER"),        QStringLiteral("TQVBARGRAPH"),
-        QStringLiteral("TQVDIAL"),            QStringLiteral("TQVFFT"),
-        QStringLiteral("TQVFFTDUALSINGLE"),   QStringLiteral("TQVFFTSINGLEDUAL"),
-        QStringLiteral("TQVFFTSINGLESINGLE"), QStringLiteral("TQVFIRFILTER"),
-        QStringLiteral("TQVIIRFILTER"),       QStringLiteral("TQVLED"),
-        QStringLiteral("TQVMETER"),           QStringLiteral("TQVMLSTRIGGER"),
-        QStringLiteral("TQVPANELMETER"),      QStringLiteral("TQVRCHIGHPASS"),
-        QStringLiteral("TQVRCLOWPASS"),       QStringLiteral("TQVSELECTORDUAL"),
-        QStringLiteral("TQVSELECTORMATRIX"),  QStringLiteral("TQVSELECTORSINGLE"),
-        QStringLiteral("TQVSLIDER"),          QStringLiteral("TQVSTATEVARIABLEFILTER"),
-    };
+    static const QStringList names = [] {
+        QStringList list;
+        for (const TQVCatalogueEntry &entry : QVCatalogue()) {
+            if (!entry.Bitmap.isEmpty() && !list.contains(entry.Bitmap))
+                list.append(entry.Bitmap);
+        }
+        std::sort(list.begin(), list.end());
+        return list;
+    }();
+    return names;
 }
 
 QString QVPaletteBitmapResource(const QString &name)

@@ -21,26 +21,40 @@
 #include "controls/qvSlider.h"
 #include "controls/qvbargraphint.h"
 #include "controls/qvmeterInt.h"
+#include "analysis/qvCatalogue.h"
 #include "framework/qvComponent.h"
+#include "framework/qvMeasIntf.h"
 #include "framework/qvRegistry.h"
 #include "indicators/qvRegister.h"
 #include "ui_instrumentform.h"
 
 namespace {
 
-// The widget classes a form can hold, with the header a form includes for each.
-const std::map<QString, QString> WidgetHeaders = {
-    {QStringLiteral("TQVBarGraphInt"), QStringLiteral("controls/qvbargraphint.h")},
-    {QStringLiteral("TQVSlider"), QStringLiteral("controls/qvSlider.h")},
-    {QStringLiteral("TQVMeterInt"), QStringLiteral("controls/qvmeterInt.h")},
-    {QStringLiteral("TQVDial"), QStringLiteral("controls/qvDial.h")},
-    {QStringLiteral("TQVLedInt"), QStringLiteral("indicators/QVLedInt.h")},
-    {QStringLiteral("TQVPanelMeterInt"), QStringLiteral("indicators/QVPanelMeterInt.h")},
-    {QStringLiteral("TQVBarGraph"), QStringLiteral("indicators/QVMLSingleSinks.h")},
-    {QStringLiteral("TQVLed"), QStringLiteral("indicators/QVMLSingleSinks.h")},
-    {QStringLiteral("TQVMeter"), QStringLiteral("indicators/QVMLSingleSinks.h")},
-    {QStringLiteral("TQVPanelMeter"), QStringLiteral("indicators/QVMLSingleSinks.h")},
-};
+// The widget classes of the form of all widget classes, read from the .ui file.
+std::set<QString> FormWidgetClasses()
+{
+    std::set<QString> classes;
+    QFile file(QStringLiteral(VELMORA_TEST_ALLWIDGETS_UI_FILE));
+    if (!file.open(QIODevice::ReadOnly))
+        return classes;
+    QXmlStreamReader xml(&file);
+    while (!xml.atEnd()) {
+        if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == u"widget") {
+            const QString name = xml.attributes().value(QStringLiteral("class")).toString();
+            if (name.startsWith(u"TQV"))
+                classes.insert(name);
+        }
+    }
+    return classes;
+}
+
+// Whether `header` (relative to the source tree) declares the exported class `name`.
+bool DeclaresClass(const QString &header, const QString &name)
+{
+    QFile file(QStringLiteral(VELMORA_SOURCE_DIR "/") + header);
+    return file.open(QIODevice::ReadOnly)
+        && file.readAll().contains(QByteArrayLiteral("class QV_WIDGETS_EXPORT ") + name.toLatin1() + ' ');
+}
 
 const QStringList PaletteOrder = {
     QStringLiteral("TQVBarGraph"),        QStringLiteral("TQVLed"),
@@ -59,18 +73,16 @@ const QStringList StreamClasses = {
     QStringLiteral("TQVMLSTrigger"),
 };
 
-const QStringList BitmapNames = {
-    QStringLiteral("TQVANALYZER"),      QStringLiteral("TQVBARGRAPH"),
-    QStringLiteral("TQVDIAL"),          QStringLiteral("TQVFFT"),
-    QStringLiteral("TQVFFTDUALSINGLE"), QStringLiteral("TQVFFTSINGLEDUAL"),
-    QStringLiteral("TQVFFTSINGLESINGLE"), QStringLiteral("TQVFIRFILTER"),
-    QStringLiteral("TQVIIRFILTER"),     QStringLiteral("TQVLED"),
-    QStringLiteral("TQVMETER"),         QStringLiteral("TQVMLSTRIGGER"),
-    QStringLiteral("TQVPANELMETER"),    QStringLiteral("TQVRCHIGHPASS"),
-    QStringLiteral("TQVRCLOWPASS"),     QStringLiteral("TQVSELECTORDUAL"),
-    QStringLiteral("TQVSELECTORMATRIX"), QStringLiteral("TQVSELECTORSINGLE"),
-    QStringLiteral("TQVSLIDER"),        QStringLiteral("TQVSTATEVARIABLEFILTER"),
-};
+// The bitmaps the resources hold, "@2x" variants aside.
+QStringList ResourceBitmapNames()
+{
+    QStringList names;
+    for (const QString &file : QDir(QStringLiteral(":/velmora/palette")).entryList(QDir::Files, QDir::Name)) {
+        if (!file.endsWith(u"@2x.png"))
+            names.append(file.chopped(4));
+    }
+    return names;
+}
 
 QDesignerCustomWidgetCollectionInterface *PluginCollection(QString *error)
 {
@@ -112,10 +124,8 @@ TEST_F(DesignerPlugin, OffersExactlyTheWidgetClassesInGroupVelmora)
         const QString name = widget->name();
         SCOPED_TRACE(qPrintable(name));
         EXPECT_TRUE(seen.insert(name).second) << "offered twice";
-        ASSERT_TRUE(WidgetHeaders.count(name)) << "not a widget class of the package";
         EXPECT_EQ(widget->group(), QStringLiteral("Velmora"));
-        EXPECT_EQ(widget->includeFile(), WidgetHeaders.at(name));
-        EXPECT_TRUE(QFile::exists(QStringLiteral(VELMORA_SOURCE_DIR "/") + widget->includeFile()));
+        EXPECT_TRUE(DeclaresClass(widget->includeFile(), name)) << qPrintable(widget->includeFile());
         EXPECT_FALSE(widget->icon().isNull());
         EXPECT_FALSE(widget->icon().pixmap(24, 24).isNull());
         EXPECT_FALSE(widget->toolTip().isEmpty());
@@ -125,7 +135,7 @@ TEST_F(DesignerPlugin, OffersExactlyTheWidgetClassesInGroupVelmora)
         widget->initialize(nullptr);
         EXPECT_TRUE(widget->isInitialized());
     }
-    EXPECT_EQ(seen.size(), WidgetHeaders.size());
+    EXPECT_EQ(seen, FormWidgetClasses());
 }
 
 TEST_F(DesignerPlugin, CreatesTheNamedClassOwnedByTheParent)
@@ -142,7 +152,7 @@ TEST_F(DesignerPlugin, CreatesTheNamedClassOwnedByTheParent)
         ASSERT_NE(state, nullptr);
         EXPECT_FALSE(state->IsDesigning());
     }
-    EXPECT_EQ(host.findChildren<QWidget *>(Qt::FindDirectChildrenOnly).size(), WidgetHeaders.size());
+    EXPECT_EQ(host.findChildren<QWidget *>(Qt::FindDirectChildrenOnly).size(), m_collection->customWidgets().size());
     EXPECT_NE(qobject_cast<TQVBarGraphInt *>(m_collection->customWidgets().front()->createWidget(&host)), nullptr);
 }
 
@@ -223,8 +233,8 @@ TEST(DesignerForm, RunTimeLoaderBuildsTheFormThroughThePlugin)
     QUiLoader loader;
     loader.clearPluginPaths();
     loader.addPluginPath(QFileInfo(QStringLiteral(VELMORA_DESIGNER_PLUGIN_FILE)).absolutePath());
-    for (const auto &entry : WidgetHeaders)
-        EXPECT_TRUE(loader.availableWidgets().contains(entry.first)) << qPrintable(entry.first);
+    for (const QString &name : FormWidgetClasses())
+        EXPECT_TRUE(loader.availableWidgets().contains(name)) << qPrintable(name);
 
     QFile file(QStringLiteral(VELMORA_TEST_UI_FILE));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -323,11 +333,33 @@ TEST(PaletteRegistration, EveryClassHasABitmapAndAFactory)
     }
 }
 
+// The core registration needs no widget library and makes exactly the stream stages of the
+// palettes known, on no page.
+TEST(PaletteRegistration, CoreClassesAreTheStagesReaderOnly)
+{
+    TQVClassRegistry palettes, core;
+    Register(palettes);
+    RegisterStreamComponents(palettes);
+    QVRegisterCoreClasses(core);
+    QWidget owner;
+    QStringList stages;
+    for (const QString &name : palettes.ClassNames()) {
+        const std::unique_ptr<QObject> created(palettes.Create(name, &owner));
+        if (qobject_cast<TQVMLSBase *>(created.get()))
+            stages.append(name);
+    }
+    EXPECT_EQ(stages.size(), 13);
+    EXPECT_EQ(core.ClassNames(), stages);
+    EXPECT_TRUE(core.Pages().isEmpty());
+}
+
 TEST(PaletteBitmaps, AllTwentyLoadAtBothSizesAndDiffer)
 {
-    EXPECT_EQ(QVPaletteBitmapNames(), BitmapNames);
+    const QStringList names = ResourceBitmapNames();
+    EXPECT_EQ(QVPaletteBitmapNames(), names);
+    EXPECT_EQ(names.size(), 20);
     std::set<QByteArray> distinct;
-    for (const QString &name : BitmapNames) {
+    for (const QString &name : names) {
         SCOPED_TRACE(qPrintable(name));
         const QString path = QStringLiteral(":/velmora/palette/") + name + QStringLiteral(".png");
         EXPECT_EQ(QVPaletteBitmapResource(name), path);
@@ -343,7 +375,7 @@ TEST(PaletteBitmaps, AllTwentyLoadAtBothSizesAndDiffer)
         const QImage argb = small.convertToFormat(QImage::Format_ARGB32);
         distinct.insert(QByteArray(reinterpret_cast<const char *>(argb.constBits()), argb.sizeInBytes()));
     }
-    EXPECT_EQ(distinct.size(), std::size_t(BitmapNames.size())) << "two classes share one picture";
+    EXPECT_EQ(distinct.size(), std::size_t(names.size())) << "two classes share one picture";
 }
 
 TEST(PaletteBitmaps, LookupIgnoresCaseAndRejectsUnknownNames)

@@ -9,6 +9,7 @@
 
 #include <QtCore/QMetaProperty>
 
+#include "analysis/qvCatalogue.h"
 #include "analysis/qvFilter.h"
 #include "framework/qvExceptions.h"
 #include "framework/qvFiler.h"

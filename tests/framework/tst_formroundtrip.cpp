@@ -10,6 +10,7 @@
 #include <QtCore/QMetaProperty>
 #include <QtWidgets/QWidget>
 
+#include "analysis/qvCatalogue.h"
 #include "analysis/qvFilter.h"
 #include "analysis/qvMLSFFT.h"
 #include "framework/qvMeasIntf.h"

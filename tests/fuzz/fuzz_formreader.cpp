@@ -10,6 +10,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QWidget>
 
+#include "analysis/qvCatalogue.h"
 #include "framework/qvExceptions.h"
 #include "framework/qvForm.h"
 #include "framework/qvRegistry.h"
