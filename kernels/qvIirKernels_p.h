@@ -26,13 +26,22 @@ namespace QVKernels {
 /// A coefficient as two doubles whose sum is exactly its long double value.
 struct TQVIirSplit
 {
-    volatile double Hi, Lo;
+    double Hi, Lo;
 };
 
 namespace IirDetail {
 
 constexpr int Chunk = 256;
 constexpr int MaxSections = 16;
+
+// The pointer as a value the compiler cannot follow: the coefficients read through it
+// are read again for every sample instead of being kept (and spilled) as long doubles.
+template <typename T>
+[[gnu::always_inline]] inline T *Opaque(T *p)
+{
+    asm("" : "+r"(p));
+    return p;
+}
 
 [[gnu::always_inline]] inline long double Rebuilt(const TQVIirSplit &c)
 {
@@ -61,108 +70,178 @@ template <bool Low>
     return s * Rebuilt(c[0]) - Rebuilt(c[1]) * y1 - Rebuilt(c[2]) * y2;
 }
 
-// W low- or high-pass sections over n samples, sample by sample. `in` is the chunk (floats
-// read in place, outputs written two samples behind so that `out` may be `in`) or the
-// 80-bit buffer of the pass before; stages[0] is the input history, stages[k + 1] the
-// output history of section k, written back except for the last section unless `last`.
-template <int W, bool Low, typename In, typename Out>
-void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, bool last, const In *in, Out *out, int n)
+// Section K and those after it on one sample of input combination s; returns the input
+// combination of the section after the last (unless the pass ends in floats).
+template <int K, int W, bool Low, bool ToFloats>
+[[gnu::always_inline]] inline long double SectionsStep(const TQVIirSplit *c, long double *h1, long double *h2,
+                                                       long double s)
 {
+    if constexpr (K == 0)
+        c = Opaque(c);
+    const long double y = Section<Low>(s, c + 3 * K, h1[K], h2[K]);
+    if (!ToFloats || K < W - 1)
+        s = Sum<Low>(y, h1[K], h2[K]);
+    h2[K] = h1[K];
+    h1[K] = y;
+    if constexpr (K + 1 < W)
+        return SectionsStep<K + 1, W, Low, ToFloats>(c, h1, h2, s);
+    else
+        return s;
+}
+
+// W low- or high-pass sections over n samples, sample by sample. The first pass reads the
+// float chunk in place; a later pass reads from an 80-bit buffer the input combination of
+// its first section (x + 2 x1 + x2, or with - 2 x1), which the pass before has formed
+// while it held that history in registers. The last pass writes floats (two samples
+// behind when it reads the chunk too, so that `out` may be `in`); the others write that
+// combination for the next pass.
+// stages[0] is the input history (kept by the first pass only), stages[k + 1] the output
+// history of section k.
+template <int W, bool Low, typename In, typename Out>
+void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, const In *in, Out *out, int n)
+{
+    constexpr bool FromFloats = sizeof(In) == sizeof(float), ToFloats = sizeof(Out) == sizeof(float);
     long double h1[W], h2[W];
     for (int k = 0; k < W; ++k) {
         h1[k] = stages[k + 1][1];
         h2[k] = stages[k + 1][0];
     }
-    long double x1 = stages[0][1], x2 = stages[0][0];
-    const auto step = [&](long double s) {
-        long double y = Section<Low>(s, c, h1[0], h2[0]);
-        for (int k = 1; k < W; ++k) {
-            const long double next = Sum<Low>(y, h1[k - 1], h2[k - 1]);
-            h2[k - 1] = h1[k - 1];
-            h1[k - 1] = y;
-            y = Section<Low>(next, c + 3 * k, h1[k], h2[k]);
-        }
-        h2[W - 1] = h1[W - 1];
-        h1[W - 1] = y;
-    };
-    constexpr bool FromFloats = sizeof(In) == sizeof(float);
-    const int head = FromFloats ? std::min(n, 2) : n;
-    for (int i = 0; i < head; ++i) {
-        const long double x = in[i];
-        step(Sum<Low>(x, x1, x2));
-        x2 = x1;
-        x1 = x;
-        if constexpr (!FromFloats)
-            out[i] = Out(h1[W - 1]);
-    }
+    const auto step = [&](long double s) __attribute__((always_inline)) { return SectionsStep<0, W, Low, ToFloats>(c, h1, h2, s); };
     if constexpr (FromFloats) {
+        long double x1 = stages[0][1], x2 = stages[0][0];
+        const int head = std::min(n, 2);
+        for (int i = 0; i < head; ++i) {
+            const long double x = in[i];
+            const long double s = step(Sum<Low>(x, x1, x2));
+            if constexpr (!ToFloats)
+                out[i] = s;
+            x2 = x1;
+            x1 = x;
+        }
         // The inputs are read from memory, so x1 and x2 take no register.
         for (int i = 2; i < n; ++i) {
             const long double s = Sum<Low>(in[i], in[i - 1], in[i - 2]);
-            out[i - 2] = Out(h2[W - 1]);
-            step(s);
+            if constexpr (ToFloats) {
+                out[i - 2] = Out(h2[W - 1]);
+                step(s);
+            } else {
+                out[i] = step(s);
+            }
         }
         if (n > 1) {
             x2 = in[n - 2];
             x1 = in[n - 1];
-            out[n - 2] = Out(h2[W - 1]);
         }
-        out[n - 1] = Out(h1[W - 1]);
+        stages[0][0] = x2;
+        stages[0][1] = stages[0][2] = x1;
+        if constexpr (ToFloats) {
+            if (n > 1)
+                out[n - 2] = Out(h2[W - 1]);
+            out[n - 1] = Out(h1[W - 1]);
+        }
+    } else {
+        // Two samples per round: the histories swap roles instead of being copied.
+        const auto one = [&](int i) __attribute__((always_inline)) {
+            if constexpr (ToFloats) {
+                step(in[i]);
+                out[i] = Out(h1[W - 1]);
+            } else {
+                out[i] = step(in[i]);
+            }
+        };
+        int i = 0;
+        for (; i + 1 < n; i += 2) {
+            one(i);
+            one(i + 1);
+        }
+        if (i < n)
+            one(i);
     }
-    stages[0][0] = x2;
-    stages[0][1] = stages[0][2] = x1;
-    for (int k = 0; k < (last ? W : W - 1); ++k) {
+    for (int k = 0; k < W; ++k) {
         stages[k + 1][0] = h2[k];
         stages[k + 1][1] = stages[k + 1][2] = h1[k];
     }
 }
 
-// One band-pass section (fourth order) over n samples; `in` as above.
+// One band-pass section (fourth order) over n samples, like SecondOrderPass: from the float
+// chunk (outputs four samples behind) or from the input combination x - 2 x2 + x4 that the
+// pass before has formed, to floats or to that combination for the next section.
 template <typename In, typename Out>
-void FourthOrderPass(const TQVIirSplit *c, long double *xs, long double *ys, bool last, const In *in, Out *out, int n)
+void FourthOrderPass(const TQVIirSplit *c, long double *xs, long double *ys, const In *in, Out *out, int n)
 {
+    constexpr bool FromFloats = sizeof(In) == sizeof(float), ToFloats = sizeof(Out) == sizeof(float);
     long double y1 = ys[3], y2 = ys[2], y3 = ys[1], y4 = ys[0];
-    long double x1 = xs[3], x2 = xs[2], x3 = xs[1], x4 = xs[0];
-    for (int i = 0; i < n; ++i) {
-        const long double x = in[i];
-        const long double y = (x - 2 * x2 + x4) * Rebuilt(c[0]) - Rebuilt(c[1]) * y1 - Rebuilt(c[2]) * y2
-            - Rebuilt(c[3]) * y3 - Rebuilt(c[4]) * y4;
-        out[i] = Out(y);
-        x4 = x3;
-        x3 = x2;
-        x2 = x1;
-        x1 = x;
+    const auto step = [&](long double s) __attribute__((always_inline)) {
+        const TQVIirSplit *cs = Opaque(c);
+        const long double y = s * Rebuilt(cs[0]) - Rebuilt(cs[1]) * y1 - Rebuilt(cs[2]) * y2 - Rebuilt(cs[3]) * y3
+            - Rebuilt(cs[4]) * y4;
+        if (!ToFloats)
+            s = y - 2 * y2 + y4;
         y4 = y3;
         y3 = y2;
         y2 = y1;
         y1 = y;
+        return s;
+    };
+    if constexpr (FromFloats) {
+        // The input history continued by the chunk: position p < 4 is xs[p], then in[p - 4].
+        const auto input = [&](int p) { return p < 4 ? xs[p] : (long double)in[p - 4]; };
+        long double last[4];
+        for (int j = 0; j < 4; ++j)
+            last[j] = input(n + j);
+        const int head = std::min(n, 4);
+        for (int i = 0; i < head; ++i) {
+            const long double s = step(input(i + 4) - 2 * input(i + 2) + input(i));
+            if constexpr (!ToFloats)
+                out[i] = s;
+        }
+        for (int i = 4; i < n; ++i) {
+            const long double s = in[i] - 2 * (long double)in[i - 2] + in[i - 4];
+            if constexpr (ToFloats) {
+                out[i - 4] = Out(y4);
+                step(s);
+            } else {
+                out[i] = step(s);
+            }
+        }
+        if constexpr (ToFloats) {
+            const long double tail[4] = {y4, y3, y2, y1};
+            for (int j = std::max(0, 4 - n); j < 4; ++j)
+                out[n - 4 + j] = Out(tail[j]);
+        }
+        xs[0] = last[0];
+        xs[1] = last[1];
+        xs[2] = last[2];
+        xs[3] = xs[4] = last[3];
+    } else {
+        for (int i = 0; i < n; ++i) {
+            if constexpr (ToFloats) {
+                step(in[i]);
+                out[i] = Out(y1);
+            } else {
+                out[i] = step(in[i]);
+            }
+        }
     }
-    xs[0] = x4;
-    xs[1] = x3;
-    xs[2] = x2;
-    xs[3] = xs[4] = x1;
-    if (last) {
-        ys[0] = y4;
-        ys[1] = y3;
-        ys[2] = y2;
-        ys[3] = ys[4] = y1;
-    }
+    ys[0] = y4;
+    ys[1] = y3;
+    ys[2] = y2;
+    ys[3] = ys[4] = y1;
 }
 
-// Pass widths of the low- and high-pass cascade: threes, but four as two pairs.
+// Pass widths of the low- and high-pass cascade: threes, but four and five start with a pair.
 inline int PassWidth(int left)
 {
-    return left == 4 ? 2 : std::min(left, 3);
+    return left == 4 || left == 5 ? 2 : std::min(left, 3);
 }
 
 template <bool Low, typename In, typename Out>
-void SecondOrderPassOf(int width, const TQVIirSplit *c, long double *const *stages, bool last, const In *in, Out *out,
-                       int n)
+void SecondOrderPassOf(int width, const TQVIirSplit *c, long double *const *stages, const In *in, Out *out, int n)
 {
     switch (width) {
-    case 1: SecondOrderPass<1, Low>(c, stages, last, in, out, n); break;
-    case 2: SecondOrderPass<2, Low>(c, stages, last, in, out, n); break;
-    default: SecondOrderPass<3, Low>(c, stages, last, in, out, n); break;
+    case 1: SecondOrderPass<1, Low>(c, stages, in, out, n); break;
+    case 2: SecondOrderPass<2, Low>(c, stages, in, out, n); break;
+    default: SecondOrderPass<3, Low>(c, stages, in, out, n); break;
     }
 }
 
@@ -228,11 +307,11 @@ void IirCascade(bool band, bool low, const Section *sections, Stage *stages, int
             const bool first = k == 0, last = k + width == count;
             const auto pass = [&](const auto *in, auto *out) {
                 if (band)
-                    FourthOrderPass(split + 5 * k, history[k], history[k + 1], last, in, out, length);
+                    FourthOrderPass(split + 5 * k, history[k], history[k + 1], in, out, length);
                 else if (low)
-                    SecondOrderPassOf<true>(width, split + 3 * k, history + k, last, in, out, length);
+                    SecondOrderPassOf<true>(width, split + 3 * k, history + k, in, out, length);
                 else
-                    SecondOrderPassOf<false>(width, split + 3 * k, history + k, last, in, out, length);
+                    SecondOrderPassOf<false>(width, split + 3 * k, history + k, in, out, length);
             };
             if (first && last) {
                 pass(chunk, chunk);
