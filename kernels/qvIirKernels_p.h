@@ -70,6 +70,20 @@ template <bool Low>
     return s * Rebuilt(c[0]) - Rebuilt(c[1]) * y1 - Rebuilt(c[2]) * y2;
 }
 
+// one(i) for i = from .. n - 1, two samples per round: the histories then swap registers
+// instead of being copied from one to the other.
+template <typename One>
+[[gnu::always_inline]] inline void InPairs(int from, int n, One &&one)
+{
+    int i = from;
+    for (; i + 1 < n; i += 2) {
+        one(i);
+        one(i + 1);
+    }
+    if (i < n)
+        one(i);
+}
+
 // Section K and those after it on one sample of input combination s; returns the input
 // combination of the section after the last (unless the pass ends in floats).
 template <int K, int W, bool Low, bool ToFloats>
@@ -119,7 +133,7 @@ void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, const In 
             x1 = x;
         }
         // The inputs are read from memory, so x1 and x2 take no register.
-        for (int i = 2; i < n; ++i) {
+        InPairs(2, n, [&](int i) __attribute__((always_inline)) {
             const long double s = Sum<Low>(in[i], in[i - 1], in[i - 2]);
             if constexpr (ToFloats) {
                 out[i - 2] = Out(h2[W - 1]);
@@ -127,7 +141,7 @@ void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, const In 
             } else {
                 out[i] = step(s);
             }
-        }
+        });
         if (n > 1) {
             x2 = in[n - 2];
             x1 = in[n - 1];
@@ -140,22 +154,14 @@ void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, const In 
             out[n - 1] = Out(h1[W - 1]);
         }
     } else {
-        // Two samples per round: the histories swap roles instead of being copied.
-        const auto one = [&](int i) __attribute__((always_inline)) {
+        InPairs(0, n, [&](int i) __attribute__((always_inline)) {
             if constexpr (ToFloats) {
                 step(in[i]);
                 out[i] = Out(h1[W - 1]);
             } else {
                 out[i] = step(in[i]);
             }
-        };
-        int i = 0;
-        for (; i + 1 < n; i += 2) {
-            one(i);
-            one(i + 1);
-        }
-        if (i < n)
-            one(i);
+        });
     }
     for (int k = 0; k < W; ++k) {
         stages[k + 1][0] = h2[k];
@@ -195,7 +201,7 @@ void FourthOrderPass(const TQVIirSplit *c, long double *xs, long double *ys, con
             if constexpr (!ToFloats)
                 out[i] = s;
         }
-        for (int i = 4; i < n; ++i) {
+        InPairs(4, n, [&](int i) __attribute__((always_inline)) {
             const long double s = in[i] - 2 * (long double)in[i - 2] + in[i - 4];
             if constexpr (ToFloats) {
                 out[i - 4] = Out(y4);
@@ -203,7 +209,7 @@ void FourthOrderPass(const TQVIirSplit *c, long double *xs, long double *ys, con
             } else {
                 out[i] = step(s);
             }
-        }
+        });
         if constexpr (ToFloats) {
             const long double tail[4] = {y4, y3, y2, y1};
             for (int j = std::max(0, 4 - n); j < 4; ++j)
@@ -214,14 +220,14 @@ void FourthOrderPass(const TQVIirSplit *c, long double *xs, long double *ys, con
         xs[2] = last[2];
         xs[3] = xs[4] = last[3];
     } else {
-        for (int i = 0; i < n; ++i) {
+        InPairs(0, n, [&](int i) __attribute__((always_inline)) {
             if constexpr (ToFloats) {
                 step(in[i]);
                 out[i] = Out(y1);
             } else {
                 out[i] = step(in[i]);
             }
-        }
+        });
     }
     ys[0] = y4;
     ys[1] = y3;
