@@ -4,22 +4,23 @@
 //
 // Every output is that of the per-sample recursion in 80 bits: the same operations in the
 // same order, each rounded to long double, and only the output rounded to float. What the
-// kernel changes is the schedule: the sections run over a chunk of samples in passes of up
+// kernel changes is the schedule: the sections run over a chunk of samples in passes of one
 // to three low- or high-pass sections (one band-pass section), sample by sample inside a
 // pass, so that the histories stay in the eight x87 registers and the out-of-order core
-// overlaps the independent recursions of the sections of a pass. Between passes the
-// samples wait in an 80-bit buffer.
+// overlaps the independent recursions of the sections of a pass. A pass followed by another
+// hands on, per sample, the next section's input combination in an 80-bit buffer.
 //
 // Loading an 80-bit value from memory is slow on x87 (microcoded, several cycles), and the
-// compiler would spill long double constants it cannot keep in registers as 80-bit values.
-// So every coefficient that does not stay in a register is kept as two doubles whose sum is
-// exactly the coefficient, read through volatile so that the loads cannot be hoisted, and
-// rebuilt with one addition where it is used. The split is checked once per call; a
-// long double format it does not hold exactly takes the plain recursion.
+// compiler spills long double constants it cannot keep in registers as 80-bit values. So
+// the coefficients are kept as two doubles whose sum is exactly the coefficient, read
+// through an opaque pointer so that they are loaded where they are used, and rebuilt there
+// with one addition. The split is checked once per call; a coefficient (or a long double
+// format) it does not hold exactly takes the plain recursion.
 
 #include "framework/qvGlobal.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace QVKernels {
 
@@ -50,11 +51,10 @@ template <typename T>
 
 inline bool Split(long double c, TQVIirSplit &s)
 {
-    const double hi = double(c);
-    const double lo = double(c - hi);
-    s.Hi = hi;
-    s.Lo = lo;
-    return (long double)hi + lo == c;
+    s.Hi = double(c);
+    s.Lo = double(c - s.Hi);
+    const long double back = Rebuilt(s);
+    return back == c && std::signbit(back) == std::signbit(c); // -0 would come back as +0
 }
 
 // The input combination of a low-pass (x + 2 x1 + x2) or high-pass (x - 2 x1 + x2) section.
@@ -120,7 +120,9 @@ void SecondOrderPass(const TQVIirSplit *c, long double *const *stages, const In 
         h1[k] = stages[k + 1][1];
         h2[k] = stages[k + 1][0];
     }
-    const auto step = [&](long double s) __attribute__((always_inline)) { return SectionsStep<0, W, Low, ToFloats>(c, h1, h2, s); };
+    const auto step = [&](long double s) __attribute__((always_inline)) {
+        return SectionsStep<0, W, Low, ToFloats>(c, h1, h2, s);
+    };
     if constexpr (FromFloats) {
         long double x1 = stages[0][1], x2 = stages[0][0];
         const int head = std::min(n, 2);

@@ -221,25 +221,22 @@ TEST_P(FilterKernelIirCuts, EveryCallLengthMatchesTheRecursion)
     for (const std::vector<int> &calls : {std::vector<int>{1, 2, 3, 4, 5}, {255, 1, 256, 257}, {2, 511, 6}}) {
         std::vector<TQVIirStage> stages(std::size_t(m) + 1, TQVIirStage{});
         Signal got = x;
-        for (int base = 0, call = 0; base < int(got.size()); base += calls[std::size_t(call++) % calls.size()]) {
-            const int length = std::min(calls[std::size_t(call) % calls.size()], int(got.size()) - base);
-            IirFilter(c.Filter.Kind, sections.data(), stages.data(), m, got.data() + base, length);
-        }
+        for (int base = 0, call = 0; base < int(got.size()); base += calls[std::size_t(call++) % calls.size()])
+            IirFilter(c.Filter.Kind, sections.data(), stages.data(), m, got.data() + base,
+                      std::min(calls[std::size_t(call) % calls.size()], int(got.size()) - base));
         EXPECT_TRUE(WithinUlps(got, want, 0)) << "calls of " << calls[0] << ", " << calls[1] << ", ...";
         for (std::size_t k = 0; k < stages.size(); ++k)
             EXPECT_TRUE(std::equal(std::begin(reference[k].S), std::end(reference[k].S), stages[k].S)) << "stage " << k;
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FilterKernel, FilterKernelIirCuts,
-    ::testing::Values(TQVIirCutCase{{TQVIirKind::LowPass, 2, 0.1L, 0}, 1}, TQVIirCutCase{{TQVIirKind::LowPass, 4, 0.1L, 0}, 1},
-                      TQVIirCutCase{{TQVIirKind::LowPass, 6, 0.05L, 0}, 1}, TQVIirCutCase{{TQVIirKind::LowPass, 8, 0.1L, 0}, 1},
-                      TQVIirCutCase{{TQVIirKind::LowPass, 10, 0.1L, 0}, 1}, TQVIirCutCase{{TQVIirKind::HighPass, 2, 0.2L, 0}, 1},
-                      TQVIirCutCase{{TQVIirKind::HighPass, 6, 0.1L, 0}, 1},
-                      TQVIirCutCase{{TQVIirKind::BandPass, 2, 0.1L, 0.15L}, 1},
-                      TQVIirCutCase{{TQVIirKind::BandPass, 6, 0.05L, 0.1L}, 1},
-                      TQVIirCutCase{{TQVIirKind::LowPass, 6, 0.1L, 0}, 0x1p-1100L}));
+constexpr TQVIirKind Lp = TQVIirKind::LowPass, Hp = TQVIirKind::HighPass, Bp = TQVIirKind::BandPass;
+const TQVIirCutCase IirCuts[] = {
+    {{Lp, 2, 0.1L, 0}, 1},  {{Lp, 4, 0.1L, 0}, 1},       {{Lp, 6, 0.05L, 0}, 1},      {{Lp, 8, 0.1L, 0}, 1},
+    {{Lp, 10, 0.1L, 0}, 1}, {{Hp, 2, 0.2L, 0}, 1},       {{Hp, 6, 0.1L, 0}, 1},       {{Bp, 2, 0.1L, 0.15L}, 1},
+    {{Bp, 6, 0.05L, 0.1L}, 1}, {{Lp, 6, 0.1L, 0}, 0x1p-1100L},
+};
+INSTANTIATE_TEST_SUITE_P(FilterKernel, FilterKernelIirCuts, ::testing::ValuesIn(IirCuts));
 
 // Vectorised kernels, on each code path.
 class FilterKernelPath : public ::testing::TestWithParam<TQVKernelPath>
