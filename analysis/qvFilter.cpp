@@ -275,16 +275,16 @@ float TQVIIRFilter::Filter(float x)
 
 void TQVIIRFilter::FilterArray(TQVSingleArray *data, int count)
 {
-    using QVFilterKernels::TQVIirKind;
+    using QVKernels::TQVIirKind;
     const TQVIirKind kind = m_output == iirBandPass ? TQVIirKind::BandPass
         : m_output == iirHighPass                   ? TQVIirKind::HighPass
                                                     : TQVIirKind::LowPass;
-    QVFilterKernels::IirFilter(kind, m_coefficients, m_stages, m_sections, data, count);
+    QVKernels::IirFilter(kind, m_coefficients, m_stages, m_sections, data, count);
 }
 
 void TQVIIRFilter::Reset()
 {
-    for (QVFilterKernels::TQVIirStage &stage : m_stages)
+    for (QVKernels::TQVIirStage &stage : m_stages)
         std::fill(std::begin(stage.S), std::end(stage.S), 0.0L);
 }
 
@@ -404,7 +404,7 @@ float TQVFIRFilter::Filter(float x)
 
 void TQVFIRFilter::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::FirFilter(m_h, m_count, m_delay, m_position, data, count);
+    QVKernels::FirFilter(m_h, m_count, m_delay, m_position, data, count);
 }
 
 void TQVFIRFilter::Reset()
@@ -460,7 +460,7 @@ float TQVRCLowpass::Filter(float x)
 
 void TQVRCLowpass::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::RCLowpassFilter(m_gain, m_state, m_lookahead, data, count);
+    QVKernels::RCLowpassFilter(m_gain, m_state, m_lookahead, data, count);
 }
 
 void TQVRCLowpass::Reset()
@@ -498,7 +498,7 @@ float TQVRCHighpass::Filter(float x)
 
 void TQVRCHighpass::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::RCHighpassFilter(m_gain, m_state, m_lookahead, data, count);
+    QVKernels::RCHighpassFilter(m_gain, m_state, m_lookahead, data, count);
 }
 
 void TQVRCHighpass::Reset()
@@ -559,7 +559,7 @@ float TQVStateVariableFilter::Filter(float x)
 
 void TQVStateVariableFilter::FilterArray(TQVSingleArray *data, int count)
 {
-    QVFilterKernels::StateVariableFilter(int(m_output), m_f, m_damping, m_band, m_low, m_lookahead, data, count);
+    QVKernels::StateVariableFilter(int(m_output), m_f, m_damping, m_band, m_low, m_lookahead, data, count);
 }
 
 void TQVStateVariableFilter::Reset()

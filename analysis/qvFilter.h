@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 
 #include "analysis/QVVector.h"
-#include "analysis/qvFilterKernels.h"
+#include "kernels/qvKernels.h"
 #include "framework/qvMeasIntf.h"
 
 /// \brief Base of the digital filter stages: takes channel 0 of every block, filters it in
@@ -117,8 +117,8 @@ private:
     TQVIirFilterOutput m_output = iirLowPass;
     int m_order = 2;
     int m_sections = 1;
-    QVFilterKernels::TQVIirSection m_coefficients[MaxSections]{};
-    QVFilterKernels::TQVIirStage m_stages[MaxSections + 1]{};
+    QVKernels::TQVIirSection m_coefficients[MaxSections]{};
+    QVKernels::TQVIirStage m_stages[MaxSections + 1]{};
 };
 
 /// \brief FIR filter: convolution with up to 512 coefficients through a circular delay
@@ -204,7 +204,7 @@ public:
 
 private:
     long double m_state = 0.0L;
-    QVFilterKernels::TQVLookahead m_lookahead;
+    QVKernels::TQVLookahead m_lookahead;
     long double m_gain = 0.0L;
     long double m_decay = 0.0L;
 };
@@ -226,7 +226,7 @@ public:
 
 private:
     long double m_state = 0.0L;
-    QVFilterKernels::TQVLookahead m_lookahead;
+    QVKernels::TQVLookahead m_lookahead;
     long double m_gain = 0.0L;
     long double m_decay = 0.0L;
 };
@@ -268,5 +268,5 @@ private:
     float m_f = 0.0f;
     long double m_band = 0.0L;
     long double m_low = 0.0L;
-    QVFilterKernels::TQVLookahead m_lookahead;
+    QVKernels::TQVLookahead m_lookahead;
 };

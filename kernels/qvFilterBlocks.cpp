@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kernels/qvFilterKernels_p.h"
+#include "kernels/qvIirKernels_p.h"
 #include "kernels/qvKernelDispatch_p.h"
 
 // The filter kernels around the lanes of the active path: the FIR delay line and chunks,
@@ -220,6 +221,14 @@ void SvfReference(int output, float f, float damping, long double &band, long do
 }
 
 } // namespace
+
+void IirFilter(TQVIirKind kind, const TQVIirSection *sections, TQVIirStage *stages, int sectionCount, float *data,
+               int count)
+{
+    if (!sections || !stages || !data || sectionCount < 1 || count < 1)
+        return;
+    IirCascade(kind == TQVIirKind::BandPass, kind == TQVIirKind::LowPass, sections, stages, sectionCount, data, count);
+}
 
 void FirFilter(const float *h, int taps, float *delay, int &position, float *data, int count)
 {

@@ -98,6 +98,26 @@ QV_CORE_EXPORT void FFTAmplitudes(float *re, const float *im, int count);
 // every 32-bit output stays within one ulp of the 80-bit recursion, and gives the same
 // outputs however the stream is cut into calls.
 
+/// Coefficients c0..c4 of one IIR section (low- and high-pass use c0..c2).
+struct TQVIirSection
+{
+    long double C[5];
+};
+
+/// History s1 (oldest) .. s5 of one IIR stage; low- and high-pass use s1..s3.
+/// Stage k holds the input history of section k, stage k + 1 its output history.
+struct TQVIirStage
+{
+    long double S[5];
+};
+
+enum class TQVIirKind { LowPass, BandPass, HighPass };
+
+/// Cascade of `sectionCount` sections; `stages` has sectionCount + 1 entries. The 80-bit
+/// per-sample recursion itself (x87, one path on every processor): bit-identical.
+QV_CORE_EXPORT void IirFilter(TQVIirKind kind, const TQVIirSection *sections, TQVIirStage *stages, int sectionCount,
+                              float *data, int count);
+
 /// Convolution with `taps` coefficients; h[0] weights the newest sample. `delay` holds the
 /// last `taps` inputs circularly, `position` is the 1-based slot of the newest (0 after a
 /// reset, when the line is all zeros). Bit-identical to the 80-bit sum.

@@ -3,17 +3,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "analysis/qvFilterKernels.h"
+#include "kernels/qvKernels.h"
 #include "kernels/qvKernelTestSignals.h"
 
 namespace {
 
-using namespace QVFilterKernels;
+using namespace QVKernels;
 
 
 // IIR: Butterworth sections by the bilinear design, filtered by the stage recursion.
@@ -113,5 +114,47 @@ TEST(FilterKernelIir, MatchesStageRecursionInChunks)
         }
     }
 }
+
+// The kernel's edge paths: every pass plan (1 to 5 sections), band-pass, the first samples
+// of a call, odd call lengths and chunk boundaries, and coefficients that do not split into
+// two doubles (beyond double range: the kernel falls back to the plain recursion).
+struct TQVIirCutCase
+{
+    TQVIirCase Filter;
+    long double Scale; // applied to c0 of the first section
+};
+
+class FilterKernelIirCuts : public ::testing::TestWithParam<TQVIirCutCase>
+{
+};
+
+TEST_P(FilterKernelIirCuts, EveryCallLengthMatchesTheRecursion)
+{
+    const TQVIirCutCase c = GetParam();
+    std::vector<TQVIirSection> sections = Butterworth(c.Filter);
+    sections[0].C[0] *= c.Scale;
+    const int m = int(sections.size());
+    const Signal x = NoiseAndSines(3000, 2);
+    std::vector<TQVIirStage> reference(std::size_t(m) + 1, TQVIirStage{});
+    const Signal want = IirReference(c.Filter, sections, reference, x);
+    for (const std::vector<int> &calls : {std::vector<int>{1, 2, 3, 4, 5}, {255, 1, 256, 257}, {2, 511, 6}}) {
+        std::vector<TQVIirStage> stages(std::size_t(m) + 1, TQVIirStage{});
+        Signal got = x;
+        for (int base = 0, call = 0; base < int(got.size()); base += calls[std::size_t(call++) % calls.size()])
+            IirFilter(c.Filter.Kind, sections.data(), stages.data(), m, got.data() + base,
+                      std::min(calls[std::size_t(call) % calls.size()], int(got.size()) - base));
+        EXPECT_TRUE(WithinUlps(got, want, 0)) << "calls of " << calls[0] << ", " << calls[1] << ", ...";
+        for (std::size_t k = 0; k < stages.size(); ++k)
+            EXPECT_TRUE(std::equal(std::begin(reference[k].S), std::end(reference[k].S), stages[k].S)) << "stage " << k;
+    }
+}
+
+constexpr TQVIirKind Lp = TQVIirKind::LowPass, Hp = TQVIirKind::HighPass, Bp = TQVIirKind::BandPass;
+const TQVIirCutCase IirCuts[] = {
+    {{Lp, 2, 0.1L, 0}, 1},  {{Lp, 4, 0.1L, 0}, 1},       {{Lp, 6, 0.05L, 0}, 1},      {{Lp, 8, 0.1L, 0}, 1},
+    {{Lp, 10, 0.1L, 0}, 1}, {{Hp, 2, 0.2L, 0}, 1},       {{Hp, 6, 0.1L, 0}, 1},       {{Bp, 2, 0.1L, 0.15L}, 1},
+    {{Bp, 6, 0.05L, 0.1L}, 1}, {{Lp, 6, 0.1L, 0}, 0x1p-1100L},
+};
+INSTANTIATE_TEST_SUITE_P(FilterKernel, FilterKernelIirCuts, ::testing::ValuesIn(IirCuts));
 
 } // namespace
