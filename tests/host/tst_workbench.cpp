@@ -2,11 +2,15 @@
 // property editor and design-mode dragging of the main window (offscreen).
 
 #include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
 #include <numbers>
 
 #include <gtest/gtest.h>
 
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QUndoStack>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QCheckBox>
@@ -380,4 +384,90 @@ TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
     EXPECT_EQ(w.Tray()->count(), 0);
     EXPECT_EQ(w.Selected(), nullptr);
     EXPECT_FALSE(remove->isEnabled());
+}
+
+TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
+{
+    TQVWorkbenchModel m;
+    QUndoStack *stack = m.UndoStack();
+    const QString initial = m.FormText();
+    using Gesture = std::function<bool(TQVWorkbenchModel &)>;
+    auto set = [](const char *component, const char *property, QVariant value) -> Gesture {
+        return [=](TQVWorkbenchModel &m) {
+            return m.SetProperty(m.Component(QString::fromLatin1(component)), QString::fromLatin1(property), value)
+                .isEmpty();
+        };
+    };
+    auto place = [](const char *className, QPoint at = QPoint(-1, -1)) -> Gesture {
+        return [=](TQVWorkbenchModel &m) { return m.AddComponent(QString::fromLatin1(className), at) != nullptr; };
+    };
+    auto geometry = [](const char *component, QRect r) -> Gesture {
+        return [=](TQVWorkbenchModel &m) {
+            return m.SetGeometry(qobject_cast<QWidget *>(m.Component(QString::fromLatin1(component))), r).isEmpty();
+        };
+    };
+    auto remove = [](const char *component) -> Gesture {
+        return [=](TQVWorkbenchModel &m) { return m.RemoveComponent(m.Component(QString::fromLatin1(component))); };
+    };
+    // Each gesture with the number of steps the history should have after it.
+    const struct { Gesture Do; int Steps; } session[] = {
+        {place("TQVSignalGenerator"), 1},
+        {place("TQVAnalyzer"), 2},
+        {place("TQVMeter", QPoint(40, 40)), 3},
+        {set("SignalGenerator1", "Frequency", 250.0), 4},
+        {set("SignalGenerator1", "Frequency", 500.0), 4}, // merged with the previous write
+        {set("Analyzer1", "MeasureSource", QStringLiteral("SignalGenerator1")), 5},
+        {set("Analyzer1", "Compression", QStringLiteral("mcoRMS")), 6},
+        {set("Meter1", "MeasureSource", QStringLiteral("Analyzer1")), 7},
+        {geometry("Meter1", QRect(64, 48, 200, 180)), 8}, // a move and resize
+        {geometry("Meter1", QRect(80, 48, 200, 180)), 9}, // moves never merge
+        {set("Meter1", "Name", QStringLiteral("Level")), 10},
+        {set("Level", "RangeNumber", 3), 11},
+        {set("Level", "RangeCurrent", 2), 12},
+        {set("Level", "RangeColor", quint32(0x00C8F0)), 13},
+        {remove("Analyzer1"), 14}, // the meter loses its source
+        {place("TQVAnalyzer"), 15},
+        {remove("SignalGenerator1"), 16},
+    };
+    QSignalSpy replaced(&m, &TQVWorkbenchModel::FormReplaced);
+    std::vector<std::string> texts{initial.toStdString()};
+    for (const auto &gesture : session) {
+        ASSERT_TRUE(gesture.Do(m)) << qPrintable(m.LastError()) << " at step " << texts.size();
+        texts.push_back(m.FormText().toStdString());
+        EXPECT_EQ(stack->count(), gesture.Steps);
+        const int index = stack->index();
+        while (stack->canUndo())
+            stack->undo();
+        EXPECT_EQ(m.FormText(), initial) << qPrintable(m.FormText());
+        while (stack->canRedo())
+            stack->redo();
+        EXPECT_EQ(stack->index(), index);
+        EXPECT_EQ(m.FormText().toStdString(), texts.back()) << "after gesture " << texts.size() - 1;
+    }
+    // Step by step back through every stored state, then forward again.
+    texts.erase(texts.begin() + 4); // the merged frequency write has no state of its own
+    for (int i = int(texts.size()) - 2; i >= 0; --i) {
+        stack->undo();
+        EXPECT_EQ(m.FormText().toStdString(), texts[i]) << "undo to " << i;
+    }
+    for (int i = 1; i < texts.size(); ++i) {
+        stack->redo();
+        EXPECT_EQ(m.FormText().toStdString(), texts[i]) << "redo to " << i;
+    }
+    auto *meter = qobject_cast<TQVMeter *>(m.Component(QStringLiteral("Level")));
+    ASSERT_NE(meter, nullptr);
+    stack->undo(); // the generator is back, feeding nothing yet: the new analyzer is unconnected
+    stack->undo();
+    stack->undo(); // the deleted analyzer is back, connected again on both sides
+    auto *analyzer = qobject_cast<TQVAnalyzer *>(m.Component(QStringLiteral("Analyzer1")));
+    ASSERT_NE(analyzer, nullptr);
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(analyzer->GetQVMeasureSource(), m.Component(QStringLiteral("SignalGenerator1")));
+    // A refused write adds nothing; opening a form starts a new history.
+    EXPECT_EQ(replaced.count(), 0); // every step was replayed on the components themselves
+    const int steps = stack->count();
+    EXPECT_FALSE(m.SetProperty(analyzer, QStringLiteral("Compression"), QStringLiteral("mcoNope")).isEmpty());
+    EXPECT_EQ(stack->count(), steps);
+    ASSERT_TRUE(m.Load(m.FormText()));
+    EXPECT_EQ(stack->count(), 0);
 }
