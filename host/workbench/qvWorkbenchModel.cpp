@@ -203,12 +203,14 @@ class TQVWorkbenchModel::ChangeCommand : public Command
 {
 public:
     ChangeCommand(TQVWorkbenchModel *model, const QString &name, const QString &property, QVariant oldValue,
-                  QVariant newValue, QString before)
+                  QVariant newValue, QString before, QVariantList oldState = {}, QVariantList newState = {})
         : Command(model, QObject::tr("%1 of %2").arg(property, name), std::move(before))
         , m_name(name)
         , m_property(property)
         , m_old(std::move(oldValue))
         , m_new(std::move(newValue))
+        , m_oldState(std::move(oldState))
+        , m_newState(std::move(newState))
     {
     }
 
@@ -220,6 +222,7 @@ public:
         if (next->m_name != m_name || next->m_property != m_property)
             return false;
         m_new = next->m_new;
+        m_newState = next->m_newState;
         m_after = next->m_after;
         setObsolete(m_before == m_after);
         return true;
@@ -248,6 +251,8 @@ protected:
             const int index = meta->indexOfProperty(m_property.toLatin1().constData());
             if (index >= 0)
                 m.WriteProperty(component, meta->property(index), value);
+            // Setters that adjust others (a display configuring itself from its source).
+            m.RestoreState(component, forward ? m_newState : m_oldState);
         }
         emit m.ComponentChanged(component);
     }
@@ -257,6 +262,8 @@ private:
     QString m_property;
     QVariant m_old;
     QVariant m_new;
+    QVariantList m_oldState;
+    QVariantList m_newState;
 };
 
 void TQVWorkbenchModel::RegisterClasses(TQVClassRegistry &registry)
@@ -523,6 +530,32 @@ void TQVWorkbenchModel::Reconnect(const QString &sourceName, const QList<QPair<Q
         const int index = consumer ? consumer->metaObject()->indexOfProperty(property.toLatin1().constData()) : -1;
         if (index >= 0)
             WriteProperty(consumer, consumer->metaObject()->property(index), sourceName);
+    }
+}
+
+QVariantList TQVWorkbenchModel::State(QObject *component) const
+{
+    QVariantList state;
+    const QMetaObject *meta = component->metaObject();
+    for (int i = FirstOwnProperty(component); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (property.isWritable() && property.isStored() && !IsObjectPointer(property))
+            state.append(property.read(component));
+    }
+    return state;
+}
+
+void TQVWorkbenchModel::RestoreState(QObject *component, const QVariantList &state)
+{
+    const QMetaObject *meta = component->metaObject();
+    qsizetype k = 0;
+    for (int i = FirstOwnProperty(component); i < meta->propertyCount() && k < state.size(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (!property.isWritable() || !property.isStored() || IsObjectPointer(property))
+            continue;
+        const QVariant &value = state[k++];
+        if (property.read(component) != value)
+            WriteProperty(component, property, value);
     }
 }
 
@@ -805,12 +838,14 @@ QString TQVWorkbenchModel::SetProperty(QObject *component, const QString &name, 
     const QMetaProperty property = meta->property(index);
     const QString before = Snapshot();
     const QVariant oldValue = StoredValue(component, property);
+    QVariantList oldState = State(component);
     const QString error = WriteProperty(component, property, value);
     if (!error.isEmpty())
         return Fail(error);
     SetModified(true);
     emit ComponentChanged(component);
-    Push(new ChangeCommand(this, component->objectName(), name, oldValue, StoredValue(component, property), before));
+    Push(new ChangeCommand(this, component->objectName(), name, oldValue, StoredValue(component, property), before,
+                           std::move(oldState), State(component)));
     return QString();
 }
 

@@ -156,6 +156,8 @@ private:
     QList<QPair<QString, QString>> Consumers(const QObject *source) const;
     void Reconnect(const QString &sourceName, const QList<QPair<QString, QString>> &consumers);
     QVariant StoredValue(QObject *component, const QMetaProperty &property) const;
+    QVariantList State(QObject *component) const;
+    void RestoreState(QObject *component, const QVariantList &state);
     QString Fail(const QString &message);
     void SetModified(bool modified);
     void Adopt(QObject *component, int index = -1);
