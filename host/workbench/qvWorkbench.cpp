@@ -480,6 +480,11 @@ void TQVWorkbench::CreateActions()
     tools->addActions({m_runAction, m_stopAction});
     tools->addSeparator();
     tools->addActions({m_undoAction, m_redoAction, m_deleteAction});
+    // The history actions name the step in the menu; the toolbar shows their icons only.
+    for (QAction *action : {m_undoAction, m_redoAction}) {
+        if (auto *button = qobject_cast<QToolButton *>(tools->widgetForAction(action)))
+            button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    }
     connect(history, &QUndoStack::canUndoChanged, this, [this] { UpdateActions(); });
     connect(history, &QUndoStack::canRedoChanged, this, [this] { UpdateActions(); });
     UpdateRecentMenu();
@@ -1262,11 +1267,14 @@ void TQVWorkbench::PaintWires(QPainter &painter)
 {
     if (!m_model)
         return;
-    // Only over the visible form and tray.
-    QRegion clip;
-    for (QWidget *view : {m_formArea->viewport(), m_tray->viewport()})
-        clip += QRect(view->mapTo(m_centre, QPoint(0, 0)), view->size());
-    painter.setClipRegion(clip);
+    // Only over the visible form, the tray and what lies between them.
+    const QWidget *form = m_formArea->viewport();
+    const QWidget *tray = m_tray->viewport();
+    const QPoint formAt = form->mapTo(m_centre, QPoint(0, 0));
+    const QPoint trayAt = tray->mapTo(m_centre, QPoint(0, 0));
+    const int left = std::max(formAt.x(), trayAt.x());
+    const int right = std::min(formAt.x() + form->width(), trayAt.x() + tray->width());
+    painter.setClipRect(QRect(QPoint(left, formAt.y()), QPoint(right - 1, trayAt.y() + tray->height() - 1)));
     painter.setRenderHint(QPainter::Antialiasing);
     const QColor wire(30, 110, 220);
     for (QObject *consumer : m_model->Components()) {
@@ -1296,6 +1304,9 @@ void TQVWorkbench::PaintWires(QPainter &painter)
             QColor colour = selected ? wire.darker(130) : wire;
             colour.setAlpha(selected ? 235 : 170);
             painter.setBrush(Qt::NoBrush);
+            // A light halo keeps the wire readable where it crosses a component.
+            painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap));
+            painter.drawPath(path);
             painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap));
             painter.drawPath(path);
             painter.setBrush(Qt::white);

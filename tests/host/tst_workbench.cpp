@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QSettings>
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QUndoStack>
 #include <QtTest/QSignalSpy>
@@ -407,8 +408,56 @@ TEST(WorkbenchWindow, DragMovesComponentsInDesignModeOnly)
     drag(QPoint(40, 40));
     EXPECT_EQ(meter->pos(), QPoint(100, 72));
     m.Stop();
+
+    // Resize handles: the right bottom one grows the meter in snapped steps, the left one
+    // stops at the minimum size; each drag is one step of the history.
+    const int steps = m.UndoStack()->count();
+    const struct { QPoint Grip, Delta; QRect Expected; } resizes[] = {
+        {QPoint(100 + 133 + 2, 72 + 133 + 2), QPoint(31, 17), QRect(100, 72, 164, 152)},
+        {QPoint(100 - 3, 72 + 76), QPoint(400, 0), QRect(256, 72, 8, 152)},
+    };
+    for (const auto &r : resizes) {
+        ASSERT_EQ(w.Selected(), meter);
+        QTest::mousePress(m.Surface(), Qt::LeftButton, {}, r.Grip);
+        QTest::mouseMove(m.Surface(), r.Grip + r.Delta / 2);
+        QTest::mouseMove(m.Surface(), r.Grip + r.Delta);
+        QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, r.Grip + r.Delta);
+        EXPECT_EQ(meter->geometry(), r.Expected);
+    }
+    EXPECT_EQ(m.UndoStack()->count(), steps + 2);
+    m.UndoStack()->undo();
+    m.UndoStack()->undo();
+    EXPECT_EQ(meter->geometry(), QRect(100, 72, 133, 133));
     QTest::mouseClick(m.Surface(), Qt::LeftButton, {}, QPoint(900, 600));
     EXPECT_EQ(w.Selected(), nullptr);
+}
+
+TEST(WorkbenchWindow, RecentFilesDropMissingOnesWithAMessage)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path()); // not the user's list
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    QSignalSpy shown(&w, &TQVWorkbench::ErrorShown);
+    w.Model().AddComponent(QStringLiteral("TQVSignalGenerator"));
+    QStringList saved;
+    for (int i = 0; i < 10; ++i) {
+        saved.prepend(dir.filePath(QStringLiteral("form%1.vform").arg(i)));
+        ASSERT_TRUE(w.Model().Save(saved.first()));
+        ASSERT_TRUE(w.OpenFile(saved.first()));
+    }
+    EXPECT_EQ(w.RecentFiles(), saved.mid(0, 8));
+    ASSERT_TRUE(QFile::remove(saved[1]));
+    EXPECT_FALSE(w.OpenRecent(saved[1]));
+    ASSERT_EQ(shown.count(), 1);
+    EXPECT_TRUE(shown.at(0).at(0).toString().contains(saved[1]));
+    QStringList left = saved.mid(0, 8);
+    left.removeAll(saved[1]);
+    EXPECT_EQ(w.RecentFiles(), left);
+    EXPECT_TRUE(w.OpenRecent(saved[5]));
+    EXPECT_EQ(w.RecentFiles().first(), saved[5]);
+    EXPECT_EQ(w.Model().FileName(), saved[5]);
 }
 
 TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
