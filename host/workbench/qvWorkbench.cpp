@@ -413,6 +413,7 @@ TQVWorkbench::~TQVWorkbench()
     m_model->Surface()->removeEventFilter(this);
     m_centre->removeEventFilter(this);
     m_model->disconnect(this);
+    m_model->UndoStack()->disconnect(this);
     delete m_model;
     m_model = nullptr;
 }
@@ -925,10 +926,12 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
         return false;
     }
     // A resize by a handle takes the mouse wherever the press landed.
-    if (!running && watched->isWidgetType()) {
+    const QEvent::Type type = event->type();
+    if (!running && watched->isWidgetType() &&
+        (type == QEvent::MouseButtonPress || type == QEvent::MouseMove || type == QEvent::MouseButtonRelease)) {
         auto *mouse = static_cast<QMouseEvent *>(event);
         const auto at = [&] { return surface->mapFromGlobal(mouse->globalPosition().toPoint()); };
-        switch (event->type()) {
+        switch (type) {
         case QEvent::MouseButtonPress:
             if (mouse->button() == Qt::LeftButton && (watched == surface || DesignComponentAt(watched))) {
                 const int handle = HandleAt(at());
@@ -1025,8 +1028,7 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
             return true;
         auto *mouse = static_cast<QMouseEvent *>(event);
         QPoint at = surface->mapFromGlobal(mouse->globalPosition().toPoint()) - m_dragOffset;
-        at = QPoint(std::max(0, int(std::lround(at.x() / double(SnapStep))) * SnapStep),
-                    std::max(0, int(std::lround(at.y() / double(SnapStep))) * SnapStep));
+        at = QPoint(std::max(0, Snap(at.x())), std::max(0, Snap(at.y())));
         if (at != component->pos()) {
             component->move(at);
             m_dragMoved = true;

@@ -64,7 +64,7 @@ int FirstOwnProperty(const QObject *object)
 }
 
 // The pseudo-property of a move or resize in the editing history.
-const QString GeometryName = QStringLiteral("Left, Top, Width, Height");
+const QString GeometryName = QStringLiteral("Position and size");
 
 } // namespace
 
@@ -251,9 +251,10 @@ protected:
             const int index = meta->indexOfProperty(m_property.toLatin1().constData());
             if (index >= 0)
                 m.WriteProperty(component, meta->property(index), value);
-            // Setters that adjust others (a display configuring itself from its source).
-            m.RestoreState(component, forward ? m_newState : m_oldState);
         }
+        // Properties the change adjusted as well (a display configuring itself from its
+        // source, or its label gap from its size).
+        m.RestoreState(component, forward ? m_newState : m_oldState);
         emit m.ComponentChanged(component);
     }
 
@@ -883,10 +884,12 @@ QString TQVWorkbenchModel::SetGeometry(QWidget *component, const QRect &geometry
         return QString();
     const QString before = Snapshot();
     const QRect previous = component->geometry();
+    QVariantList oldState = State(component);
     component->setGeometry(geometry);
     SetModified(true);
     emit ComponentChanged(component);
-    Push(new ChangeCommand(this, component->objectName(), GeometryName, previous, geometry, before));
+    Push(new ChangeCommand(this, component->objectName(), GeometryName, previous, geometry, before, std::move(oldState),
+                           State(component)));
     return QString();
 }
 

@@ -26,6 +26,7 @@
 #include "host/workbench/qvWorkbenchModel.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "stream/qvMLSSimpleSources.h"
+#include "controls/qvCommon.h"
 
 namespace {
 
@@ -305,6 +306,17 @@ TEST(WorkbenchWindow, PropertyEditorOffersEnumNamesAndCompatibleSources)
     EXPECT_TRUE(autoConfig->isChecked());
     autoConfig->setChecked(false);
     EXPECT_FALSE(meter->AutoConfig());
+
+    // SI prefixes by name: the slider's label prefix takes kilo (the 14th of the 21).
+    QObject *slider = m.AddComponent(QStringLiteral("TQVSlider"));
+    auto *prefix = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("LabelScientificUnitPosfix")));
+    ASSERT_NE(prefix, nullptr);
+    ASSERT_EQ(prefix->count(), 21);
+    const int kilo = prefix->findText(QStringLiteral("kilo"), Qt::MatchStartsWith);
+    ASSERT_GE(kilo, 0);
+    prefix->setCurrentIndex(kilo);
+    emit prefix->activated(kilo);
+    EXPECT_EQ(slider->property("LabelScientificUnitPosfix").toInt(), int(sipKilo));
 }
 
 TEST(WorkbenchModel, SourceChooserOffersWhatTheCapabilityRulesAccept)
@@ -312,8 +324,9 @@ TEST(WorkbenchModel, SourceChooserOffersWhatTheCapabilityRulesAccept)
     TQVWorkbenchModel m;
     auto add = [&](const char *className, const char *source = nullptr) {
         QObject *c = m.AddComponent(QString::fromLatin1(className));
-        if (c && source)
+        if (c && source) {
             EXPECT_EQ(m.SetProperty(c, QStringLiteral("MeasureSource"), QString::fromLatin1(source)), QString());
+        }
         return c;
     };
     add("TQVSignalGenerator");
