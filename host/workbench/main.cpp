@@ -44,7 +44,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%s\n", qPrintable(message));
     });
     if (!parser.positionalArguments().isEmpty())
-        window.Model().Open(parser.positionalArguments().first());
+        window.OpenFile(parser.positionalArguments().first());
     else if (parser.isSet(exampleOption))
         window.PlaceExample();
     window.show();

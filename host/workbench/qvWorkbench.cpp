@@ -1,12 +1,16 @@
 #include "qvWorkbench.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMimeData>
+#include <QtCore/QSettings>
+#include <QtGui/QPainterPath>
+#include <QtGui/QUndoStack>
 #include <QtGui/QCloseEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
@@ -22,6 +26,7 @@
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QScrollArea>
+#include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QSplitter>
 #include <QtWidgets/QStatusBar>
@@ -33,6 +38,7 @@
 #include <QtWidgets/QVBoxLayout>
 
 #include "controls/qvColor.h"
+#include "controls/qvCommon.h"
 #include "indicators/qvRegister.h"
 
 namespace {
@@ -42,6 +48,81 @@ constexpr int ClassRole = Qt::UserRole;
 constexpr int ComponentRole = Qt::UserRole + 1;
 constexpr int GridStep = 16;
 constexpr int SnapStep = 4;
+
+constexpr int MaxRecentFiles = 8;
+const QString RecentFilesKey = QStringLiteral("RecentFiles");
+
+QSettings Settings()
+{
+    return QSettings(QStringLiteral("Velmora"), QStringLiteral("workbench"));
+}
+
+// The eight handles of the selection frame around `geometry`, top left first, clockwise.
+std::array<QRect, 8> HandleRects(const QRect &geometry)
+{
+    const QRect r = geometry.adjusted(-3, -3, 2, 2);
+    const QPoint centres[] = {r.topLeft(), QPoint(r.center().x(), r.top()), r.topRight(),
+                              QPoint(r.right(), r.center().y()), r.bottomRight(),
+                              QPoint(r.center().x(), r.bottom()), r.bottomLeft(), QPoint(r.left(), r.center().y())};
+    std::array<QRect, 8> rects;
+    for (int k = 0; k < 8; ++k)
+        rects[k] = QRect(centres[k] - QPoint(3, 3), QSize(7, 7));
+    return rects;
+}
+
+// Which edges handle `k` moves.
+bool MovesLeft(int k) { return k == 0 || k == 6 || k == 7; }
+bool MovesRight(int k) { return k >= 2 && k <= 4; }
+bool MovesTop(int k) { return k <= 2; }
+bool MovesBottom(int k) { return k >= 4 && k <= 6; }
+
+Qt::CursorShape HandleCursor(int k)
+{
+    static const Qt::CursorShape shapes[] = {Qt::SizeFDiagCursor, Qt::SizeVerCursor, Qt::SizeBDiagCursor,
+                                             Qt::SizeHorCursor,   Qt::SizeFDiagCursor, Qt::SizeVerCursor,
+                                             Qt::SizeBDiagCursor, Qt::SizeHorCursor};
+    return k >= 0 && k < 8 ? shapes[k] : Qt::ArrowCursor;
+}
+
+int Snap(int value)
+{
+    return int(std::lround(value / double(SnapStep))) * SnapStep;
+}
+
+// The point where the line from the centre of `rect` towards `target` leaves it.
+QPointF BorderPoint(const QRectF &rect, const QPointF &target)
+{
+    const QPointF c = rect.center();
+    const QPointF d = target - c;
+    if (qFuzzyIsNull(d.x()) && qFuzzyIsNull(d.y()))
+        return c;
+    const double tx = qFuzzyIsNull(d.x()) ? 1e9 : rect.width() / 2 / std::abs(d.x());
+    const double ty = qFuzzyIsNull(d.y()) ? 1e9 : rect.height() / 2 / std::abs(d.y());
+    return c + d * std::min({tx, ty, 1.0});
+}
+
+// A transparent layer that lets the mouse through and paints by a callback.
+class PaintLayer : public QWidget
+{
+public:
+    PaintLayer(QWidget *parent, std::function<void(QPainter &)> paint)
+        : QWidget(parent)
+        , m_paint(std::move(paint))
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        setAttribute(Qt::WA_NoSystemBackground);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        m_paint(painter);
+    }
+
+private:
+    std::function<void(QPainter &)> m_paint;
+};
 
 // Draws the selection frame above the components of the form; lets the mouse through.
 class SelectionOverlay : public QWidget
@@ -70,10 +151,8 @@ protected:
         painter.drawRect(r);
         painter.setPen(accent.darker(130));
         painter.setBrush(Qt::white);
-        for (const QPoint &p : {r.topLeft(), r.topRight(), r.bottomLeft(), r.bottomRight(),
-                                QPoint(r.center().x(), r.top()), QPoint(r.center().x(), r.bottom()),
-                                QPoint(r.left(), r.center().y()), QPoint(r.right(), r.center().y())})
-            painter.drawRect(QRect(p - QPoint(3, 3), QSize(6, 6)));
+        for (const QRect &handle : HandleRects(Target->geometry()))
+            painter.drawRect(handle.adjusted(0, 0, -1, -1));
     }
 };
 
@@ -155,6 +234,16 @@ bool IsColourProperty(const QMetaProperty &property)
            (name.contains("Color") || name.contains("Colour") || name == "Background");
 }
 
+// SI prefix choices: the prefix type itself, or an integer named after it.
+bool IsSIPrefixProperty(const QMetaProperty &property)
+{
+    const QByteArray name = property.name();
+    const QByteArray type = property.metaType().name() ? QByteArray(property.metaType().name()) : QByteArray();
+    return type.endsWith("TSiPrefixesId") ||
+           ((property.metaType().id() == QMetaType::Int || property.isEnumType()) &&
+            (name.contains("SIPrefix") || name == "LabelScientificUnitPosfix"));
+}
+
 QString FloatText(const QVariant &value)
 {
     if (value.metaType().id() == QMetaType::Float)
@@ -178,6 +267,7 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
     surface->setFocusPolicy(Qt::ClickFocus);
     surface->setAcceptDrops(true);
     surface->installEventFilter(this);
+    surface->setMouseTracking(true); // the cursor over the resize handles
     m_overlay = new SelectionOverlay(surface);
     m_formArea = new QScrollArea;
     m_formArea->setWidgetResizable(true);
@@ -212,6 +302,20 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
     centre->addWidget(trayBox);
     centre->setStretchFactor(0, 1);
     centre->setSizes({600, 110});
+    // The wires run between the form and the tray, so they lie on a layer above both.
+    m_centre = new QWidget;
+    auto *centreLayout = new QVBoxLayout(m_centre);
+    centreLayout->setContentsMargins(0, 0, 0, 0);
+    centreLayout->addWidget(centre);
+    m_wires = new PaintLayer(m_centre, [this](QPainter &painter) { PaintWires(painter); });
+    m_wires->setObjectName(QStringLiteral("Wires"));
+    m_centre->installEventFilter(this);
+    connect(centre, &QSplitter::splitterMoved, this, [this] { UpdateOverlays(); });
+    for (QAbstractScrollArea *area : {static_cast<QAbstractScrollArea *>(m_formArea),
+                                      static_cast<QAbstractScrollArea *>(m_tray)}) {
+        for (QScrollBar *bar : {area->horizontalScrollBar(), area->verticalScrollBar()})
+            connect(bar, &QScrollBar::valueChanged, this, [this] { UpdateOverlays(); });
+    }
 
     // Right: the property editor.
     auto *propertyBox = new QWidget;
@@ -238,7 +342,7 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
 
     auto *main = new QSplitter(Qt::Horizontal);
     main->addWidget(m_palette);
-    main->addWidget(centre);
+    main->addWidget(m_centre);
     main->addWidget(propertyBox);
     main->setStretchFactor(1, 1);
     main->setSizes({210, 760, 330});
@@ -253,6 +357,7 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
         RebuildTray();
         Select(component);
         UpdateTitle();
+        UpdateOverlays();
     });
     connect(m_model, &TQVWorkbenchModel::ComponentRemoving, this, [this](QObject *component) {
         if (component == m_selected)
@@ -261,13 +366,14 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
             if (m_tray->item(i)->data(ComponentRole).value<QObject *>() == component)
                 delete m_tray->takeItem(i);
         }
+        UpdateOverlays();
     });
     connect(m_model, &TQVWorkbenchModel::ComponentChanged, this, [this](QObject *component) {
         if (component == m_selected)
             RefreshProperties();
         if (!TQVWorkbenchModel::IsVisual(component))
             RebuildTray();
-        m_overlay->update();
+        UpdateOverlays();
     });
     connect(m_model, &TQVWorkbenchModel::FormReplaced, this, [this] {
         for (QWidget *widget : m_model->VisualComponents())
@@ -276,15 +382,22 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
         RebuildTray();
         Select(nullptr);
         UpdateTitle();
+        UpdateOverlays();
     });
     connect(m_model, &TQVWorkbenchModel::RunningChanged, this, [this](bool running) {
         m_overlay->setVisible(!running);
         m_dragWidget = nullptr;
+        m_resizeHandle = -1;
         statusBar()->showMessage(running ? tr("Running") : tr("Design"));
         UpdateActions();
     });
     connect(m_model, &TQVWorkbenchModel::ModifiedChanged, this, [this] { UpdateTitle(); });
     connect(m_model, &TQVWorkbenchModel::ErrorOccurred, this, &TQVWorkbench::ShowError);
+    // Errors that components signal by themselves (while running, say) go to the status bar only.
+    connect(m_model, &TQVWorkbenchModel::ComponentError, this, [this](const QString &message) {
+        statusBar()->showMessage(message, 8000);
+        emit ErrorShown(message);
+    });
 
     statusBar()->showMessage(tr("Design"));
     Select(nullptr);
@@ -298,7 +411,9 @@ TQVWorkbench::~TQVWorkbench()
     // and let the model cut the links in order.
     m_formArea->takeWidget();
     m_model->Surface()->removeEventFilter(this);
+    m_centre->removeEventFilter(this);
     m_model->disconnect(this);
+    m_model->UndoStack()->disconnect(this);
     delete m_model;
     m_model = nullptr;
 }
@@ -324,6 +439,13 @@ void TQVWorkbench::CreateActions()
     m_deleteAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     m_formArea->addAction(m_deleteAction);
     m_tray->addAction(m_deleteAction);
+    QUndoStack *history = m_model->UndoStack();
+    m_undoAction = history->createUndoAction(this, tr("&Undo"));
+    m_undoAction->setIcon(s->standardIcon(QStyle::SP_ArrowBack));
+    m_undoAction->setShortcut(QKeySequence::Undo);
+    m_redoAction = history->createRedoAction(this, tr("&Redo"));
+    m_redoAction->setIcon(s->standardIcon(QStyle::SP_ArrowForward));
+    m_redoAction->setShortcuts({QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), QKeySequence(Qt::CTRL | Qt::Key_Y)});
     auto *quit = new QAction(tr("&Quit"), this);
     quit->setShortcut(QKeySequence::Quit);
 
@@ -337,10 +459,15 @@ void TQVWorkbench::CreateActions()
     connect(quit, &QAction::triggered, this, &QWidget::close);
 
     QMenu *file = menuBar()->addMenu(tr("&File"));
-    file->addActions({m_newAction, m_openAction, m_saveAction, m_saveAsAction});
+    file->addActions({m_newAction, m_openAction});
+    m_recentMenu = file->addMenu(tr("Open &Recent"));
+    m_recentMenu->setObjectName(QStringLiteral("RecentFiles"));
+    file->addActions({m_saveAction, m_saveAsAction});
     file->addSeparator();
     file->addAction(quit);
     QMenu *edit = menuBar()->addMenu(tr("&Edit"));
+    edit->addActions({m_undoAction, m_redoAction});
+    edit->addSeparator();
     edit->addAction(m_deleteAction);
     QMenu *form = menuBar()->addMenu(tr("F&orm"));
     form->addActions({m_runAction, m_stopAction});
@@ -353,7 +480,15 @@ void TQVWorkbench::CreateActions()
     tools->addSeparator();
     tools->addActions({m_runAction, m_stopAction});
     tools->addSeparator();
-    tools->addAction(m_deleteAction);
+    tools->addActions({m_undoAction, m_redoAction, m_deleteAction});
+    // The history actions name the step in the menu; the toolbar shows their icons only.
+    for (QAction *action : {m_undoAction, m_redoAction}) {
+        if (auto *button = qobject_cast<QToolButton *>(tools->widgetForAction(action)))
+            button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    }
+    connect(history, &QUndoStack::canUndoChanged, this, [this] { UpdateActions(); });
+    connect(history, &QUndoStack::canRedoChanged, this, [this] { UpdateActions(); });
+    UpdateRecentMenu();
     UpdateActions();
 }
 
@@ -411,6 +546,9 @@ void TQVWorkbench::UpdateActions()
     m_runAction->setEnabled(!running);
     m_stopAction->setEnabled(running);
     m_deleteAction->setEnabled(!running && m_selected);
+    // The history waits while the form runs.
+    m_undoAction->setEnabled(!running && m_model->UndoStack()->canUndo());
+    m_redoAction->setEnabled(!running && m_model->UndoStack()->canRedo());
     m_palette->setEnabled(!running);
 }
 
@@ -576,9 +714,19 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
         refresh = [this, target, property, combo] {
             if (!target)
                 return;
+            const QVariant value = property.read(target);
+            const QObject *current = (value.metaType().flags() & QMetaType::PointerToQObject)
+                                         ? *static_cast<QObject *const *>(value.constData())
+                                         : nullptr;
+            // Only the sources the component would take; while the form runs, only the current one.
+            const bool running = m_model->IsRunning();
             QStringList names{tr("(none)")};
-            for (TQVMeasureSource *source : m_model->Sources(target))
-                names.append(source->objectName());
+            const QString propertyName = QString::fromLatin1(property.name());
+            for (TQVMeasureSource *source : m_model->Sources(target)) {
+                if (source == current ||
+                    (!running && m_model->AcceptsSource(target, propertyName, source)))
+                    names.append(source->objectName());
+            }
             QStringList shown;
             for (int i = 0; i < combo->count(); ++i)
                 shown.append(combo->itemText(i));
@@ -586,12 +734,24 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
                 combo->clear();
                 combo->addItems(names);
             }
-            const QVariant value = property.read(target);
-            const QObject *current = (value.metaType().flags() & QMetaType::PointerToQObject)
-                                         ? *static_cast<QObject *const *>(value.constData())
-                                         : nullptr;
+            combo->setEnabled(!running);
             const int index = current ? combo->findText(current->objectName()) : 0;
             combo->setCurrentIndex(std::max(index, 0));
+        };
+        return combo;
+    }
+
+    if (IsSIPrefixProperty(property)) {
+        auto *combo = new QComboBox;
+        InitSIComboBox(combo, sipNone);
+        connect(combo, &QComboBox::activated, this, [combo, set] {
+            TSiPrefixesId id = sipNone;
+            if (GetSIFromComboBox(combo, id))
+                set(int(id));
+        });
+        refresh = [target, property, combo] {
+            if (target)
+                SetSIOnComboBox(combo, property.read(target).toInt());
         };
         return combo;
     }
@@ -599,9 +759,13 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
     if (property.isEnumType() && !property.isFlagType()) {
         auto *combo = new QComboBox;
         const QMetaEnum enumerator = property.enumerator();
-        for (int k = 0; k < enumerator.keyCount(); ++k)
-            combo->addItem(QString::fromLatin1(enumerator.key(k)), enumerator.value(k));
-        connect(combo, &QComboBox::activated, this, [combo, set](int index) { set(combo->itemText(index)); });
+        for (int k = 0; k < enumerator.keyCount(); ++k) {
+            const QString key = QString::fromLatin1(enumerator.key(k));
+            combo->addItem(QVEnumDisplayName(key), enumerator.value(k));
+            combo->setItemData(k, key, Qt::ToolTipRole);
+        }
+        connect(combo, &QComboBox::activated, this,
+                [combo, set](int index) { set(combo->itemData(index, Qt::ToolTipRole)); });
         refresh = [target, property, combo] {
             if (target)
                 combo->setCurrentIndex(combo->findData(property.read(target).toInt()));
@@ -634,29 +798,39 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
         };
         return spin;
     }
+    case QMetaType::QColor:
     case QMetaType::UInt:
-        if (IsColourProperty(property)) {
+        if (type.id() == QMetaType::QColor || IsColourProperty(property)) {
+            // Both colour types: QColor, and 32-bit 0x00BBGGRR with the system colours.
+            const bool packed = type.id() == QMetaType::UInt;
             auto *button = new QToolButton;
             button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
             button->setAutoRaise(true);
-            connect(button, &QToolButton::clicked, this, [this, target, property, set] {
+            auto shown = [this, packed](const QVariant &value) {
+                return packed ? QVToQColor(TQVColor(value.toUInt()), palette()) : value.value<QColor>();
+            };
+            connect(button, &QToolButton::clicked, this, [this, target, property, set, shown, packed] {
                 if (!target)
                     return;
-                const QColor initial = QVToQColor(TQVColor(property.read(target).toUInt()), palette());
-                const QColor chosen = QColorDialog::getColor(initial, this, tr("Colour of %1").arg(property.name()));
+                const QColor chosen = QColorDialog::getColor(
+                    shown(property.read(target)), this, tr("Colour of %1").arg(property.name()),
+                    packed ? QColorDialog::ColorDialogOptions() : QColorDialog::ShowAlphaChannel);
                 if (chosen.isValid())
-                    set(QVariant(quint32(QVFromQColor(chosen))));
+                    set(packed ? QVariant(quint32(QVFromQColor(chosen))) : QVariant(chosen));
             });
-            refresh = [this, target, property, button] {
+            refresh = [target, property, button, shown, packed] {
                 if (!target)
                     return;
-                const TQVColor colour = TQVColor(property.read(target).toUInt());
-                button->setIcon(QIcon(Swatch(QVToQColor(colour, palette()))));
-                button->setText(QStringLiteral("0x%1").arg(colour, 8, 16, QLatin1Char('0')).toUpper().replace(
-                    QLatin1String("0X"), QLatin1String("0x")));
+                const QVariant value = property.read(target);
+                button->setIcon(QIcon(Swatch(shown(value))));
+                button->setText(packed ? QStringLiteral("0x%1").arg(value.toUInt(), 8, 16, QLatin1Char('0')).toUpper().replace(
+                                             QLatin1String("0X"), QLatin1String("0x"))
+                                       : shown(value).name(QColor::HexArgb));
             };
             return button;
         }
+        if (type.id() == QMetaType::QColor)
+            return nullptr;
         [[fallthrough]];
     case QMetaType::Long:
     case QMetaType::LongLong:
@@ -744,6 +918,49 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
         return false;
     QWidget *surface = m_model->Surface();
     const bool running = m_model->IsRunning();
+    if (watched == m_centre) {
+        if (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest) {
+            m_wires->setGeometry(m_centre->rect());
+            m_wires->raise();
+        }
+        return false;
+    }
+    // A resize by a handle takes the mouse wherever the press landed.
+    const QEvent::Type type = event->type();
+    if (!running && watched->isWidgetType() &&
+        (type == QEvent::MouseButtonPress || type == QEvent::MouseMove || type == QEvent::MouseButtonRelease)) {
+        auto *mouse = static_cast<QMouseEvent *>(event);
+        const auto at = [&] { return surface->mapFromGlobal(mouse->globalPosition().toPoint()); };
+        switch (type) {
+        case QEvent::MouseButtonPress:
+            if (mouse->button() == Qt::LeftButton && (watched == surface || DesignComponentAt(watched))) {
+                const int handle = HandleAt(at());
+                if (handle >= 0) {
+                    surface->setFocus();
+                    BeginResize(handle, at());
+                    return true;
+                }
+            }
+            break;
+        case QEvent::MouseMove:
+            if (m_resizeHandle >= 0) {
+                ResizeTo(at());
+                return true;
+            }
+            if (watched == surface && !(mouse->buttons() & Qt::LeftButton))
+                surface->setCursor(HandleCursor(HandleAt(at())));
+            break;
+        case QEvent::MouseButtonRelease:
+            if (m_resizeHandle >= 0) {
+                ResizeTo(at());
+                EndResize();
+                return true;
+            }
+            break;
+        default:
+            break;
+        }
+    }
     if (watched == surface) {
         switch (event->type()) {
         case QEvent::Paint: {
@@ -811,12 +1028,11 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
             return true;
         auto *mouse = static_cast<QMouseEvent *>(event);
         QPoint at = surface->mapFromGlobal(mouse->globalPosition().toPoint()) - m_dragOffset;
-        at = QPoint(std::max(0, int(std::lround(at.x() / double(SnapStep))) * SnapStep),
-                    std::max(0, int(std::lround(at.y() / double(SnapStep))) * SnapStep));
+        at = QPoint(std::max(0, Snap(at.x())), std::max(0, Snap(at.y())));
         if (at != component->pos()) {
             component->move(at);
             m_dragMoved = true;
-            m_overlay->update();
+            UpdateOverlays();
         }
         return true;
     }
@@ -874,8 +1090,8 @@ void TQVWorkbench::OnOpen()
         return;
     const QString fileName = QFileDialog::getOpenFileName(this, tr("Open form"), QString(),
                                                           tr("Velmora forms (*.vform);;All files (*)"));
-    if (!fileName.isEmpty() && m_model->Open(fileName))
-        UpdateTitle();
+    if (!fileName.isEmpty())
+        OpenFile(fileName);
 }
 
 bool TQVWorkbench::OnSave()
@@ -883,6 +1099,8 @@ bool TQVWorkbench::OnSave()
     if (m_model->FileName().isEmpty())
         return OnSaveAs();
     const bool saved = m_model->Save(m_model->FileName());
+    if (saved)
+        AddRecentFile(m_model->FileName());
     UpdateTitle();
     return saved;
 }
@@ -896,6 +1114,8 @@ bool TQVWorkbench::OnSaveAs()
     if (QFileInfo(fileName).suffix().isEmpty())
         fileName += QStringLiteral(".vform");
     const bool saved = m_model->Save(fileName);
+    if (saved)
+        AddRecentFile(fileName);
     UpdateTitle();
     return saved;
 }
@@ -953,4 +1173,221 @@ void TQVWorkbench::PlaceExample()
     m.SetProperty(plot, QStringLiteral("YUnit"), QStringLiteral("V"));
     m.SetProperty(plot, QStringLiteral("MeasureSource"), generator->objectName());
     Select(meter);
+}
+
+bool TQVWorkbench::OpenFile(const QString &fileName)
+{
+    if (!m_model->Open(fileName))
+        return false;
+    AddRecentFile(fileName);
+    UpdateTitle();
+    return true;
+}
+
+QStringList TQVWorkbench::RecentFiles() const
+{
+    return Settings().value(RecentFilesKey).toStringList();
+}
+
+void TQVWorkbench::SetRecentFiles(const QStringList &files)
+{
+    Settings().setValue(RecentFilesKey, files.mid(0, MaxRecentFiles));
+    UpdateRecentMenu();
+}
+
+void TQVWorkbench::AddRecentFile(const QString &fileName)
+{
+    const QString path = QFileInfo(fileName).absoluteFilePath();
+    QStringList files = RecentFiles();
+    files.removeAll(path);
+    files.prepend(path);
+    SetRecentFiles(files);
+}
+
+bool TQVWorkbench::OpenRecent(const QString &fileName)
+{
+    if (!QFileInfo::exists(fileName)) {
+        QStringList files = RecentFiles();
+        files.removeAll(fileName);
+        SetRecentFiles(files);
+        ShowError(tr("%1 no longer exists; it was removed from the recent files.").arg(fileName));
+        return false;
+    }
+    return ConfirmDiscard() && OpenFile(fileName);
+}
+
+void TQVWorkbench::UpdateRecentMenu()
+{
+    if (!m_recentMenu)
+        return;
+    m_recentMenu->clear();
+    const QStringList files = RecentFiles();
+    for (int i = 0; i < files.size(); ++i) {
+        const QString file = files[i];
+        QAction *action = m_recentMenu->addAction(
+            tr("&%1 %2").arg(i + 1).arg(QFileInfo(file).fileName().replace(u'&', QStringLiteral("&&"))));
+        action->setToolTip(file);
+        action->setStatusTip(file);
+        connect(action, &QAction::triggered, this, [this, file] { OpenRecent(file); });
+    }
+    if (files.isEmpty())
+        m_recentMenu->addAction(tr("(none)"))->setEnabled(false);
+    else {
+        m_recentMenu->addSeparator();
+        connect(m_recentMenu->addAction(tr("&Clear list")), &QAction::triggered, this,
+                [this] { SetRecentFiles({}); });
+    }
+}
+
+void TQVWorkbench::UpdateOverlays()
+{
+    m_overlay->update();
+    if (m_wires)
+        m_wires->update();
+}
+
+QRect TQVWorkbench::ComponentRect(QObject *component, QWidget *to) const
+{
+    if (auto *widget = qobject_cast<QWidget *>(component)) {
+        if (!widget->isVisible())
+            return QRect();
+        return QRect(widget->parentWidget()->mapTo(to, widget->pos()), widget->size());
+    }
+    for (int i = 0; i < m_tray->count(); ++i) {
+        QListWidgetItem *item = m_tray->item(i);
+        if (item->data(ComponentRole).value<QObject *>() == component) {
+            // The icon and the first line of the name, not the whole grid cell.
+            const QRect cell = m_tray->visualItemRect(item);
+            const QRect tile(cell.center().x() - 36, cell.top() + 2, 72, std::min(cell.height() - 4, 52));
+            return QRect(m_tray->viewport()->mapTo(to, tile.topLeft()), tile.size());
+        }
+    }
+    return QRect();
+}
+
+void TQVWorkbench::PaintWires(QPainter &painter)
+{
+    if (!m_model)
+        return;
+    // Only over the visible form, the tray and what lies between them.
+    const QWidget *form = m_formArea->viewport();
+    const QWidget *tray = m_tray->viewport();
+    const QPoint formAt = form->mapTo(m_centre, QPoint(0, 0));
+    const QPoint trayAt = tray->mapTo(m_centre, QPoint(0, 0));
+    const int left = std::max(formAt.x(), trayAt.x());
+    const int right = std::min(formAt.x() + form->width(), trayAt.x() + tray->width());
+    painter.setClipRect(QRect(QPoint(left, formAt.y()), QPoint(right - 1, trayAt.y() + tray->height() - 1)));
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor wire(30, 110, 220);
+    for (QObject *consumer : m_model->Components()) {
+        const QMetaObject *meta = consumer->metaObject();
+        for (int i = 0; i < meta->propertyCount(); ++i) {
+            const QMetaProperty property = meta->property(i);
+            if (!(property.metaType().flags() & QMetaType::PointerToQObject) || !property.isReadable())
+                continue;
+            const QVariant value = property.read(consumer);
+            QObject *source = *static_cast<QObject *const *>(value.constData());
+            if (!source)
+                continue;
+            const QRectF from = ComponentRect(source, m_centre);
+            const QRectF to = ComponentRect(consumer, m_centre);
+            if (from.isEmpty() || to.isEmpty())
+                continue;
+            // Data flows from the source to the consumer: a curve leaving and entering the
+            // boxes along the axis on which they lie apart, with the arrow at the consumer.
+            const QPointF a = BorderPoint(from, to.center());
+            const QPointF b = BorderPoint(to, from.center());
+            const QPointF d = b - a;
+            const bool horizontal = std::abs(d.x()) > std::abs(d.y());
+            const QPointF bend = horizontal ? QPointF(d.x() / 2, 0) : QPointF(0, d.y() / 2);
+            QPainterPath path(a);
+            path.cubicTo(a + bend, b - bend, b);
+            const bool selected = consumer == m_selected || source == m_selected;
+            QColor colour = selected ? wire.darker(130) : wire;
+            colour.setAlpha(selected ? 235 : 170);
+            painter.setBrush(Qt::NoBrush);
+            // A light halo keeps the wire readable where it crosses a component.
+            painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap));
+            painter.drawPath(path);
+            painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap));
+            painter.drawPath(path);
+            painter.setBrush(Qt::white);
+            painter.drawEllipse(a, 3.0, 3.0);
+            // Arrow head along the end tangent.
+            QPointF tangent = bend.isNull() ? d : bend;
+            const double length = std::hypot(tangent.x(), tangent.y());
+            if (length < 1e-6)
+                continue;
+            tangent /= length;
+            const QPointF normal(-tangent.y(), tangent.x());
+            const QPointF back = b - tangent * 10.0;
+            painter.setBrush(colour);
+            painter.drawPolygon(QPolygonF({b, back + normal * 4.5, back - normal * 4.5}));
+        }
+    }
+}
+
+int TQVWorkbench::HandleAt(const QPoint &surfacePosition) const
+{
+    auto *widget = qobject_cast<QWidget *>(m_selected.data());
+    if (!widget || m_model->IsRunning())
+        return -1;
+    const std::array<QRect, 8> handles = HandleRects(widget->geometry());
+    for (int k = 0; k < 8; ++k) {
+        if (handles[k].adjusted(-1, -1, 1, 1).contains(surfacePosition))
+            return k;
+    }
+    return -1;
+}
+
+void TQVWorkbench::BeginResize(int handle, const QPoint &surfacePosition)
+{
+    auto *widget = qobject_cast<QWidget *>(m_selected.data());
+    if (!widget || handle < 0 || handle > 7)
+        return;
+    m_dragWidget = widget;
+    m_dragStart = widget->geometry();
+    m_resizeHandle = handle;
+    m_resizePress = surfacePosition;
+}
+
+void TQVWorkbench::ResizeTo(const QPoint &surfacePosition)
+{
+    QWidget *widget = m_dragWidget;
+    if (!widget || m_resizeHandle < 0)
+        return;
+    // Moving edges snap like moves; the opposite edges stay; the size keeps the component's minimum.
+    const QPoint delta = surfacePosition - m_resizePress;
+    const int minWidth = std::max(8, widget->minimumWidth());
+    const int minHeight = std::max(8, widget->minimumHeight());
+    int left = m_dragStart.left();
+    int top = m_dragStart.top();
+    int right = left + m_dragStart.width();
+    int bottom = top + m_dragStart.height();
+    if (MovesLeft(m_resizeHandle))
+        left = std::clamp(Snap(left + delta.x()), std::max(0, right - 10000), std::max(0, right - minWidth));
+    if (MovesRight(m_resizeHandle))
+        right = std::clamp(Snap(right + delta.x()), left + minWidth, left + 10000);
+    if (MovesTop(m_resizeHandle))
+        top = std::clamp(Snap(top + delta.y()), std::max(0, bottom - 10000), std::max(0, bottom - minHeight));
+    if (MovesBottom(m_resizeHandle))
+        bottom = std::clamp(Snap(bottom + delta.y()), top + minHeight, top + 10000);
+    const QRect wanted(left, top, std::max(right - left, minWidth), std::max(bottom - top, minHeight));
+    if (wanted != widget->geometry()) {
+        widget->setGeometry(wanted);
+        UpdateOverlays();
+    }
+}
+
+void TQVWorkbench::EndResize()
+{
+    QWidget *widget = m_dragWidget;
+    m_resizeHandle = -1;
+    m_dragWidget = nullptr;
+    if (!widget || widget->geometry() == m_dragStart)
+        return;
+    // Through the model, so that the whole gesture is one change of the form.
+    const QRect resized = widget->geometry();
+    widget->setGeometry(m_dragStart);
+    m_model->SetGeometry(widget, resized);
 }

@@ -5,14 +5,17 @@
 
 #include <QtCore/QPointer>
 #include <QtCore/QRect>
+#include <QtCore/QStringList>
 #include <QtWidgets/QMainWindow>
 
 #include "qvWorkbenchModel.h"
 
 class QAction;
+class QMenu;
 class QLabel;
 class QListWidget;
 class QListWidgetItem;
+class QPainter;
 class QScrollArea;
 class QTableWidget;
 class QToolBox;
@@ -46,6 +49,14 @@ public:
     /// \brief Whether errors open a message box (the default) or are only emitted.
     void SetModalErrors(bool modal) { m_modalErrors = modal; }
 
+    /// \brief Opens `fileName` (a form) and puts it first in the recent files.
+    bool OpenFile(const QString &fileName);
+    /// \brief The recent files, newest first (at most 8).
+    QStringList RecentFiles() const;
+    /// \brief Opens recent file `fileName`; a file that no longer exists is removed from
+    /// the list with a message.
+    bool OpenRecent(const QString &fileName);
+
     /// \brief Places a small example chain: generator, RMS analyzer, meter, bar graph and
     /// plot of the generator's signal.
     void PlaceExample();
@@ -67,6 +78,16 @@ private:
     };
 
     void CreateActions();
+    void AddRecentFile(const QString &fileName);
+    void SetRecentFiles(const QStringList &files);
+    void UpdateRecentMenu();
+    void UpdateOverlays();
+    void PaintWires(QPainter &painter);
+    QRect ComponentRect(QObject *component, QWidget *to) const;
+    int HandleAt(const QPoint &surfacePosition) const;
+    void BeginResize(int handle, const QPoint &surfacePosition);
+    void ResizeTo(const QPoint &surfacePosition);
+    void EndResize();
     void CreatePalette();
     void ShowError(const QString &message);
     void UpdateTitle();
@@ -91,6 +112,9 @@ private:
     QToolBox *m_palette = nullptr;
     QScrollArea *m_formArea = nullptr;
     QWidget *m_overlay = nullptr;
+    QWidget *m_centre = nullptr;
+    QWidget *m_wires = nullptr;
+    QMenu *m_recentMenu = nullptr;
     QListWidget *m_tray = nullptr;
     QTableWidget *m_properties = nullptr;
     QLabel *m_propertyTitle = nullptr;
@@ -104,12 +128,17 @@ private:
     QAction *m_runAction = nullptr;
     QAction *m_stopAction = nullptr;
     QAction *m_deleteAction = nullptr;
+    QAction *m_undoAction = nullptr;
+    QAction *m_redoAction = nullptr;
 
     // Dragging a component in design mode.
     QPointer<QWidget> m_dragWidget;
     QPoint m_dragOffset;
     QRect m_dragStart;
     bool m_dragMoved = false;
+    // Resizing the selected component by a handle (-1: none).
+    int m_resizeHandle = -1;
+    QPoint m_resizePress;
 
     bool m_modalErrors = true;
     bool m_refreshing = false;

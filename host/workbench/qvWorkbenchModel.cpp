@@ -1,10 +1,13 @@
 #include "qvWorkbenchModel.h"
 
 #include <algorithm>
+#include <memory>
 
 #include <QtCore/QFile>
 #include <QtCore/QMetaEnum>
 #include <QtCore/QSaveFile>
+#include <QtCore/QSet>
+#include <QtGui/QUndoStack>
 #include <QtWidgets/QWidget>
 
 #include "framework/qvFiler.h"
@@ -42,7 +45,227 @@ QString ExceptionText(const std::exception &e)
     return QString::fromLocal8Bit(e.what());
 }
 
+bool IsObjectPointer(const QMetaProperty &property)
+{
+    return property.metaType().flags() & QMetaType::PointerToQObject;
+}
+
+QObject *PointerValue(const QVariant &value)
+{
+    return (value.metaType().flags() & QMetaType::PointerToQObject) ? *static_cast<QObject *const *>(value.constData())
+                                                                     : nullptr;
+}
+
+// The first property that a component adds to Qt's own (geometry and the like are left out).
+int FirstOwnProperty(const QObject *object)
+{
+    return object->isWidgetType() ? QWidget::staticMetaObject.propertyCount()
+                                  : QObject::staticMetaObject.propertyCount();
+}
+
+// The pseudo-property of a move or resize in the editing history.
+const QString GeometryName = QStringLiteral("Position and size");
+
 } // namespace
+
+QString QVEnumDisplayName(const QString &key)
+{
+    // Drop the lower-case tag when something follows it ("wn" of "wnHanning").
+    int start = 0;
+    while (start < key.size() && key[start].isLower())
+        ++start;
+    if (start == key.size() || !(key[start].isUpper() || key[start].isDigit()))
+        start = 0;
+    QString name;
+    int wordStart = 0; // where the current word began in `name`
+    for (int i = start; i < key.size(); ++i) {
+        const QChar c = key[i];
+        if (c == u'_') {
+            if (!name.isEmpty() && !name.endsWith(u' '))
+                name += u' ';
+            wordStart = name.size();
+            continue;
+        }
+        const QChar previous = i > start ? key[i - 1] : QChar();
+        const QChar next = i + 1 < key.size() ? key[i + 1] : QChar();
+        bool split = false;
+        if (!previous.isNull() && previous != u'_') {
+            if (c.isUpper())
+                // "aB", or the last capital of an acronym before a word ("FFTSize"); a single
+                // lower-case letter opening a word stays with its capital ("dB", "kHz").
+                split = (previous.isLower() && name.size() - wordStart > 1) || previous.isDigit() ||
+                        (previous.isUpper() && next.isLower());
+            else if (c.isDigit())
+                split = !previous.isDigit();
+            else
+                split = previous.isDigit();
+        }
+        if (split) {
+            name += u' ';
+            wordStart = name.size();
+        }
+        name += c;
+    }
+    return name.trimmed();
+}
+
+// One entry of the editing history. Commands name components, since undoing a delete
+// creates a new object; the form text before and after is kept to check each replay, and
+// a replay that did not reproduce it exactly (a setter that also changed a neighbour)
+// reads the whole form from that text instead.
+class TQVWorkbenchModel::Command : public QUndoCommand
+{
+public:
+    Command(TQVWorkbenchModel *model, const QString &label, QString before)
+        : QUndoCommand(label)
+        , m_model(model)
+        , m_before(std::move(before))
+    {
+    }
+
+    /// Takes the form text after the change.
+    void Done() { m_after = m_model->Snapshot(); }
+
+    /// Whether the stored form changed at all.
+    bool Changes() const { return m_before != m_after; }
+
+    void undo() override { Replay(false); }
+    void redo() override
+    {
+        // Pushed after the change was made.
+        if (m_pending)
+            m_pending = false;
+        else
+            Replay(true);
+    }
+
+protected:
+    virtual void Apply(bool forward) = 0;
+
+    TQVWorkbenchModel *m_model;
+    QString m_before;
+    QString m_after;
+
+private:
+    void Replay(bool forward)
+    {
+        TQVWorkbenchModel &m = *m_model;
+        m.Stop();
+        m.m_replaying = true;
+        Apply(forward);
+        const QString &expected = forward ? m_after : m_before;
+        if (m.Snapshot() != expected)
+            m.Replace([&](QWidget *holder) { return TQVFormReader(m.m_registry).Read(expected, holder); }, text());
+        m.m_replaying = false;
+        m.SetModified(true);
+    }
+
+    bool m_pending = true;
+};
+
+// Placing (forward creates) or deleting (forward deletes) a component.
+class TQVWorkbenchModel::ExistenceCommand : public Command
+{
+public:
+    ExistenceCommand(TQVWorkbenchModel *model, bool adding, QObject *component, QString before,
+                     QList<QPair<QString, QString>> consumers = {})
+        : Command(model, (adding ? QObject::tr("Place %1") : QObject::tr("Delete %1")).arg(component->objectName()),
+                  std::move(before))
+        , m_adding(adding)
+        , m_name(component->objectName())
+        , m_text(model->ComponentText(component))
+        , m_index(model->IndexOf(m_name))
+        , m_consumers(std::move(consumers))
+    {
+    }
+
+protected:
+    void Apply(bool forward) override
+    {
+        if (forward == m_adding) {
+            if (m_model->Recreate(m_text, m_index))
+                m_model->Reconnect(m_name, m_consumers);
+        } else if (QObject *component = m_model->Component(m_name)) {
+            m_model->Destroy(component);
+        }
+    }
+
+private:
+    bool m_adding;
+    QString m_name;
+    QString m_text;
+    int m_index;
+    QList<QPair<QString, QString>> m_consumers;
+};
+
+// A property write, a rename or a move/resize of one component.
+class TQVWorkbenchModel::ChangeCommand : public Command
+{
+public:
+    ChangeCommand(TQVWorkbenchModel *model, const QString &name, const QString &property, QVariant oldValue,
+                  QVariant newValue, QString before, QVariantList oldState = {}, QVariantList newState = {})
+        : Command(model, QObject::tr("%1 of %2").arg(property, name), std::move(before))
+        , m_name(name)
+        , m_property(property)
+        , m_old(std::move(oldValue))
+        , m_new(std::move(newValue))
+        , m_oldState(std::move(oldState))
+        , m_newState(std::move(newState))
+    {
+    }
+
+    // Consecutive writes of one property form one step; names and geometry never merge.
+    int id() const override { return m_property == QLatin1String("Name") || m_property == GeometryName ? -1 : 1; }
+    bool mergeWith(const QUndoCommand *other) override
+    {
+        const auto *next = static_cast<const ChangeCommand *>(other);
+        if (next->m_name != m_name || next->m_property != m_property)
+            return false;
+        m_new = next->m_new;
+        m_newState = next->m_newState;
+        m_after = next->m_after;
+        setObsolete(m_before == m_after);
+        return true;
+    }
+
+protected:
+    void Apply(bool forward) override
+    {
+        TQVWorkbenchModel &m = *m_model;
+        const QVariant &value = forward ? m_new : m_old;
+        if (m_property == QLatin1String("Name")) {
+            if (QObject *component = m.Component((forward ? m_old : m_new).toString())) {
+                component->setObjectName(value.toString());
+                emit m.ComponentChanged(component);
+            }
+            return;
+        }
+        QObject *component = m.Component(m_name);
+        if (!component)
+            return;
+        if (m_property == GeometryName) {
+            if (auto *widget = qobject_cast<QWidget *>(component))
+                widget->setGeometry(value.toRect());
+        } else {
+            const QMetaObject *meta = component->metaObject();
+            const int index = meta->indexOfProperty(m_property.toLatin1().constData());
+            if (index >= 0)
+                m.WriteProperty(component, meta->property(index), value);
+        }
+        // Properties the change adjusted as well (a display configuring itself from its
+        // source, or its label gap from its size).
+        m.RestoreState(component, forward ? m_newState : m_oldState);
+        emit m.ComponentChanged(component);
+    }
+
+private:
+    QString m_name;
+    QString m_property;
+    QVariant m_old;
+    QVariant m_new;
+    QVariantList m_oldState;
+    QVariantList m_newState;
+};
 
 void TQVWorkbenchModel::RegisterClasses(TQVClassRegistry &registry)
 {
@@ -78,6 +301,7 @@ TQVWorkbenchModel::TQVWorkbenchModel(TQVClassRegistry &registry, QObject *parent
     m_surface = new QWidget;
     m_surface->setObjectName(QStringLiteral("FormSurface"));
     m_surface->resize(960, 640);
+    m_undo = new QUndoStack(this);
 }
 
 TQVWorkbenchModel::~TQVWorkbenchModel()
@@ -193,7 +417,7 @@ QPoint TQVWorkbenchModel::FreePosition(const QWidget *widget) const
     return QPoint(PlacementMargin, PlacementMargin);
 }
 
-void TQVWorkbenchModel::Adopt(QObject *component)
+void TQVWorkbenchModel::Adopt(QObject *component, int index)
 {
     if (auto *widget = qobject_cast<QWidget *>(component)) {
         widget->setParent(m_surface);
@@ -204,7 +428,231 @@ void TQVWorkbenchModel::Adopt(QObject *component)
     if (component->objectName().isEmpty() || !TQVWriter::IsComponentName(component->objectName()))
         component->setObjectName(UniqueName(QString::fromLatin1(component->metaObject()->className())));
     QVSetDesigning(component, !m_running);
-    m_components.append(QPointer<QObject>(component));
+    // Components that report errors by signal instead of raising them.
+    const QMetaObject *meta = component->metaObject();
+    const int signal = meta->indexOfSignal("ErrorOccurred(QString)");
+    if (signal >= 0)
+        connect(component, meta->method(signal), this,
+                metaObject()->method(metaObject()->indexOfSlot("OnComponentError(QString)")), Qt::UniqueConnection);
+    if (index >= 0 && index <= m_components.size())
+        m_components.insert(index, QPointer<QObject>(component));
+    else
+        m_components.append(QPointer<QObject>(component));
+}
+
+void TQVWorkbenchModel::OnComponentError(const QString &message)
+{
+    QObject *component = sender();
+    if (component && component == m_capturing) {
+        m_captured = message;
+        return;
+    }
+    if (component && Components().contains(component))
+        emit ComponentError(component->objectName() + QStringLiteral(": ") + message);
+}
+
+void TQVWorkbenchModel::Push(Command *command)
+{
+    command->Done();
+    if (m_replaying || !command->Changes())
+        delete command; // nothing stored changed
+    else
+        m_undo->push(command);
+}
+
+QString TQVWorkbenchModel::Snapshot() const
+{
+    try {
+        return TQVFormWriter(m_registry).Write(Components());
+    } catch (const std::exception &) {
+        return QString();
+    }
+}
+
+int TQVWorkbenchModel::IndexOf(const QString &name) const
+{
+    return int(Components().indexOf(Component(name)));
+}
+
+QString TQVWorkbenchModel::ComponentText(QObject *component) const
+{
+    try {
+        return TQVFormWriter(m_registry).Write(QList<QObject *>{component});
+    } catch (const std::exception &) {
+        return QString();
+    }
+}
+
+QObject *TQVWorkbenchModel::Recreate(const QString &text, int index)
+{
+    QWidget holder;
+    TQVFormReader reader(m_registry);
+    reader.SetExternalComponents(Components());
+    QList<QObject *> read;
+    try {
+        read = reader.Read(text, &holder);
+    } catch (const std::exception &e) {
+        Fail(tr("The component could not be restored: %1").arg(ExceptionText(e)));
+        return nullptr;
+    }
+    if (read.size() != 1)
+        return nullptr;
+    Adopt(read.first(), index);
+    emit ComponentAdded(read.first());
+    return read.first();
+}
+
+void TQVWorkbenchModel::Destroy(QObject *component)
+{
+    DeleteComponents({component});
+    // Consumers that lost their source show it in their MeasureSource property.
+    for (QObject *other : Components())
+        emit ComponentChanged(other);
+}
+
+QList<QPair<QString, QString>> TQVWorkbenchModel::Consumers(const QObject *source) const
+{
+    QList<QPair<QString, QString>> consumers;
+    for (QObject *component : Components()) {
+        const QMetaObject *meta = component->metaObject();
+        for (int i = FirstOwnProperty(component); i < meta->propertyCount(); ++i) {
+            const QMetaProperty property = meta->property(i);
+            if (IsObjectPointer(property) && PointerValue(property.read(component)) == source)
+                consumers.append({component->objectName(), QString::fromLatin1(property.name())});
+        }
+    }
+    return consumers;
+}
+
+void TQVWorkbenchModel::Reconnect(const QString &sourceName, const QList<QPair<QString, QString>> &consumers)
+{
+    for (const auto &[name, property] : consumers) {
+        QObject *consumer = Component(name);
+        const int index = consumer ? consumer->metaObject()->indexOfProperty(property.toLatin1().constData()) : -1;
+        if (index >= 0)
+            WriteProperty(consumer, consumer->metaObject()->property(index), sourceName);
+    }
+}
+
+QVariantList TQVWorkbenchModel::State(QObject *component) const
+{
+    QVariantList state;
+    const QMetaObject *meta = component->metaObject();
+    for (int i = FirstOwnProperty(component); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (property.isWritable() && property.isStored() && !IsObjectPointer(property))
+            state.append(property.read(component));
+    }
+    return state;
+}
+
+void TQVWorkbenchModel::RestoreState(QObject *component, const QVariantList &state)
+{
+    const QMetaObject *meta = component->metaObject();
+    qsizetype k = 0;
+    for (int i = FirstOwnProperty(component); i < meta->propertyCount() && k < state.size(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (!property.isWritable() || !property.isStored() || IsObjectPointer(property))
+            continue;
+        const QVariant &value = state[k++];
+        if (property.read(component) != value)
+            WriteProperty(component, property, value);
+    }
+}
+
+QVariant TQVWorkbenchModel::StoredValue(QObject *component, const QMetaProperty &property) const
+{
+    const QVariant value = property.read(component);
+    if (!IsObjectPointer(property))
+        return value;
+    const QObject *target = PointerValue(value);
+    return target ? target->objectName() : QString();
+}
+
+bool TQVWorkbenchModel::AcceptsSource(QObject *consumer, const QString &property, QObject *source) const
+{
+    if (!consumer || !Components().contains(consumer))
+        return false;
+    const QMetaObject *meta = consumer->metaObject();
+    const int index = meta->indexOfProperty(property.toLatin1().constData());
+    if (index < 0 || !IsObjectPointer(meta->property(index)) || !meta->property(index).isWritable())
+        return false;
+    const QMetaProperty pointer = meta->property(index);
+    if (!source)
+        return true;
+    const QMetaObject *wanted = pointer.metaType().metaObject();
+    if (source == consumer || !Components().contains(source) || (wanted && !source->metaObject()->inherits(wanted)))
+        return false;
+    // A source fed by the consumer, directly or further up, would close a loop.
+    QList<const QObject *> pending{source};
+    QSet<const QObject *> seen;
+    while (!pending.isEmpty()) {
+        const QObject *up = pending.takeLast();
+        if (up == consumer)
+            return false;
+        if (seen.contains(up))
+            continue;
+        seen.insert(up);
+        for (int i = FirstOwnProperty(up); i < up->metaObject()->propertyCount(); ++i) {
+            const QMetaProperty p = up->metaObject()->property(i);
+            if (IsObjectPointer(p)) {
+                if (const QObject *next = PointerValue(p.read(up)))
+                    pending.append(next);
+            }
+        }
+    }
+
+    // Ask a throwaway instance with the same settings; the form is not touched.
+    QWidget holder;
+    std::unique_ptr<QObject> probe;
+    try {
+        probe.reset(m_registry.Create(QString::fromLatin1(meta->className()), &holder));
+    } catch (const std::exception &) {
+        return false;
+    }
+    if (!probe)
+        return false;
+    QVSetDesigning(probe.get(), true);
+    for (int i = FirstOwnProperty(consumer); i < meta->propertyCount(); ++i) {
+        const QMetaProperty p = meta->property(i);
+        if (!p.isWritable() || !p.isStored() || IsObjectPointer(p))
+            continue;
+        try {
+            p.write(probe.get(), p.read(consumer));
+        } catch (const std::exception &) {
+            // A setting the probe refuses does not decide the connection.
+        }
+    }
+    auto *self = const_cast<TQVWorkbenchModel *>(this);
+    const int signal = probe->metaObject()->indexOfSignal("ErrorOccurred(QString)");
+    if (signal >= 0)
+        connect(probe.get(), probe->metaObject()->method(signal), self,
+                metaObject()->method(metaObject()->indexOfSlot("OnComponentError(QString)")));
+    QObject *const previousCapture = m_capturing;
+    self->m_capturing = probe.get();
+    self->m_captured.clear();
+    bool accepted = false;
+    try {
+        accepted = pointer.write(probe.get(), QVariant(pointer.metaType(), &source)) &&
+                   PointerValue(pointer.read(probe.get())) == source;
+    } catch (const std::exception &) {
+        accepted = false;
+    }
+    accepted = accepted && m_captured.isEmpty();
+    self->m_capturing = previousCapture;
+    self->m_captured.clear();
+    probe.reset(); // before the holder, which would delete it too
+    return accepted;
+}
+
+QList<TQVMeasureSource *> TQVWorkbenchModel::CompatibleSources(QObject *consumer, const QString &property) const
+{
+    QList<TQVMeasureSource *> list;
+    for (TQVMeasureSource *source : Sources(consumer)) {
+        if (AcceptsSource(consumer, property, source))
+            list.append(source);
+    }
+    return list;
 }
 
 QObject *TQVWorkbenchModel::AddComponent(const QString &className, const QPoint &position)
@@ -218,6 +666,7 @@ QObject *TQVWorkbenchModel::AddComponent(const QString &className, const QPoint 
         Fail(tr("Class %1 is not registered.").arg(className));
         return nullptr;
     }
+    const QString before = Snapshot();
     QObject *component = nullptr;
     try {
         component = m_registry.Create(className, m_surface);
@@ -240,6 +689,7 @@ QObject *TQVWorkbenchModel::AddComponent(const QString &className, const QPoint 
     Adopt(component);
     SetModified(true);
     emit ComponentAdded(component);
+    Push(new ExistenceCommand(this, true, component, before));
     return component;
 }
 
@@ -265,11 +715,11 @@ bool TQVWorkbenchModel::RemoveComponent(QObject *component)
         Fail(tr("Stop the form before deleting components."));
         return false;
     }
-    DeleteComponents({component});
+    const QString before = Snapshot();
+    auto *command = new ExistenceCommand(this, false, component, before, Consumers(component));
+    Destroy(component);
     SetModified(true);
-    // Consumers that lost their source show it in their MeasureSource property.
-    for (QObject *other : Components())
-        emit ComponentChanged(other);
+    Push(command);
     return true;
 }
 
@@ -277,6 +727,7 @@ void TQVWorkbenchModel::Clear()
 {
     Stop();
     DeleteComponents(Components());
+    m_undo->clear();
     m_fileName.clear();
     m_lastError.clear();
     SetModified(false);
@@ -349,11 +800,18 @@ QString TQVWorkbenchModel::WriteProperty(QObject *component, const QMetaProperty
 
     const QVariant previous = property.read(component);
     bool written = false;
+    QObject *const previousCapture = m_capturing;
+    m_capturing = component;
+    m_captured.clear();
     try {
         written = property.write(component, converted);
     } catch (const std::exception &e) {
         error = ExceptionText(e);
     }
+    if (error.isEmpty())
+        error = m_captured; // reported by signal instead of raised
+    m_capturing = previousCapture;
+    m_captured.clear();
     if (error.isEmpty() && written)
         return QString();
     // Put the previous value back: a consumer that refused its source is unconnected now.
@@ -378,11 +836,17 @@ QString TQVWorkbenchModel::SetProperty(QObject *component, const QString &name, 
     const int index = meta->indexOfProperty(name.toLatin1().constData());
     if (index < 0)
         return Fail(tr("Property %1 does not exist in %2.").arg(name, component->objectName()));
-    const QString error = WriteProperty(component, meta->property(index), value);
+    const QMetaProperty property = meta->property(index);
+    const QString before = Snapshot();
+    const QVariant oldValue = StoredValue(component, property);
+    QVariantList oldState = State(component);
+    const QString error = WriteProperty(component, property, value);
     if (!error.isEmpty())
         return Fail(error);
     SetModified(true);
     emit ComponentChanged(component);
+    Push(new ChangeCommand(this, component->objectName(), name, oldValue, StoredValue(component, property), before,
+                           std::move(oldState), State(component)));
     return QString();
 }
 
@@ -399,9 +863,12 @@ QString TQVWorkbenchModel::Rename(QObject *component, const QString &name)
                         .arg(wanted));
     if (Component(wanted))
         return Fail(tr("A component named %1 already exists.").arg(wanted));
+    const QString before = Snapshot();
+    const QString previous = component->objectName();
     component->setObjectName(wanted);
     SetModified(true);
     emit ComponentChanged(component);
+    Push(new ChangeCommand(this, wanted, QStringLiteral("Name"), previous, wanted, before));
     return QString();
 }
 
@@ -415,9 +882,14 @@ QString TQVWorkbenchModel::SetGeometry(QWidget *component, const QRect &geometry
         return Fail(tr("%1: the size must lie between 8 and 10000 pixels.").arg(component->objectName()));
     if (component->geometry() == geometry)
         return QString();
+    const QString before = Snapshot();
+    const QRect previous = component->geometry();
+    QVariantList oldState = State(component);
     component->setGeometry(geometry);
     SetModified(true);
     emit ComponentChanged(component);
+    Push(new ChangeCommand(this, component->objectName(), GeometryName, previous, geometry, before, std::move(oldState),
+                           State(component)));
     return QString();
 }
 
@@ -458,6 +930,7 @@ bool TQVWorkbenchModel::Open(const QString &fileName)
     const QByteArray data = file.readAll();
     if (!Replace([&](QWidget *holder) { return TQVFormReader(m_registry).ReadUtf8(data, holder); }, fileName))
         return false;
+    m_undo->clear();
     m_fileName = fileName;
     SetModified(false);
     return true;
@@ -468,6 +941,7 @@ bool TQVWorkbenchModel::Load(const QString &text)
     m_lastError.clear();
     if (!Replace([&](QWidget *holder) { return TQVFormReader(m_registry).Read(text, holder); }, tr("The form")))
         return false;
+    m_undo->clear();
     m_fileName.clear();
     SetModified(true);
     return true;

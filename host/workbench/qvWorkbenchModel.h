@@ -15,7 +15,14 @@
 #include "framework/qvMeasIntf.h"
 #include "framework/qvRegistry.h"
 
+class QUndoStack;
 class QWidget;
+
+/// \brief The name shown for enumeration key `key`: the lower-case type tag is dropped and
+/// the camel case split into words ("wnHanning" gives "Hanning", "sdoComplexFFT" gives
+/// "Complex FFT", "wnBlackmanHarris67dB" gives "Blackman Harris 67 dB"). A key without a
+/// tag keeps its first word ("Linear").
+QString QVEnumDisplayName(const QString &key);
 
 /// \brief The form that the workbench edits and runs: a widget surface that holds the
 /// visual components and a list of the non-visual ones (sources and stages).
@@ -56,6 +63,13 @@ public:
     QList<TQVMeasureSource *> Sources(const QObject *except = nullptr) const;
     /// \brief Whether `component` is a visual one (a widget on the surface).
     static bool IsVisual(const QObject *component);
+    /// \brief Whether `consumer` would take `source` (null: unconnected) through its
+    /// pointer property `property`. Decided without touching either: a connection that
+    /// would close a loop is refused, otherwise a throwaway instance of the consumer's
+    /// class with the same settings is connected and asked.
+    bool AcceptsSource(QObject *consumer, const QString &property, QObject *source) const;
+    /// \brief The form's sources that `consumer` accepts through `property`.
+    QList<TQVMeasureSource *> CompatibleSources(QObject *consumer, const QString &property) const;
 
     /// \brief Creates a `className` through the registry, names it uniquely ("Meter1"),
     /// marks it as designing and puts it at `position` on the surface (visual ones; a
@@ -77,6 +91,11 @@ public:
     QString Rename(QObject *component, const QString &name);
     /// \brief Moves or resizes a visual component (sizes at least 8 x 8).
     QString SetGeometry(QWidget *component, const QRect &geometry);
+
+    /// \brief The editing history: every successful add, delete, move, resize, rename and
+    /// property write is one command (consecutive writes of one property merge). Cleared
+    /// when a form is opened, loaded or cleared.
+    QUndoStack *UndoStack() const { return m_undo; }
 
     /// The form as text, as `Save` writes it; empty with the error reported on failure.
     QString FormText();
@@ -112,11 +131,36 @@ signals:
     void RunningChanged(bool running);
     void ModifiedChanged(bool modified);
     void ErrorOccurred(const QString &message);
+    /// A component reported an error by its `ErrorOccurred(QString)` signal outside a
+    /// write of the workbench (while running, for instance).
+    void ComponentError(const QString &message);
+
+private slots:
+    void OnComponentError(const QString &message);
 
 private:
+    class Command;
+    class ExistenceCommand;
+    class ChangeCommand;
+    friend class Command;
+    friend class ExistenceCommand;
+    friend class ChangeCommand;
+
+    void Push(Command *command);
+    QString Snapshot() const;
+    int IndexOf(const QString &name) const;
+    QString ComponentText(QObject *component) const;
+    QObject *Recreate(const QString &text, int index);
+    void Destroy(QObject *component);
+    QObject *Rebuild(QObject *component, const QString &text);
+    QList<QPair<QString, QString>> Consumers(const QObject *source) const;
+    void Reconnect(const QString &sourceName, const QList<QPair<QString, QString>> &consumers);
+    QVariant StoredValue(QObject *component, const QMetaProperty &property) const;
+    QVariantList State(QObject *component) const;
+    void RestoreState(QObject *component, const QVariantList &state);
     QString Fail(const QString &message);
     void SetModified(bool modified);
-    void Adopt(QObject *component);
+    void Adopt(QObject *component, int index = -1);
     void DeleteComponents(QList<QObject *> components);
     bool Replace(const std::function<QList<QObject *>(QWidget *)> &read, const QString &what);
     QString UniqueName(const QString &className) const;
@@ -131,4 +175,9 @@ private:
     QString m_lastError;
     bool m_modified = false;
     bool m_running = false;
+    QUndoStack *m_undo = nullptr;
+    bool m_replaying = false;
+    // Errors a component signals during a write of the workbench.
+    QObject *m_capturing = nullptr;
+    QString m_captured;
 };

@@ -2,11 +2,16 @@
 // property editor and design-mode dragging of the main window (offscreen).
 
 #include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
 #include <numbers>
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QSettings>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QUndoStack>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QCheckBox>
@@ -21,6 +26,7 @@
 #include "host/workbench/qvWorkbenchModel.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "stream/qvMLSSimpleSources.h"
+#include "controls/qvCommon.h"
 
 namespace {
 
@@ -253,7 +259,7 @@ TEST(WorkbenchModel, RemovingASourceUnconnectsItsConsumers)
     EXPECT_FALSE(m.RemoveComponent(c.Analyzer)); // already gone
 }
 
-TEST(WorkbenchWindow, PropertyEditorOffersEnumKeysAndTheFormsSources)
+TEST(WorkbenchWindow, PropertyEditorOffersEnumNamesAndCompatibleSources)
 {
     TQVWorkbench w;
     w.SetModalErrors(false);
@@ -269,38 +275,30 @@ TEST(WorkbenchWindow, PropertyEditorOffersEnumKeysAndTheFormsSources)
     w.Select(analyzer);
     auto *compression = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("Compression")));
     ASSERT_NE(compression, nullptr);
-    QStringList keys;
+    QStringList names;
     for (int i = 0; i < compression->count(); ++i)
-        keys.append(compression->itemText(i));
-    EXPECT_EQ(keys, QStringList({"mcoFirst", "mcoLast", "mcoAverage", "mcoMin", "mcoMax", "mcoRMS", "mcoDev"}));
-    compression->setCurrentIndex(5);
+        names.append(compression->itemText(i));
+    EXPECT_EQ(names, QStringList({"First", "Last", "Average", "Min", "Max", "RMS", "Dev"}));
     emit compression->activated(5);
     EXPECT_EQ(analyzer->Compression(), TQVAnalyzer::mcoRMS);
     auto *input = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("MeasureSource")));
     ASSERT_NE(input, nullptr);
     EXPECT_EQ(input->count(), 2); // none and the generator, not the analyzer itself
-    input->setCurrentIndex(1);
     emit input->activated(1);
     EXPECT_EQ(analyzer->GetQVMeasureSource(), generator);
 
+    // The meter takes single values: the analyzer, not the generator's blocks.
     w.Select(meter);
     auto *sources = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("MeasureSource")));
     ASSERT_NE(sources, nullptr);
     QStringList items;
     for (int i = 0; i < sources->count(); ++i)
         items.append(sources->itemText(i));
-    ASSERT_EQ(items.size(), 3);
-    EXPECT_EQ(items.mid(1), QStringList({"SignalGenerator1", "Analyzer1"}));
-    emit sources->activated(2);
+    EXPECT_EQ(items.mid(1), QStringList({"Analyzer1"}));
+    emit sources->activated(1);
     EXPECT_EQ(meter->MeasureSource(), analyzer);
     EXPECT_EQ(sources->currentText(), QStringLiteral("Analyzer1"));
     EXPECT_EQ(shown.count(), 0);
-    sources->setCurrentIndex(1);
-    emit sources->activated(1); // the generator delivers blocks, not single values
-    ASSERT_EQ(shown.count(), 1);
-    EXPECT_TRUE(shown.at(0).at(0).toString().contains(IncompatibleMeterMessage()));
-    EXPECT_EQ(meter->MeasureSource(), analyzer);
-    EXPECT_EQ(sources->currentText(), QStringLiteral("Analyzer1"));
 
     EXPECT_NE(qobject_cast<QToolButton *>(w.PropertyEditorWidget(QStringLiteral("IndicatorColor"))), nullptr);
     auto *autoConfig = qobject_cast<QCheckBox *>(w.PropertyEditorWidget(QStringLiteral("AutoConfig")));
@@ -308,6 +306,92 @@ TEST(WorkbenchWindow, PropertyEditorOffersEnumKeysAndTheFormsSources)
     EXPECT_TRUE(autoConfig->isChecked());
     autoConfig->setChecked(false);
     EXPECT_FALSE(meter->AutoConfig());
+
+    // SI prefixes by name: the slider's label prefix takes kilo (the 14th of the 21).
+    QObject *slider = m.AddComponent(QStringLiteral("TQVSlider"));
+    auto *prefix = qobject_cast<QComboBox *>(w.PropertyEditorWidget(QStringLiteral("LabelScientificUnitPosfix")));
+    ASSERT_NE(prefix, nullptr);
+    ASSERT_EQ(prefix->count(), 21);
+    const int kilo = prefix->findText(QStringLiteral("kilo"), Qt::MatchStartsWith);
+    ASSERT_GE(kilo, 0);
+    prefix->setCurrentIndex(kilo);
+    emit prefix->activated(kilo);
+    EXPECT_EQ(slider->property("LabelScientificUnitPosfix").toInt(), int(sipKilo));
+}
+
+TEST(WorkbenchModel, SourceChooserOffersWhatTheCapabilityRulesAccept)
+{
+    TQVWorkbenchModel m;
+    auto add = [&](const char *className, const char *source = nullptr) {
+        QObject *c = m.AddComponent(QString::fromLatin1(className));
+        if (c && source) {
+            EXPECT_EQ(m.SetProperty(c, QStringLiteral("MeasureSource"), QString::fromLatin1(source)), QString());
+        }
+        return c;
+    };
+    add("TQVSignalGenerator");
+    m.SetProperty(add("TQVSignalGenerator"), QStringLiteral("ChannelCount"), 2);
+    add("TQVAnalyzer", "SignalGenerator1");
+    add("TQVIIRFilter", "SignalGenerator1");
+    add("TQVFFTSingleSingle", "IIRFilter1");
+    add("TQVSelectorDual", "SignalGenerator2");
+    using Caps = TQVMeasureSourceCapabilities;
+    // What each consumer's class requires of a source with `channels` channels.
+    const struct { const char *Consumer; std::function<bool(Caps, int)> Accepts; } rules[] = {
+        {"TQVMeter", [](Caps c, int n) { return c.ContainsAll({mscContinuous, mscSingleValue, mscSingleChannel}) && n == 1; }},
+        {"TQVPlot", [](Caps c, int) { return c.Contains(mscContinuous); }},
+        {"TQVAnalyzer", [](Caps c, int) { return c.Contains(mscContinuous); }},
+        {"TQVIIRFilter", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscSingleChannel}); }},
+        {"TQVFFTSingleSingle", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscSingleChannel}) && !c.Contains(mscSingleValue); }},
+        {"TQVFFTDualSingle", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscDualChannel}) && !c.Contains(mscSingleValue); }},
+        {"TQVSelectorDual", [](Caps c, int) { return c.Contains(mscContinuous) && !c.Contains(mscSingleChannel); }},
+    };
+    // Consumers fresh on the form, and the filter of the chain, which cannot take the FFT
+    // stage it feeds; the table of candidates is the form's sources.
+    for (const auto &rule : rules) {
+        QObject *consumer = add(rule.Consumer);
+        ASSERT_NE(consumer, nullptr) << rule.Consumer;
+        for (QObject *c : {consumer, m.Component(QStringLiteral("IIRFilter1"))}) {
+            if (c != consumer && QByteArray(rule.Consumer) != "TQVIIRFilter")
+                continue;
+            QStringList expected;
+            for (TQVMeasureSource *source : m.Sources(c)) {
+                TQVMeasureSourceSettings settings{};
+                source->GetSettings(settings);
+                const bool loop = c->objectName() == QStringLiteral("IIRFilter1") &&
+                                  source->objectName() == QStringLiteral("FFTSingleSingle1");
+                // A source without valid settings (a stage without input) is checked later.
+                const bool fits = !QVSettingsValid(settings) ||
+                                  rule.Accepts(source->Capabilities(), int(settings.ChannelCount));
+                if (fits && !loop)
+                    expected.append(source->objectName());
+            }
+            QStringList offered;
+            for (TQVMeasureSource *source : m.CompatibleSources(c, QStringLiteral("MeasureSource")))
+                offered.append(source->objectName());
+            EXPECT_EQ(offered.join(u' ').toStdString(), expected.join(u' ').toStdString()) << qPrintable(c->objectName());
+            EXPECT_FALSE(offered.isEmpty()) << qPrintable(c->objectName());
+        }
+        m.RemoveComponent(consumer);
+    }
+    // The probes left no links behind.
+    EXPECT_EQ(qobject_cast<TQVMeasureSource *>(m.Component(QStringLiteral("SignalGenerator1")))->Links().size(), 2);
+    EXPECT_EQ(qobject_cast<TQVMeasureSource *>(m.Component(QStringLiteral("FFTSingleSingle1")))->Links().size(), 0);
+}
+
+TEST(WorkbenchText, EnumDisplayNames)
+{
+    const struct { const char *Key, *Name; } cases[] = {
+        {"wnHanning", "Hanning"},          {"mcoRMS", "RMS"},
+        {"sdoComplexFFT", "Complex FFT"},  {"wnBlackmanHarris67dB", "Blackman Harris 67 dB"},
+        {"qvtsFillPreTrigger", "Fill Pre Trigger"}, {"lesArrowLeftRight", "Arrow Left Right"},
+        {"scLinear", "Linear"},            {"FFTSize", "FFT Size"},
+        {"Linear", "Linear"},              {"lower", "lower"},
+        {"ab_cdEf", "ab cd Ef"},              {"rate48kHz", "48 kHz"},
+        {"x2", "2"},                       {"", ""},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(QVEnumDisplayName(QString::fromLatin1(c.Key)).toStdString(), c.Name) << c.Key;
 }
 
 TEST(WorkbenchWindow, DragMovesComponentsInDesignModeOnly)
@@ -337,8 +421,56 @@ TEST(WorkbenchWindow, DragMovesComponentsInDesignModeOnly)
     drag(QPoint(40, 40));
     EXPECT_EQ(meter->pos(), QPoint(100, 72));
     m.Stop();
+
+    // Resize handles: the right bottom one grows the meter in snapped steps, the left one
+    // stops at the minimum size; each drag is one step of the history.
+    const int steps = m.UndoStack()->count();
+    const struct { QPoint Grip, Delta; QRect Expected; } resizes[] = {
+        {QPoint(100 + 133 + 2, 72 + 133 + 2), QPoint(31, 17), QRect(100, 72, 164, 152)},
+        {QPoint(100 - 3, 72 + 76), QPoint(400, 0), QRect(256, 72, 8, 152)},
+    };
+    for (const auto &r : resizes) {
+        ASSERT_EQ(w.Selected(), meter);
+        QTest::mousePress(m.Surface(), Qt::LeftButton, {}, r.Grip);
+        QTest::mouseMove(m.Surface(), r.Grip + r.Delta / 2);
+        QTest::mouseMove(m.Surface(), r.Grip + r.Delta);
+        QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, r.Grip + r.Delta);
+        EXPECT_EQ(meter->geometry(), r.Expected);
+    }
+    EXPECT_EQ(m.UndoStack()->count(), steps + 2);
+    m.UndoStack()->undo();
+    m.UndoStack()->undo();
+    EXPECT_EQ(meter->geometry(), QRect(100, 72, 133, 133));
     QTest::mouseClick(m.Surface(), Qt::LeftButton, {}, QPoint(900, 600));
     EXPECT_EQ(w.Selected(), nullptr);
+}
+
+TEST(WorkbenchWindow, RecentFilesDropMissingOnesWithAMessage)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path()); // not the user's list
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    QSignalSpy shown(&w, &TQVWorkbench::ErrorShown);
+    w.Model().AddComponent(QStringLiteral("TQVSignalGenerator"));
+    QStringList saved;
+    for (int i = 0; i < 10; ++i) {
+        saved.prepend(dir.filePath(QStringLiteral("form%1.vform").arg(i)));
+        ASSERT_TRUE(w.Model().Save(saved.first()));
+        ASSERT_TRUE(w.OpenFile(saved.first()));
+    }
+    EXPECT_EQ(w.RecentFiles(), saved.mid(0, 8));
+    ASSERT_TRUE(QFile::remove(saved[1]));
+    EXPECT_FALSE(w.OpenRecent(saved[1]));
+    ASSERT_EQ(shown.count(), 1);
+    EXPECT_TRUE(shown.at(0).at(0).toString().contains(saved[1]));
+    QStringList left = saved.mid(0, 8);
+    left.removeAll(saved[1]);
+    EXPECT_EQ(w.RecentFiles(), left);
+    EXPECT_TRUE(w.OpenRecent(saved[5]));
+    EXPECT_EQ(w.RecentFiles().first(), saved[5]);
+    EXPECT_EQ(w.Model().FileName(), saved[5]);
 }
 
 TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
@@ -380,4 +512,90 @@ TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
     EXPECT_EQ(w.Tray()->count(), 0);
     EXPECT_EQ(w.Selected(), nullptr);
     EXPECT_FALSE(remove->isEnabled());
+}
+
+TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
+{
+    TQVWorkbenchModel m;
+    QUndoStack *stack = m.UndoStack();
+    const QString initial = m.FormText();
+    using Gesture = std::function<bool(TQVWorkbenchModel &)>;
+    auto set = [](const char *component, const char *property, QVariant value) -> Gesture {
+        return [=](TQVWorkbenchModel &m) {
+            return m.SetProperty(m.Component(QString::fromLatin1(component)), QString::fromLatin1(property), value)
+                .isEmpty();
+        };
+    };
+    auto place = [](const char *className, QPoint at = QPoint(-1, -1)) -> Gesture {
+        return [=](TQVWorkbenchModel &m) { return m.AddComponent(QString::fromLatin1(className), at) != nullptr; };
+    };
+    auto geometry = [](const char *component, QRect r) -> Gesture {
+        return [=](TQVWorkbenchModel &m) {
+            return m.SetGeometry(qobject_cast<QWidget *>(m.Component(QString::fromLatin1(component))), r).isEmpty();
+        };
+    };
+    auto remove = [](const char *component) -> Gesture {
+        return [=](TQVWorkbenchModel &m) { return m.RemoveComponent(m.Component(QString::fromLatin1(component))); };
+    };
+    // Each gesture with the number of steps the history should have after it.
+    const struct { Gesture Do; int Steps; } session[] = {
+        {place("TQVSignalGenerator"), 1},
+        {place("TQVAnalyzer"), 2},
+        {place("TQVMeter", QPoint(40, 40)), 3},
+        {set("SignalGenerator1", "Frequency", 250.0), 4},
+        {set("SignalGenerator1", "Frequency", 500.0), 4}, // merged with the previous write
+        {set("Analyzer1", "MeasureSource", QStringLiteral("SignalGenerator1")), 5},
+        {set("Analyzer1", "Compression", QStringLiteral("mcoRMS")), 6},
+        {set("Meter1", "MeasureSource", QStringLiteral("Analyzer1")), 7},
+        {geometry("Meter1", QRect(64, 48, 200, 180)), 8}, // a move and resize
+        {geometry("Meter1", QRect(80, 48, 200, 180)), 9}, // moves never merge
+        {set("Meter1", "Name", QStringLiteral("Level")), 10},
+        {set("Level", "RangeNumber", 3), 11},
+        {set("Level", "RangeCurrent", 2), 12},
+        {set("Level", "RangeColor", quint32(0x00C8F0)), 13},
+        {remove("Analyzer1"), 14}, // the meter loses its source
+        {place("TQVAnalyzer"), 15},
+        {remove("SignalGenerator1"), 16},
+    };
+    QSignalSpy replaced(&m, &TQVWorkbenchModel::FormReplaced);
+    std::vector<std::string> texts{initial.toStdString()};
+    for (const auto &gesture : session) {
+        ASSERT_TRUE(gesture.Do(m)) << qPrintable(m.LastError()) << " at step " << texts.size();
+        texts.push_back(m.FormText().toStdString());
+        EXPECT_EQ(stack->count(), gesture.Steps);
+        const int index = stack->index();
+        while (stack->canUndo())
+            stack->undo();
+        EXPECT_EQ(m.FormText(), initial) << qPrintable(m.FormText());
+        while (stack->canRedo())
+            stack->redo();
+        EXPECT_EQ(stack->index(), index);
+        EXPECT_EQ(m.FormText().toStdString(), texts.back()) << "after gesture " << texts.size() - 1;
+    }
+    // Step by step back through every stored state, then forward again.
+    texts.erase(texts.begin() + 4); // the merged frequency write has no state of its own
+    for (int i = int(texts.size()) - 2; i >= 0; --i) {
+        stack->undo();
+        EXPECT_EQ(m.FormText().toStdString(), texts[i]) << "undo to " << i;
+    }
+    for (size_t i = 1; i < texts.size(); ++i) {
+        stack->redo();
+        EXPECT_EQ(m.FormText().toStdString(), texts[i]) << "redo to " << i;
+    }
+    auto *meter = qobject_cast<TQVMeter *>(m.Component(QStringLiteral("Level")));
+    ASSERT_NE(meter, nullptr);
+    stack->undo(); // the generator is back, feeding nothing yet: the new analyzer is unconnected
+    stack->undo();
+    stack->undo(); // the deleted analyzer is back, connected again on both sides
+    auto *analyzer = qobject_cast<TQVAnalyzer *>(m.Component(QStringLiteral("Analyzer1")));
+    ASSERT_NE(analyzer, nullptr);
+    EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(analyzer->GetQVMeasureSource(), m.Component(QStringLiteral("SignalGenerator1")));
+    // A refused write adds nothing; opening a form starts a new history.
+    EXPECT_EQ(replaced.count(), 0); // every step was replayed on the components themselves
+    const int steps = stack->count();
+    EXPECT_FALSE(m.SetProperty(analyzer, QStringLiteral("Compression"), QStringLiteral("mcoNope")).isEmpty());
+    EXPECT_EQ(stack->count(), steps);
+    ASSERT_TRUE(m.Load(m.FormText()));
+    EXPECT_EQ(stack->count(), 0);
 }
