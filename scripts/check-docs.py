@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Checks that the docs cannot rot and that the umbrella headers are complete.
 
-Every ```cpp block of README.md and docs/*.md must follow a marker line
-    <!-- snippet: examples/<dir>/<file>#<tag> -->   (the lines between `// [tag]` markers;
+Every ```cpp and ```cmake block of README.md and docs/*.md must follow a marker line
+    <!-- snippet: examples/<dir>/<file>#<tag> -->   (the lines between `// [tag]` markers,
+                                                      `# [tag]` in CMake files;
                                                       several regions of one tag are joined)
     <!-- snippet: examples/<dir>/<file> -->         (the whole file)
 and equal that excerpt, dedented. The examples are built and run by scripts/test.sh, so the
@@ -18,7 +19,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MARKER = re.compile(r"^<!-- snippet: (examples/[^#\s]+)(?:#([\w-]+))? -->$")
-FENCE = re.compile(r"^```(cpp|c\+\+)\s*$")
+FENCE = re.compile(r"^```(cpp|c\+\+|cmake)\s*$")
 HEADER_FOLDERS = ["framework", "kernels", "stream", "analysis", "controls", "indicators", "host"]
 INTERNAL = {"demo", "gallery", "workbench"}
 UMBRELLAS = ["Core", "Widgets", "Host"]
@@ -37,7 +38,7 @@ def excerpt(path, tag):
     lines = path.read_text(encoding="utf-8").splitlines()
     if tag is None:
         return [l.rstrip() for l in lines]
-    marks = [i for i, l in enumerate(lines) if l.strip() == f"// [{tag}]"]
+    marks = [i for i, l in enumerate(lines) if l.strip() in (f"// [{tag}]", f"# [{tag}]")]
     if not marks or len(marks) % 2:
         raise ValueError(f"{path.relative_to(ROOT)}: tag [{tag}] needs pairs of markers, found {len(marks)}")
     out = []
@@ -63,7 +64,7 @@ def check_doc(doc, update):
         marker = MARKER.match(prev)
         block = lines[i + 1:end]
         if not marker:
-            errors.append(f"{where}: a cpp block without a snippet marker in the line above it")
+            errors.append(f"{where}: a code block without a snippet marker in the line above it")
         else:
             try:
                 want = excerpt(ROOT / marker.group(1), marker.group(2))
@@ -111,7 +112,7 @@ def main():
         print(e, file=sys.stderr)
     if errors:
         return 1
-    print(f"docs: every cpp block of {len(docs)} files is an example excerpt; umbrella headers complete")
+    print(f"docs: every cpp and cmake block of {len(docs)} files is an example excerpt; umbrella headers complete")
     return 0
 
 
