@@ -1,6 +1,6 @@
 // Guide: one's own stage. A sawtooth host source feeds TQVGain, a stage that multiplies
 // channel 0 by a factor; a link at the end compares every output sample with the sawtooth
-// computed here. Exits 0 when all of them match.
+// computed here. Exits 0 when all of them match and a source of two channels is refused.
 
 #include <algorithm>
 #include <cmath>
@@ -146,12 +146,25 @@ int main(int argc, char **argv)
         sawtooth.Tick();
     // [chain]
 
+    // A source of two channels is refused with the stage's message; the stage stays unconnected.
+    TQVSignalGenerator stereo;
+    stereo.SetChannelCount(2);
+    TQVGain refusing;
+    QString message;
+    try {
+        refusing.SetQVMeasureSource(&stereo);
+    } catch (const EQVMSIncompatibleSource &e) {
+        message = QString::fromUtf8(e.what());
+    }
+    const bool refused = message == QStringLiteral("TQVGain needs one continuous channel.")
+        && refusing.GetQVMeasureSource() == nullptr;
+
     TQVMeasureSourceSettings settings{};
     gain.GetSettings(settings);
-    std::printf("%d blocks, %lld samples, %d mismatches, range %g..%g\n", blocks, frame, mismatches,
-                double(settings.RangeMin), double(settings.RangeMax));
+    std::printf("%d blocks, %lld samples, %d mismatches, range %g..%g; two channels refused: %s\n", blocks,
+                frame, mismatches, double(settings.RangeMin), double(settings.RangeMax), qPrintable(message));
     const bool rangeOk = settings.RangeMin == -2.5f && settings.RangeMax == 0.0f;
-    return blocks == 10 && frame == 2560 && mismatches == 0 && rangeOk ? 0 : 1;
+    return blocks == 10 && frame == 2560 && mismatches == 0 && rangeOk && refused ? 0 : 1;
 }
 
 #include "main.moc"
