@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build g++-multilib pkg-config
-  qt6-base-dev qt6-tools-dev libqt6opengl6-dev libgl-dev
+  qt6-base-dev qt6-tools-dev qt6-l10n-tools libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev

@@ -1,0 +1,815 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US">
+<context>
+    <name>TQVBarGraphInt</name>
+    <message>
+        <source>Bar graph</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVDemoPanel</name>
+    <message>
+        <source>Velmora demo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Filtered signal, triggered on the rising zero crossing</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Spectrum of the filtered signal (Hanning window)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Alarm: RMS above %1 V</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>RMS after the low-pass</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reading</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Generator frequency</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Low-pass cutoff (4th order), Hz</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVDial</name>
+    <message>
+        <source>Dial</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVMeterInt</name>
+    <message>
+        <source>Meter</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVPanelMeterInt</name>
+    <message>
+        <source>Panel meter</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVPlot</name>
+    <message>
+        <source>Ch %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Plot</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVSlider</name>
+    <message>
+        <source>Slider</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVThreadBridge</name>
+    <message>
+        <source>Thread bridge: cannot allocate %1 blocks of %2 x %3 samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVWorkbench</name>
+    <message>
+        <source>Non-visual components</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Running</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Design</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;New</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Open...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Save</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save &amp;As...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Run</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>S&amp;top</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Delete</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Edit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>F&amp;orm</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Form</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1: click to place it on the form, or drag it there</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Velmora workbench</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>untitled</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1[*] - Velmora workbench</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No component selected</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 (%2)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>(none)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Colour of %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Entries separated by ;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The form has unsaved changes. Save them?</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open form</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Velmora forms (*.vform);;All files (*)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save form</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Generator output</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVWorkbenchModel</name>
+    <message>
+        <source>Stop the form before adding components.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Class %1 is not registered.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 could not be created: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 could not be created on the form.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The component is not on the form.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stop the form before deleting components.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is no component named %1 on the form.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A component or its name is expected.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is not a %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is read-only.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is not a value of %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not a valid %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>the value was not accepted.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property %1 does not exist in %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not a valid component name: use letters, digits and _, not starting with a digit.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A component named %1 already exists.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1: the size must lie between 8 and 10000 pixels.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The form could not be written: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot write %1: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot open %1: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The form</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 could not be read: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The form could not start: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The form could not stop cleanly: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A block could not be delivered: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>Velmora</name>
+    <message>
+        <source>None</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>None</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Yocto</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>y</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quadrillionstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zepto</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>z</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Trilliardstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Atto</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>a</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Trillionstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Femto</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>f</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Billiardstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pico</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>p</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Billionstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nano</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>n</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Milliardstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Micro</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>µ</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Millionstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Milli</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>m</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Tausendstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Centi</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>c</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Hundertstel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Deci</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>d</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zehntel</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Deca</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>da</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zehn</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Hecto</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>h</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Hundert</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Kilo</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>k</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Tausend Tsd.</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Mega</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>M</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Million Mio.</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Giga</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>G</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Milliarde Mrd. 1)</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Tera</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>T</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Billion Bio. 1)</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Peta</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>P</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Billiarde</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Exa</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>E</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Trillion</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zetta</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Z</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Trilliarde</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Yotta</source>
+        <comment>SI prefix name</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Y</source>
+        <comment>SI prefix symbol</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quadrillion</source>
+        <comment>SI number word</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component can process only individual values from channel 0!</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component can process only values from channel 0!</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component can process only values from the channels 0 and 1!</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component needs continuous operation.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>List index out of bounds (%1)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>SelectorSingle: Component needs continuous operation.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>SelectorDual: Component needs continuous operation and at least two input channels.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>SelectorMatrix: Component needs continuous operation.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Selector line %1 (&quot;%2&quot;): &apos;%3&apos; is not a valid integer value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Trigger: Component needs continuous operation.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component needs continuous operation, a channel and no individual values.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component needs continuous operation, two channels and no individual values.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Filter: Component needs continuous operation and one channel.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>FIRFilter: The number of coefficients must amount to between 1 and 512</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>FIRFilter line %1 (&quot;%2&quot;) is not a valid floating point value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Form line %1, column %2: %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 expected but %2 found</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Class %1 not found</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property %1 does not exist in %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property %1 of %2 not accepted: %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property %1 of %2 refers to the unknown component %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A component named %1 already exists</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nesting deeper than %1 levels</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Integer %1 out of range</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Floating point value %1 out of range</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Invalid character %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Invalid escape sequence in string</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Unterminated string</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Invalid UTF-8 data</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component %1 could not finish loading: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Class %1 cannot be placed on %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Class %1 is not registered</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component name &quot;%1&quot; is not a valid identifier</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property %1 of %2 refers to a component without a name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>end of input</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Integer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Floating point value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>String</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Identifier</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Boolean</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Property, &apos;object&apos; or &apos;end&apos;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Component of class %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Key of %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>invalid value</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+</TS>
