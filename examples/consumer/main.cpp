@@ -2,11 +2,13 @@
 // them: generator -> RMS analyzer -> bar graph and alarm LED sinks. Also runs the chain of
 // the README (a pass-through stage and a link) and the registration of the palette classes.
 // Prints what it saw and exits 0 when the bar graph shows the RMS of the generated sine, the
-// lamp is off, the link saw the generator's block and the classes are registered.
+// lamp is off, the link saw the generator's block, the classes are registered and the German
+// catalogue embedded in the core translates a message of the string table.
 
 #include <cmath>
 #include <cstdio>
 
+#include <QtCore/QTranslator>
 #include <QtWidgets/QApplication>
 
 // The folder spelling of the includes; <Velmora/Widgets> and <Velmora/Host> include them all.
@@ -19,6 +21,9 @@
 // [register]
 #include "indicators/qvRegister.h"
 // [register]
+// [translator]
+#include "framework/qvTranslations.h"
+// [translator]
 
 // The chain of the README: a host source, the stage base as a pass-through stage, a link.
 static int ChainInCode(QObject &consumerObject)
@@ -46,9 +51,28 @@ static int ChainInCode(QObject &consumerObject)
     return samples;
 }
 
+// The application's own translator loads the library's catalogue for `locale`; true when a
+// message of the string table comes out translated.
+static bool OwnTranslator(QApplication &app, const QLocale &locale)
+{
+    // [own-translator]
+    auto *translator = new QTranslator(&app);
+    if (translator->load(locale, "velmora", "_", ":/velmora/i18n"))
+        QCoreApplication::installTranslator(translator);
+    // [own-translator]
+    const char *source = "Component needs continuous operation.";
+    const bool translated = QCoreApplication::translate("Velmora", source) != QLatin1String(source);
+    QCoreApplication::removeTranslator(translator);
+    return translated;
+}
+
 int main(int argc, char **argv)
 {
+    // [translator]
+
     QApplication app(argc, argv);
+    QVInstallTranslator(QLocale());          // the user's languages, e.g. "de_AT" -> velmora_de
+    // [translator]
     // [sinks]
     TQVSignalGenerator generator;             // any host source
     TQVAnalyzer rms;
@@ -84,5 +108,8 @@ int main(int argc, char **argv)
     const bool registered = QVClassRegistry().IsRegistered(QStringLiteral("TQVBarGraph"))
         && QVClassRegistry().IsRegistered(QStringLiteral("TQVAnalyzer"));
     std::printf("classes registered: %s\n", registered ? "yes" : "no");
-    return sinksOk && samples == 1024 && registered ? 0 : 1;
+
+    const bool german = OwnTranslator(app, QLocale(QLocale::German, QLocale::Germany));
+    std::printf("German catalogue through an own translator: %s\n", german ? "yes" : "no");
+    return sinksOk && samples == 1024 && registered && german ? 0 : 1;
 }
