@@ -71,7 +71,7 @@ signals:
 
 protected:
     /// \brief Writes frames [firstFrame, firstFrame + count) of the stream: channel k into
-    /// `channels[k][0 .. count-1]`, for k below `ChannelCount()`. Returns how many it
+    /// elements 0 .. count-1 of `channels[k]`, for k below `ChannelCount()`. Returns how many it
     /// wrote, fewer at the end of a recording (or of what a live source holds).
     virtual int FillFrames(float *const *channels, qint64 firstFrame, int count) = 0;
     /// Envelope of every channel's values, for the settings.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs everything the build, the tests and the benchmarks need on Debian 12 (run as root).
-# clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh.
+# clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh;
+# doxygen builds the API reference and python3 runs the docs check (scripts/check-docs.py).
 set -euo pipefail
 
 packages=(
@@ -10,6 +11,7 @@ packages=(
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev
   fonts-dejavu-core
+  doxygen python3
 )
 
 missing=()

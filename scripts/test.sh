@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds everything (library, host, tests, benchmarks) and runs the whole test suite twice:
 # in the normal build and in a build with AddressSanitizer and UndefinedBehaviorSanitizer.
-# Between the two it installs the package and builds and runs examples/consumer against it.
+# Between the two it installs the package and builds and runs every program under examples/
+# against it (again against the sanitizer build), builds the API reference (a documentation
+# warning in a public header fails) and checks that the code blocks of the docs are excerpts
+# of those programs (scripts/check-docs.py).
 # The 32-bit record layout check runs as part of the suite. After the sanitizer build the
 # form reader and the instruments are fuzzed for a minute each (scripts/fuzz.sh).
 # `--no-sanitize` skips the second build and the fuzz runs.
@@ -21,17 +24,37 @@ if [ "$(id -u)" = 0 ]; then ./scripts/install-deps.sh; fi
 jobs=$(nproc)
 export QT_QPA_PLATFORM=offscreen
 
+# Installs the package of build directory $1 into $1/stage and builds and runs every program
+# under examples/ against it, each as its own project; further arguments go to their cmake.
+run_examples() {
+  local build=$1; shift
+  rm -rf "$build/stage" "$build/examples"
+  cmake --install "$build" --prefix "$build/stage" > /dev/null
+  for dir in examples/*/; do
+    local name out program
+    name=$(basename "$dir")
+    out="$build/examples/$name"
+    cmake -S "$dir" -B "$out" -G Ninja -DCMAKE_PREFIX_PATH="$PWD/$build/stage" "$@" > /dev/null
+    cmake --build "$out" -j "$jobs"
+    program=$(find "$out" -maxdepth 1 -type f -executable -name 'velmora-*')
+    [ -n "$program" ] || { echo "no program built in $out" >&2; return 1; }
+    echo "== $program"
+    "$program"
+  done
+}
+
 cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON -DVELMORA_BUILD_DESIGNER_PLUGIN=ON \
   -DVELMORA_REQUIRE_M32_CHECK=ON
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
 
-# The installed package: an application outside the tree finds it and runs a chain.
-rm -rf build/stage build/consumer
-cmake --install build --prefix build/stage > /dev/null
-cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$PWD/build/stage"
-cmake --build build/consumer -j "$jobs"
-./build/consumer/velmora-consumer
+# The installed package: applications outside the tree find it (examples/custom-sink asks
+# for the core only and checks that nothing of QtGui or QtWidgets comes along).
+run_examples build
+
+# The docs: the API reference without warnings, every code block an example excerpt.
+cmake --build build --target docs
+python3 scripts/check-docs.py
 
 if [ "$sanitize" = 1 ]; then
   cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_SANITIZE=ON \
@@ -41,6 +64,11 @@ if [ "$sanitize" = 1 ]; then
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
     ctest --test-dir build-asan --output-on-failure -j "$jobs"
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp" \
+    run_examples build-asan -DCMAKE_BUILD_TYPE=Debug \
+      -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 
   # The form reader and the instruments under libFuzzer (clang, with the same sanitizers),
   # for one minute each.

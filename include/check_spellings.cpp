@@ -1,0 +1,10 @@
+// Compiled in the source tree (target velmora_include_check): the umbrella headers and the
+// <Velmora/<folder>/...> spelling resolve there as they do in the installed package, next to
+// the folder spelling the library's own sources use.
+#include <Velmora/Core>
+#include <Velmora/Host>
+#include <Velmora/Widgets>
+#include <Velmora/framework/qvMeasIntf.h>
+#include "framework/qvMeasIntf.h"
+
+static_assert(sizeof(TQVMeasureSourceSettings) == 304);
