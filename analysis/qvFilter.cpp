@@ -546,10 +546,8 @@ void TQVStateVariableFilter::SetQ(float q)
 
 void TQVStateVariableFilter::SetFilterOutput(TQVFilterOutput output)
 {
-    if (output > foNotch || output == m_output)
-        return;
-    m_output = output;
-    emit SettingsChanged();
+    if (output <= foNotch)
+        StoreChanged(m_output, output, [this] { emit SettingsChanged(); });
 }
 
 void TQVStateVariableFilter::CalcParameters()

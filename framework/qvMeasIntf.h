@@ -122,6 +122,15 @@ protected:
     /// Runs `change`, then `notify`, also when `change` raises (the exception goes on).
     template <typename Change, typename Notify>
     static void NotifyAfter(Change change, Notify notify);
+    /// Stores `value` in `field` and then runs `notify`, unless it equals the stored value.
+    template <typename T, typename Notify>
+    static void StoreChanged(T &field, const T &value, Notify notify)
+    {
+        if (field == value)
+            return;
+        field = value;
+        notify();
+    }
 
     void SetCapabilities(TQVMeasureSourceCapabilities capabilities) { m_capabilities = capabilities; }
     /// Hands the block to every attached link in order of attachment. Returns false when a

@@ -520,10 +520,7 @@ void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
 
 void TQVFilePlayer::SetLoop(bool loop)
 {
-    if (loop == m_loop)
-        return;
-    m_loop = loop;
-    emit SettingsChanged();
+    StoreChanged(m_loop, loop, [this] { emit SettingsChanged(); });
 }
 
 void TQVFilePlayer::SetCsvSampleRate(double rate)

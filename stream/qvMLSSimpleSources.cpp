@@ -101,10 +101,8 @@ void TQVSelectorSingle::SetRequestHarmonizedData(bool value)
 
 void TQVSelectorSingle::SetChannel0(int channel)
 {
-    if (!IsChannel(channel) || channel == m_channel0)
-        return;
-    m_channel0 = channel;
-    emit Channel0Changed(channel);
+    if (IsChannel(channel))
+        StoreChanged(m_channel0, channel, [&] { emit Channel0Changed(channel); });
 }
 
 QString TQVSelectorSingle::IncompatibleSourceMessage() const
@@ -146,18 +144,14 @@ void TQVSelectorDual::SetRequestHarmonizedData(bool value)
 
 void TQVSelectorDual::SetChannel0(int channel)
 {
-    if (!IsChannel(channel) || channel == m_channel0)
-        return;
-    m_channel0 = channel;
-    emit Channel0Changed(channel);
+    if (IsChannel(channel))
+        StoreChanged(m_channel0, channel, [&] { emit Channel0Changed(channel); });
 }
 
 void TQVSelectorDual::SetChannel1(int channel)
 {
-    if (!IsChannel(channel) || channel == m_channel1)
-        return;
-    m_channel1 = channel;
-    emit Channel1Changed(channel);
+    if (IsChannel(channel))
+        StoreChanged(m_channel1, channel, [&] { emit Channel1Changed(channel); });
 }
 
 bool TQVSelectorDual::AcceptsSource(TQVMeasureSourceCapabilities sourceCapabilities) const
@@ -316,10 +310,8 @@ TQVAnalyzer::TQVAnalyzer(QObject *owner)
 
 void TQVAnalyzer::SetCompression(TQVMLSCompression compression)
 {
-    if (compression > mcoDev || compression == m_compression)
-        return;
-    m_compression = compression;
-    emit CompressionChanged(compression);
+    if (compression <= mcoDev)
+        StoreChanged(m_compression, compression, [&] { emit CompressionChanged(compression); });
 }
 
 // The RMS through the double lanes, when their error bound proves that the result is the

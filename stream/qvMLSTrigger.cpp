@@ -24,50 +24,34 @@ TQVMLSTrigger::~TQVMLSTrigger() = default;
 
 void TQVMLSTrigger::SetTriggerType(TQVTriggerType type)
 {
-    if (type < trtPos || type > trtOff || type == m_triggerType)
-        return;
-    m_triggerType = type;
-    emit TriggerTypeChanged(type);
+    if (type >= trtPos && type <= trtOff)
+        StoreChanged(m_triggerType, type, [&] { emit TriggerTypeChanged(type); });
 }
 
 void TQVMLSTrigger::SetTriggerLimit(float limit)
 {
-    if (limit == m_limit)
-        return;
-    m_limit = limit;
-    emit TriggerLimitChanged(limit);
+    StoreChanged(m_limit, limit, [&] { emit TriggerLimitChanged(limit); });
 }
 
 void TQVMLSTrigger::SetTriggerLimitHigh(float limit)
 {
-    if (limit == m_limitHigh)
-        return;
-    m_limitHigh = limit;
-    emit TriggerLimitHighChanged(limit);
+    StoreChanged(m_limitHigh, limit, [&] { emit TriggerLimitHighChanged(limit); });
 }
 
 void TQVMLSTrigger::SetTriggerSlope(float slope)
 {
-    if (slope == m_slope)
-        return;
-    m_slope = slope;
-    emit SettingsChanged();
+    StoreChanged(m_slope, slope, [this] { emit SettingsChanged(); });
 }
 
 void TQVMLSTrigger::SetTriggerChannel(int channel)
 {
-    if (channel < 0 || channel > QVMaxChannel || channel == m_triggerChannel)
-        return;
-    m_triggerChannel = channel;
-    emit SettingsChanged();
+    if (channel >= 0 && channel <= QVMaxChannel)
+        StoreChanged(m_triggerChannel, channel, [this] { emit SettingsChanged(); });
 }
 
 void TQVMLSTrigger::SetSingleShot(bool singleShot)
 {
-    if (singleShot == m_singleShot)
-        return;
-    m_singleShot = singleShot;
-    emit SettingsChanged();
+    StoreChanged(m_singleShot, singleShot, [this] { emit SettingsChanged(); });
 }
 
 void TQVMLSTrigger::SetBufferSize(int size)
