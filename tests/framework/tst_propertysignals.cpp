@@ -46,6 +46,8 @@ QVariant ChangedValue(const QMetaProperty &p, const QVariant &now, TQVMeasureSou
     return p.metaType() == QMetaType::fromType<TQVMeasureSource *>() ? QVariant::fromValue(fresh) : QVariant();
 }
 
+template <typename T> TQVMLSBase *Make() { return new T; }
+
 } // namespace
 
 // Every property announces a change of its value once, a write of the same value not at
@@ -112,10 +114,10 @@ TEST(PropertySignals, RefusedSourceFromTheEventLoopIsReportedAndLeavesTheSetterS
         TQVMLSBase *Written;
     };
     const struct { int Previous, Offered; TQVMLSBase *(*Make)(); bool Behind; TQVResString Message; } cases[] = {
-        {2, 1, [] { return new TQVSelectorDual; }, false, TQVResString::SelectorDualNeedsTwoChannels},
-        {1, 2, [] { return new TQVFFTSingleSingle; }, false, TQVResString::FFTNeedsOneChannel},
-        {1, 2, [] { return new TQVIIRFilter; }, false, TQVResString::FilterNeedsOneChannel},
-        {2, 1, [] { return new TQVSelectorDual; }, true, TQVResString::SelectorDualNeedsTwoChannels},
+        {2, 1, Make<TQVSelectorDual>, false, TQVResString::SelectorDualNeedsTwoChannels},
+        {1, 2, Make<TQVFFTSingleSingle>, false, TQVResString::FFTNeedsOneChannel},
+        {1, 2, Make<TQVIIRFilter>, false, TQVResString::FilterNeedsOneChannel},
+        {2, 1, Make<TQVSelectorDual>, true, TQVResString::SelectorDualNeedsTwoChannels},
     };
     for (const auto &c : cases) {
         Chain reference(c.Previous, c.Offered, c.Make(), c.Behind);
