@@ -140,6 +140,7 @@ void TQVFFT::SetExponent(int exponent)
     m_size = int(quint32(1) << exponent);
     SetCoeff(m_size);
     InstallLeakFunction(m_leakType, m_size);
+    emit SettingsChanged();
 }
 
 void TQVFFT::SetLeakType(TQVLeakType type)
@@ -448,7 +449,10 @@ void TQVFFT::InstallLeakFunction(TQVLeakType type, int length)
         return;
     if (m_window && type == m_leakType && length == m_window->Count())
         return;
+    const TQVLeakType before = m_leakType;
     InstallWindow(type, length);
+    if (m_leakType != before)
+        emit SettingsChanged();
 }
 
 void TQVFFT::InstallWindow(TQVLeakType type, int length)

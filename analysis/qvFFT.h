@@ -42,9 +42,9 @@ using TQVLeakFunction = std::function<void(TQVVector &)>;
 class QV_CORE_EXPORT TQVFFT : public TQVComponent
 {
     Q_OBJECT
-    Q_PROPERTY(int Exponent READ Exponent WRITE SetExponent)
-    Q_PROPERTY(int Size READ Size)
-    Q_PROPERTY(QVAnalysis::TQVLeakType LeakFunction READ LeakFunction WRITE SetLeakType)
+    Q_PROPERTY(int Exponent READ Exponent WRITE SetExponent NOTIFY SettingsChanged)
+    Q_PROPERTY(int Size READ Size NOTIFY SettingsChanged)
+    Q_PROPERTY(QVAnalysis::TQVLeakType LeakFunction READ LeakFunction WRITE SetLeakType NOTIFY SettingsChanged)
 
 public:
     explicit TQVFFT(QObject *owner = nullptr);
@@ -100,6 +100,10 @@ public:
     static void CalcHann(TQVVector *vector);
     static void CalcBlackmanHarris67dB(TQVVector *vector);
     static void CalcBlackmanHarris92dB(TQVVector *vector);
+
+signals:
+    /// `Exponent` (with `Size`) or the window type changed.
+    void SettingsChanged();
 
 private:
     /// Which routine `DoLeakTransformation` applies.

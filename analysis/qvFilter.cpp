@@ -70,6 +70,7 @@ void TQVMLSFilterBase::SetSampleFrequency(float value)
         return;
     m_sampleFrequency = value;
     CalcParameters();
+    emit SampleFrequencyChanged(value);
 }
 
 void TQVMLSFilterBase::SetCutoffFrequency(float value)
@@ -78,6 +79,7 @@ void TQVMLSFilterBase::SetCutoffFrequency(float value)
         return;
     m_cutoffFrequency = value;
     CalcParameters();
+    emit CutoffFrequencyChanged(value);
 }
 
 void TQVMLSFilterBase::CalcParameters()
@@ -165,23 +167,30 @@ void TQVIIRFilter::SetCutoffHighFrequency(float value)
         return;
     m_cutoffHigh = value;
     CalcParameters();
+    emit CutoffHighFrequencyChanged(value);
 }
 
 void TQVIIRFilter::SetOrder(int order)
 {
     if (order == m_order || order < 2 || order > 2 * MaxSections)
         return;
+    const int before = m_order;
     m_sections = order / 2;
     m_order = 2 * m_sections;
     CalcParameters();
+    if (m_order != before)
+        emit SettingsChanged();
 }
 
 void TQVIIRFilter::SetFilterOutput(TQVIirFilterOutput output)
 {
     if (output > iirHighPass)
         return;
+    const bool changed = output != m_output;
     m_output = output;
     CalcParameters();
+    if (changed)
+        emit SettingsChanged();
 }
 
 void TQVIIRFilter::CalcParameters()
@@ -312,6 +321,7 @@ void TQVFIRFilter::SetCoefficientNumber(int count)
         m_texts.append(QStringLiteral("0"));
     m_count = count;
     ClearDelayLine();
+    emit SettingsChanged();
 }
 
 void TQVFIRFilter::SetCoefficientList(const QStringList &lines)
@@ -327,9 +337,12 @@ void TQVFIRFilter::SetCoefficientList(const QStringList &lines)
     }
     if (count != m_count)
         ClearDelayLine();
+    const bool changed = lines != m_texts;
     m_count = int(count);
     m_texts = lines;
     std::copy(values, values + count, m_h);
+    if (changed)
+        emit SettingsChanged();
 }
 
 void TQVFIRFilter::SetCoefficients(int count, const TQVSingleArray *values)
@@ -338,12 +351,15 @@ void TQVFIRFilter::SetCoefficients(int count, const TQVSingleArray *values)
         throw ERangeError(QVLoadResString(TQVResString::FirCoefficientCount));
     if (!values)
         return;
+    const QStringList before = m_texts;
     m_count = count;
     m_texts.clear();
     for (int i = 0; i < count; ++i) {
         m_h[i] = values[i];
         m_texts.append(CoefficientText(values[i]));
     }
+    if (m_texts != before)
+        emit SettingsChanged();
 }
 
 QList<float> TQVFIRFilter::Floats() const
@@ -525,13 +541,13 @@ void TQVStateVariableFilter::SetQ(float q)
         return;
     m_q = q;
     CalcParameters();
+    emit SettingsChanged();
 }
 
 void TQVStateVariableFilter::SetFilterOutput(TQVFilterOutput output)
 {
-    if (output > foNotch)
-        return;
-    m_output = output;
+    if (output <= foNotch)
+        StoreChanged(m_output, output, [this] { emit SettingsChanged(); });
 }
 
 void TQVStateVariableFilter::CalcParameters()

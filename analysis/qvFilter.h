@@ -22,8 +22,8 @@
 class QV_CORE_EXPORT TQVMLSFilterBase : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(float SampleFrequency READ SampleFrequency WRITE SetSampleFrequency)
-    Q_PROPERTY(float CutoffFrequency READ CutoffFrequency WRITE SetCutoffFrequency)
+    Q_PROPERTY(float SampleFrequency READ SampleFrequency WRITE SetSampleFrequency NOTIFY SampleFrequencyChanged)
+    Q_PROPERTY(float CutoffFrequency READ CutoffFrequency WRITE SetCutoffFrequency NOTIFY CutoffFrequencyChanged)
 
 public:
     ~TQVMLSFilterBase() override;
@@ -47,6 +47,10 @@ public:
 
     /// The inherited behaviour, then `CalcParameters`.
     void Loaded() override;
+
+signals:
+    void SampleFrequencyChanged(float frequency);
+    void CutoffFrequencyChanged(float frequency);
 
 protected:
     explicit TQVMLSFilterBase(QObject *owner = nullptr);
@@ -82,9 +86,10 @@ private:
 class QV_CORE_EXPORT TQVIIRFilter : public TQVMLSFilterBase
 {
     Q_OBJECT
-    Q_PROPERTY(float CutoffHighFrequency READ CutoffHighFrequency WRITE SetCutoffHighFrequency)
-    Q_PROPERTY(int Order READ Order WRITE SetOrder)
-    Q_PROPERTY(TQVIirFilterOutput FilterOutput READ FilterOutput WRITE SetFilterOutput)
+    Q_PROPERTY(float CutoffHighFrequency READ CutoffHighFrequency WRITE SetCutoffHighFrequency NOTIFY
+                   CutoffHighFrequencyChanged)
+    Q_PROPERTY(int Order READ Order WRITE SetOrder NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVIirFilterOutput FilterOutput READ FilterOutput WRITE SetFilterOutput NOTIFY SettingsChanged)
 
 public:
     enum TQVIirFilterOutput : quint8 { iirLowPass, iirBandPass, iirHighPass };
@@ -112,6 +117,9 @@ public:
     void FilterArray(TQVSingleArray *data, int count) override;
     void Reset() override;
 
+signals:
+    void CutoffHighFrequencyChanged(float frequency);
+
 private:
     float m_cutoffHigh = 0.75f;
     TQVIirFilterOutput m_output = iirLowPass;
@@ -130,8 +138,8 @@ private:
 class QV_CORE_EXPORT TQVFIRFilter : public TQVMLSFilterBase
 {
     Q_OBJECT
-    Q_PROPERTY(int CoefficientNumber READ CoefficientNumber WRITE SetCoefficientNumber)
-    Q_PROPERTY(QStringList CoefficientList READ CoefficientList WRITE SetCoefficientList)
+    Q_PROPERTY(int CoefficientNumber READ CoefficientNumber WRITE SetCoefficientNumber NOTIFY SettingsChanged)
+    Q_PROPERTY(QStringList CoefficientList READ CoefficientList WRITE WriteCoefficientList NOTIFY SettingsChanged)
 
 public:
     static constexpr int MaxCoefficients = 512;
@@ -150,6 +158,7 @@ public:
     /// lines, and `EConvertError` naming the first line that is not a number; in both
     /// cases nothing changes. Clears the delay line when the count changes.
     void SetCoefficientList(const QStringList &lines);
+    QV_GUARDED_WRITE(CoefficientList, const QStringList &)
 
     /// Takes `count` coefficients from `values` and their texts; the delay line is kept.
     /// Raises `ERangeError` when `count` is outside 1 to 512; a null `values` changes
@@ -239,8 +248,8 @@ private:
 class QV_CORE_EXPORT TQVStateVariableFilter : public TQVMLSFilterBase
 {
     Q_OBJECT
-    Q_PROPERTY(float Q READ Q WRITE SetQ)
-    Q_PROPERTY(TQVFilterOutput FilterOutput READ FilterOutput WRITE SetFilterOutput)
+    Q_PROPERTY(float Q READ Q WRITE SetQ NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVFilterOutput FilterOutput READ FilterOutput WRITE SetFilterOutput NOTIFY SettingsChanged)
 
 public:
     enum TQVFilterOutput : quint8 { foLowPass, foBandPass, foHighPass, foNotch };

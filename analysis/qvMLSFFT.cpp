@@ -26,9 +26,10 @@ TQVLeakType TQVFFTStage::LeakFunction() const
 
 void TQVFFTStage::SetLeakFunction(TQVLeakType type)
 {
-    if (type == wnOwn || type > wnBlackmanHarris92dB)
+    if (type == wnOwn || type > wnBlackmanHarris92dB || type == LeakFunction())
         return;
     m_engine->SetLeakType(type);
+    emit SettingsChanged();
 }
 
 const TQVLeakFunction &TQVFFTStage::OwnerLeakFunction() const
@@ -232,7 +233,7 @@ void TQVFFTSingleSingle::SetOutput(TQVFFTSingleSingleOutput output)
     if (output == m_output || output > ssoRealFFT)
         return;
     m_output = output;
-    OutputChanged();
+    NotifyAfter([this] { OutputChanged(); }, [this] { emit SettingsChanged(); });
 }
 
 void TQVFFTSingleSingle::Compute(const TQVDescArraySingle &data)
@@ -279,7 +280,7 @@ void TQVFFTDualSingle::SetOutput(TQVFFTDualSingleOutput output)
     if (output == m_output || output > dsoConvolution)
         return;
     m_output = output;
-    OutputChanged();
+    NotifyAfter([this] { OutputChanged(); }, [this] { emit SettingsChanged(); });
 }
 
 bool TQVFFTDualSingle::Redimension(int n)
@@ -348,7 +349,7 @@ void TQVFFTSingleDual::SetOutput(TQVFFTSingleDualOutput output)
     if (output == m_output || output > sdoComplexFFT)
         return;
     m_output = output;
-    OutputChanged();
+    NotifyAfter([this] { OutputChanged(); }, [this] { emit SettingsChanged(); });
 }
 
 void TQVFFTSingleDual::Compute(const TQVDescArraySingle &data)

@@ -18,7 +18,7 @@
 class QV_CORE_EXPORT TQVFFTStage : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(QVAnalysis::TQVLeakType LeakFunction READ LeakFunction WRITE SetLeakFunction)
+    Q_PROPERTY(QVAnalysis::TQVLeakType LeakFunction READ LeakFunction WRITE SetLeakFunction NOTIFY SettingsChanged)
 
 public:
     ~TQVFFTStage() override;
@@ -132,7 +132,7 @@ protected:
 class QV_CORE_EXPORT TQVFFTSingleSingle : public TQVFFTSingleInputStage
 {
     Q_OBJECT
-    Q_PROPERTY(TQVFFTSingleSingleOutput Output READ Output WRITE SetOutput)
+    Q_PROPERTY(TQVFFTSingleSingleOutput Output READ Output WRITE WriteOutput NOTIFY SettingsChanged)
 
 public:
     enum TQVFFTSingleSingleOutput : quint8 {
@@ -148,6 +148,7 @@ public:
     TQVFFTSingleSingleOutput Output() const { return m_output; }
     /// A new value re-dimensions the vectors and re-announces the settings.
     void SetOutput(TQVFFTSingleSingleOutput output);
+    QV_GUARDED_WRITE(Output, TQVFFTSingleSingleOutput)
 
 protected:
     bool RealInput() const override { return m_output == ssoRealFFT; }
@@ -165,7 +166,7 @@ private:
 class QV_CORE_EXPORT TQVFFTDualSingle : public TQVFFTStage
 {
     Q_OBJECT
-    Q_PROPERTY(TQVFFTDualSingleOutput Output READ Output WRITE SetOutput)
+    Q_PROPERTY(TQVFFTDualSingleOutput Output READ Output WRITE WriteOutput NOTIFY SettingsChanged)
 
 public:
     enum TQVFFTDualSingleOutput : quint8 {
@@ -181,6 +182,7 @@ public:
     TQVFFTDualSingleOutput Output() const { return m_output; }
     /// A new value re-dimensions the vectors and re-announces the settings.
     void SetOutput(TQVFFTDualSingleOutput output);
+    QV_GUARDED_WRITE(Output, TQVFFTDualSingleOutput)
 
     const TQVComplexVector *FirstVector() const { return m_first.get(); }
     const TQVComplexVector *SecondVector() const { return m_second.get(); }
@@ -205,7 +207,7 @@ private:
 class QV_CORE_EXPORT TQVFFTSingleDual : public TQVFFTSingleInputStage
 {
     Q_OBJECT
-    Q_PROPERTY(TQVFFTSingleDualOutput Output READ Output WRITE SetOutput)
+    Q_PROPERTY(TQVFFTSingleDualOutput Output READ Output WRITE WriteOutput NOTIFY SettingsChanged)
 
 public:
     enum TQVFFTSingleDualOutput : quint8 {
@@ -220,6 +222,7 @@ public:
     TQVFFTSingleDualOutput Output() const { return m_output; }
     /// A new value re-dimensions the vectors and re-announces the settings.
     void SetOutput(TQVFFTSingleDualOutput output);
+    QV_GUARDED_WRITE(Output, TQVFFTSingleDualOutput)
 
 protected:
     bool RealInput() const override { return m_output == sdoRealFFT; }

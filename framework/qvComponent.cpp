@@ -63,3 +63,11 @@ TQVComponent::TQVComponent(QObject *owner)
 }
 
 TQVComponent::~TQVComponent() = default;
+
+void TQVComponent::SetTag(int tag)
+{
+    if (tag == Tag())
+        return;
+    TQVComponentState::SetTag(tag);
+    emit TagChanged(tag);
+}

@@ -68,14 +68,21 @@ QV_CORE_EXPORT void QVSetDesigning(QObject *root, bool designing);
 /// \brief Base of the non-visual components: a QObject whose parent is its owner.
 ///
 /// Publishes `Tag` and the read-only informational strings `Version` and `Copyright`.
+/// The two strings never change (their writes are ignored), so they have no signal.
 class QV_CORE_EXPORT TQVComponent : public QObject, public TQVComponentState
 {
     Q_OBJECT
-    Q_PROPERTY(int Tag READ Tag WRITE SetTag)
+    Q_PROPERTY(int Tag READ Tag WRITE SetTag NOTIFY TagChanged)
     Q_PROPERTY(QString Version READ Version WRITE SetVersion)
     Q_PROPERTY(QString Copyright READ Copyright WRITE SetCopyright)
 
 public:
     explicit TQVComponent(QObject *owner = nullptr);
     ~TQVComponent() override;
+
+    /// The state's setter, announcing a change through `TagChanged`.
+    void SetTag(int tag);
+
+signals:
+    void TagChanged(int tag);
 };

@@ -57,6 +57,12 @@ void TQVMeasureSource::GetSettings(TQVMeasureSourceSettings &) const
 {
 }
 
+void TQVMeasureSource::ReportError(const std::exception &error)
+{
+    const auto *own = dynamic_cast<const EQVException *>(&error);
+    emit ErrorOccurred(own ? own->Message() : QString::fromLocal8Bit(error.what()));
+}
+
 void TQVMeasureSource::RequestData()
 {
 }
@@ -114,6 +120,23 @@ bool WouldCloseLoop(const TQVMeasureSource *candidate, const QObject *owner)
     }
     return false;
 }
+
+// The input link of a stage: also tells the stage when its source went away without the
+// stage being asked (the source was deleted).
+class StageInputLink final : public TQVMeasureLink
+{
+public:
+    using TQVMeasureLink::TQVMeasureLink;
+
+    void UpdateSettings() override
+    {
+        if (!Source() && OnSourceGone)
+            OnSourceGone();
+        TQVMeasureLink::UpdateSettings();
+    }
+
+    std::function<void()> OnSourceGone;
+};
 
 } // namespace
 
@@ -205,8 +228,10 @@ void TQVMeasureLinkDualChannel::UpdateSettings()
 
 TQVMLSBase::TQVMLSBase(QObject *owner)
     : TQVMeasureSource(owner)
-    , m_inputLink(new TQVMeasureLink(this))
 {
+    auto *input = new StageInputLink(this);
+    input->OnSourceGone = [this] { NotifySourceChange(); };
+    m_inputLink = input;
     m_inputLink->OnUpdateSettings = [this](TQVMeasureLink *link) { MLSOnUpdateSettings(link); };
     m_inputLink->OnChangedState = [this](TQVMeasureLink *link, TQVMeasureSourceState state) {
         MLSOnChangedState(link, state);
@@ -229,8 +254,33 @@ TQVMeasureSource *TQVMLSBase::GetQVMeasureSource() const
 
 void TQVMLSBase::SetQVMeasureSource(TQVMeasureSource *source)
 {
-    if (m_inputLink && source != m_inputLink->Source() && source != this)
-        m_inputLink->SeTQVMeasureSource(source);
+    if (!m_inputLink || source == m_inputLink->Source() || source == this)
+        return;
+    // One announcement for the outermost call, after a refusal too; a refusal disconnects
+    // through a nested call.
+    const bool outermost = !m_settingSource;
+    m_settingSource = true;
+    NotifyAfter([&] { m_inputLink->SeTQVMeasureSource(source); },
+                [&] {
+                    if (!outermost)
+                        return;
+                    m_settingSource = false;
+                    NotifySourceChange();
+                });
+}
+
+void TQVMLSBase::WriteMeasureSource(TQVMeasureSource *source)
+{
+    GuardedWrite([&] { SetQVMeasureSource(source); });
+}
+
+void TQVMLSBase::NotifySourceChange()
+{
+    const TQVMeasureSource *source = GetQVMeasureSource();
+    if (m_settingSource || source == m_announcedSource)
+        return;
+    m_announcedSource = source;
+    emit MeasureSourceChanged();
 }
 
 int TQVMLSBase::InputBlockLength(const TQVMeasureSourceSettings &settings) const
@@ -307,18 +357,19 @@ void TQVMLSBase::HarmonizeStep()
 
 void TQVMLSBase::ApplyRequestHarmonizedData(bool value, bool storeWhileUnconnected)
 {
+    const bool before = m_requestHarmonizedData;
     TQVMeasureSource *source = GetQVMeasureSource();
     if (!source) {
         if (storeWhileUnconnected)
             m_requestHarmonizedData = value;
-        return;
-    }
-    if (!source->Capabilities().Contains(mscCanHarmonize)) {
+    } else if (!source->Capabilities().Contains(mscCanHarmonize)) {
         m_requestHarmonizedData = false;
-        return;
+    } else {
+        SetHarmonizeData(m_inputLink, value);
+        m_requestHarmonizedData = value;
+        if (value)
+            SetCapabilities(Capabilities() + mscCanHarmonize);
     }
-    SetHarmonizeData(m_inputLink, value);
-    m_requestHarmonizedData = value;
-    if (value)
-        SetCapabilities(Capabilities() + mscCanHarmonize);
+    if (m_requestHarmonizedData != before)
+        emit SettingsChanged();
 }

@@ -104,7 +104,34 @@ public:
     const QList<TQVMeasureLink *> &Links() const { return m_links; }
     bool Active() const { return m_active; }
 
+signals:
+    /// A write through the meta-object (setProperty, Designer, QML, a property editor) was
+    /// refused; `message` is the text of the exception the C++ setter raises for it. Host
+    /// sources also report refused buffer sizes here.
+    void ErrorOccurred(const QString &message);
+    /// A property that changes the processing and has no signal of its own changed.
+    void SettingsChanged();
+
 protected:
+    /// \brief Runs `write` (a raising setter) for the WRITE accessor of a published property:
+    /// an exception leaves the state as the setter leaves it and is reported through
+    /// `ErrorOccurred` instead of crossing the event loop. While a form is being loaded it
+    /// raises as the setter does, so that the form reader reports it as a form error.
+    template <typename Write>
+    void GuardedWrite(Write write);
+    /// Runs `change`, then `notify`, also when `change` raises (the exception goes on).
+    template <typename Change, typename Notify>
+    static void NotifyAfter(Change change, Notify notify);
+    /// Stores `value` in `field` and then runs `notify`, unless it equals the stored value.
+    template <typename T, typename Notify>
+    static void StoreChanged(T &field, const T &value, Notify notify)
+    {
+        if (field == value)
+            return;
+        field = value;
+        notify();
+    }
+
     void SetCapabilities(TQVMeasureSourceCapabilities capabilities) { m_capabilities = capabilities; }
     /// Hands the block to every attached link in order of attachment. Returns false when a
     /// consumer deleted this source during the delivery: the caller must not touch it then.
@@ -145,6 +172,8 @@ protected:
     bool ForEachLink(Call call);
 
 private:
+    void ReportError(const std::exception &error);
+
     TQVMeasureSourceCapabilities m_capabilities;
     QList<qint32> m_harmonizeFlags;
     QList<TQVMeasureLink *> m_links;
@@ -171,6 +200,37 @@ bool TQVMeasureSource::ForEachLink(Call call)
     }
     return true;
 }
+
+template <typename Write>
+void TQVMeasureSource::GuardedWrite(Write write)
+{
+    if (IsLoading()) {
+        write();
+        return;
+    }
+    try {
+        write();
+    } catch (const std::exception &error) {
+        ReportError(error);
+    }
+}
+
+template <typename Change, typename Notify>
+void TQVMeasureSource::NotifyAfter(Change change, Notify notify)
+{
+    try {
+        change();
+    } catch (...) {
+        notify();
+        throw;
+    }
+    notify();
+}
+
+/// Defines `Write<Name>(value)`, the WRITE accessor of a published property of a source:
+/// calls the setter `Set<Name>` through `GuardedWrite`, so that it never raises.
+#define QV_GUARDED_WRITE(Name, Type) \
+    void Write##Name(Type value) { GuardedWrite([&] { Set##Name(value); }); }
 
 template <typename Call>
 bool TQVMeasureSource::Deliver(Call call)
@@ -261,7 +321,8 @@ public:
 class QV_CORE_EXPORT TQVMLSBase : public TQVMeasureSource
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE SetQVMeasureSource)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY
+                   MeasureSourceChanged)
 
 public:
     explicit TQVMLSBase(QObject *owner = nullptr);
@@ -270,12 +331,22 @@ public:
 
     virtual TQVMeasureSource *GetQVMeasureSource() const;
     /// Connects the input link; ignored for the current source and for the stage itself.
+    /// Raises `EQVMSIncompatibleSource` (the stage is then unconnected) when the stage, or a
+    /// consumer further down, cannot work with the source.
     virtual void SetQVMeasureSource(TQVMeasureSource *source);
+    /// The WRITE accessor of `MeasureSource`: `SetQVMeasureSource` without raising.
+    void WriteMeasureSource(TQVMeasureSource *source);
 
     /// Cleared settings without a source; otherwise the source's, adjusted by the stage.
     void GetSettings(TQVMeasureSourceSettings &settings) const override;
 
     TQVMeasureLink *InputLink() const { return m_inputLink; }
+
+signals:
+    /// The source changed: connected, disconnected (also by a refusal) or deleted.
+    void MeasureSourceChanged();
+
+public:
 
     /// The length of the blocks that `settings` (the source's) announce to this stage's
     /// input: the harmonized length when the source honours this link's harmonize request,
@@ -317,7 +388,11 @@ protected:
 
 private:
     void HarmonizeStep();
+    /// Emits `MeasureSourceChanged` when the source differs from the one last announced.
+    void NotifySourceChange();
 
     TQVMeasureLink *m_inputLink = nullptr;
     bool m_requestHarmonizedData = false;
+    const TQVMeasureSource *m_announcedSource = nullptr; // compared only, never used
+    bool m_settingSource = false;
 };

@@ -54,9 +54,17 @@ void TQVBlockSource::SetLengths(int blockLength, int harmonizedLength)
         || (blockLength == m_blockLength && harmonizedLength == m_harmonizedLength)
         || !BuffersFit(std::max(1, m_channelCount), blockLength, harmonizedLength))
         return;
+    const int previousBlock = m_blockLength;
+    const int previousHarmonized = m_harmonizedLength;
     m_blockLength = blockLength;
     m_harmonizedLength = harmonizedLength;
-    ConfigChanged();
+    NotifyAfter([this] { ConfigChanged(); },
+                [&] {
+                    if (m_blockLength != previousBlock)
+                        emit BlockLengthChanged();
+                    if (m_harmonizedLength != previousHarmonized)
+                        emit HarmonizedBlockLengthChanged();
+                });
 }
 
 void TQVBlockSource::GetSettings(TQVMeasureSourceSettings &settings) const

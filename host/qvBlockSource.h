@@ -38,9 +38,11 @@ public:
     /// 1 to `MaxBlockLength`; other values are ignored, lengths whose buffers do not fit
     /// are refused and reported through `ErrorOccurred`.
     void SetBlockLength(int length);
+    QV_GUARDED_WRITE(BlockLength, int)
     int HarmonizedBlockLength() const { return m_harmonizedLength; }
     /// 0 (none) to `MaxBlockLength`; otherwise as `SetBlockLength`.
     void SetHarmonizedBlockLength(int length);
+    QV_GUARDED_WRITE(HarmonizedBlockLength, int)
     /// Frames per second; 0 while the source has no stream (it then delivers nothing).
     virtual double SampleRate() const = 0;
 
@@ -65,9 +67,10 @@ public:
 
 signals:
     void StateChanged(TQVMeasureSourceState state);
-    /// A length or channel count was refused because its buffers do not fit in memory; the
-    /// source is left as it was.
-    void ErrorOccurred(const QString &message);
+    // Without an argument: the properties are published by the descendants, and a NOTIFY
+    // signal of a base class cannot carry one.
+    void BlockLengthChanged();
+    void HarmonizedBlockLengthChanged();
 
 protected:
     /// \brief Writes frames [firstFrame, firstFrame + count) of the stream: channel k into
@@ -91,7 +94,7 @@ protected:
     virtual int TimerInterval() const;
 
     /// Whether buffers of that shape can be allocated; when not, reports it through a warning
-    /// and `ErrorOccurred` unless `report` is false.
+    /// and `ErrorOccurred` unless `report` is false (the source is left as it was).
     bool BuffersFit(int channels, int blockLength, int harmonizedLength, bool report = true);
     /// Takes `count` channels without any check; call `ConfigChanged` afterwards.
     void SetChannels(int count) { m_channelCount = count; }

@@ -490,7 +490,12 @@ void TQVFilePlayer::SetFileName(const QString &fileName)
 {
     if (fileName == m_fileName)
         return;
-    Install(fileName.isEmpty() ? Recording{} : LoadFile(fileName), fileName);
+    Recording recording = fileName.isEmpty() ? Recording{} : LoadFile(fileName);
+    NotifyAfter([&] { Install(std::move(recording), fileName); },
+                [&] {
+                    if (m_fileName == fileName)
+                        emit FileNameChanged(fileName);
+                });
 }
 
 void TQVFilePlayer::Reload()
@@ -515,7 +520,7 @@ void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
 
 void TQVFilePlayer::SetLoop(bool loop)
 {
-    m_loop = loop;
+    StoreChanged(m_loop, loop, [this] { emit SettingsChanged(); });
 }
 
 void TQVFilePlayer::SetCsvSampleRate(double rate)
@@ -523,8 +528,12 @@ void TQVFilePlayer::SetCsvSampleRate(double rate)
     if (!std::isfinite(rate) || rate <= 0.0 || rate == m_csvSampleRate)
         return;
     m_csvSampleRate = rate;
-    if (m_recording.Kind != fkNone && m_recording.SampleRate == 0.0)
-        ConfigChanged();
+    NotifyAfter(
+        [this] {
+            if (m_recording.Kind != fkNone && m_recording.SampleRate == 0.0)
+                ConfigChanged();
+        },
+        [this] { emit SettingsChanged(); });
 }
 
 double TQVFilePlayer::SampleRate() const

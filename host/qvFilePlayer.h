@@ -31,11 +31,12 @@ public:
 class TQVFilePlayer : public TQVBlockSource
 {
     Q_OBJECT
-    Q_PROPERTY(QString FileName READ FileName WRITE SetFileName)
-    Q_PROPERTY(int BlockLength READ BlockLength WRITE SetBlockLength)
-    Q_PROPERTY(int HarmonizedBlockLength READ HarmonizedBlockLength WRITE SetHarmonizedBlockLength)
-    Q_PROPERTY(bool Loop READ Loop WRITE SetLoop)
-    Q_PROPERTY(double CsvSampleRate READ CsvSampleRate WRITE SetCsvSampleRate)
+    Q_PROPERTY(QString FileName READ FileName WRITE WriteFileName NOTIFY FileNameChanged)
+    Q_PROPERTY(int BlockLength READ BlockLength WRITE WriteBlockLength NOTIFY BlockLengthChanged)
+    Q_PROPERTY(int HarmonizedBlockLength READ HarmonizedBlockLength WRITE WriteHarmonizedBlockLength NOTIFY
+                   HarmonizedBlockLengthChanged)
+    Q_PROPERTY(bool Loop READ Loop WRITE SetLoop NOTIFY SettingsChanged)
+    Q_PROPERTY(double CsvSampleRate READ CsvSampleRate WRITE WriteCsvSampleRate NOTIFY SettingsChanged)
 
 public:
     enum TQVFileKind { fkNone, fkWave, fkCsv };
@@ -52,6 +53,7 @@ public:
     /// Loads the file (an empty name unloads). Raises `EQVFileLoadError` and keeps the
     /// current recording when the file cannot be read.
     void SetFileName(const QString &fileName);
+    QV_GUARDED_WRITE(FileName, const QString &)
     /// Reads the current file again, e.g. after it changed on disk.
     void Reload();
 
@@ -60,6 +62,7 @@ public:
     /// Sample rate of CSV files without a time column (default 1000 Hz).
     double CsvSampleRate() const { return m_csvSampleRate; }
     void SetCsvSampleRate(double rate);
+    QV_GUARDED_WRITE(CsvSampleRate, double)
 
     // What the loaded recording holds; zero and empty without one.
     TQVFileKind FileKind() const { return m_recording.Kind; }
@@ -81,6 +84,9 @@ public:
     void SetPosition(qint64 frame);
     /// True when a recording played without `Loop` has delivered its last sample.
     bool AtEnd() const;
+
+signals:
+    void FileNameChanged(const QString &fileName);
 
 protected:
     int FillFrames(float *const *channels, qint64 firstFrame, int count) override;

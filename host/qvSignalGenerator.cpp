@@ -53,7 +53,7 @@ void TQVSignalGenerator::SetChannelCount(int count)
     for (int k = ChannelCount(); k < count; ++k)
         m_channels[std::size_t(k)] = ChannelState{};
     SetChannels(count);
-    ConfigChanged();
+    NotifyAfter([this] { ConfigChanged(); }, [&] { emit ChannelCountChanged(count); });
 }
 
 void TQVSignalGenerator::SetSampleRate(double rate)
@@ -61,7 +61,7 @@ void TQVSignalGenerator::SetSampleRate(double rate)
     if (!IsFinite(rate) || rate <= 0.0 || rate == m_sampleRate)
         return;
     m_sampleRate = rate;
-    ConfigChanged();
+    NotifyAfter([this] { ConfigChanged(); }, [&] { emit SampleRateChanged(rate); });
 }
 
 TQVSignalGenerator::TQVGeneratorChannel TQVSignalGenerator::Channel(int index) const
@@ -84,11 +84,24 @@ void TQVSignalGenerator::SetChannel(int index, const TQVGeneratorChannel &channe
     const bool rangeChanged = state.Config.Waveform != channel.Waveform
         || state.Config.Amplitude != channel.Amplitude || state.Config.Offset != channel.Offset
         || state.Config.NoiseAmplitude != channel.NoiseAmplitude;
+    const bool frequencyChanged = state.Config.Frequency != channel.Frequency;
+    const bool otherChanged = rangeChanged || state.Config.Phase != channel.Phase;
     if (state.Config.Phase != channel.Phase)
         state.Phase = channel.Phase - std::floor(channel.Phase);
     state.Config = channel;
-    if (rangeChanged)
-        UpdateLinks();
+    NotifyAfter(
+        [&] {
+            if (rangeChanged)
+                UpdateLinks();
+        },
+        [&] {
+            if (index != 0)
+                return;
+            if (frequencyChanged)
+                emit FrequencyChanged(channel.Frequency);
+            if (otherChanged)
+                emit SettingsChanged();
+        });
 }
 
 template <typename T>
@@ -130,6 +143,7 @@ void TQVSignalGenerator::SetSeed(quint32 seed)
         return;
     m_seed = seed;
     m_noiseState = seed;
+    emit SettingsChanged();
 }
 
 std::pair<float, float> TQVSignalGenerator::ValueRange() const

@@ -19,16 +19,17 @@
 class TQVSignalGenerator : public TQVBlockSource
 {
     Q_OBJECT
-    Q_PROPERTY(int ChannelCount READ ChannelCount WRITE SetChannelCount)
-    Q_PROPERTY(int BlockLength READ BlockLength WRITE SetBlockLength)
-    Q_PROPERTY(int HarmonizedBlockLength READ HarmonizedBlockLength WRITE SetHarmonizedBlockLength)
-    Q_PROPERTY(double SampleRate READ SampleRate WRITE SetSampleRate)
-    Q_PROPERTY(TQVWaveform Waveform READ Waveform WRITE SetWaveform)
-    Q_PROPERTY(double Frequency READ Frequency WRITE SetFrequency)
-    Q_PROPERTY(double Amplitude READ Amplitude WRITE SetAmplitude)
-    Q_PROPERTY(double Offset READ Offset WRITE SetOffset)
-    Q_PROPERTY(double NoiseAmplitude READ NoiseAmplitude WRITE SetNoiseAmplitude)
-    Q_PROPERTY(quint32 Seed READ Seed WRITE SetSeed)
+    Q_PROPERTY(int ChannelCount READ ChannelCount WRITE WriteChannelCount NOTIFY ChannelCountChanged)
+    Q_PROPERTY(int BlockLength READ BlockLength WRITE WriteBlockLength NOTIFY BlockLengthChanged)
+    Q_PROPERTY(int HarmonizedBlockLength READ HarmonizedBlockLength WRITE WriteHarmonizedBlockLength NOTIFY
+                   HarmonizedBlockLengthChanged)
+    Q_PROPERTY(double SampleRate READ SampleRate WRITE WriteSampleRate NOTIFY SampleRateChanged)
+    Q_PROPERTY(TQVWaveform Waveform READ Waveform WRITE WriteWaveform NOTIFY SettingsChanged)
+    Q_PROPERTY(double Frequency READ Frequency WRITE WriteFrequency NOTIFY FrequencyChanged)
+    Q_PROPERTY(double Amplitude READ Amplitude WRITE WriteAmplitude NOTIFY SettingsChanged)
+    Q_PROPERTY(double Offset READ Offset WRITE WriteOffset NOTIFY SettingsChanged)
+    Q_PROPERTY(double NoiseAmplitude READ NoiseAmplitude WRITE WriteNoiseAmplitude NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 Seed READ Seed WRITE SetSeed NOTIFY SettingsChanged)
 
 public:
     enum TQVWaveform { wfSine, wfSquare, wfTriangle, wfNoise, wfDC };
@@ -52,6 +53,7 @@ public:
     void SetChannelCount(int count);
     double SampleRate() const override { return m_sampleRate; }
     void SetSampleRate(double rate);
+    /// A change of channel 0 is announced through `FrequencyChanged` and `SettingsChanged`.
 
     TQVGeneratorChannel Channel(int index) const;
     void SetChannel(int index, const TQVGeneratorChannel &channel);
@@ -66,6 +68,13 @@ public:
     void SetOffset(double offset);
     double NoiseAmplitude() const { return m_channels[0].Config.NoiseAmplitude; }
     void SetNoiseAmplitude(double amplitude);
+    QV_GUARDED_WRITE(ChannelCount, int)
+    QV_GUARDED_WRITE(SampleRate, double)
+    QV_GUARDED_WRITE(Waveform, TQVWaveform)
+    QV_GUARDED_WRITE(Frequency, double)
+    QV_GUARDED_WRITE(Amplitude, double)
+    QV_GUARDED_WRITE(Offset, double)
+    QV_GUARDED_WRITE(NoiseAmplitude, double)
     quint32 Seed() const { return m_seed; }
     void SetSeed(quint32 seed);
 
@@ -73,6 +82,11 @@ public:
     void Reset();
     /// Samples generated per channel since the last reset.
     qint64 SamplesGenerated() const { return StreamFrame(); }
+
+signals:
+    void ChannelCountChanged(int count);
+    void SampleRateChanged(double rate);
+    void FrequencyChanged(double frequency);
 
 protected:
     int FillFrames(float *const *channels, qint64 firstFrame, int count) override;

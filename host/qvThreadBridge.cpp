@@ -168,7 +168,7 @@ void TQVThreadBridge::SetChannelCount(int count)
     if (IsOpen() || count < 1 || count > QVChannelSlots || count == m_channels)
         return;
     m_channels = count;
-    ConfigChanged();
+    ConfigChangedThen([&] { emit ChannelCountChanged(count); });
 }
 
 void TQVThreadBridge::SetBlockLength(int length)
@@ -176,7 +176,7 @@ void TQVThreadBridge::SetBlockLength(int length)
     if (IsOpen() || length < 1 || length > MaxBlockLength || length == m_blockLength)
         return;
     m_blockLength = length;
-    ConfigChanged();
+    ConfigChangedThen([&] { emit BlockLengthChanged(length); });
 }
 
 void TQVThreadBridge::SetSampleRate(double rate)
@@ -184,14 +184,15 @@ void TQVThreadBridge::SetSampleRate(double rate)
     if (IsOpen() || !std::isfinite(rate) || rate <= 0.0 || rate == m_sampleRate)
         return;
     m_sampleRate = rate;
-    ConfigChanged();
+    ConfigChangedThen([&] { emit SampleRateChanged(rate); });
 }
 
 void TQVThreadBridge::SetCapacity(int capacity)
 {
-    if (IsOpen() || capacity < 1 || capacity > MaxCapacity)
+    if (IsOpen() || capacity < 1 || capacity > MaxCapacity || capacity == m_capacity)
         return;
     m_capacity = capacity;
+    emit SettingsChanged();
 }
 
 void TQVThreadBridge::SetRangeMin(float value)
@@ -199,7 +200,7 @@ void TQVThreadBridge::SetRangeMin(float value)
     if (IsOpen() || !std::isfinite(value) || value == m_rangeMin)
         return;
     m_rangeMin = value;
-    ConfigChanged();
+    ConfigChangedThen([this] { emit SettingsChanged(); });
 }
 
 void TQVThreadBridge::SetRangeMax(float value)
@@ -207,7 +208,7 @@ void TQVThreadBridge::SetRangeMax(float value)
     if (IsOpen() || !std::isfinite(value) || value == m_rangeMax)
         return;
     m_rangeMax = value;
-    ConfigChanged();
+    ConfigChangedThen([this] { emit SettingsChanged(); });
 }
 
 void TQVThreadBridge::SetDrainInterval(int milliseconds)
@@ -215,12 +216,13 @@ void TQVThreadBridge::SetDrainInterval(int milliseconds)
     if (milliseconds < 0 || milliseconds == m_drainInterval)
         return;
     m_drainInterval = milliseconds;
-    if (!IsOpen() || m_stopPending)
-        return;
-    if (milliseconds > 0)
-        m_timer.start(milliseconds);
-    else
-        m_timer.stop();
+    if (IsOpen() && !m_stopPending) {
+        if (milliseconds > 0)
+            m_timer.start(milliseconds);
+        else
+            m_timer.stop();
+    }
+    emit SettingsChanged();
 }
 
 void TQVThreadBridge::ConfigChanged()

@@ -99,13 +99,13 @@ private:
 class TQVThreadBridge : public TQVMeasureSource
 {
     Q_OBJECT
-    Q_PROPERTY(int ChannelCount READ ChannelCount WRITE SetChannelCount)
-    Q_PROPERTY(int BlockLength READ BlockLength WRITE SetBlockLength)
-    Q_PROPERTY(double SampleRate READ SampleRate WRITE SetSampleRate)
-    Q_PROPERTY(int Capacity READ Capacity WRITE SetCapacity)
-    Q_PROPERTY(float RangeMin READ RangeMin WRITE SetRangeMin)
-    Q_PROPERTY(float RangeMax READ RangeMax WRITE SetRangeMax)
-    Q_PROPERTY(int DrainInterval READ DrainInterval WRITE SetDrainInterval)
+    Q_PROPERTY(int ChannelCount READ ChannelCount WRITE WriteChannelCount NOTIFY ChannelCountChanged)
+    Q_PROPERTY(int BlockLength READ BlockLength WRITE WriteBlockLength NOTIFY BlockLengthChanged)
+    Q_PROPERTY(double SampleRate READ SampleRate WRITE WriteSampleRate NOTIFY SampleRateChanged)
+    Q_PROPERTY(int Capacity READ Capacity WRITE SetCapacity NOTIFY SettingsChanged)
+    Q_PROPERTY(float RangeMin READ RangeMin WRITE WriteRangeMin NOTIFY SettingsChanged)
+    Q_PROPERTY(float RangeMax READ RangeMax WRITE WriteRangeMax NOTIFY SettingsChanged)
+    Q_PROPERTY(int DrainInterval READ DrainInterval WRITE SetDrainInterval NOTIFY SettingsChanged)
 
 public:
     static constexpr int MaxBlockLength = 1 << 24;
@@ -118,16 +118,21 @@ public:
     // The shape and capacity are ignored while open; invalid values are ignored.
     int ChannelCount() const { return m_channels; }
     void SetChannelCount(int count);
+    QV_GUARDED_WRITE(ChannelCount, int)
     int BlockLength() const { return m_blockLength; }
     void SetBlockLength(int length);
+    QV_GUARDED_WRITE(BlockLength, int)
     double SampleRate() const { return m_sampleRate; }
     void SetSampleRate(double rate);
+    QV_GUARDED_WRITE(SampleRate, double)
     int Capacity() const { return m_capacity; }
     void SetCapacity(int capacity);
     float RangeMin() const { return m_rangeMin; }
     void SetRangeMin(float value);
+    QV_GUARDED_WRITE(RangeMin, float)
     float RangeMax() const { return m_rangeMax; }
     void SetRangeMax(float value);
+    QV_GUARDED_WRITE(RangeMax, float)
     int DrainInterval() const { return m_drainInterval; }
     void SetDrainInterval(int milliseconds);
 
@@ -163,12 +168,22 @@ public:
 
 signals:
     void StateChanged(TQVMeasureSourceState state);
+    void ChannelCountChanged(int count);
+    void BlockLengthChanged(int length);
+    void SampleRateChanged(double rate);
     /// Blocks were dropped; `total` counts them since `Open`.
     void Overrun(qint64 total);
     /// Pushes were refused for their shape; `total` counts them since `Open`.
     void ShapeMismatch(qint64 total);
 
 private:
+    /// Re-reads the shape and lets the links check it, then emits `notify`, also when a
+    /// link raises.
+    template <typename Notify>
+    void ConfigChangedThen(Notify notify)
+    {
+        NotifyAfter([this] { ConfigChanged(); }, notify);
+    }
     void ConfigChanged();
     void AnnounceStop();
 

@@ -102,7 +102,7 @@ void TQVSelectorSingle::SetRequestHarmonizedData(bool value)
 void TQVSelectorSingle::SetChannel0(int channel)
 {
     if (IsChannel(channel))
-        m_channel0 = channel;
+        StoreChanged(m_channel0, channel, [&] { emit Channel0Changed(channel); });
 }
 
 QString TQVSelectorSingle::IncompatibleSourceMessage() const
@@ -145,13 +145,13 @@ void TQVSelectorDual::SetRequestHarmonizedData(bool value)
 void TQVSelectorDual::SetChannel0(int channel)
 {
     if (IsChannel(channel))
-        m_channel0 = channel;
+        StoreChanged(m_channel0, channel, [&] { emit Channel0Changed(channel); });
 }
 
 void TQVSelectorDual::SetChannel1(int channel)
 {
     if (IsChannel(channel))
-        m_channel1 = channel;
+        StoreChanged(m_channel1, channel, [&] { emit Channel1Changed(channel); });
 }
 
 bool TQVSelectorDual::AcceptsSource(TQVMeasureSourceCapabilities sourceCapabilities) const
@@ -208,9 +208,15 @@ void TQVSelectorMatrix::SetSelector(const QStringList &lines)
 {
     if (lines == m_selector && m_tableFromSelector)
         return;
+    const bool linesChanged = lines != m_selector;
+    const auto notify = [&] {
+        if (linesChanged)
+            emit SettingsChanged();
+    };
     if (IsLoading()) {
         m_selector = lines;
         m_tableFromSelector = false;
+        notify();
         return;
     }
     // Everything is read before anything changes, so a bad line leaves the old state.
@@ -218,7 +224,7 @@ void TQVSelectorMatrix::SetSelector(const QStringList &lines)
     m_selector = lines;
     m_table = table;
     m_tableFromSelector = true;
-    UpdateLinks();
+    NotifyAfter([this] { UpdateLinks(); }, notify);
 }
 
 void TQVSelectorMatrix::InstallSelector()
@@ -305,7 +311,7 @@ TQVAnalyzer::TQVAnalyzer(QObject *owner)
 void TQVAnalyzer::SetCompression(TQVMLSCompression compression)
 {
     if (compression <= mcoDev)
-        m_compression = compression;
+        StoreChanged(m_compression, compression, [&] { emit CompressionChanged(compression); });
 }
 
 // The RMS through the double lanes, when their error bound proves that the result is the

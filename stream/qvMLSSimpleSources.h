@@ -12,8 +12,9 @@
 class QV_CORE_EXPORT TQVSelectorSingle : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData)
-    Q_PROPERTY(int Channel0 READ Channel0 WRITE SetChannel0)
+    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData NOTIFY
+                   SettingsChanged)
+    Q_PROPERTY(int Channel0 READ Channel0 WRITE SetChannel0 NOTIFY Channel0Changed)
 
 public:
     explicit TQVSelectorSingle(QObject *owner = nullptr);
@@ -24,6 +25,9 @@ public:
     int Channel0() const { return m_channel0; }
     /// Accepts 0 to 64; other values are ignored.
     void SetChannel0(int channel);
+
+signals:
+    void Channel0Changed(int channel);
 
 protected:
     QString IncompatibleSourceMessage() const override;
@@ -44,9 +48,10 @@ private:
 class QV_CORE_EXPORT TQVSelectorDual : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData)
-    Q_PROPERTY(int Channel0 READ Channel0 WRITE SetChannel0)
-    Q_PROPERTY(int Channel1 READ Channel1 WRITE SetChannel1)
+    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData NOTIFY
+                   SettingsChanged)
+    Q_PROPERTY(int Channel0 READ Channel0 WRITE SetChannel0 NOTIFY Channel0Changed)
+    Q_PROPERTY(int Channel1 READ Channel1 WRITE SetChannel1 NOTIFY Channel1Changed)
 
 public:
     explicit TQVSelectorDual(QObject *owner = nullptr);
@@ -60,6 +65,10 @@ public:
     int Channel1() const { return m_channel1; }
     /// Accepts 0 to 64; other values are ignored.
     void SetChannel1(int channel);
+
+signals:
+    void Channel0Changed(int channel);
+    void Channel1Changed(int channel);
 
 protected:
     bool AcceptsSource(TQVMeasureSourceCapabilities sourceCapabilities) const override;
@@ -81,8 +90,9 @@ private:
 class QV_CORE_EXPORT TQVSelectorMatrix : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData)
-    Q_PROPERTY(QStringList Selector READ Selector WRITE SetSelector)
+    Q_PROPERTY(bool RequestHarmonizedData READ RequestHarmonizedData WRITE SetRequestHarmonizedData NOTIFY
+                   SettingsChanged)
+    Q_PROPERTY(QStringList Selector READ Selector WRITE WriteSelector NOTIFY SettingsChanged)
 
 public:
     using TQVRoutingTable = std::array<qint32, QVChannelSlots>;
@@ -98,6 +108,7 @@ public:
     /// lines and routing as they were. While loading, the lines are only stored and
     /// `Loaded` installs them.
     void SetSelector(const QStringList &lines);
+    QV_GUARDED_WRITE(Selector, const QStringList &)
 
     /// Output channel of every input channel, -1 for none.
     const TQVRoutingTable &RoutingTable() const { return m_table; }
@@ -136,7 +147,7 @@ private:
 class QV_CORE_EXPORT TQVAnalyzer : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMLSCompression Compression READ Compression WRITE SetCompression)
+    Q_PROPERTY(TQVMLSCompression Compression READ Compression WRITE SetCompression NOTIFY CompressionChanged)
 
 public:
     enum TQVMLSCompression : quint8 {
@@ -169,6 +180,7 @@ public:
 signals:
     /// Emitted with every computed value, before the block goes to the downstream links.
     void Analyzed(float value);
+    void CompressionChanged(TQVMLSCompression compression);
 
 protected:
     bool AcceptsSource(TQVMeasureSourceCapabilities) const override { return true; }

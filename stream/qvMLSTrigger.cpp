@@ -24,34 +24,56 @@ TQVMLSTrigger::~TQVMLSTrigger() = default;
 
 void TQVMLSTrigger::SetTriggerType(TQVTriggerType type)
 {
-    if (type < trtPos || type > trtOff)
-        return;
-    m_triggerType = type;
+    if (type >= trtPos && type <= trtOff)
+        StoreChanged(m_triggerType, type, [&] { emit TriggerTypeChanged(type); });
+}
+
+void TQVMLSTrigger::SetTriggerLimit(float limit)
+{
+    StoreChanged(m_limit, limit, [&] { emit TriggerLimitChanged(limit); });
+}
+
+void TQVMLSTrigger::SetTriggerLimitHigh(float limit)
+{
+    StoreChanged(m_limitHigh, limit, [&] { emit TriggerLimitHighChanged(limit); });
+}
+
+void TQVMLSTrigger::SetTriggerSlope(float slope)
+{
+    StoreChanged(m_slope, slope, [this] { emit SettingsChanged(); });
 }
 
 void TQVMLSTrigger::SetTriggerChannel(int channel)
 {
-    if (channel < 0 || channel > QVMaxChannel)
-        return;
-    m_triggerChannel = channel;
+    if (channel >= 0 && channel <= QVMaxChannel)
+        StoreChanged(m_triggerChannel, channel, [this] { emit SettingsChanged(); });
+}
+
+void TQVMLSTrigger::SetSingleShot(bool singleShot)
+{
+    StoreChanged(m_singleShot, singleShot, [this] { emit SettingsChanged(); });
 }
 
 void TQVMLSTrigger::SetBufferSize(int size)
 {
     if (size <= 2 || size == m_bufferSize)
         return;
+    const int bufferSize = m_bufferSize;
+    const int preTrigger = m_preTrigger;
     m_bufferSize = size;
     m_sizeChanged = true;
     if (size <= m_preTrigger)
         m_preTrigger = size - 1;
     ResetAssembly();
-    UpdateLinks();
+    NotifyAfter([this] { UpdateLinks(); }, [&] { NotifySizes(bufferSize, preTrigger); });
 }
 
 void TQVMLSTrigger::SetPreTrigger(int samples)
 {
     if (samples == m_preTrigger)
         return;
+    const int bufferSize = m_bufferSize;
+    const int preTrigger = m_preTrigger;
     // Deliberately the previous pre-trigger length, not the new one.
     if (samples >= m_bufferSize) {
         m_bufferSize = int(std::min<qint64>(qint64(m_preTrigger) + 1, INT_MAX));
@@ -59,6 +81,15 @@ void TQVMLSTrigger::SetPreTrigger(int samples)
     }
     m_preTrigger = samples;
     ResetAssembly();
+    NotifySizes(bufferSize, preTrigger);
+}
+
+void TQVMLSTrigger::NotifySizes(int bufferSize, int preTrigger)
+{
+    if (m_bufferSize != bufferSize)
+        emit BufferSizeChanged(m_bufferSize);
+    if (m_preTrigger != preTrigger)
+        emit PreTriggerChanged(m_preTrigger);
 }
 
 void TQVMLSTrigger::StartSingleShot()

@@ -18,14 +18,16 @@
 class QV_CORE_EXPORT TQVMLSTrigger : public TQVMLSBase
 {
     Q_OBJECT
-    Q_PROPERTY(TQVTriggerType TriggerType READ TriggerType WRITE SetTriggerType)
-    Q_PROPERTY(float TriggerLimit READ TriggerLimit WRITE SetTriggerLimit)
-    Q_PROPERTY(float TriggerLimitHigh READ TriggerLimitHigh WRITE SetTriggerLimitHigh)
-    Q_PROPERTY(float TriggerSlope READ TriggerSlope WRITE SetTriggerSlope)
-    Q_PROPERTY(int TriggerChannel READ TriggerChannel WRITE SetTriggerChannel)
-    Q_PROPERTY(bool SingleShot READ SingleShot WRITE SetSingleShot)
-    Q_PROPERTY(int BufferSize READ BufferSize WRITE SetBufferSize)
-    Q_PROPERTY(int PreTrigger READ PreTrigger WRITE SetPreTrigger)
+    Q_PROPERTY(TQVTriggerType TriggerType READ TriggerType WRITE SetTriggerType NOTIFY TriggerTypeChanged)
+    Q_PROPERTY(float TriggerLimit READ TriggerLimit WRITE SetTriggerLimit NOTIFY TriggerLimitChanged)
+    Q_PROPERTY(float TriggerLimitHigh READ TriggerLimitHigh WRITE SetTriggerLimitHigh NOTIFY TriggerLimitHighChanged)
+    Q_PROPERTY(float TriggerSlope READ TriggerSlope WRITE SetTriggerSlope NOTIFY SettingsChanged)
+    Q_PROPERTY(int TriggerChannel READ TriggerChannel WRITE SetTriggerChannel NOTIFY SettingsChanged)
+    Q_PROPERTY(bool SingleShot READ SingleShot WRITE SetSingleShot NOTIFY SettingsChanged)
+    Q_PROPERTY(int BufferSize READ BufferSize WRITE WriteBufferSize NOTIFY BufferSizeChanged)
+    Q_PROPERTY(int PreTrigger READ PreTrigger WRITE SetPreTrigger NOTIFY PreTriggerChanged)
+    // Changes with the blocks and with every read, so it has no signal: poll it, or follow
+    // `Triggered`.
     Q_PROPERTY(TQVTriggerState TriggerState READ GetTriggerState)
 
 public:
@@ -56,21 +58,22 @@ public:
     TQVTriggerType TriggerType() const { return m_triggerType; }
     void SetTriggerType(TQVTriggerType type);
     float TriggerLimit() const { return m_limit; }
-    void SetTriggerLimit(float limit) { m_limit = limit; }
+    void SetTriggerLimit(float limit);
     float TriggerLimitHigh() const { return m_limitHigh; }
-    void SetTriggerLimitHigh(float limit) { m_limitHigh = limit; }
+    void SetTriggerLimitHigh(float limit);
     float TriggerSlope() const { return m_slope; }
-    void SetTriggerSlope(float slope) { m_slope = slope; }
+    void SetTriggerSlope(float slope);
     int TriggerChannel() const { return m_triggerChannel; }
     /// Accepts 0 to 64; other values are ignored.
     void SetTriggerChannel(int channel);
     bool SingleShot() const { return m_singleShot; }
-    void SetSingleShot(bool singleShot) { m_singleShot = singleShot; }
+    void SetSingleShot(bool singleShot);
 
     int BufferSize() const { return m_bufferSize; }
     /// Ignored unless `size` > 2. Lowers `PreTrigger` to `size` - 1 when it does not fit,
     /// restarts the assembly and lets the downstream links re-read the settings.
     void SetBufferSize(int size);
+    QV_GUARDED_WRITE(BufferSize, int)
     int PreTrigger() const { return m_preTrigger; }
     /// When `samples` >= `BufferSize`, `BufferSize` becomes the previous `PreTrigger` + 1.
     /// Restarts the assembly; the downstream links are not told.
@@ -92,6 +95,11 @@ signals:
     /// Emitted with every completed output block right after `OnTrigger`. The block and its
     /// arrays are valid during the call only: connect directly.
     void Triggered(const TQVDescArraySingle &data);
+    void TriggerTypeChanged(TQVTriggerType type);
+    void TriggerLimitChanged(float limit);
+    void TriggerLimitHighChanged(float limit);
+    void BufferSizeChanged(int size);
+    void PreTriggerChanged(int samples);
 
 protected:
     QString IncompatibleSourceMessage() const override;
@@ -100,6 +108,8 @@ protected:
     void MLSOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data) override;
 
 private:
+    /// Announces `BufferSize` and `PreTrigger` where they differ from the values given.
+    void NotifySizes(int bufferSize, int preTrigger);
     void ResetAssembly();
     int EffectivePreTrigger() const;
     void Redimension(const TQVDescArraySingle &data);
