@@ -26,7 +26,7 @@ bool TQVBlockSource::BuffersFit(int channels, int blockLength, int harmonizedLen
     if (std::unique_ptr<float[]>(new (std::nothrow) float[samples]))
         return true;
     if (report) {
-        const QString message = QCoreApplication::translate(metaObject()->className(),
+        const QString message = QCoreApplication::translate("TQVBlockSource",
                                                             "Not enough memory for %1 channels of %2 samples")
                                     .arg(channels)
                                     .arg(blockLength);

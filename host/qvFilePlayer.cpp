@@ -16,11 +16,6 @@
 
 namespace {
 
-QString Tr(const char *text)
-{
-    return QCoreApplication::translate("TQVFilePlayer", text);
-}
-
 [[noreturn]] void Fail(const QString &message)
 {
     throw EQVFileLoadError(message);
@@ -154,7 +149,7 @@ QByteArray ReadAt(QFile &file, const QString &fileName, qint64 position, qint64 
 {
     QByteArray bytes;
     if (!file.seek(position) || (bytes = file.read(size)).size() != size)
-        Fail(Tr("Cannot read \"%1\": %2").arg(fileName, file.errorString()));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "Cannot read \"%1\": %2").arg(fileName, file.errorString()));
     return bytes;
 }
 
@@ -170,7 +165,7 @@ WaveFormat ParseFormat(const QString &fileName, const QByteArray &body)
 {
     using enum TQVFilePlayer::TQVSampleFormat;
     if (body.size() < 16)
-        Fail(Tr("\"%1\": the fmt chunk is too short (%2 bytes)").arg(fileName).arg(body.size()));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": the fmt chunk is too short (%2 bytes)").arg(fileName).arg(body.size()));
     const auto *p = reinterpret_cast<const uchar *>(body.constData());
     int tag = qFromLittleEndian<quint16>(p);
     const int channels = qFromLittleEndian<quint16>(p + 2);
@@ -182,7 +177,7 @@ WaveFormat ParseFormat(const QString &fileName, const QByteArray &body)
     constexpr int extensible = 0xFFFE;
     if (tag == extensible) {
         if (body.size() < 40 || qFromLittleEndian<quint16>(p + 16) < 22)
-            Fail(Tr("\"%1\": the fmt chunk is too short (%2 bytes)").arg(fileName).arg(body.size()));
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": the fmt chunk is too short (%2 bytes)").arg(fileName).arg(body.size()));
         if (const int valid = qFromLittleEndian<quint16>(p + 18); valid != 0)
             validBits = valid;
         // The sub-format is a GUID whose last twelve bytes are fixed for these formats and
@@ -200,17 +195,17 @@ WaveFormat ParseFormat(const QString &fileName, const QByteArray &body)
         format = bits == 32 ? sfFloat32 : bits == 64 ? sfFloat64 : sfNone;
     }
     if (format == sfNone || validBits < 1) {
-        Fail(Tr("\"%1\": unsupported sample format (format tag 0x%2, %3 bits per sample)")
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": unsupported sample format (format tag 0x%2, %3 bits per sample)")
                  .arg(fileName)
                  .arg(QString::number(tag, 16).toUpper().rightJustified(4, QChar('0')))
                  .arg(bits));
     }
     if (channels < 1 || channels > MaxChannels)
-        Fail(Tr("\"%1\": %2 channels; 1 to %3 are supported").arg(fileName).arg(channels).arg(MaxChannels));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": %2 channels; 1 to %3 are supported").arg(fileName).arg(channels).arg(MaxChannels));
     if (rate == 0)
-        Fail(Tr("\"%1\": invalid sample rate %2").arg(fileName).arg(rate));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": invalid sample rate %2").arg(fileName).arg(rate));
     if (blockAlign != channels * BytesPerSample(format)) {
-        Fail(Tr("\"%1\": block alignment %2 does not match %3 channels of %4 bits")
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": block alignment %2 does not match %3 channels of %4 bits")
                  .arg(fileName)
                  .arg(blockAlign)
                  .arg(channels)
@@ -228,7 +223,7 @@ void LoadWave(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForm
     const qint64 end = file.size();
     const QByteArray riff = end >= 12 ? ReadAt(file, fileName, 0, 12) : QByteArray();
     if (riff.size() < 12 || !riff.startsWith("RIFF") || riff.mid(8, 4) != "WAVE")
-        Fail(Tr("\"%1\" is not a RIFF WAVE file").arg(fileName));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is not a RIFF WAVE file").arg(fileName));
 
     WaveFormat wave;
     bool haveFormat = false;
@@ -237,18 +232,18 @@ void LoadWave(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForm
     qint64 position = 12;
     while (!(haveFormat && dataOffset >= 0)) {
         if (position >= end) {
-            Fail(haveFormat ? Tr("\"%1\" has no data chunk").arg(fileName)
-                            : Tr("\"%1\" has no fmt chunk").arg(fileName));
+            Fail(haveFormat ? QCoreApplication::translate("TQVFilePlayer", "\"%1\" has no data chunk").arg(fileName)
+                            : QCoreApplication::translate("TQVFilePlayer", "\"%1\" has no fmt chunk").arg(fileName));
         }
         if (end - position < 8) {
-            Fail(Tr("\"%1\" is truncated: an incomplete chunk header at offset %2").arg(fileName).arg(position));
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is truncated: an incomplete chunk header at offset %2").arg(fileName).arg(position));
         }
         const QByteArray header = ReadAt(file, fileName, position, 8);
         const qint64 size = qFromLittleEndian<quint32>(header.constData() + 4);
         const qint64 body = position + 8;
         if (header.startsWith("data") && dataOffset < 0) {
             if (body + size > end) {
-                Fail(Tr("\"%1\" is truncated: the data chunk declares %2 bytes but holds %3")
+                Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is truncated: the data chunk declares %2 bytes but holds %3")
                          .arg(fileName)
                          .arg(size)
                          .arg(end - body));
@@ -256,7 +251,7 @@ void LoadWave(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForm
             dataOffset = body;
             dataSize = size;
         } else if (body + size > end) {
-            Fail(Tr("\"%1\" is truncated: the '%2' chunk at offset %3 ends after the end of the file")
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is truncated: the '%2' chunk at offset %3 ends after the end of the file")
                      .arg(fileName, ChunkName(header.constData()))
                      .arg(position));
         } else if (header.startsWith("fmt ") && !haveFormat) {
@@ -267,13 +262,13 @@ void LoadWave(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForm
     }
 
     if (dataSize % wave.BlockAlign != 0) {
-        Fail(Tr("\"%1\": the data chunk of %2 bytes does not hold whole frames of %3 bytes")
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": the data chunk of %2 bytes does not hold whole frames of %3 bytes")
                  .arg(fileName)
                  .arg(dataSize)
                  .arg(wave.BlockAlign));
     }
     if (dataSize == 0)
-        Fail(Tr("\"%1\" holds no samples").arg(fileName));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" holds no samples").arg(fileName));
     data = ReadAt(file, fileName, dataOffset, dataSize);
     format = wave.Format;
     channels = wave.Channels;
@@ -343,7 +338,7 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
 {
     const QByteArray text = file.readAll();
     if (file.error() != QFileDevice::NoError)
-        Fail(Tr("Cannot read \"%1\": %2").arg(fileName, file.errorString()));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "Cannot read \"%1\": %2").arg(fileName, file.errorString()));
     QByteArrayView rest(text);
     if (rest.startsWith("\xEF\xBB\xBF"))
         rest = rest.sliced(3);
@@ -381,7 +376,7 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
             }
             const int count = columns - (timeColumn ? 1 : 0);
             if (count < 1 || count > MaxChannels)
-                Fail(Tr("\"%1\": %2 channels; 1 to %3 are supported").arg(fileName).arg(count).arg(MaxChannels));
+                Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": %2 channels; 1 to %3 are supported").arg(fileName).arg(count).arg(MaxChannels));
             if (header)
                 continue;
         } else {
@@ -389,7 +384,7 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
         }
 
         if (int(fields.size()) != columns) {
-            Fail(Tr("\"%1\" line %2: %3 columns where %4 are expected")
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" line %2: %3 columns where %4 are expected")
                      .arg(fileName)
                      .arg(lineNumber)
                      .arg(fields.size())
@@ -398,7 +393,7 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
         for (int k = 0; k < columns; ++k) {
             double value = 0.0;
             if (!ParseNumber(fields[std::size_t(k)], value)) {
-                Fail(Tr("\"%1\" line %2: '%3' is not a valid number")
+                Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" line %2: '%3' is not a valid number")
                          .arg(fileName)
                          .arg(lineNumber)
                          .arg(Shown(fields[std::size_t(k)])));
@@ -416,12 +411,12 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
     channels = columns - (timeColumn ? 1 : 0);
     frames = channels > 0 ? qint64(values.size()) / channels : 0;
     if (frames == 0)
-        Fail(Tr("\"%1\" holds no samples").arg(fileName));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" holds no samples").arg(fileName));
     rate = 0.0;
     startTime = 0.0L;
     if (timeColumn) {
         if (frames < 2)
-            Fail(Tr("\"%1\": a time column needs at least two rows").arg(fileName));
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": a time column needs at least two rows").arg(fileName));
         // Each time must lie nearest to its own point of the grid from the first to the
         // last time, so that rounded times pass and gaps or repeats do not.
         const long double first = times.front();
@@ -429,14 +424,14 @@ void LoadCsv(QFile &file, const QString &fileName, TQVFilePlayer::TQVSampleForma
         for (qint64 i = 1; i < frames; ++i) {
             const long double off = times[std::size_t(i)] - (first + step * i);
             if (!(times[std::size_t(i)] > times[std::size_t(i - 1)]) || !(std::fabs(off) <= step / 2)) {
-                Fail(Tr("\"%1\" line %2: the time column is not equidistant")
+                Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" line %2: the time column is not equidistant")
                          .arg(fileName)
                          .arg(timeLines[std::size_t(i)]));
             }
         }
         rate = double(1.0L / step);
         if (!std::isfinite(rate))
-            Fail(Tr("\"%1\": the time step is too small to give a sample rate").arg(fileName));
+            Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\": the time step is too small to give a sample rate").arg(fileName));
         startTime = first;
     }
     data.resize(qsizetype(values.size()) * qsizetype(sizeof(float)));
@@ -464,7 +459,7 @@ TQVFilePlayer::Recording TQVFilePlayer::LoadFile(const QString &fileName)
     Recording r;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
-        Fail(Tr("Cannot open \"%1\": %2").arg(fileName, file.errorString()));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "Cannot open \"%1\": %2").arg(fileName, file.errorString()));
     // A file that starts as RIFF is read as WAV whatever its name; a .wav file must be one.
     const QByteArray magic = file.peek(4);
     const QString suffix = QFileInfo(fileName).suffix().toLower();
@@ -481,7 +476,7 @@ TQVFilePlayer::Recording TQVFilePlayer::LoadFile(const QString &fileName)
         else
             r.Ranges.assign(std::size_t(r.Channels), {-1.0f, 1.0f});
     } catch (const std::bad_alloc &) {
-        Fail(Tr("\"%1\" is too large to load").arg(fileName));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is too large to load").arg(fileName));
     }
     return r;
 }
@@ -507,7 +502,7 @@ void TQVFilePlayer::Reload()
 void TQVFilePlayer::Install(Recording &&recording, const QString &fileName)
 {
     if (!BuffersFit(std::max(1, recording.Channels), BlockLength(), HarmonizedBlockLength(), false))
-        Fail(Tr("\"%1\" is too large to load").arg(fileName));
+        Fail(QCoreApplication::translate("TQVFilePlayer", "\"%1\" is too large to load").arg(fileName));
     m_recording = std::move(recording);
     m_fileName = fileName;
     m_position = 0;
