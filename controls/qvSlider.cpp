@@ -126,7 +126,7 @@ void TQVSlider::SetSliderWidth(int width)
         return;
     m_data->SliderWidth = width;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 int TQVSlider::MaxButtonWidth() const
@@ -147,7 +147,7 @@ void TQVSlider::SetButtonWidth(int width)
         return;
     m_data->ButtonWidth = std::max(0, std::min(width, MaxButtonWidth()));
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonHeight(int height)
@@ -156,7 +156,7 @@ void TQVSlider::SetButtonHeight(int height)
         return;
     m_data->ButtonHeight = height;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetValue(double value)
@@ -179,61 +179,67 @@ void TQVSlider::SetValueStepWidth(double step)
         return;
     m_data->ValueStepWidth = step;
     SetValue(Scale().Value);
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVSlider::SetButtonColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonBorderColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonBorderColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureSlide(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureSlide.cacheKey())
+        return;
     m_data->PictureSlide = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureButton(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureButton.cacheKey())
+        return;
     m_data->PictureButton = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureMask(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureMask.cacheKey())
+        return;
     m_data->PictureMask = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonCaption(const QString &caption)
 {
     if (QVChange(m_data->ButtonCaption, caption))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonFont(const QFont &font)
 {
     if (QVChange(m_data->ButtonFont, font))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonFontColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonFontColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonTransparent(bool transparent)
 {
     if (QVChange(m_data->ButtonTransparent, transparent))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetReduceFlicker(bool reduce)
@@ -242,7 +248,7 @@ void TQVSlider::SetReduceFlicker(bool reduce)
         return;
     // The pixmap is sized on the next paint, when the target's pixel ratio is known.
     m_data->Offscreen = QPixmap();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetKind(TQVKind kind)
