@@ -89,13 +89,13 @@ private:
 class QV_WIDGETS_EXPORT TQVCustomPanel : public TQVCustomControl
 {
     Q_OBJECT
-    Q_PROPERTY(TQVBevelCut BevelInner READ BevelInner WRITE SetBevelInner)
-    Q_PROPERTY(TQVBevelCut BevelOuter READ BevelOuter WRITE SetBevelOuter)
-    Q_PROPERTY(int BevelWidth READ BevelWidth WRITE SetBevelWidth)
-    Q_PROPERTY(int BorderWidth READ BorderWidth WRITE SetBorderWidth)
-    Q_PROPERTY(QString Caption READ Caption WRITE SetCaption)
-    Q_PROPERTY(quint32 Color READ Color WRITE SetColor)
-    Q_PROPERTY(QColor QtColor READ QtColor WRITE SetQtColor)
+    Q_PROPERTY(TQVBevelCut BevelInner READ BevelInner WRITE SetBevelInner NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVBevelCut BevelOuter READ BevelOuter WRITE SetBevelOuter NOTIFY AppearanceChanged)
+    Q_PROPERTY(int BevelWidth READ BevelWidth WRITE SetBevelWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int BorderWidth READ BorderWidth WRITE SetBorderWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString Caption READ Caption WRITE SetCaption NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 Color READ Color WRITE SetColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtColor READ QtColor WRITE SetQtColor NOTIFY AppearanceChanged STORED false)
 
 public:
     enum TQVBevelCut : quint8 { bvNone, bvLowered, bvRaised, bvSpace };

@@ -96,8 +96,10 @@ void TQVLinearScaleControl::SetRangeTable(const QString &text)
 
 void TQVLinearScaleControl::AssignRanges(const QList<RangeEntry> &ranges)
 {
+    if (ranges.first(std::min<qsizetype>(ranges.size(), MaxRanges)) == Ranges())
+        return;
     m_scale->Ranges.Assign(ranges);
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::CheckLimits()

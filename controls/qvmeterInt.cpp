@@ -498,7 +498,7 @@ void TQVMeterInt::SetRanges(const QList<RangeEntry> &ranges)
     m_data->rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
     std::copy_n(ranges.begin(), m_data->rangeNumber, m_data->ranges);
     Recalc();
-    Notify(TQVChangeGroup::Appearance);
+    Notify(TQVChangeGroup::Settings);
 }
 
 QString TQVMeterInt::RangeTable() const

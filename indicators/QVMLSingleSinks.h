@@ -114,7 +114,11 @@ public:
 
     bool AutoConfig() const { return m_autoConfig; }
     /// Takes effect with the next settings change of the source.
-    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+    void SetAutoConfig(bool autoConfig)
+    {
+        if (QVChange(m_autoConfig, autoConfig))
+            emit SettingsChanged();
+    }
 
 protected:
     void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
@@ -139,7 +143,11 @@ public:
 
     bool AutoConfig() const { return m_autoConfig; }
     /// Takes effect with the next settings change of the source.
-    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+    void SetAutoConfig(bool autoConfig)
+    {
+        if (QVChange(m_autoConfig, autoConfig))
+            emit SettingsChanged();
+    }
 
 protected:
     void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
