@@ -78,7 +78,7 @@ private:
     QColor Qt##Name() const { return ToQColor(Name()); }                                               \
     void SetQt##Name(const QColor &color)                                                              \
     {                                                                                                  \
-        if (color.isValid() && color != Qt##Name())                                                    \
+        if (color.isValid() && QVFromQColor(color) != QVFromQColor(Qt##Name()))                        \
             Set##Name(QVFromQColor(color));                                                            \
     }
 
