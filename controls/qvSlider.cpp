@@ -134,9 +134,9 @@ int TQVSlider::MaxButtonWidth() const
     return (Vertical() ? width() : height()) - 2;
 }
 
-void TQVSlider::LimitButtonWidth()
+bool TQVSlider::LimitButtonWidth()
 {
-    m_data->ButtonWidth = std::max(0, std::min(m_data->ButtonWidth, MaxButtonWidth()));
+    return QVChange(m_data->ButtonWidth, std::max(0, std::min(m_data->ButtonWidth, MaxButtonWidth())));
 }
 
 void TQVSlider::SetButtonWidth(int width)
@@ -263,12 +263,15 @@ void TQVSlider::SetLabelingOrientation(TLabelingOrientation orientation)
 
 void TQVSlider::SetLabelingStyle(TLabelingStyle style)
 {
+    const int buttonWidth = m_data->ButtonWidth;
     if (!StoreStyle(style, lbsAsymmetric))
         return;
     if (style == lbsAsymmetric && m_data->PictureButton.isNull())
         m_data->ButtonWidth = std::max(0, MaxButtonWidth());
     else
         LimitButtonWidth();
+    if (m_data->ButtonWidth != buttonWidth) // after the style's own signal
+        Notify(TQVChangeGroup::Appearance);
 }
 
 TQVSlider::TStreamDoubles TQVSlider::Doubles() const
@@ -578,7 +581,8 @@ void TQVSlider::paintEvent(QPaintEvent *event)
 void TQVSlider::resizeEvent(QResizeEvent *event)
 {
     TQVLinearScaleControl::resizeEvent(event);
-    LimitButtonWidth();
+    if (LimitButtonWidth())
+        Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::Paint(QPainter &painter)

@@ -206,7 +206,8 @@ private:
     void PaintThumb(QPainter &painter, const QRect &thumb);
     void SetHover(bool hover);
     int MaxButtonWidth() const;
-    void LimitButtonWidth();
+    /// Keeps `ButtonWidth` within what fits; true when that changed it.
+    bool LimitButtonWidth();
     /// Travel length of the button.
     int Travel() const;
     /// The button rectangle for `value` (travel geometry).
