@@ -33,11 +33,17 @@ public:
     /// Stores the tag; emits `SettingsChanged` when it changed.
     void SetTag(int tag);
 
-    /// Runs `write` (a setter that may raise a library exception) and turns an exception into
-    /// `ErrorOccurred`, so that nothing crosses the event loop.
+    /// \brief Runs `write` (a setter that may raise a library exception) for the WRITE accessor
+    /// of a published property and turns an exception into `ErrorOccurred`, so that nothing
+    /// crosses the event loop. While a form is being loaded it raises as the setter does, so
+    /// that the form reader reports it as a form error at the property's line.
     template<typename F>
-    void GuardedWrite(F &&write) noexcept
+    void GuardedWrite(F &&write)
     {
+        if (IsLoading()) {
+            write();
+            return;
+        }
         try {
             write();
         } catch (const std::exception &error) {

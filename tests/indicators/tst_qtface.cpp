@@ -14,7 +14,10 @@
 #include <QtGui/QPixmap>
 #include <QtTest/QSignalSpy>
 
+#include "framework/qvForm.h"
+#include "framework/qvRegistry.h"
 #include "framework/qvResStrings.h"
+#include "host/qvSignalGenerator.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "indicators/QVPlot.h"
 #include "indicators/qvRegister.h"
@@ -215,6 +218,26 @@ TEST(QtFace, RefusedSourceThroughSetPropertyEmitsErrorAndThrowsNothing)
         EXPECT_EQ(settings.count(), 1) << "disconnected from the good source";
         EXPECT_TRUE(bad.Links().isEmpty());
     }
+}
+
+TEST(QtFace, FormLoadStillReportsARefusedSourceOfASink)
+{
+    TQVClassRegistry registry;
+    registry.RegisterClass<TQVMeter, QWidget>();
+    TQVSignalGenerator host; // blocks of samples, not single values
+    host.setObjectName(QStringLiteral("Host"));
+    TQVFormReader reader(registry);
+    reader.SetExternalComponents({&host});
+    QString message;
+    try {
+        reader.Read(QStringLiteral("object Meter1: TQVMeter\n  MeasureSource = Host\nend\n"));
+    } catch (const EQVFormError &e) {
+        message = e.Message();
+    }
+    EXPECT_TRUE(message.startsWith(u"Form line 2, column "_s) && message.contains(u"MeasureSource"_s)
+                && message.endsWith(QVLoadResString(TQVResString::IncompatibleSingleValue)))
+        << qPrintable(message);
+    EXPECT_TRUE(host.Links().isEmpty());
 }
 
 TEST(QtFace, SinksEmitValueChangedOncePerBlockThatChangesTheValue)
