@@ -35,9 +35,6 @@ struct TQVCatalogueEntry
     TQVPaletteSlot Palette = TQVPaletteSlot::None;
     QString Bitmap; ///< palette bitmap name, "TQVSLIDER"; empty: none
     TQVDesignerInfo Designer;
-    /// Widget classes: the properties with a lower-case setter alias
-    /// (`T::FormSetterProperties`); null for the other classes.
-    QStringList (*FormProperties)() = nullptr;
 
     QString Name() const { return QString::fromLatin1(Meta->className()); }
     TQVComponentClass ComponentClass() const { return TQVComponentClass{Name(), Factory, Bitmap}; }

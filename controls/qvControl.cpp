@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "controls/scale/qvPaintKit.h"
+#include "framework/qvExceptions.h"
 
 TQVCustomControl::TQVCustomControl(QWidget *parent)
     : QWidget(parent)
@@ -20,23 +21,37 @@ TQVCustomControl::TQVCustomControl(QWidget *parent)
 
 TQVCustomControl::~TQVCustomControl() = default;
 
-void TQVCustomControl::SetFormProperty(const char *name, const QVariant &value)
+void TQVCustomControl::SetTag(int tag)
 {
-    const QMetaObject *meta = metaObject();
-    const int index = meta->indexOfProperty(name);
-    if (index < 0) {
-        qWarning("%s::set%s: the class has no property %s; the value is ignored", meta->className(),
-                 name, name);
+    if (tag == Tag())
         return;
-    }
-    const QMetaProperty property = meta->property(index);
-    if (!value.isValid()) {
-        qWarning("%s::set%s: invalid value ignored", meta->className(), name);
-        return;
-    }
-    if (!property.write(this, value))
-        qWarning("%s::set%s: a %s value cannot be written to the %s property; it is ignored",
-                 meta->className(), name, value.typeName(), property.typeName());
+    TQVComponentState::SetTag(tag);
+    emit SettingsChanged();
+}
+
+void TQVCustomControl::Changed(TQVChangeGroup group)
+{
+    update();
+    Notify(group);
+}
+
+void TQVCustomControl::Notify(TQVChangeGroup group)
+{
+    if (group == TQVChangeGroup::Appearance)
+        emit AppearanceChanged();
+    else
+        emit SettingsChanged();
+}
+
+void TQVCustomControl::ReportError(const std::exception &error)
+{
+    const auto *own = dynamic_cast<const EQVException *>(&error);
+    emit ErrorOccurred(own ? own->Message() : QString::fromLocal8Bit(error.what()));
+}
+
+void TQVCustomControl::ReportError()
+{
+    emit ErrorOccurred(QCoreApplication::translate("TQVCustomControl", "Unknown error"));
 }
 
 class TQVCustomPanel::PrivateData
@@ -68,37 +83,37 @@ TQVColor TQVCustomPanel::Color() const { return m_data->Color; }
 void TQVCustomPanel::SetBevelInner(TQVBevelCut cut)
 {
     if (cut <= bvSpace && QVChange(m_data->BevelInner, cut))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVCustomPanel::SetBevelOuter(TQVBevelCut cut)
 {
     if (cut <= bvSpace && QVChange(m_data->BevelOuter, cut))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVCustomPanel::SetBevelWidth(int width)
 {
     if (width >= 1 && QVChange(m_data->BevelWidth, width))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVCustomPanel::SetBorderWidth(int width)
 {
     if (width >= 0 && QVChange(m_data->BorderWidth, width))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVCustomPanel::SetCaption(const QString &caption)
 {
     if (QVChange(m_data->Caption, caption))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVCustomPanel::SetColor(TQVColor color)
 {
     if (QVChange(m_data->Color, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 QRect TQVCustomPanel::ClientRect() const

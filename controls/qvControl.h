@@ -12,96 +12,81 @@
 #include "framework/qvComponent.h"
 #include "framework/qvGlobal.h"
 
-// QV_FOR_EACH(M, a, b, c) expands to M(a) M(b) M(c) (up to 256 arguments).
-#define QV_PARENS ()
-#define QV_EXPAND(...) QV_EXPAND3(QV_EXPAND3(QV_EXPAND3(QV_EXPAND3(__VA_ARGS__))))
-#define QV_EXPAND3(...) QV_EXPAND2(QV_EXPAND2(QV_EXPAND2(QV_EXPAND2(__VA_ARGS__))))
-#define QV_EXPAND2(...) QV_EXPAND1(QV_EXPAND1(QV_EXPAND1(QV_EXPAND1(__VA_ARGS__))))
-#define QV_EXPAND1(...) __VA_ARGS__
-#define QV_FOR_EACH(macro, ...) __VA_OPT__(QV_EXPAND(QV_FOR_EACH_STEP(macro, __VA_ARGS__)))
-#define QV_FOR_EACH_STEP(macro, first, ...) \
-    macro(first) __VA_OPT__(QV_FOR_EACH_AGAIN QV_PARENS(macro, __VA_ARGS__))
-#define QV_FOR_EACH_AGAIN() QV_FOR_EACH_STEP
-
-/// A class deriving from both: naming `setX` in it is ambiguous exactly when `W` has a
-/// member `setX` (overloaded or not) besides the one of `Shadow`.
-template<typename W, typename Shadow>
-struct TQVFormSetterProbe : W, Shadow
-{
-};
-
-/// The aliases `Base` already has; none for a class outside the control hierarchy.
-template<typename Base>
-QStringList QVInheritedFormSetters()
-{
-    if constexpr (requires { Base::FormSetterProperties(); })
-        return Base::FormSetterProperties();
-    else
-        return {};
-}
-
-#define QV_FORM_SETTER_NAME(Name) QStringLiteral(#Name),
-#define QV_FORM_SETTER(Name)                                                                        \
-    void set##Name(const QVariant &value) { SetFormProperty(#Name, value); }                        \
-    struct QVFormSetterShadow_##Name                                                                \
-    {                                                                                               \
-        void set##Name();                                                                           \
-    };                                                                                              \
-    template<typename W>                                                                            \
-    static constexpr bool QVFormSetterFree_##Name =                                                 \
-        requires { &TQVFormSetterProbe<W, QVFormSetterShadow_##Name>::set##Name; };                \
-    static_assert(QVFormSetterFree_##Name<QWidget>,                                                 \
-                  "set" #Name " would hide a member of QWidget: leave " #Name " out of QV_FORM_SETTERS");
-
-/// \brief Declares, in the public section of a widget class derived from `Base`, a lower-case
-/// setter alias `setName(const QVariant &)` for each designable property `Name` the class
-/// itself publishes (the base's aliases are inherited), and `static FormSetterProperties()`,
-/// the names of all aliases the class has, the base's first.
-///
-/// A `.ui` form compiled by `uic` sets a property without `stdset="0"` through `set` + its
-/// name (`setValue`), while the widget classes spell their setters `SetValue`. An alias writes
-/// the property through the meta-object, exactly as `setProperty` would, so the class's own
-/// setter runs with its own checks. Left out: `Style` (the alias would hide
-/// `QWidget::setStyle`; such a name does not compile) and `MeasureSource` (an object pointer,
-/// which a form cannot hold). A property added to a class is added to its list too; a test
-/// compares every catalogued class's list with its meta-object.
-#ifdef Q_MOC_RUN
-#define QV_FORM_SETTERS(Base, ...)
-#else
-#define QV_FORM_SETTERS(Base, ...)                                                                  \
-public:                                                                                             \
-    static QStringList FormSetterProperties()                                                       \
-    {                                                                                               \
-        return QVInheritedFormSetters<Base>()                                                       \
-            + QStringList{QV_FOR_EACH(QV_FORM_SETTER_NAME, __VA_ARGS__)};                           \
-    }                                                                                               \
-    QV_FOR_EACH(QV_FORM_SETTER, __VA_ARGS__)
-#endif
-
 /// \brief Base of the display and input controls: a QWidget with the component state
 /// (designing, loading, `Loaded`) and the published `Tag`, `Version` and `Copyright`.
 ///
-/// Each class in the hierarchy declares the setter aliases of its own properties with
-/// `QV_FORM_SETTERS`.
+/// Every published property notifies: a value property through the class's own
+/// `ValueChanged`, the others through `AppearanceChanged` (looks) or `SettingsChanged`
+/// (range and behaviour). The signals fire after the new value is stored, only when it
+/// changed, and never from painting.
 class QV_WIDGETS_EXPORT TQVCustomControl : public QWidget, public TQVComponentState
 {
     Q_OBJECT
-    Q_PROPERTY(int Tag READ Tag WRITE SetTag)
-    Q_PROPERTY(QString Version READ Version WRITE SetVersion)
-    Q_PROPERTY(QString Copyright READ Copyright WRITE SetCopyright)
+    Q_PROPERTY(int Tag READ Tag WRITE SetTag NOTIFY SettingsChanged)
+    Q_PROPERTY(QString Version READ Version WRITE SetVersion NOTIFY SettingsChanged)
+    Q_PROPERTY(QString Copyright READ Copyright WRITE SetCopyright NOTIFY SettingsChanged)
 
 public:
     explicit TQVCustomControl(QWidget *parent = nullptr);
     ~TQVCustomControl() override;
 
-    QV_FORM_SETTERS(QWidget, Tag, Version, Copyright)
+    /// Stores the tag; emits `SettingsChanged` when it changed.
+    void SetTag(int tag);
+
+    /// \brief Runs `write` (a setter that may raise a library exception) for the WRITE accessor
+    /// of a published property and turns an exception into `ErrorOccurred`, so that nothing
+    /// crosses the event loop. While a form is being loaded it raises as the setter does, so
+    /// that the form reader reports it as a form error at the property's line.
+    template<typename F>
+    void GuardedWrite(F &&write)
+    {
+        if (IsLoading()) {
+            write();
+            return;
+        }
+        try {
+            write();
+        } catch (const std::exception &error) {
+            ReportError(error);
+        } catch (...) {
+            ReportError();
+        }
+    }
+
+signals:
+    /// A property that changes the looks (colours, fonts, pictures, texts, layout) changed.
+    void AppearanceChanged();
+    /// A property that changes the range or the behaviour changed.
+    void SettingsChanged();
+    /// \brief A write through the meta-object (setProperty, Qt Designer, the workbench) that
+    /// the C++ setter refuses with an exception; `message` is that exception's text. The
+    /// state is what the refused setter left.
+    void ErrorOccurred(const QString &message);
 
 protected:
-    // The body of every setter alias. Writes `value` to the property `name` of this object's
-    // class; an invalid value, a name the class does not publish or a value that cannot be
-    // converted to the property's type is reported with a warning and changes nothing.
-    void SetFormProperty(const char *name, const QVariant &value);
+    enum class TQVChangeGroup : quint8 { Appearance, Settings };
+    /// The end of a setter that changed something: requests a repaint and emits the group's
+    /// signal.
+    void Changed(TQVChangeGroup group);
+    /// Emits the group's signal only (the setter has requested its repaint).
+    void Notify(TQVChangeGroup group);
+
+private:
+    void ReportError(const std::exception &error);
+    void ReportError();
 };
+
+/// \brief Declares the Qt face of colour property `Name`: `QtName()` returns the colour as a
+/// `QColor` resolved through the palette, `SetQtName(const QColor &)` stores its plain value
+/// through `SetName`. Writing the colour that is shown already changes nothing, so a system
+/// colour (button face...) read and written back by Qt Designer stays a system colour.
+#define QV_QCOLOR_FACE(Name)                                                                           \
+    QColor Qt##Name() const { return ToQColor(Name()); }                                               \
+    void SetQt##Name(const QColor &color)                                                              \
+    {                                                                                                  \
+        if (color.isValid() && QVFromQColor(color) != QVFromQColor(Qt##Name()))                        \
+            Set##Name(QVFromQColor(color));                                                            \
+    }
 
 /// \brief The panel every display and input control derives from: a background `Color`,
 /// an outer and an inner bevel of `BevelWidth` pixels with `BorderWidth` pixels between them,
@@ -110,12 +95,13 @@ protected:
 class QV_WIDGETS_EXPORT TQVCustomPanel : public TQVCustomControl
 {
     Q_OBJECT
-    Q_PROPERTY(TQVBevelCut BevelInner READ BevelInner WRITE SetBevelInner)
-    Q_PROPERTY(TQVBevelCut BevelOuter READ BevelOuter WRITE SetBevelOuter)
-    Q_PROPERTY(int BevelWidth READ BevelWidth WRITE SetBevelWidth)
-    Q_PROPERTY(int BorderWidth READ BorderWidth WRITE SetBorderWidth)
-    Q_PROPERTY(QString Caption READ Caption WRITE SetCaption)
-    Q_PROPERTY(quint32 Color READ Color WRITE SetColor)
+    Q_PROPERTY(TQVBevelCut BevelInner READ BevelInner WRITE SetBevelInner NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVBevelCut BevelOuter READ BevelOuter WRITE SetBevelOuter NOTIFY AppearanceChanged)
+    Q_PROPERTY(int BevelWidth READ BevelWidth WRITE SetBevelWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int BorderWidth READ BorderWidth WRITE SetBorderWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString Caption READ Caption WRITE SetCaption NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 Color READ Color WRITE SetColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtColor READ QtColor WRITE SetQtColor NOTIFY AppearanceChanged STORED false)
 
 public:
     enum TQVBevelCut : quint8 { bvNone, bvLowered, bvRaised, bvSpace };
@@ -123,8 +109,6 @@ public:
 
     explicit TQVCustomPanel(QWidget *parent = nullptr);
     ~TQVCustomPanel() override;
-
-    QV_FORM_SETTERS(TQVCustomControl, BevelInner, BevelOuter, BevelWidth, BorderWidth, Caption, Color)
 
     TQVBevelCut BevelInner() const;
     void SetBevelInner(TQVBevelCut cut);
@@ -138,6 +122,7 @@ public:
     void SetCaption(const QString &caption);
     TQVColor Color() const;
     void SetColor(TQVColor color);
+    QV_QCOLOR_FACE(Color)
 
     /// `color` resolved against this widget's palette.
     QColor ToQColor(TQVColor color) const { return QVToQColor(color, palette()); }

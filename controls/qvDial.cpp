@@ -152,7 +152,7 @@ void TQVDial::SetScaleAngle1(double angle)
     if (!(angle < m_data->scaleAngle2) || m_data->scaleAngle2 - angle > 360.0)
         return;
     m_data->scaleAngle1 = angle;
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetScaleAngle2(double angle)
@@ -162,7 +162,7 @@ void TQVDial::SetScaleAngle2(double angle)
     if (!(angle > m_data->scaleAngle1) || angle - m_data->scaleAngle1 > 360.0)
         return;
     m_data->scaleAngle2 = angle;
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValue(double value)
@@ -192,6 +192,7 @@ void TQVDial::SetValueMin(double value)
         return;
     m_data->valueMin = value;
     PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValueMax(double value)
@@ -200,6 +201,7 @@ void TQVDial::SetValueMax(double value)
         return;
     m_data->valueMax = value;
     PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValueGap(double gap)
@@ -207,7 +209,7 @@ void TQVDial::SetValueGap(double gap)
     if (gap == m_data->valueGap || !(gap > 0.0) || !std::isfinite(gap))
         return;
     m_data->valueGap = gap;
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValueStepWidth(double step)
@@ -216,7 +218,7 @@ void TQVDial::SetValueStepWidth(double step)
         return;
     m_data->valueStepWidth = step;
     SetValue(m_data->value);
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValueDecimals(int decimals)
@@ -225,6 +227,7 @@ void TQVDial::SetValueDecimals(int decimals)
         return;
     m_data->valueDecimals = decimals;
     PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetIndicatorStyle(TQVDialIndicatorStyle style)
@@ -232,7 +235,7 @@ void TQVDial::SetIndicatorStyle(TQVDialIndicatorStyle style)
     if (style == m_data->indicatorStyle || style > diaLine)
         return;
     m_data->indicatorStyle = style;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVDial::SetKnobColor(TQVColor color)
@@ -240,7 +243,7 @@ void TQVDial::SetKnobColor(TQVColor color)
     if (color == m_data->knobColor)
         return;
     m_data->knobColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVDial::SetIndicatorColor(TQVColor color)
@@ -248,7 +251,7 @@ void TQVDial::SetIndicatorColor(TQVColor color)
     if (color == m_data->indicatorColor)
         return;
     m_data->indicatorColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVDial::SetScaleColor(TQVColor color)
@@ -256,7 +259,7 @@ void TQVDial::SetScaleColor(TQVColor color)
     if (color == m_data->scaleColor)
         return;
     m_data->scaleColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 double TQVDial::ValueToAngle(double value) const
@@ -556,7 +559,7 @@ void TQVDial::SetScaleLayout(TQVScaleLayout layout)
     if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
     m_data->scaleLayout = layout;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)

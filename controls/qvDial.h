@@ -38,24 +38,24 @@
 class QV_WIDGETS_EXPORT TQVDial : public TQVCustomPanel
 {
     Q_OBJECT
-    Q_PROPERTY(double ScaleAngle1 READ ScaleAngle1 WRITE SetScaleAngle1)
-    Q_PROPERTY(double ScaleAngle2 READ ScaleAngle2 WRITE SetScaleAngle2)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
-    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
+    Q_PROPERTY(double ScaleAngle1 READ ScaleAngle1 WRITE SetScaleAngle1 NOTIFY SettingsChanged)
+    Q_PROPERTY(double ScaleAngle2 READ ScaleAngle2 WRITE SetScaleAngle2 NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax NOTIFY SettingsChanged)
     Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
-    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap)
-    Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth)
-    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals)
-    Q_PROPERTY(TQVDialIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle)
-    Q_PROPERTY(quint32 KnobColor READ KnobColor WRITE SetKnobColor)
-    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor)
-    Q_PROPERTY(quint32 ScaleColor READ ScaleColor WRITE SetScaleColor)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth NOTIFY SettingsChanged)
+    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVDialIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 KnobColor READ KnobColor WRITE SetKnobColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtKnobColor READ QtKnobColor WRITE SetQtKnobColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtIndicatorColor READ QtIndicatorColor WRITE SetQtIndicatorColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 ScaleColor READ ScaleColor WRITE SetScaleColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtScaleColor READ QtScaleColor WRITE SetQtScaleColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
 
 public:
-    QV_FORM_SETTERS(TQVCustomPanel, ScaleAngle1, ScaleAngle2, ValueMin, ValueMax, Value, ValueGap, ValueStepWidth,
-                    ValueDecimals, IndicatorStyle, KnobColor, IndicatorColor, ScaleColor, ScaleLayout)
-
     /// The mark on the knob that points at the value: a dot, a triangle at the rim, a line.
     enum TQVDialIndicatorStyle : quint8 { diaCircle, diaTriangle, diaLine };
     Q_ENUM(TQVDialIndicatorStyle)
@@ -108,8 +108,10 @@ public:
 
     TQVColor KnobColor() const;
     void SetKnobColor(TQVColor color);
+    QV_QCOLOR_FACE(KnobColor)
     TQVColor IndicatorColor() const;
     void SetIndicatorColor(TQVColor color);
+    QV_QCOLOR_FACE(IndicatorColor)
     /// Colour of the arc, the ticks and the labels.
     TQVScaleLayout ScaleLayout() const;
     /// \brief `slAdaptive` labels 1-2-5 steps with both ends and minor ticks between them (see
@@ -117,6 +119,7 @@ public:
     void SetScaleLayout(TQVScaleLayout layout);
     TQVColor ScaleColor() const;
     void SetScaleColor(TQVColor color);
+    QV_QCOLOR_FACE(ScaleColor)
 
     /// The angle of `value` on the scale, in degrees.
     double ValueToAngle(double value) const;

@@ -47,13 +47,16 @@ void TQVLinearScaleControl::SetRangeNumber(int number)
     if (!m_scale->Ranges.SetNumber(number))
         return;
     CheckLimits();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetRangeCurrent(int index)
 {
-    if (m_scale->Ranges.SetCurrent(index))
-        update();
+    if (!m_scale->Ranges.SetCurrent(index))
+        return;
+    // RangeColor now reads another range.
+    Changed(TQVChangeGroup::Settings);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetRangeLimit(double limit)
@@ -61,13 +64,13 @@ void TQVLinearScaleControl::SetRangeLimit(double limit)
     if (!m_scale->Ranges.SetLimit(limit))
         return;
     CheckLimits();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetRangeColor(TQVColor color)
 {
     if (m_scale->Ranges.SetColor(color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 QString TQVLinearScaleControl::RangeTable() const
@@ -93,8 +96,10 @@ void TQVLinearScaleControl::SetRangeTable(const QString &text)
 
 void TQVLinearScaleControl::AssignRanges(const QList<RangeEntry> &ranges)
 {
+    if (ranges.first(std::min<qsizetype>(ranges.size(), MaxRanges)) == Ranges())
+        return;
     m_scale->Ranges.Assign(ranges);
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::CheckLimits()
@@ -107,7 +112,7 @@ void TQVLinearScaleControl::SetLabelingDecimals(int decimals)
     if (!QVChange(m_scale->LabelingDecimals, decimals))
         return;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetOffsetLower(int offset)
@@ -116,7 +121,7 @@ void TQVLinearScaleControl::SetOffsetLower(int offset)
         return;
     m_scale->OffsetLower = offset;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetOffsetUpper(int offset)
@@ -125,7 +130,7 @@ void TQVLinearScaleControl::SetOffsetUpper(int offset)
         return;
     m_scale->OffsetUpper = offset;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetValueMin(double value)
@@ -135,7 +140,7 @@ void TQVLinearScaleControl::SetValueMin(double value)
     m_scale->ValueMin = value;
     CheckLimits();
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetValueMax(double value)
@@ -145,7 +150,7 @@ void TQVLinearScaleControl::SetValueMax(double value)
     m_scale->ValueMax = value;
     CheckLimits();
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetLabelingGap(double gap)
@@ -153,7 +158,7 @@ void TQVLinearScaleControl::SetLabelingGap(double gap)
     if (gap == m_scale->LabelingGap || !(gap > 0.0) || (m_scale->Rules.FiniteGapOnly && !std::isfinite(gap)))
         return;
     m_scale->LabelingGap = gap;
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetLabelScientificUnitPosfix(int id)
@@ -162,7 +167,7 @@ void TQVLinearScaleControl::SetLabelScientificUnitPosfix(int id)
         return;
     m_scale->Prefix = TSiPrefixesId(id);
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVLinearScaleControl::SetLabelTextPosfix(const QString &text)
@@ -170,19 +175,19 @@ void TQVLinearScaleControl::SetLabelTextPosfix(const QString &text)
     if (!QVChange(m_scale->Suffix, text))
         return;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetBevelColor1(TQVColor color)
 {
     if (QVChange(m_scale->BevelColor1, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetBevelColor2(TQVColor color)
 {
     if (QVChange(m_scale->BevelColor2, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetLabelingFont(const QFont &font)
@@ -190,13 +195,13 @@ void TQVLinearScaleControl::SetLabelingFont(const QFont &font)
     if (!QVChange(m_scale->LabelingFont, font))
         return;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetLabelingFontColor(TQVColor color)
 {
     if (QVChange(m_scale->LabelingFontColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLinearScaleControl::SetScaleLayout(TQVScaleLayout layout)
@@ -207,7 +212,7 @@ void TQVLinearScaleControl::SetScaleLayout(TQVScaleLayout layout)
     m_scale->AdaptiveLayout = {};
     ScaleLayoutChanged();
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 TQVLinearScaleSpec TQVLinearScaleControl::ScaleSpec() const
@@ -240,7 +245,7 @@ bool TQVLinearScaleControl::StoreKind(int kind)
     if (IsDesigning() && !IsLoading())
         resize(height(), width());
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
     return true;
 }
 
@@ -249,7 +254,7 @@ bool TQVLinearScaleControl::StoreOrientation(int orientation)
     if (orientation < 0 || orientation > 3 || !QVChange(m_scale->Orientation, orientation))
         return false;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
     return true;
 }
 
@@ -258,7 +263,7 @@ bool TQVLinearScaleControl::StoreStyle(int style, int maxStyle)
     if (style < 0 || style > maxStyle || !QVChange(m_scale->Style, style))
         return false;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
     return true;
 }
 

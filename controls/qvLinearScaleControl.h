@@ -54,6 +54,7 @@ public:
     TQVColor RangeColor() const;
     /// Ignored when range `RangeCurrent` is not in use.
     void SetRangeColor(TQVColor color);
+    QV_QCOLOR_FACE(RangeColor)
     /// The ranges in use (1..`RangeNumber`), for the form writer.
     QList<RangeEntry> Ranges() const;
     /// \brief The ranges in use as text for Qt Designer forms: rows `0xCOLOR:limit` joined by
@@ -91,12 +92,15 @@ public:
 
     TQVColor BevelColor1() const;
     void SetBevelColor1(TQVColor color);
+    QV_QCOLOR_FACE(BevelColor1)
     TQVColor BevelColor2() const;
     void SetBevelColor2(TQVColor color);
+    QV_QCOLOR_FACE(BevelColor2)
     QFont LabelingFont() const;
     void SetLabelingFont(const QFont &font);
     TQVColor LabelingFontColor() const;
     void SetLabelingFontColor(TQVColor color);
+    QV_QCOLOR_FACE(LabelingFontColor)
 
     TQVScaleLayout ScaleLayout() const;
     /// \brief `slAdaptive` lays the track out beside its measured labels (see TQVScaleLayout);

@@ -126,7 +126,7 @@ void TQVSlider::SetSliderWidth(int width)
         return;
     m_data->SliderWidth = width;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 int TQVSlider::MaxButtonWidth() const
@@ -134,9 +134,9 @@ int TQVSlider::MaxButtonWidth() const
     return (Vertical() ? width() : height()) - 2;
 }
 
-void TQVSlider::LimitButtonWidth()
+bool TQVSlider::LimitButtonWidth()
 {
-    m_data->ButtonWidth = std::max(0, std::min(m_data->ButtonWidth, MaxButtonWidth()));
+    return QVChange(m_data->ButtonWidth, std::max(0, std::min(m_data->ButtonWidth, MaxButtonWidth())));
 }
 
 void TQVSlider::SetButtonWidth(int width)
@@ -147,7 +147,7 @@ void TQVSlider::SetButtonWidth(int width)
         return;
     m_data->ButtonWidth = std::max(0, std::min(width, MaxButtonWidth()));
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonHeight(int height)
@@ -156,7 +156,7 @@ void TQVSlider::SetButtonHeight(int height)
         return;
     m_data->ButtonHeight = height;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetValue(double value)
@@ -179,61 +179,67 @@ void TQVSlider::SetValueStepWidth(double step)
         return;
     m_data->ValueStepWidth = step;
     SetValue(Scale().Value);
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVSlider::SetButtonColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonBorderColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonBorderColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureSlide(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureSlide.cacheKey())
+        return;
     m_data->PictureSlide = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureButton(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureButton.cacheKey())
+        return;
     m_data->PictureButton = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetPictureMask(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->PictureMask.cacheKey())
+        return;
     m_data->PictureMask = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonCaption(const QString &caption)
 {
     if (QVChange(m_data->ButtonCaption, caption))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonFont(const QFont &font)
 {
     if (QVChange(m_data->ButtonFont, font))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonFontColor(TQVColor color)
 {
     if (QVChange(m_data->ButtonFontColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetButtonTransparent(bool transparent)
 {
     if (QVChange(m_data->ButtonTransparent, transparent))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetReduceFlicker(bool reduce)
@@ -242,7 +248,7 @@ void TQVSlider::SetReduceFlicker(bool reduce)
         return;
     // The pixmap is sized on the next paint, when the target's pixel ratio is known.
     m_data->Offscreen = QPixmap();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::SetKind(TQVKind kind)
@@ -257,12 +263,15 @@ void TQVSlider::SetLabelingOrientation(TLabelingOrientation orientation)
 
 void TQVSlider::SetLabelingStyle(TLabelingStyle style)
 {
+    const int buttonWidth = m_data->ButtonWidth;
     if (!StoreStyle(style, lbsAsymmetric))
         return;
     if (style == lbsAsymmetric && m_data->PictureButton.isNull())
         m_data->ButtonWidth = std::max(0, MaxButtonWidth());
     else
         LimitButtonWidth();
+    if (m_data->ButtonWidth != buttonWidth) // after the style's own signal
+        Notify(TQVChangeGroup::Appearance);
 }
 
 TQVSlider::TStreamDoubles TQVSlider::Doubles() const
@@ -572,7 +581,8 @@ void TQVSlider::paintEvent(QPaintEvent *event)
 void TQVSlider::resizeEvent(QResizeEvent *event)
 {
     TQVLinearScaleControl::resizeEvent(event);
-    LimitButtonWidth();
+    if (LimitButtonWidth())
+        Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVSlider::Paint(QPainter &painter)

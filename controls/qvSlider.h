@@ -19,55 +19,55 @@
 class QV_WIDGETS_EXPORT TQVSlider : public TQVLinearScaleControl
 {
     Q_OBJECT
-    Q_PROPERTY(int SliderWidth READ SliderWidth WRITE SetSliderWidth)
-    Q_PROPERTY(int ButtonWidth READ ButtonWidth WRITE SetButtonWidth)
-    Q_PROPERTY(int ButtonHeight READ ButtonHeight WRITE SetButtonHeight)
-    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber)
-    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent)
-    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit)
-    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor)
-    Q_PROPERTY(int LabelingDecimals READ LabelingDecimals WRITE SetLabelingDecimals)
-    Q_PROPERTY(int OffsetLower READ OffsetLower WRITE SetOffsetLower)
-    Q_PROPERTY(int OffsetUpper READ OffsetUpper WRITE SetOffsetUpper)
+    Q_PROPERTY(int SliderWidth READ SliderWidth WRITE SetSliderWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int ButtonWidth READ ButtonWidth WRITE SetButtonWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int ButtonHeight READ ButtonHeight WRITE SetButtonHeight NOTIFY AppearanceChanged)
+    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber NOTIFY SettingsChanged)
+    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtRangeColor READ QtRangeColor WRITE SetQtRangeColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(int LabelingDecimals READ LabelingDecimals WRITE SetLabelingDecimals NOTIFY SettingsChanged)
+    Q_PROPERTY(int OffsetLower READ OffsetLower WRITE SetOffsetLower NOTIFY AppearanceChanged)
+    Q_PROPERTY(int OffsetUpper READ OffsetUpper WRITE SetOffsetUpper NOTIFY AppearanceChanged)
     // The ends before the value, and the upper end first: forms and Qt Designer set
     // properties in this order, and the setters refuse what does not fit the current range.
-    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
     Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
-    Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth)
-    Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap)
-    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfixInt WRITE SetLabelScientificUnitPosfixInt)
-    Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix)
-    Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1)
-    Q_PROPERTY(quint32 BevelColor2 READ BevelColor2 WRITE SetBevelColor2)
-    Q_PROPERTY(quint32 ButtonColor READ ButtonColor WRITE SetButtonColor)
-    Q_PROPERTY(quint32 ButtonBorderColor READ ButtonBorderColor WRITE SetButtonBorderColor)
-    Q_PROPERTY(QPixmap PictureSlide READ PictureSlide WRITE SetPictureSlide)
-    Q_PROPERTY(QPixmap PictureButton READ PictureButton WRITE SetPictureButton)
-    Q_PROPERTY(QPixmap PictureMask READ PictureMask WRITE SetPictureMask)
-    Q_PROPERTY(QString ButtonCaption READ ButtonCaption WRITE SetButtonCaption)
-    Q_PROPERTY(QFont ButtonFont READ ButtonFont WRITE SetButtonFont)
-    Q_PROPERTY(quint32 ButtonFontColor READ ButtonFontColor WRITE SetButtonFontColor)
-    Q_PROPERTY(bool ButtonTransparent READ ButtonTransparent WRITE SetButtonTransparent)
-    Q_PROPERTY(QFont LabelingFont READ LabelingFont WRITE SetLabelingFont)
-    Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor)
-    Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker)
-    Q_PROPERTY(TQVKind Kind READ Kind WRITE SetKind)
-    Q_PROPERTY(TLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
-    Q_PROPERTY(TLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth NOTIFY SettingsChanged)
+    Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap NOTIFY SettingsChanged)
+    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfixInt WRITE SetLabelScientificUnitPosfixInt NOTIFY SettingsChanged)
+    Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1 NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBevelColor1 READ QtBevelColor1 WRITE SetQtBevelColor1 NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 BevelColor2 READ BevelColor2 WRITE SetBevelColor2 NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBevelColor2 READ QtBevelColor2 WRITE SetQtBevelColor2 NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 ButtonColor READ ButtonColor WRITE SetButtonColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtButtonColor READ QtButtonColor WRITE SetQtButtonColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 ButtonBorderColor READ ButtonBorderColor WRITE SetButtonBorderColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtButtonBorderColor READ QtButtonBorderColor WRITE SetQtButtonBorderColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QPixmap PictureSlide READ PictureSlide WRITE SetPictureSlide NOTIFY AppearanceChanged)
+    Q_PROPERTY(QPixmap PictureButton READ PictureButton WRITE SetPictureButton NOTIFY AppearanceChanged)
+    Q_PROPERTY(QPixmap PictureMask READ PictureMask WRITE SetPictureMask NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString ButtonCaption READ ButtonCaption WRITE SetButtonCaption NOTIFY AppearanceChanged)
+    Q_PROPERTY(QFont ButtonFont READ ButtonFont WRITE SetButtonFont NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 ButtonFontColor READ ButtonFontColor WRITE SetButtonFontColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtButtonFontColor READ QtButtonFontColor WRITE SetQtButtonFontColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(bool ButtonTransparent READ ButtonTransparent WRITE SetButtonTransparent NOTIFY AppearanceChanged)
+    Q_PROPERTY(QFont LabelingFont READ LabelingFont WRITE SetLabelingFont NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtLabelingFontColor READ QtLabelingFontColor WRITE SetQtLabelingFontColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVKind Kind READ Kind WRITE SetKind NOTIFY AppearanceChanged)
+    Q_PROPERTY(TLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation NOTIFY AppearanceChanged)
+    Q_PROPERTY(TLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
-    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
-    QV_FORM_SETTERS(TQVLinearScaleControl, SliderWidth, ButtonWidth, ButtonHeight, RangeNumber, RangeCurrent,
-                    RangeLimit, RangeColor, LabelingDecimals, OffsetLower, OffsetUpper, ValueMax, ValueMin, Value,
-                    ValueStepWidth, LabelingGap, LabelScientificUnitPosfix, LabelTextPosfix, BevelColor1, BevelColor2,
-                    ButtonColor, ButtonBorderColor, PictureSlide, PictureButton, PictureMask, ButtonCaption, ButtonFont,
-                    ButtonFontColor, ButtonTransparent, LabelingFont, LabelingFontColor, ReduceFlicker, Kind,
-                    LabelingOrientation, LabelingStyle, ScaleLayout, RangeTable)
-
     enum TQVKind : quint8 { sbHorizontal, sbVertical };
     Q_ENUM(TQVKind)
     /// The labelled side: `lboLeft`/`lboAbove` the first (left of a vertical, above a
@@ -117,8 +117,10 @@ public:
 
     TQVColor ButtonColor() const;
     void SetButtonColor(TQVColor color);
+    QV_QCOLOR_FACE(ButtonColor)
     TQVColor ButtonBorderColor() const;
     void SetButtonBorderColor(TQVColor color);
+    QV_QCOLOR_FACE(ButtonBorderColor)
 
     QPixmap PictureSlide() const;
     void SetPictureSlide(const QPixmap &picture);
@@ -133,6 +135,7 @@ public:
     void SetButtonFont(const QFont &font);
     TQVColor ButtonFontColor() const;
     void SetButtonFontColor(TQVColor color);
+    QV_QCOLOR_FACE(ButtonFontColor)
     bool ButtonTransparent() const;
     void SetButtonTransparent(bool transparent);
 
@@ -203,7 +206,8 @@ private:
     void PaintThumb(QPainter &painter, const QRect &thumb);
     void SetHover(bool hover);
     int MaxButtonWidth() const;
-    void LimitButtonWidth();
+    /// Keeps `ButtonWidth` within what fits; true when that changed it.
+    bool LimitButtonWidth();
     /// Travel length of the button.
     int Travel() const;
     /// The button rectangle for `value` (travel geometry).

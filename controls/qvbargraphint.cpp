@@ -98,7 +98,7 @@ void TQVBarGraphInt::SetSliderWidth(int width)
     if (!QVChange(m_data->BarWidth, width))
         return;
     updateGeometry();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVBarGraphInt::SetValue(double value)
@@ -115,6 +115,7 @@ void TQVBarGraphInt::SetValue(double value)
     Scale().Value = value;
     PaintNewValue(oldValue);
     NotifyAccessibleValue();
+    emit ValueChanged(value);
 }
 
 void TQVBarGraphInt::SetValueParams(double valueMin, double valueMax)
@@ -122,19 +123,21 @@ void TQVBarGraphInt::SetValueParams(double valueMin, double valueMax)
     Scale().ValueMin = valueMin;
     Scale().ValueMax = valueMax;
     CheckLimits();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVBarGraphInt::SetBarColor(TQVColor color)
 {
     if (QVChange(m_data->BarColor, color))
-        update();
+        Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVBarGraphInt::SetPictureBackground(const QPixmap &picture)
 {
+    if (picture.cacheKey() == m_data->Picture.cacheKey())
+        return;
     m_data->Picture = picture;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVBarGraphInt::SetKind(TQVBarKind kind)
@@ -170,7 +173,7 @@ void TQVBarGraphInt::SetStreamedValues(double value, double valueMin, double val
     Scale().ValueMax = valueMax;
     Scale().LabelingGap = labelingGap;
     NotifyAccessibleValue();
-    update();
+    Changed(TQVChangeGroup::Settings);
 }
 
 void TQVBarGraphInt::DefineProperties(TQVFiler &filer)

@@ -18,42 +18,42 @@
 class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVLinearScaleControl
 {
     Q_OBJECT
-    Q_PROPERTY(int BarWidth READ BarWidth WRITE SetSliderWidth)
-    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber)
-    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent)
-    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit)
-    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor)
-    Q_PROPERTY(int LabelingDecimals READ LabelingDecimals WRITE SetLabelingDecimals)
-    Q_PROPERTY(int OffsetLower READ OffsetLower WRITE SetOffsetLower)
-    Q_PROPERTY(int OffsetUpper READ OffsetUpper WRITE SetOffsetUpper)
+    Q_PROPERTY(int BarWidth READ BarWidth WRITE SetSliderWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber NOTIFY SettingsChanged)
+    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtRangeColor READ QtRangeColor WRITE SetQtRangeColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(int LabelingDecimals READ LabelingDecimals WRITE SetLabelingDecimals NOTIFY SettingsChanged)
+    Q_PROPERTY(int OffsetLower READ OffsetLower WRITE SetOffsetLower NOTIFY AppearanceChanged)
+    Q_PROPERTY(int OffsetUpper READ OffsetUpper WRITE SetOffsetUpper NOTIFY AppearanceChanged)
     // The ends before the value, and the upper end first: forms and Qt Designer set
     // properties in this order, and the setters refuse what does not fit the current range.
-    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
-    Q_PROPERTY(double Value READ Value WRITE SetValue)
-    Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap)
-    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfix WRITE SetLabelScientificUnitPosfix)
-    Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix)
-    Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1)
-    Q_PROPERTY(quint32 BevelColor2 READ BevelColor2 WRITE SetBevelColor2)
-    Q_PROPERTY(quint32 BarColor READ BarColor WRITE SetBarColor)
-    Q_PROPERTY(QPixmap PictureBackground READ PictureBackground WRITE SetPictureBackground)
-    Q_PROPERTY(TQVBarKind Kind READ Kind WRITE SetKind)
-    Q_PROPERTY(QFont LabelingFont READ LabelingFont WRITE SetLabelingFont)
-    Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor)
-    Q_PROPERTY(TQVLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation)
-    Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged)
+    Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap NOTIFY SettingsChanged)
+    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfix WRITE SetLabelScientificUnitPosfix NOTIFY SettingsChanged)
+    Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1 NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBevelColor1 READ QtBevelColor1 WRITE SetQtBevelColor1 NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 BevelColor2 READ BevelColor2 WRITE SetBevelColor2 NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBevelColor2 READ QtBevelColor2 WRITE SetQtBevelColor2 NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 BarColor READ BarColor WRITE SetBarColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBarColor READ QtBarColor WRITE SetQtBarColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QPixmap PictureBackground READ PictureBackground WRITE SetPictureBackground NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVBarKind Kind READ Kind WRITE SetKind NOTIFY AppearanceChanged)
+    Q_PROPERTY(QFont LabelingFont READ LabelingFont WRITE SetLabelingFont NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 LabelingFontColor READ LabelingFontColor WRITE SetLabelingFontColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtLabelingFontColor READ QtLabelingFontColor WRITE SetQtLabelingFontColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(TQVLabelingOrientation LabelingOrientation READ LabelingOrientation WRITE SetLabelingOrientation NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
-    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
-    QV_FORM_SETTERS(TQVLinearScaleControl, BarWidth, RangeNumber, RangeCurrent, RangeLimit, RangeColor,
-                    LabelingDecimals, OffsetLower, OffsetUpper, ValueMax, ValueMin, Value, LabelingGap,
-                    LabelScientificUnitPosfix, LabelTextPosfix, BevelColor1, BevelColor2, BarColor, PictureBackground,
-                    Kind, LabelingFont, LabelingFontColor, LabelingOrientation, LabelingStyle, ScaleLayout, RangeTable)
-
     enum TQVBarKind : quint8 { sbHorizontal, sbVertical };
     Q_ENUM(TQVBarKind)
     /// `lboLeft`/`lboAbove` put labels on the first side (left of a vertical bar, above a
@@ -81,6 +81,7 @@ public:
 
     TQVColor BarColor() const;
     void SetBarColor(TQVColor color);
+    QV_QCOLOR_FACE(BarColor)
     QPixmap PictureBackground() const;
     /// Stretched over the background; a null pixmap removes it.
     void SetPictureBackground(const QPixmap &picture);
@@ -116,6 +117,10 @@ public:
     static int min(int a, int b) { return a < b ? a : b; }
     /// The larger of two integers.
     static int max(int a, int b) { return a > b ? a : b; }
+
+signals:
+    /// The shown value changed (after `SetValue` stored it).
+    void ValueChanged(double value);
 
 protected:
     void paintEvent(QPaintEvent *event) override;

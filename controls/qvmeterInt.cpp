@@ -191,6 +191,7 @@ void TQVMeterInt::SetMeterAngle1(double angle)
         return;
     m_data->meterAngle1 = angle;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetMeterAngle2(double angle)
@@ -201,6 +202,7 @@ void TQVMeterInt::SetMeterAngle2(double angle)
         return;
     m_data->meterAngle2 = angle;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetValueMin(double value)
@@ -214,6 +216,7 @@ void TQVMeterInt::SetValueMin(double value)
             m_data->valueMax = std::nextafter(m_data->valueMin, HUGE_VAL);
     }
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetValueMax(double value)
@@ -227,6 +230,7 @@ void TQVMeterInt::SetValueMax(double value)
             m_data->valueMin = std::nextafter(m_data->valueMax, -HUGE_VAL);
     }
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetValueGap(double gap)
@@ -235,6 +239,7 @@ void TQVMeterInt::SetValueGap(double gap)
         return;
     m_data->valueGap = gap;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetValue(double value)
@@ -253,6 +258,7 @@ void TQVMeterInt::SetValue(double value)
         QAccessibleValueChangeEvent event(this, m_data->value);
         QAccessible::updateAccessibility(&event);
     }
+    emit ValueChanged(m_data->value);
     if (!isVisible() || !updatesEnabled())
         return;
     EnsureGeometry();
@@ -272,6 +278,7 @@ void TQVMeterInt::SetRangeNumber(int number)
         return;
     m_data->rangeNumber = number;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetRangeCurrent(int index)
@@ -279,6 +286,9 @@ void TQVMeterInt::SetRangeCurrent(int index)
     if (index < 1 || index > MaxRanges || index == m_data->rangeCurrent)
         return;
     m_data->rangeCurrent = index;
+    // RangeColor now reads another range.
+    Notify(TQVChangeGroup::Settings);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetRangeLimit(double limit)
@@ -288,6 +298,7 @@ void TQVMeterInt::SetRangeLimit(double limit)
         return;
     stored = limit;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetRangeColor(TQVColor color)
@@ -297,11 +308,13 @@ void TQVMeterInt::SetRangeColor(TQVColor color)
         return;
     stored = color;
     Invalidate();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetRangeCheck(bool check)
 {
-    m_data->ranges[m_data->rangeCurrent - 1].Check = check;
+    if (QVChange(m_data->ranges[m_data->rangeCurrent - 1].Check, check))
+        Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetIndicatorScale(int percent)
@@ -310,7 +323,7 @@ void TQVMeterInt::SetIndicatorScale(int percent)
     if (percent == m_data->indicatorScale)
         return;
     m_data->indicatorScale = percent;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetMeterScaleWidth(int percent)
@@ -320,6 +333,7 @@ void TQVMeterInt::SetMeterScaleWidth(int percent)
         return;
     m_data->meterScaleWidth = percent;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetMeterScale(int percent)
@@ -329,6 +343,7 @@ void TQVMeterInt::SetMeterScale(int percent)
         return;
     m_data->meterScale = percent;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetBevelOuterWidth(int width)
@@ -337,6 +352,7 @@ void TQVMeterInt::SetBevelOuterWidth(int width)
         return;
     m_data->bevelOuterWidth = width;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetValueDecimals(int decimals)
@@ -345,6 +361,7 @@ void TQVMeterInt::SetValueDecimals(int decimals)
         return;
     m_data->valueDecimals = decimals;
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVMeterInt::SetMeterShiftX(int percent)
@@ -354,6 +371,7 @@ void TQVMeterInt::SetMeterShiftX(int percent)
         return;
     m_data->meterShiftX = percent;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetMeterShiftY(int percent)
@@ -363,6 +381,7 @@ void TQVMeterInt::SetMeterShiftY(int percent)
         return;
     m_data->meterShiftY = percent;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetIndicatorColor(TQVColor color)
@@ -370,7 +389,7 @@ void TQVMeterInt::SetIndicatorColor(TQVColor color)
     if (color == m_data->indicatorColor)
         return;
     m_data->indicatorColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetReduceFlicker(bool reduce)
@@ -380,7 +399,7 @@ void TQVMeterInt::SetReduceFlicker(bool reduce)
     m_data->reduceFlicker = reduce;
     // Sized on the next paint, when the target's pixel ratio is known.
     m_data->offscreen = QPixmap();
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetLegend1(const QString &text)
@@ -389,6 +408,7 @@ void TQVMeterInt::SetLegend1(const QString &text)
         return;
     m_data->legend1 = text;
     Invalidate();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetLegend2(const QString &text)
@@ -397,6 +417,7 @@ void TQVMeterInt::SetLegend2(const QString &text)
         return;
     m_data->legend2 = text;
     Invalidate();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetIndicatorStyle(TQVIndicatorStyle style)
@@ -404,7 +425,7 @@ void TQVMeterInt::SetIndicatorStyle(TQVIndicatorStyle style)
     if (style == m_data->indicatorStyle || style > indWedge)
         return;
     m_data->indicatorStyle = style;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetLabelingStyle(TQVLabelingStyle style)
@@ -413,6 +434,7 @@ void TQVMeterInt::SetLabelingStyle(TQVLabelingStyle style)
         return;
     m_data->labelingStyle = style;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetTickStyle(TQVTickStyle style)
@@ -421,6 +443,7 @@ void TQVMeterInt::SetTickStyle(TQVTickStyle style)
         return;
     m_data->tickStyle = style;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVMeterInt::SetScaleLayout(TQVScaleLayout layout)
@@ -429,6 +452,7 @@ void TQVMeterInt::SetScaleLayout(TQVScaleLayout layout)
         return;
     m_data->scaleLayout = layout;
     Recalc();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 TQVRoundScaleSpec TQVMeterInt::ScaleSpec() const
@@ -459,6 +483,7 @@ void TQVMeterInt::SetLegendPosition(TQVLegendPosition position)
         return;
     m_data->legendPosition = position;
     Invalidate();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 QList<TQVMeterInt::RangeEntry> TQVMeterInt::Ranges() const
@@ -468,9 +493,12 @@ QList<TQVMeterInt::RangeEntry> TQVMeterInt::Ranges() const
 
 void TQVMeterInt::SetRanges(const QList<RangeEntry> &ranges)
 {
+    if (QList<RangeEntry>(ranges.first(std::min<qsizetype>(ranges.size(), MaxRanges))) == Ranges())
+        return;
     m_data->rangeNumber = int(std::min<qsizetype>(ranges.size(), MaxRanges));
     std::copy_n(ranges.begin(), m_data->rangeNumber, m_data->ranges);
     Recalc();
+    Notify(TQVChangeGroup::Settings);
 }
 
 QString TQVMeterInt::RangeTable() const

@@ -25,43 +25,40 @@
 class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
 {
     Q_OBJECT
-    Q_PROPERTY(double MeterAngle1 READ MeterAngle1 WRITE SetMeterAngle1)
-    Q_PROPERTY(double MeterAngle2 READ MeterAngle2 WRITE SetMeterAngle2)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
-    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
-    Q_PROPERTY(double Value READ Value WRITE SetValue)
-    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit)
-    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap)
-    Q_PROPERTY(int IndicatorScale READ IndicatorScale WRITE SetIndicatorScale)
-    Q_PROPERTY(int MeterScaleWidth READ MeterScaleWidth WRITE SetMeterScaleWidth)
-    Q_PROPERTY(int MeterScale READ MeterScale WRITE SetMeterScale)
-    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber)
-    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent)
-    Q_PROPERTY(int BevelOuterWidth READ BevelOuterWidth WRITE SetBevelOuterWidth)
-    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals)
-    Q_PROPERTY(int MeterShiftX READ MeterShiftX WRITE SetMeterShiftX)
-    Q_PROPERTY(int MeterShiftY READ MeterShiftY WRITE SetMeterShiftY)
-    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor)
-    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor)
-    Q_PROPERTY(bool RangeCheck READ RangeCheck WRITE SetRangeCheck)
-    Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker)
-    Q_PROPERTY(QString Legend1 READ Legend1 WRITE SetLegend1)
-    Q_PROPERTY(QString Legend2 READ Legend2 WRITE SetLegend2)
-    Q_PROPERTY(TQVIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle)
-    Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle)
-    Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle)
-    Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(double MeterAngle1 READ MeterAngle1 WRITE SetMeterAngle1 NOTIFY SettingsChanged)
+    Q_PROPERTY(double MeterAngle2 READ MeterAngle2 WRITE SetMeterAngle2 NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax NOTIFY SettingsChanged)
+    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged)
+    Q_PROPERTY(double RangeLimit READ RangeLimit WRITE SetRangeLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueGap READ ValueGap WRITE SetValueGap NOTIFY SettingsChanged)
+    Q_PROPERTY(int IndicatorScale READ IndicatorScale WRITE SetIndicatorScale NOTIFY AppearanceChanged)
+    Q_PROPERTY(int MeterScaleWidth READ MeterScaleWidth WRITE SetMeterScaleWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int MeterScale READ MeterScale WRITE SetMeterScale NOTIFY AppearanceChanged)
+    Q_PROPERTY(int RangeNumber READ RangeNumber WRITE SetRangeNumber NOTIFY SettingsChanged)
+    Q_PROPERTY(int RangeCurrent READ RangeCurrent WRITE SetRangeCurrent NOTIFY SettingsChanged)
+    Q_PROPERTY(int BevelOuterWidth READ BevelOuterWidth WRITE SetBevelOuterWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(int ValueDecimals READ ValueDecimals WRITE SetValueDecimals NOTIFY SettingsChanged)
+    Q_PROPERTY(int MeterShiftX READ MeterShiftX WRITE SetMeterShiftX NOTIFY AppearanceChanged)
+    Q_PROPERTY(int MeterShiftY READ MeterShiftY WRITE SetMeterShiftY NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 RangeColor READ RangeColor WRITE SetRangeColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtRangeColor READ QtRangeColor WRITE SetQtRangeColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 IndicatorColor READ IndicatorColor WRITE SetIndicatorColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtIndicatorColor READ QtIndicatorColor WRITE SetQtIndicatorColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(bool RangeCheck READ RangeCheck WRITE SetRangeCheck NOTIFY SettingsChanged)
+    Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString Legend1 READ Legend1 WRITE SetLegend1 NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString Legend2 READ Legend2 WRITE SetLegend2 NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVLabelingStyle LabelingStyle READ LabelingStyle WRITE SetLabelingStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVTickStyle TickStyle READ TickStyle WRITE SetTickStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVLegendPosition LegendPosition READ LegendPosition WRITE SetLegendPosition NOTIFY AppearanceChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
-    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true)
+    Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
 
 public:
-    QV_FORM_SETTERS(TQVCustomPanel, MeterAngle1, MeterAngle2, ValueMin, ValueMax, Value, RangeLimit, ValueGap,
-                    IndicatorScale, MeterScaleWidth, MeterScale, RangeNumber, RangeCurrent, BevelOuterWidth,
-                    ValueDecimals, MeterShiftX, MeterShiftY, RangeColor, IndicatorColor, RangeCheck, ReduceFlicker,
-                    Legend1, Legend2, IndicatorStyle, LabelingStyle, TickStyle, LegendPosition, ScaleLayout, RangeTable)
-
     enum TQVIndicatorStyle : quint8 { indNeedle, indWedge };
     Q_ENUM(TQVIndicatorStyle)
     /// Where the labels stand: none, inside the scale band or outside it.
@@ -128,6 +125,7 @@ public:
     void SetRangeLimit(double limit);
     TQVColor RangeColor() const;
     void SetRangeColor(TQVColor color);
+    QV_QCOLOR_FACE(RangeColor)
     bool RangeCheck() const;
     void SetRangeCheck(bool check);
 
@@ -155,6 +153,7 @@ public:
 
     TQVColor IndicatorColor() const;
     void SetIndicatorColor(TQVColor color);
+    QV_QCOLOR_FACE(IndicatorColor)
     bool ReduceFlicker() const;
     /// Composes every repaint in an off-screen pixmap and copies it in one step.
     void SetReduceFlicker(bool reduce);
@@ -228,6 +227,8 @@ public:
 
 signals:
     void RangeChecked(int range);
+    /// The value changed (after `SetValue` stored it).
+    void ValueChanged(double value);
 
 protected:
     void paintEvent(QPaintEvent *event) override;

@@ -174,7 +174,7 @@ void TQVLedInt::SetColorInactive(TQVColor color)
     m_data->colorInactive = color;
     if (!m_data->value)
         m_data->currentColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLedInt::SetColorActive(TQVColor color)
@@ -184,7 +184,7 @@ void TQVLedInt::SetColorActive(TQVColor color)
     m_data->colorActive = color;
     if (m_data->value)
         m_data->currentColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLedInt::SetFlashing(bool flashing)
@@ -192,6 +192,7 @@ void TQVLedInt::SetFlashing(bool flashing)
     if (flashing == m_data->flashing)
         return;
     m_data->flashing = flashing;
+    Notify(TQVChangeGroup::Settings);
     // While loading, `Loaded` starts the timer once `Value` is known as well.
     if (IsDesigning() || IsLoading())
         return;
@@ -210,6 +211,7 @@ void TQVLedInt::SetFlashInterval(int milliseconds)
         return;
     m_data->flashInterval = milliseconds;
     m_data->flashTimer->setInterval(milliseconds);
+    Notify(TQVChangeGroup::Settings);
 }
 
 bool TQVLedInt::IsFlashTimerActive() const
@@ -222,7 +224,7 @@ void TQVLedInt::SetStyle(TQVLedStyle style)
     if (style == m_data->style || style > lesArrowUpDown)
         return;
     m_data->style = style;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLedInt::SetValue(bool value)
@@ -247,6 +249,7 @@ void TQVLedInt::SetCompare(TQVLEDCompare compare)
         return;
     m_data->compare = compare;
     UpdateValue(float(m_data->lastValue));
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVLedInt::SetLimit(double limit)
@@ -255,6 +258,7 @@ void TQVLedInt::SetLimit(double limit)
         return;
     m_data->limit = limit;
     UpdateValue(float(m_data->lastValue));
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVLedInt::SetRangeLower(double lower)
@@ -263,6 +267,7 @@ void TQVLedInt::SetRangeLower(double lower)
         return;
     m_data->rangeLower = lower;
     UpdateValue(float(m_data->lastValue));
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVLedInt::SetRangeUpper(double upper)
@@ -271,6 +276,7 @@ void TQVLedInt::SetRangeUpper(double upper)
         return;
     m_data->rangeUpper = upper;
     UpdateValue(float(m_data->lastValue));
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVLedInt::UpdateValue(float x)
@@ -470,7 +476,7 @@ void TQVLedInt::SetScaleLayout(TQVScaleLayout layout)
     if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
     m_data->scaleLayout = layout;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVLedInt::PaintPolygon(QPainter &painter, const QPolygon &points, const QColor &outline)

@@ -20,22 +20,21 @@ class QTimer;
 class QV_WIDGETS_EXPORT TQVLedInt : public TQVCustomPanel
 {
     Q_OBJECT
-    Q_PROPERTY(quint32 ColorInactive READ ColorInactive WRITE SetColorInactive)
-    Q_PROPERTY(quint32 ColorActive READ ColorActive WRITE SetColorActive)
-    Q_PROPERTY(bool Flashing READ Flashing WRITE SetFlashing)
-    Q_PROPERTY(int FlashInterval READ FlashInterval WRITE SetFlashInterval)
-    Q_PROPERTY(TQVLedStyle Style READ Style WRITE SetStyle)
+    Q_PROPERTY(quint32 ColorInactive READ ColorInactive WRITE SetColorInactive NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtColorInactive READ QtColorInactive WRITE SetQtColorInactive NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 ColorActive READ ColorActive WRITE SetColorActive NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtColorActive READ QtColorActive WRITE SetQtColorActive NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(bool Flashing READ Flashing WRITE SetFlashing NOTIFY SettingsChanged)
+    Q_PROPERTY(int FlashInterval READ FlashInterval WRITE SetFlashInterval NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVLedStyle Style READ Style WRITE SetStyle NOTIFY AppearanceChanged)
     Q_PROPERTY(bool Value READ Value WRITE SetValue NOTIFY ValueChanged)
-    Q_PROPERTY(TQVLEDCompare Compare READ Compare WRITE SetCompare)
-    Q_PROPERTY(double Limit READ Limit WRITE SetLimit)
-    Q_PROPERTY(double RangeLower READ RangeLower WRITE SetRangeLower)
-    Q_PROPERTY(double RangeUpper READ RangeUpper WRITE SetRangeUpper)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(TQVLEDCompare Compare READ Compare WRITE SetCompare NOTIFY SettingsChanged)
+    Q_PROPERTY(double Limit READ Limit WRITE SetLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeLower READ RangeLower WRITE SetRangeLower NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeUpper READ RangeUpper WRITE SetRangeUpper NOTIFY SettingsChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
 
 public:
-    QV_FORM_SETTERS(TQVCustomPanel, ColorInactive, ColorActive, Flashing, FlashInterval, Value, Compare, Limit,
-                    RangeLower, RangeUpper, ScaleLayout)
-
     enum TQVLedStyle : quint8 {
         lesCircle,
         lesRectangle,
@@ -56,8 +55,10 @@ public:
 
     TQVColor ColorInactive() const;
     void SetColorInactive(TQVColor color);
+    QV_QCOLOR_FACE(ColorInactive)
     TQVColor ColorActive() const;
     void SetColorActive(TQVColor color);
+    QV_QCOLOR_FACE(ColorActive)
     /// The colour the lamp is drawn in now (alternates while flashing).
     TQVColor CurrentColor() const;
 

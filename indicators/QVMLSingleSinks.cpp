@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <QtCore/QScopeGuard>
+
 namespace {
 
 // Nearest integer, ties to even, independent of the floating-point environment.
@@ -18,8 +20,9 @@ double RoundHalfEven(double x)
 // ---------------------------------------------------------------------------------------
 // TQVSingleValueSink
 
-TQVSingleValueSink::TQVSingleValueSink(QObject *owner)
+TQVSingleValueSink::TQVSingleValueSink(TQVCustomControl *owner)
     : m_inputLink(std::make_unique<TQVMeasureLinkSingleValue>(owner))
+    , m_control(owner)
 {
 }
 
@@ -34,8 +37,19 @@ TQVSingleValueSink::~TQVSingleValueSink()
 void TQVSingleValueSink::SetMeasureSource(TQVMeasureSource *source)
 {
     // A sink is never a source itself, so there is no self test.
-    if (source != m_inputLink->Source())
-        m_inputLink->SeTQVMeasureSource(source);
+    TQVMeasureSource *const before = m_inputLink->Source();
+    if (source == before)
+        return;
+    const auto notify = qScopeGuard([&] {
+        if (m_inputLink->Source() != before)
+            emit m_control->SettingsChanged();
+    });
+    m_inputLink->SeTQVMeasureSource(source);
+}
+
+void TQVSingleValueSink::WriteMeasureSource(TQVMeasureSource *source)
+{
+    m_control->GuardedWrite([&] { SetMeasureSource(source); });
 }
 
 bool TQVSingleValueSink::FirstSample(const TQVDescArraySingle &data, float &x)

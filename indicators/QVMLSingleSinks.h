@@ -23,12 +23,19 @@ public:
     /// The connected source, or null.
     TQVMeasureSource *MeasureSource() const { return m_inputLink->Source(); }
     /// \brief Connects to `source` (null disconnects); ignored when it is the current one.
+    /// Emits `SettingsChanged` when the connected source changed, also when it raises.
     void SetMeasureSource(TQVMeasureSource *source);
+    /// `MeasureSource` and `SetMeasureSource` under the names the stages use.
+    TQVMeasureSource *GetQVMeasureSource() const { return MeasureSource(); }
+    void SetQVMeasureSource(TQVMeasureSource *source) { SetMeasureSource(source); }
+    /// \brief The write of the published `MeasureSource`: `SetMeasureSource`, with a refused
+    /// source reported through `ErrorOccurred` instead of raised.
+    void WriteMeasureSource(TQVMeasureSource *source);
 
     TQVMeasureLink *InputLink() const { return m_inputLink.get(); }
 
 protected:
-    explicit TQVSingleValueSink(QObject *owner);
+    explicit TQVSingleValueSink(TQVCustomControl *owner);
     /// Disconnects before the display part of the sink goes away.
     ~TQVSingleValueSink();
 
@@ -36,6 +43,9 @@ protected:
     static bool FirstSample(const TQVDescArraySingle &data, float &x);
 
     std::unique_ptr<TQVMeasureLinkSingleValue> m_inputLink;
+
+private:
+    TQVCustomControl *m_control;
 };
 
 /// \brief An LED that compares every value of its source against `Limit` or the range
@@ -46,11 +56,11 @@ protected:
 class QV_WIDGETS_EXPORT TQVLed : public TQVLedInt, public TQVSingleValueSink
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY SettingsChanged)
     // Published as double, which forms and Qt Designer can hold; the values stay 32-bit.
-    Q_PROPERTY(double Limit READ LimitProperty WRITE SetLimitProperty)
-    Q_PROPERTY(double RangeLower READ RangeLowerProperty WRITE SetRangeLowerProperty)
-    Q_PROPERTY(double RangeUpper READ RangeUpperProperty WRITE SetRangeUpperProperty)
+    Q_PROPERTY(double Limit READ LimitProperty WRITE SetLimitProperty NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeLower READ RangeLowerProperty WRITE SetRangeLowerProperty NOTIFY SettingsChanged)
+    Q_PROPERTY(double RangeUpper READ RangeUpperProperty WRITE SetRangeUpperProperty NOTIFY SettingsChanged)
 
 public:
     explicit TQVLed(QWidget *parent = nullptr);
@@ -78,7 +88,7 @@ protected:
 class QV_WIDGETS_EXPORT TQVPanelMeter : public TQVPanelMeterInt, public TQVSingleValueSink
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY SettingsChanged)
 
 public:
     explicit TQVPanelMeter(QWidget *parent = nullptr);
@@ -95,18 +105,20 @@ protected:
 class QV_WIDGETS_EXPORT TQVMeter : public TQVMeterInt, public TQVSingleValueSink
 {
     Q_OBJECT
-    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig)
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY SettingsChanged)
 
 public:
-    QV_FORM_SETTERS(TQVMeterInt, AutoConfig)
-
     explicit TQVMeter(QWidget *parent = nullptr);
     ~TQVMeter() override;
 
     bool AutoConfig() const { return m_autoConfig; }
     /// Takes effect with the next settings change of the source.
-    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+    void SetAutoConfig(bool autoConfig)
+    {
+        if (QVChange(m_autoConfig, autoConfig))
+            emit SettingsChanged();
+    }
 
 protected:
     void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);
@@ -122,18 +134,20 @@ private:
 class QV_WIDGETS_EXPORT TQVBarGraph : public TQVBarGraphInt, public TQVSingleValueSink
 {
     Q_OBJECT
-    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig)
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
+    Q_PROPERTY(bool AutoConfig READ AutoConfig WRITE SetAutoConfig NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY SettingsChanged)
 
 public:
-    QV_FORM_SETTERS(TQVBarGraphInt, AutoConfig)
-
     explicit TQVBarGraph(QWidget *parent = nullptr);
     ~TQVBarGraph() override;
 
     bool AutoConfig() const { return m_autoConfig; }
     /// Takes effect with the next settings change of the source.
-    void SetAutoConfig(bool autoConfig) { m_autoConfig = autoConfig; }
+    void SetAutoConfig(bool autoConfig)
+    {
+        if (QVChange(m_autoConfig, autoConfig))
+            emit SettingsChanged();
+    }
 
 protected:
     void MLOnNewData(TQVMeasureLink *link, TQVDescArraySingle &data);

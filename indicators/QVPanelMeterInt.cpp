@@ -340,8 +340,11 @@ bool TQVPanelMeterInt::IsOverRange() const { return m_data->overRange; }
 void TQVPanelMeterInt::SetValue(double value)
 {
     // The value is always stored (NaN included); the digits change only with the text.
+    const bool changed = !(value == m_data->value || (std::isnan(value) && std::isnan(m_data->value)));
     m_data->value = value;
     UpdateText(true);
+    if (changed)
+        emit ValueChanged(value);
 }
 
 void TQVPanelMeterInt::SetDecimals(int decimals)
@@ -350,6 +353,7 @@ void TQVPanelMeterInt::SetDecimals(int decimals)
         return;
     m_data->decimals = decimals;
     PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPanelMeterInt::SetDigits(int digits)
@@ -358,6 +362,7 @@ void TQVPanelMeterInt::SetDigits(int digits)
         return;
     m_data->digits = digits;
     PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPanelMeterInt::SetUnitText(const QString &text)
@@ -366,6 +371,7 @@ void TQVPanelMeterInt::SetUnitText(const QString &text)
         return;
     m_data->unitText = text;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPanelMeterInt::SetSIPrefix(int id)
@@ -374,6 +380,7 @@ void TQVPanelMeterInt::SetSIPrefix(int id)
         return;
     m_data->prefix = TSiPrefixesId(id);
     PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPanelMeterInt::SetDigitStyle(TQVDigitStyle style)
@@ -382,6 +389,7 @@ void TQVPanelMeterInt::SetDigitStyle(TQVDigitStyle style)
         return;
     m_data->digitStyle = style;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPanelMeterInt::SetDigitColor(TQVColor color)
@@ -390,6 +398,7 @@ void TQVPanelMeterInt::SetDigitColor(TQVColor color)
         return;
     m_data->digitColor = color;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPanelMeterInt::SetBackgroundColor(TQVColor color)
@@ -398,6 +407,7 @@ void TQVPanelMeterInt::SetBackgroundColor(TQVColor color)
         return;
     m_data->backgroundColor = color;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPanelMeterInt::SetOverRangeText(const QString &text)
@@ -406,6 +416,7 @@ void TQVPanelMeterInt::SetOverRangeText(const QString &text)
         return;
     m_data->overRangeText = text;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPanelMeterInt::SetValueMin(double value)
@@ -414,6 +425,7 @@ void TQVPanelMeterInt::SetValueMin(double value)
         return;
     m_data->valueMin = value;
     PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPanelMeterInt::SetValueMax(double value)
@@ -422,6 +434,7 @@ void TQVPanelMeterInt::SetValueMax(double value)
         return;
     m_data->valueMax = value;
     PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPanelMeterInt::SetScaleLayout(TQVScaleLayout layout)
@@ -430,6 +443,7 @@ void TQVPanelMeterInt::SetScaleLayout(TQVScaleLayout layout)
         return;
     m_data->scaleLayout = layout;
     PropertyChanged();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 QColor TQVPanelMeterInt::InkColor() const

@@ -19,23 +19,22 @@
 class QV_WIDGETS_EXPORT TQVPanelMeterInt : public TQVCustomPanel
 {
     Q_OBJECT
-    Q_PROPERTY(double Value READ Value WRITE SetValue)
-    Q_PROPERTY(int Decimals READ Decimals WRITE SetDecimals)
-    Q_PROPERTY(int Digits READ Digits WRITE SetDigits)
-    Q_PROPERTY(QString UnitText READ UnitText WRITE SetUnitText)
-    Q_PROPERTY(int SIPrefix READ SIPrefix WRITE SetSIPrefix)
-    Q_PROPERTY(TQVDigitStyle DigitStyle READ DigitStyle WRITE SetDigitStyle)
-    Q_PROPERTY(quint32 DigitColor READ DigitColor WRITE SetDigitColor)
-    Q_PROPERTY(quint32 BackgroundColor READ BackgroundColor WRITE SetBackgroundColor)
-    Q_PROPERTY(QString OverRangeText READ OverRangeText WRITE SetOverRangeText)
-    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin)
-    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged)
+    Q_PROPERTY(int Decimals READ Decimals WRITE SetDecimals NOTIFY SettingsChanged)
+    Q_PROPERTY(int Digits READ Digits WRITE SetDigits NOTIFY SettingsChanged)
+    Q_PROPERTY(QString UnitText READ UnitText WRITE SetUnitText NOTIFY AppearanceChanged)
+    Q_PROPERTY(int SIPrefix READ SIPrefix WRITE SetSIPrefix NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVDigitStyle DigitStyle READ DigitStyle WRITE SetDigitStyle NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 DigitColor READ DigitColor WRITE SetDigitColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtDigitColor READ QtDigitColor WRITE SetQtDigitColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 BackgroundColor READ BackgroundColor WRITE SetBackgroundColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBackgroundColor READ QtBackgroundColor WRITE SetQtBackgroundColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QString OverRangeText READ OverRangeText WRITE SetOverRangeText NOTIFY AppearanceChanged)
+    Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double ValueMax READ ValueMax WRITE SetValueMax NOTIFY SettingsChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
 
 public:
-    QV_FORM_SETTERS(TQVCustomPanel, Value, Decimals, Digits, UnitText, SIPrefix, DigitStyle, DigitColor,
-                    BackgroundColor, OverRangeText, ValueMin, ValueMax, ScaleLayout)
-
     enum TQVDigitStyle : quint8 { dsSevenSegment, dsFont };
     Q_ENUM(TQVDigitStyle)
 
@@ -65,9 +64,11 @@ public:
     void SetDigitStyle(TQVDigitStyle style);
     TQVColor DigitColor() const;
     void SetDigitColor(TQVColor color);
+    QV_QCOLOR_FACE(DigitColor)
     TQVColor BackgroundColor() const;
     /// Colour of the display window behind the digits.
     void SetBackgroundColor(TQVColor color);
+    QV_QCOLOR_FACE(BackgroundColor)
     QString OverRangeText() const;
     void SetOverRangeText(const QString &text);
     double ValueMin() const;
@@ -97,6 +98,10 @@ public:
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
+
+signals:
+    /// The value changed (after `SetValue` stored it); NaN replacing NaN is no change.
+    void ValueChanged(double value);
 
 protected:
     void Paint(QPainter &painter) override;

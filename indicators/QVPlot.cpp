@@ -1,5 +1,7 @@
 #include "indicators/QVPlot.h"
 
+#include <QtCore/QScopeGuard>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -318,8 +320,20 @@ bool TQVPlot::Adaptive() const
 
 void TQVPlot::SetMeasureSource(TQVMeasureSource *source)
 {
-    if (source != m_data->inputLink->Source())
-        m_data->inputLink->SeTQVMeasureSource(source);
+    TQVMeasureSource *const before = m_data->inputLink->Source();
+    if (source == before)
+        return;
+    // Also when the source is refused: the plot may have been connected before.
+    const auto notify = qScopeGuard([&] {
+        if (m_data->inputLink->Source() != before)
+            emit SettingsChanged();
+    });
+    m_data->inputLink->SeTQVMeasureSource(source);
+}
+
+void TQVPlot::WriteMeasureSource(TQVMeasureSource *source)
+{
+    GuardedWrite([&] { SetMeasureSource(source); });
 }
 
 void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
@@ -400,12 +414,16 @@ void TQVPlot::SetChannelMask(quint32 mask)
     m_data->channelMask = mask;
     m_data->yFromData = false;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetChannelCurrent(int channel)
 {
-    if (channel >= 0 && channel < MaxTraces)
-        m_data->channelCurrent = channel;
+    if (channel < 0 || channel >= MaxTraces || !QVChange(m_data->channelCurrent, channel))
+        return;
+    // ChannelColor and ChannelName now read another channel.
+    Notify(TQVChangeGroup::Settings);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 TQVColor TQVPlot::TraceColor(int channel) const
@@ -418,7 +436,7 @@ void TQVPlot::SetTraceColor(int channel, TQVColor color)
     if (channel < 0 || channel >= MaxTraces || m_data->colors[std::size_t(channel)] == color)
         return;
     m_data->colors[std::size_t(channel)] = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 QString TQVPlot::TraceName(int channel) const
@@ -432,6 +450,7 @@ void TQVPlot::SetTraceName(int channel, const QString &name)
         return;
     m_data->names[std::size_t(channel)] = name;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetScaleY(TQVPlotScale scale)
@@ -441,6 +460,7 @@ void TQVPlot::SetScaleY(TQVPlotScale scale)
     m_data->scaleY = scale;
     m_data->yFromData = false; // an autoscaled range starts afresh in the new units
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetDecibelReference(double reference)
@@ -450,6 +470,7 @@ void TQVPlot::SetDecibelReference(double reference)
     m_data->decibelReference = reference;
     m_data->yFromData = false;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetDecibelFloor(double floor)
@@ -459,6 +480,7 @@ void TQVPlot::SetDecibelFloor(double floor)
     m_data->decibelFloor = floor;
     m_data->yFromData = false;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetPowerValues(bool power)
@@ -468,6 +490,7 @@ void TQVPlot::SetPowerValues(bool power)
     m_data->powerValues = power;
     m_data->yFromData = false;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetAutoScale(bool autoScale)
@@ -477,6 +500,7 @@ void TQVPlot::SetAutoScale(bool autoScale)
     m_data->autoScale = autoScale;
     m_data->yFromData = false;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetYMin(double value)
@@ -485,6 +509,7 @@ void TQVPlot::SetYMin(double value)
         return;
     m_data->yMin = value;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetYMax(double value)
@@ -493,6 +518,7 @@ void TQVPlot::SetYMax(double value)
         return;
     m_data->yMax = value;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetYRange(double yMin, double yMax)
@@ -502,6 +528,7 @@ void TQVPlot::SetYRange(double yMin, double yMax)
     m_data->yMin = yMin;
     m_data->yMax = yMax;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetXLog(bool xLog)
@@ -510,6 +537,7 @@ void TQVPlot::SetXLog(bool xLog)
         return;
     m_data->xLog = xLog;
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetGrid(bool grid)
@@ -517,7 +545,7 @@ void TQVPlot::SetGrid(bool grid)
     if (grid == m_data->grid)
         return;
     m_data->grid = grid;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetGridColor(TQVColor color)
@@ -525,7 +553,7 @@ void TQVPlot::SetGridColor(TQVColor color)
     if (color == m_data->gridColor)
         return;
     m_data->gridColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetBackground(TQVColor color)
@@ -533,7 +561,7 @@ void TQVPlot::SetBackground(TQVColor color)
     if (color == m_data->background)
         return;
     m_data->background = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetAxisColor(TQVColor color)
@@ -541,7 +569,7 @@ void TQVPlot::SetAxisColor(TQVColor color)
     if (color == m_data->axisColor)
         return;
     m_data->axisColor = color;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetXUnit(const QString &unit)
@@ -550,6 +578,7 @@ void TQVPlot::SetXUnit(const QString &unit)
         return;
     m_data->xUnit = unit;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetYUnit(const QString &unit)
@@ -558,6 +587,7 @@ void TQVPlot::SetYUnit(const QString &unit)
         return;
     m_data->yUnit = unit;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetTitle(const QString &title)
@@ -566,6 +596,7 @@ void TQVPlot::SetTitle(const QString &title)
         return;
     m_data->title = title;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetLegend(bool legend)
@@ -574,6 +605,7 @@ void TQVPlot::SetLegend(bool legend)
         return;
     m_data->legend = legend;
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetScaleLayout(TQVScaleLayout layout)
@@ -583,6 +615,7 @@ void TQVPlot::SetScaleLayout(TQVScaleLayout layout)
     m_data->scaleLayout = layout;
     updateGeometry();
     Refresh(false);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVPlot::SetHistoryLength(int length)
@@ -597,6 +630,7 @@ void TQVPlot::SetHistoryLength(int length)
         }
     }
     Refresh(false);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVPlot::SetLineWidth(double width)
@@ -604,7 +638,7 @@ void TQVPlot::SetLineWidth(double width)
     if (width == m_data->lineWidth || !Finite(width) || width < 0.5 || width > 10.0)
         return;
     m_data->lineWidth = width;
-    update();
+    Changed(TQVChangeGroup::Appearance);
 }
 
 // ---------------------------------------------------------------------------------------

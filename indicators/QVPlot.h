@@ -25,36 +25,36 @@ class QLocale;
 class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource)
-    Q_PROPERTY(quint32 ChannelMask READ ChannelMask WRITE SetChannelMask)
-    Q_PROPERTY(int ChannelCurrent READ ChannelCurrent WRITE SetChannelCurrent)
-    Q_PROPERTY(quint32 ChannelColor READ ChannelColor WRITE SetChannelColor)
-    Q_PROPERTY(QString ChannelName READ ChannelName WRITE SetChannelName)
-    Q_PROPERTY(TQVPlotScale ScaleY READ ScaleY WRITE SetScaleY)
-    Q_PROPERTY(double DecibelReference READ DecibelReference WRITE SetDecibelReference)
-    Q_PROPERTY(double DecibelFloor READ DecibelFloor WRITE SetDecibelFloor)
-    Q_PROPERTY(bool PowerValues READ PowerValues WRITE SetPowerValues)
-    Q_PROPERTY(bool AutoScale READ AutoScale WRITE SetAutoScale)
-    Q_PROPERTY(double YMin READ YMin WRITE SetYMin)
-    Q_PROPERTY(double YMax READ YMax WRITE SetYMax)
-    Q_PROPERTY(bool XLog READ XLog WRITE SetXLog)
-    Q_PROPERTY(bool Grid READ Grid WRITE SetGrid)
-    Q_PROPERTY(quint32 GridColor READ GridColor WRITE SetGridColor)
-    Q_PROPERTY(quint32 Background READ Background WRITE SetBackground)
-    Q_PROPERTY(quint32 AxisColor READ AxisColor WRITE SetAxisColor)
-    Q_PROPERTY(QString XUnit READ XUnit WRITE SetXUnit)
-    Q_PROPERTY(QString YUnit READ YUnit WRITE SetYUnit)
-    Q_PROPERTY(QString Title READ Title WRITE SetTitle)
-    Q_PROPERTY(bool Legend READ Legend WRITE SetLegend)
-    Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength)
-    Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth)
-    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE WriteMeasureSource NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 ChannelMask READ ChannelMask WRITE SetChannelMask NOTIFY SettingsChanged)
+    Q_PROPERTY(int ChannelCurrent READ ChannelCurrent WRITE SetChannelCurrent NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 ChannelColor READ ChannelColor WRITE SetChannelColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtChannelColor READ QtChannelColor WRITE SetQtChannelColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QString ChannelName READ ChannelName WRITE SetChannelName NOTIFY AppearanceChanged)
+    Q_PROPERTY(TQVPlotScale ScaleY READ ScaleY WRITE SetScaleY NOTIFY SettingsChanged)
+    Q_PROPERTY(double DecibelReference READ DecibelReference WRITE SetDecibelReference NOTIFY SettingsChanged)
+    Q_PROPERTY(double DecibelFloor READ DecibelFloor WRITE SetDecibelFloor NOTIFY SettingsChanged)
+    Q_PROPERTY(bool PowerValues READ PowerValues WRITE SetPowerValues NOTIFY SettingsChanged)
+    Q_PROPERTY(bool AutoScale READ AutoScale WRITE SetAutoScale NOTIFY SettingsChanged)
+    Q_PROPERTY(double YMin READ YMin WRITE SetYMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double YMax READ YMax WRITE SetYMax NOTIFY SettingsChanged)
+    Q_PROPERTY(bool XLog READ XLog WRITE SetXLog NOTIFY SettingsChanged)
+    Q_PROPERTY(bool Grid READ Grid WRITE SetGrid NOTIFY AppearanceChanged)
+    Q_PROPERTY(quint32 GridColor READ GridColor WRITE SetGridColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtGridColor READ QtGridColor WRITE SetQtGridColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 Background READ Background WRITE SetBackground NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtBackground READ QtBackground WRITE SetQtBackground NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(quint32 AxisColor READ AxisColor WRITE SetAxisColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtAxisColor READ QtAxisColor WRITE SetQtAxisColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(QString XUnit READ XUnit WRITE SetXUnit NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString YUnit READ YUnit WRITE SetYUnit NOTIFY AppearanceChanged)
+    Q_PROPERTY(QString Title READ Title WRITE SetTitle NOTIFY AppearanceChanged)
+    Q_PROPERTY(bool Legend READ Legend WRITE SetLegend NOTIFY AppearanceChanged)
+    Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength NOTIFY SettingsChanged)
+    Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth NOTIFY AppearanceChanged)
+    Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
 
 public:
-    QV_FORM_SETTERS(TQVCustomPanel, ChannelMask, ChannelCurrent, ChannelColor, ChannelName, ScaleY, DecibelReference,
-                    DecibelFloor, PowerValues, AutoScale, YMin, YMax, XLog, Grid, GridColor, Background, AxisColor,
-                    XUnit, YUnit, Title, Legend, HistoryLength, LineWidth, ScaleLayout)
-
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
     enum TQVPlotScale : quint8 { scLinear, scDecibel };
     Q_ENUM(TQVPlotScale)
@@ -70,6 +70,12 @@ public:
     /// \brief Connects to `source` (null disconnects). A source that is not continuous is
     /// refused: the plot ends unconnected and `EQVMSIncompatibleSource` is raised.
     void SetMeasureSource(TQVMeasureSource *source);
+    /// `MeasureSource` and `SetMeasureSource` under the names the stages use.
+    TQVMeasureSource *GetQVMeasureSource() const { return MeasureSource(); }
+    void SetQVMeasureSource(TQVMeasureSource *source) { SetMeasureSource(source); }
+    /// \brief The write of the published `MeasureSource`: `SetMeasureSource`, with a refused
+    /// source reported through `ErrorOccurred` instead of raised.
+    void WriteMeasureSource(TQVMeasureSource *source);
     TQVMeasureLink *InputLink() const;
 
     /// Bit k shows channel k (only bits 0 to 7 count; default all).
@@ -80,6 +86,7 @@ public:
     void SetChannelCurrent(int channel);
     TQVColor ChannelColor() const;
     void SetChannelColor(TQVColor color);
+    QV_QCOLOR_FACE(ChannelColor)
     QString ChannelName() const;
     void SetChannelName(const QString &name);
     /// Colour of channel `channel`; 0 outside 0 to 7.
@@ -122,12 +129,15 @@ public:
     void SetGrid(bool grid);
     TQVColor GridColor() const;
     void SetGridColor(TQVColor color);
+    QV_QCOLOR_FACE(GridColor)
     /// Colour of the plot area.
     TQVColor Background() const;
     void SetBackground(TQVColor color);
+    QV_QCOLOR_FACE(Background)
     /// Colour of the frame, the ticks and the labels.
     TQVColor AxisColor() const;
     void SetAxisColor(TQVColor color);
+    QV_QCOLOR_FACE(AxisColor)
     /// Unit after the SI prefix of the x labels ("s", "Hz").
     QString XUnit() const;
     void SetXUnit(const QString &unit);

@@ -29,7 +29,6 @@ TQVCatalogueEntry Widget(TQVPaletteSlot palette, const char *bitmap, const char 
     TQVCatalogueEntry entry = QVCatalogueEntryOf<T, QWidget>(palette);
     entry.Bitmap = QString::fromLatin1(bitmap);
     entry.Designer = TQVDesignerInfo{QVPalettePageName(), QString::fromLatin1(include), toolTip, whatsThis};
-    entry.FormProperties = &T::FormSetterProperties;
     return entry;
 }
 
@@ -88,7 +87,6 @@ const QList<TQVCatalogueEntry> &QVWidgetCatalogue()
         // The plot has no bitmap and is not offered in Designer.
         TQVCatalogueEntry plot = QVCatalogueEntryOf<TQVPlot, QWidget>(None);
         plot.Bitmap.clear();
-        plot.FormProperties = &TQVPlot::FormSetterProperties;
         list.append(plot);
         return list;
     }();

@@ -13,8 +13,7 @@
 QV_WIDGETS_EXPORT QString QVPalettePageName();
 
 /// \brief The widget library's classes: the display controls (each followed by its
-/// source-bound sink), the dial, the slider and the plot, with their Designer information
-/// and setter aliases.
+/// source-bound sink), the dial, the slider and the plot, with their Designer information.
 QV_WIDGETS_EXPORT const QList<TQVCatalogueEntry> &QVWidgetCatalogue();
 
 /// \brief The whole catalogue of the package: `QVWidgetCatalogue()`, then `QVCoreCatalogue()`.

@@ -1,7 +1,9 @@
 // Guide: instruments in an application's own QMainWindow. A signal generator feeds an RMS
 // analyzer; a needle meter, a bar graph and a panel meter in the window's layouts show its
 // value while the generator runs on its timer. Quits after `--ms` milliseconds (default 400)
-// and exits 0 when all three instruments show the RMS of the sine.
+// and exits 0 when all three instruments show the RMS of the sine, a label bound to the bar
+// graph's ValueChanged shows its value, and a refused source written through setProperty
+// was reported through ErrorOccurred.
 
 #include <cmath>
 #include <cstdio>
@@ -76,6 +78,20 @@ int main(int argc, char **argv)
 
     TMainWindow window;
     window.show();
+
+    // [qtface]
+    QLabel level; // follows the bar graph's value
+    QObject::connect(window.bar, &TQVBarGraphInt::ValueChanged, &level, [&level](double v) { level.setNum(v); });
+    window.bar->setProperty("QtBarColor", QColor(Qt::darkGreen)); // stored as BarColor() == 0x008000
+
+    // Through the meta-object a refused source is reported, not raised.
+    TQVBarGraph spare;
+    QString refusal;
+    QObject::connect(&spare, &TQVCustomControl::ErrorOccurred, &spare, [&refusal](const QString &m) { refusal = m; });
+    TQVSignalGenerator raw; // blocks of samples; a bar graph takes single values
+    spare.setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&raw));
+    // [qtface]
+
     QTimer::singleShot(ms, &app, &QCoreApplication::quit);
     app.exec();
 
@@ -85,5 +101,10 @@ int main(int argc, char **argv)
     for (double shown : {window.meter->Value(), window.bar->Value(), window.display->Value()})
         if (!(std::fabs(shown - expected) < 1e-4))
             return 1;
+    std::printf("label %s, bar colour %06X, refused: %s\n", qPrintable(level.text()), window.bar->BarColor(),
+                qPrintable(refusal));
+    if (level.text() != QString::number(window.bar->Value()) || window.bar->BarColor() != 0x008000u || refusal.isEmpty()
+        || spare.MeasureSource())
+        return 1;
     return 0;
 }
