@@ -15,10 +15,6 @@ namespace {
 
 const QString PaletteResourceDir = QStringLiteral(":/velmora/palette/");
 
-QString Tr(const char *text)
-{
-    return QCoreApplication::translate("TQVDesignerPlugin", text);
-}
 
 // The entry of widget class `T`, offered in Designer with `include`, `toolTip` and
 // `whatsThis`, showing bitmap `bitmap`.
@@ -35,9 +31,9 @@ TQVCatalogueEntry Widget(TQVPaletteSlot palette, const char *bitmap, const char 
 // The sinks' Designer description adds how they are bound.
 QString SinkText(const char *text)
 {
-    return Tr(text)
-        + QStringLiteral(" Bound to a measure source through its MeasureSource property, it "
-                         "shows the first value of channel 0 of every block.");
+    return QCoreApplication::translate("TQVDesignerPlugin", text) + QLatin1Char(' ')
+        + QCoreApplication::translate("TQVDesignerPlugin", "Bound to a measure source through its MeasureSource property, it shows the first "
+                "value of channel 0 of every block.");
 }
 
 } // namespace
@@ -52,36 +48,36 @@ const QList<TQVCatalogueEntry> &QVWidgetCatalogue()
     using enum TQVPaletteSlot;
     static const QList<TQVCatalogueEntry> entries = [] {
         QList<TQVCatalogueEntry> list = {
-            Widget<TQVBarGraphInt>(None, "TQVBARGRAPH", "controls/qvbargraphint.h", Tr("Bar graph"),
-                                   Tr("Shows a value as a bar along a scale, coloured by a table of up "
+            Widget<TQVBarGraphInt>(None, "TQVBARGRAPH", "controls/qvbargraphint.h", QCoreApplication::translate("TQVDesignerPlugin", "Bar graph"),
+                                   QCoreApplication::translate("TQVDesignerPlugin", "Shows a value as a bar along a scale, coloured by a table of up "
                                       "to 16 colour ranges.")),
             Widget<TQVBarGraph>(Components, "TQVBARGRAPH", "indicators/QVMLSingleSinks.h",
-                                Tr("Bar graph bound to a source"),
-                                SinkText("A bar graph that follows a measure source.")),
-            Widget<TQVLedInt>(None, "TQVLED", "indicators/QVLedInt.h", Tr("LED"),
-                              Tr("A lamp (round, rectangular or an arrow), on or off, optionally "
+                                QCoreApplication::translate("TQVDesignerPlugin", "Bar graph bound to a source"),
+                                SinkText(QT_TRANSLATE_NOOP("TQVDesignerPlugin", "A bar graph that follows a measure source."))),
+            Widget<TQVLedInt>(None, "TQVLED", "indicators/QVLedInt.h", QCoreApplication::translate("TQVDesignerPlugin", "LED"),
+                              QCoreApplication::translate("TQVDesignerPlugin", "A lamp (round, rectangular or an arrow), on or off, optionally "
                                  "flashing; it can compare a value with a limit or a range.")),
-            Widget<TQVLed>(Components, "TQVLED", "indicators/QVMLSingleSinks.h", Tr("LED bound to a source"),
-                           SinkText("An LED that compares the values of a measure source with its "
-                                    "limit or range.")),
-            Widget<TQVMeterInt>(None, "TQVMETER", "controls/qvmeterInt.h", Tr("Analog meter"),
-                                Tr("Shows a value with a needle or wedge on a circular scale with "
+            Widget<TQVLed>(Components, "TQVLED", "indicators/QVMLSingleSinks.h", QCoreApplication::translate("TQVDesignerPlugin", "LED bound to a source"),
+                           SinkText(QT_TRANSLATE_NOOP("TQVDesignerPlugin", "An LED that compares the values of a measure source with its "
+                                    "limit or range."))),
+            Widget<TQVMeterInt>(None, "TQVMETER", "controls/qvmeterInt.h", QCoreApplication::translate("TQVDesignerPlugin", "Analog meter"),
+                                QCoreApplication::translate("TQVDesignerPlugin", "Shows a value with a needle or wedge on a circular scale with "
                                    "coloured range bands.")),
             Widget<TQVMeter>(Components, "TQVMETER", "indicators/QVMLSingleSinks.h",
-                             Tr("Analog meter bound to a source"),
-                             SinkText("An analog meter that follows a measure source.")),
+                             QCoreApplication::translate("TQVDesignerPlugin", "Analog meter bound to a source"),
+                             SinkText(QT_TRANSLATE_NOOP("TQVDesignerPlugin", "An analog meter that follows a measure source."))),
             Widget<TQVPanelMeterInt>(None, "TQVPANELMETER", "indicators/QVPanelMeterInt.h",
-                                     Tr("Digital panel meter"),
-                                     Tr("Shows a value in seven-segment or font digits with an SI "
+                                     QCoreApplication::translate("TQVDesignerPlugin", "Digital panel meter"),
+                                     QCoreApplication::translate("TQVDesignerPlugin", "Shows a value in seven-segment or font digits with an SI "
                                         "prefix and a unit.")),
             Widget<TQVPanelMeter>(Components, "TQVPANELMETER", "indicators/QVMLSingleSinks.h",
-                                  Tr("Digital panel meter bound to a source"),
-                                  SinkText("A digital panel meter that follows a measure source.")),
-            Widget<TQVDial>(Components, "TQVDIAL", "controls/qvDial.h", Tr("Rotary dial"),
-                            Tr("An input control: a knob on a circular scale between ScaleAngle1 "
+                                  QCoreApplication::translate("TQVDesignerPlugin", "Digital panel meter bound to a source"),
+                                  SinkText(QT_TRANSLATE_NOOP("TQVDesignerPlugin", "A digital panel meter that follows a measure source."))),
+            Widget<TQVDial>(Components, "TQVDIAL", "controls/qvDial.h", QCoreApplication::translate("TQVDesignerPlugin", "Rotary dial"),
+                            QCoreApplication::translate("TQVDesignerPlugin", "An input control: a knob on a circular scale between ScaleAngle1 "
                                "and ScaleAngle2 that sets a value.")),
-            Widget<TQVSlider>(Components, "TQVSLIDER", "controls/qvSlider.h", Tr("Slider"),
-                              Tr("An input control: the user drags the button along a scale to set "
+            Widget<TQVSlider>(Components, "TQVSLIDER", "controls/qvSlider.h", QCoreApplication::translate("TQVDesignerPlugin", "Slider"),
+                              QCoreApplication::translate("TQVDesignerPlugin", "An input control: the user drags the button along a scale to set "
                                  "a value, in steps of ValueStepWidth.")),
         };
         // The plot has no bitmap and is not offered in Designer.

@@ -2,10 +2,39 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE">
 <context>
+    <name>QObject</name>
+    <message>
+        <source>Place %1</source>
+        <translation>%1 platzieren</translation>
+    </message>
+    <message>
+        <source>Delete %1</source>
+        <translation>%1 löschen</translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <translation>%1 von %2</translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
         <translation>Balkenanzeige</translation>
+    </message>
+</context>
+<context>
+    <name>TQVBlockSource</name>
+    <message>
+        <source>Not enough memory for %1 channels of %2 samples</source>
+        <translation>Nicht genug Speicher für %1 Kanäle mit je %2 Abtastwerten</translation>
+    </message>
+</context>
+<context>
+    <name>TQVCustomControl</name>
+    <message>
+        <source>Unknown error</source>
+        <translation>Unbekannter Fehler</translation>
     </message>
 </context>
 <context>
@@ -47,83 +76,87 @@
     <name>TQVDesignerPlugin</name>
     <message>
         <source>Bar graph</source>
-        <translation type="vanished">Balkenanzeige</translation>
+        <translation>Balkenanzeige</translation>
     </message>
     <message>
         <source>Shows a value as a bar along a scale, coloured by a table of up to 16 colour ranges.</source>
-        <translation type="vanished">Zeigt einen Wert als Balken entlang einer Skala, eingefärbt nach einer Tabelle mit bis zu 16 Farbbereichen.</translation>
+        <translation>Zeigt einen Wert als Balken entlang einer Skala, eingefärbt nach einer Tabelle mit bis zu 16 Farbbereichen.</translation>
     </message>
     <message>
         <source>Bar graph bound to a source</source>
-        <translation type="vanished">Balkenanzeige an einer Messquelle</translation>
+        <translation>Balkenanzeige an einer Messquelle</translation>
     </message>
     <message>
         <source>LED</source>
-        <translation type="vanished">LED</translation>
+        <translation>LED</translation>
     </message>
     <message>
         <source>A lamp (round, rectangular or an arrow), on or off, optionally flashing; it can compare a value with a limit or a range.</source>
-        <translation type="vanished">Eine Leuchte (rund, rechteckig oder als Pfeil), ein oder aus, wahlweise blinkend; sie kann einen Wert mit einem Grenzwert oder einem Bereich vergleichen.</translation>
+        <translation>Eine Leuchte (rund, rechteckig oder als Pfeil), ein oder aus, wahlweise blinkend; sie kann einen Wert mit einem Grenzwert oder einem Bereich vergleichen.</translation>
     </message>
     <message>
         <source>LED bound to a source</source>
-        <translation type="vanished">LED an einer Messquelle</translation>
+        <translation>LED an einer Messquelle</translation>
     </message>
     <message>
         <source>Analog meter</source>
-        <translation type="vanished">Zeigerinstrument</translation>
+        <translation>Zeigerinstrument</translation>
     </message>
     <message>
         <source>Shows a value with a needle or wedge on a circular scale with coloured range bands.</source>
-        <translation type="vanished">Zeigt einen Wert mit Zeiger oder Keil auf einer Kreisskala mit farbigen Bereichsbändern.</translation>
+        <translation>Zeigt einen Wert mit Zeiger oder Keil auf einer Kreisskala mit farbigen Bereichsbändern.</translation>
     </message>
     <message>
         <source>Analog meter bound to a source</source>
-        <translation type="vanished">Zeigerinstrument an einer Messquelle</translation>
+        <translation>Zeigerinstrument an einer Messquelle</translation>
     </message>
     <message>
         <source>Digital panel meter</source>
-        <translation type="vanished">Digitalanzeige</translation>
+        <translation>Digitalanzeige</translation>
     </message>
     <message>
         <source>Shows a value in seven-segment or font digits with an SI prefix and a unit.</source>
-        <translation type="vanished">Zeigt einen Wert in Siebensegment- oder Schriftziffern mit SI-Vorsatz und Einheit.</translation>
+        <translation>Zeigt einen Wert in Siebensegment- oder Schriftziffern mit SI-Vorsatz und Einheit.</translation>
     </message>
     <message>
         <source>Digital panel meter bound to a source</source>
-        <translation type="vanished">Digitalanzeige an einer Messquelle</translation>
+        <translation>Digitalanzeige an einer Messquelle</translation>
     </message>
     <message>
         <source>Rotary dial</source>
-        <translation type="vanished">Drehknopf</translation>
+        <translation>Drehknopf</translation>
     </message>
     <message>
         <source>An input control: a knob on a circular scale between ScaleAngle1 and ScaleAngle2 that sets a value.</source>
-        <translation type="vanished">Ein Eingabeelement: ein Drehknopf auf einer Kreisskala zwischen ScaleAngle1 und ScaleAngle2, der einen Wert einstellt.</translation>
+        <translation>Ein Eingabeelement: ein Drehknopf auf einer Kreisskala zwischen ScaleAngle1 und ScaleAngle2, der einen Wert einstellt.</translation>
     </message>
     <message>
         <source>Slider</source>
-        <translation type="vanished">Schieberegler</translation>
+        <translation>Schieberegler</translation>
     </message>
     <message>
         <source>An input control: the user drags the button along a scale to set a value, in steps of ValueStepWidth.</source>
-        <translation type="vanished">Ein Eingabeelement: Der Benutzer zieht den Schieber entlang einer Skala und stellt so einen Wert in Schritten von ValueStepWidth ein.</translation>
+        <translation>Ein Eingabeelement: Der Benutzer zieht den Schieber entlang einer Skala und stellt so einen Wert in Schritten von ValueStepWidth ein.</translation>
     </message>
     <message>
         <source>A bar graph that follows a measure source.</source>
-        <translation type="vanished">Eine Balkenanzeige, die einer Messquelle folgt.</translation>
+        <translation>Eine Balkenanzeige, die einer Messquelle folgt.</translation>
     </message>
     <message>
         <source>An LED that compares the values of a measure source with its limit or range.</source>
-        <translation type="vanished">Eine LED, die die Werte einer Messquelle mit ihrem Grenzwert oder Bereich vergleicht.</translation>
+        <translation>Eine LED, die die Werte einer Messquelle mit ihrem Grenzwert oder Bereich vergleicht.</translation>
     </message>
     <message>
         <source>An analog meter that follows a measure source.</source>
-        <translation type="vanished">Ein Zeigerinstrument, das einer Messquelle folgt.</translation>
+        <translation>Ein Zeigerinstrument, das einer Messquelle folgt.</translation>
     </message>
     <message>
         <source>A digital panel meter that follows a measure source.</source>
-        <translation type="vanished">Eine Digitalanzeige, die einer Messquelle folgt.</translation>
+        <translation>Eine Digitalanzeige, die einer Messquelle folgt.</translation>
+    </message>
+    <message>
+        <source>Bound to a measure source through its MeasureSource property, it shows the first value of channel 0 of every block.</source>
+        <translation>An eine Messquelle über ihre Eigenschaft MeasureSource gebunden, zeigt es den ersten Wert von Kanal 0 jedes Blocks.</translation>
     </message>
 </context>
 <context>
@@ -137,87 +170,87 @@
     <name>TQVFilePlayer</name>
     <message>
         <source>Cannot read &quot;%1&quot;: %2</source>
-        <translation type="vanished">&quot;%1&quot; kann nicht gelesen werden: %2</translation>
+        <translation>&quot;%1&quot; kann nicht gelesen werden: %2</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: the fmt chunk is too short (%2 bytes)</source>
-        <translation type="vanished">&quot;%1&quot;: Der fmt-Chunk ist zu kurz (%2 Byte)</translation>
+        <translation>&quot;%1&quot;: Der fmt-Chunk ist zu kurz (%2 Byte)</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: unsupported sample format (format tag 0x%2, %3 bits per sample)</source>
-        <translation type="vanished">&quot;%1&quot;: Nicht unterstütztes Sampleformat (Format-Tag 0x%2, %3 Bit pro Abtastwert)</translation>
+        <translation>&quot;%1&quot;: Nicht unterstütztes Sampleformat (Format-Tag 0x%2, %3 Bit pro Abtastwert)</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: %2 channels; 1 to %3 are supported</source>
-        <translation type="vanished">&quot;%1&quot;: %2 Kanäle; unterstützt werden 1 bis %3</translation>
+        <translation>&quot;%1&quot;: %2 Kanäle; unterstützt werden 1 bis %3</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: invalid sample rate %2</source>
-        <translation type="vanished">&quot;%1&quot;: Ungültige Abtastrate %2</translation>
+        <translation>&quot;%1&quot;: Ungültige Abtastrate %2</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: block alignment %2 does not match %3 channels of %4 bits</source>
-        <translation type="vanished">&quot;%1&quot;: Die Blockausrichtung %2 passt nicht zu %3 Kanälen mit %4 Bit</translation>
+        <translation>&quot;%1&quot;: Die Blockausrichtung %2 passt nicht zu %3 Kanälen mit %4 Bit</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is not a RIFF WAVE file</source>
-        <translation type="vanished">&quot;%1&quot; ist keine RIFF-WAVE-Datei</translation>
+        <translation>&quot;%1&quot; ist keine RIFF-WAVE-Datei</translation>
     </message>
     <message>
         <source>&quot;%1&quot; has no data chunk</source>
-        <translation type="vanished">&quot;%1&quot; hat keinen data-Chunk</translation>
+        <translation>&quot;%1&quot; hat keinen data-Chunk</translation>
     </message>
     <message>
         <source>&quot;%1&quot; has no fmt chunk</source>
-        <translation type="vanished">&quot;%1&quot; hat keinen fmt-Chunk</translation>
+        <translation>&quot;%1&quot; hat keinen fmt-Chunk</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is truncated: an incomplete chunk header at offset %2</source>
-        <translation type="vanished">&quot;%1&quot; ist abgeschnitten: unvollständiger Chunk-Header bei Offset %2</translation>
+        <translation>&quot;%1&quot; ist abgeschnitten: unvollständiger Chunk-Header bei Offset %2</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is truncated: the data chunk declares %2 bytes but holds %3</source>
-        <translation type="vanished">&quot;%1&quot; ist abgeschnitten: Der data-Chunk gibt %2 Byte an, enthält aber %3</translation>
+        <translation>&quot;%1&quot; ist abgeschnitten: Der data-Chunk gibt %2 Byte an, enthält aber %3</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is truncated: the &apos;%2&apos; chunk at offset %3 ends after the end of the file</source>
-        <translation type="vanished">&quot;%1&quot; ist abgeschnitten: Der Chunk &apos;%2&apos; bei Offset %3 endet hinter dem Dateiende</translation>
+        <translation>&quot;%1&quot; ist abgeschnitten: Der Chunk &apos;%2&apos; bei Offset %3 endet hinter dem Dateiende</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: the data chunk of %2 bytes does not hold whole frames of %3 bytes</source>
-        <translation type="vanished">&quot;%1&quot;: Der data-Chunk mit %2 Byte enthält keine ganzen Frames zu %3 Byte</translation>
+        <translation>&quot;%1&quot;: Der data-Chunk mit %2 Byte enthält keine ganzen Frames zu %3 Byte</translation>
     </message>
     <message>
         <source>&quot;%1&quot; holds no samples</source>
-        <translation type="vanished">&quot;%1&quot; enthält keine Abtastwerte</translation>
+        <translation>&quot;%1&quot; enthält keine Abtastwerte</translation>
     </message>
     <message>
         <source>&quot;%1&quot; line %2: %3 columns where %4 are expected</source>
-        <translation type="vanished">&quot;%1&quot; Zeile %2: %3 Spalten, erwartet werden %4</translation>
+        <translation>&quot;%1&quot; Zeile %2: %3 Spalten, erwartet werden %4</translation>
     </message>
     <message>
         <source>&quot;%1&quot; line %2: &apos;%3&apos; is not a valid number</source>
-        <translation type="vanished">&quot;%1&quot; Zeile %2: &apos;%3&apos; ist keine gültige Zahl</translation>
+        <translation>&quot;%1&quot; Zeile %2: &apos;%3&apos; ist keine gültige Zahl</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: a time column needs at least two rows</source>
-        <translation type="vanished">&quot;%1&quot;: Eine Zeitspalte braucht mindestens zwei Zeilen</translation>
+        <translation>&quot;%1&quot;: Eine Zeitspalte braucht mindestens zwei Zeilen</translation>
     </message>
     <message>
         <source>&quot;%1&quot; line %2: the time column is not equidistant</source>
-        <translation type="vanished">&quot;%1&quot; Zeile %2: Die Zeitspalte ist nicht äquidistant</translation>
+        <translation>&quot;%1&quot; Zeile %2: Die Zeitspalte ist nicht äquidistant</translation>
     </message>
     <message>
         <source>&quot;%1&quot;: the time step is too small to give a sample rate</source>
-        <translation type="vanished">&quot;%1&quot;: Der Zeitschritt ist zu klein, um eine Abtastrate zu ergeben</translation>
+        <translation>&quot;%1&quot;: Der Zeitschritt ist zu klein, um eine Abtastrate zu ergeben</translation>
     </message>
     <message>
         <source>Cannot open &quot;%1&quot;: %2</source>
-        <translation type="vanished">&quot;%1&quot; kann nicht geöffnet werden: %2</translation>
+        <translation>&quot;%1&quot; kann nicht geöffnet werden: %2</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is too large to load</source>
-        <translation type="vanished">&quot;%1&quot; ist zu groß zum Laden</translation>
+        <translation>&quot;%1&quot; ist zu groß zum Laden</translation>
     </message>
 </context>
 <context>
@@ -385,6 +418,30 @@
         <source>Generator output</source>
         <translation>Generatorausgang</translation>
     </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation>&amp;Rückgängig</translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation>&amp;Wiederholen</translation>
+    </message>
+    <message>
+        <source>Open &amp;Recent</source>
+        <translation>&amp;Zuletzt geöffnet</translation>
+    </message>
+    <message>
+        <source>%1 no longer exists; it was removed from the recent files.</source>
+        <translation>%1 existiert nicht mehr und wurde aus der Liste der zuletzt geöffneten Dateien entfernt.</translation>
+    </message>
+    <message>
+        <source>&amp;%1 %2</source>
+        <translation>&amp;%1 %2</translation>
+    </message>
+    <message>
+        <source>&amp;Clear list</source>
+        <translation>Liste &amp;leeren</translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -487,6 +544,10 @@
     <message>
         <source>A block could not be delivered: %1</source>
         <translation>Ein Block konnte nicht übergeben werden: %1</translation>
+    </message>
+    <message>
+        <source>The component could not be restored: %1</source>
+        <translation>Die Komponente konnte nicht wiederhergestellt werden: %1</translation>
     </message>
 </context>
 <context>

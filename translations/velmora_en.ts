@@ -2,9 +2,38 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
+    <name>QObject</name>
+    <message>
+        <source>Place %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Delete %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVBlockSource</name>
+    <message>
+        <source>Not enough memory for %1 channels of %2 samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVCustomControl</name>
+    <message>
+        <source>Unknown error</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -44,9 +73,183 @@
     </message>
 </context>
 <context>
+    <name>TQVDesignerPlugin</name>
+    <message>
+        <source>Bound to a measure source through its MeasureSource property, it shows the first value of channel 0 of every block.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Bar graph</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Shows a value as a bar along a scale, coloured by a table of up to 16 colour ranges.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Bar graph bound to a source</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A bar graph that follows a measure source.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>LED</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A lamp (round, rectangular or an arrow), on or off, optionally flashing; it can compare a value with a limit or a range.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>LED bound to a source</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>An LED that compares the values of a measure source with its limit or range.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Analog meter</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Shows a value with a needle or wedge on a circular scale with coloured range bands.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Analog meter bound to a source</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>An analog meter that follows a measure source.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Digital panel meter</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Shows a value in seven-segment or font digits with an SI prefix and a unit.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Digital panel meter bound to a source</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A digital panel meter that follows a measure source.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rotary dial</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>An input control: a knob on a circular scale between ScaleAngle1 and ScaleAngle2 that sets a value.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Slider</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>An input control: the user drags the button along a scale to set a value, in steps of ValueStepWidth.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVDial</name>
     <message>
         <source>Dial</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVFilePlayer</name>
+    <message>
+        <source>Cannot read &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: the fmt chunk is too short (%2 bytes)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: unsupported sample format (format tag 0x%2, %3 bits per sample)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: %2 channels; 1 to %3 are supported</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: invalid sample rate %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: block alignment %2 does not match %3 channels of %4 bits</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not a RIFF WAVE file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; has no data chunk</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; has no fmt chunk</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is truncated: an incomplete chunk header at offset %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is truncated: the data chunk declares %2 bytes but holds %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is truncated: the &apos;%2&apos; chunk at offset %3 ends after the end of the file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: the data chunk of %2 bytes does not hold whole frames of %3 bytes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; holds no samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; line %2: %3 columns where %4 are expected</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; line %2: &apos;%3&apos; is not a valid number</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: a time column needs at least two rows</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; line %2: the time column is not equidistant</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot;: the time step is too small to give a sample rate</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot open &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is too large to load</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -215,6 +418,30 @@
         <source>Generator output</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open &amp;Recent</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 no longer exists; it was removed from the recent files.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;%1 %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Clear list</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -316,6 +543,10 @@
     </message>
     <message>
         <source>A block could not be delivered: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The component could not be restored: %1</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
