@@ -42,8 +42,9 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
                 ASSERT_TRUE(QTest::qWaitForWindowExposed(w.get()));
                 ASSERT_EQ(w->devicePixelRatioF(), screen->devicePixelRatio());
                 for (int i = 0; i < 4; ++i) {
-                    if (i == 2)
+                    if (i == 2) {
                         ASSERT_TRUE(w->setProperty(c.colour, 0x3060C0u));
+                    }
                     if (i == 3)
                         w->resize(w->size() + QSize(13, 7));
                     QApplication::processEvents();
