@@ -4,6 +4,7 @@
 #include <optional>
 
 #include <QtCore/QList>
+#include <QtCore/QObject>
 #include <QtCore/QString>
 
 #include "controls/qvColor.h"
@@ -13,12 +14,18 @@
 class QComboBox;
 class QLocale;
 
-/// SI prefixes; the identifiers keep their historical spellings, the displayed names are
-/// the English ones.
+namespace QVSI {
+Q_NAMESPACE_EXPORT(QV_WIDGETS_EXPORT)
+/// SI prefixes; the identifiers keep their German spellings, the displayed names are the
+/// English ones. Properties of this type are stored in forms as their number.
 enum TSiPrefixesId : quint8 {
     sipNone, sipYocto, sipZepto, sipAtto, sipFemto, sipPiko, sipNano, sipMikro, sipMilli, sipZenti, sipDezi,
     sipDeka, sipHekto, sipKilo, sipMega, sipGiga, sipTera, sipPeta, sipExa, sipZetta, sipYotta,
 };
+Q_ENUM_NS(TSiPrefixesId)
+} // namespace QVSI
+using QVSI::TSiPrefixesId;
+using enum QVSI::TSiPrefixesId;
 
 /// One row of the prefix table.
 struct TSiPrefixesStruct

@@ -37,7 +37,7 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVLinearScaleControl
     Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged USER true)
     Q_PROPERTY(double ValueStepWidth READ ValueStepWidth WRITE SetValueStepWidth NOTIFY SettingsChanged)
     Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap NOTIFY SettingsChanged)
-    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfixInt WRITE SetLabelScientificUnitPosfixInt NOTIFY SettingsChanged)
+    Q_PROPERTY(QVSI::TSiPrefixesId LabelScientificUnitPosfix READ LabelScientificUnitPosfix WRITE SetLabelScientificUnitPosfix NOTIFY SettingsChanged)
     Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix NOTIFY AppearanceChanged)
     Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1 NOTIFY AppearanceChanged)
     Q_PROPERTY(QColor QtBevelColor1 READ QtBevelColor1 WRITE SetQtBevelColor1 NOTIFY AppearanceChanged STORED false)
@@ -66,6 +66,7 @@ class QV_WIDGETS_EXPORT TQVSlider : public TQVLinearScaleControl
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
+    Q_CLASSINFO("FormNumbers", "LabelScientificUnitPosfix")
 
 public:
     enum TQVKind : quint8 { sbHorizontal, sbVertical };
@@ -111,9 +112,6 @@ public:
     double ValueStepWidth() const;
     /// 0 or less switches snapping off; a change re-snaps `Value`.
     void SetValueStepWidth(double step);
-
-    int LabelScientificUnitPosfixInt() const { return int(LabelScientificUnitPosfix()); }
-    void SetLabelScientificUnitPosfixInt(int id) { SetLabelScientificUnitPosfix(id); }
 
     TQVColor ButtonColor() const;
     void SetButtonColor(TQVColor color);

@@ -33,7 +33,7 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVLinearScaleControl
     Q_PROPERTY(double ValueMin READ ValueMin WRITE SetValueMin NOTIFY SettingsChanged)
     Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged)
     Q_PROPERTY(double LabelingGap READ LabelingGap WRITE SetLabelingGap NOTIFY SettingsChanged)
-    Q_PROPERTY(int LabelScientificUnitPosfix READ LabelScientificUnitPosfix WRITE SetLabelScientificUnitPosfix NOTIFY SettingsChanged)
+    Q_PROPERTY(QVSI::TSiPrefixesId LabelScientificUnitPosfix READ LabelScientificUnitPosfix WRITE SetLabelScientificUnitPosfix NOTIFY SettingsChanged)
     Q_PROPERTY(QString LabelTextPosfix READ LabelTextPosfix WRITE SetLabelTextPosfix NOTIFY AppearanceChanged)
     Q_PROPERTY(quint32 BevelColor1 READ BevelColor1 WRITE SetBevelColor1 NOTIFY AppearanceChanged)
     Q_PROPERTY(QColor QtBevelColor1 READ QtBevelColor1 WRITE SetQtBevelColor1 NOTIFY AppearanceChanged STORED false)
@@ -52,6 +52,7 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVLinearScaleControl
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
+    Q_CLASSINFO("FormNumbers", "LabelScientificUnitPosfix")
 
 public:
     enum TQVBarKind : quint8 { sbHorizontal, sbVertical };

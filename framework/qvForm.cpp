@@ -70,20 +70,34 @@ int FirstOwnProperty(const QMetaObject *meta)
     return 0;
 }
 
-// Whether a class keeps property `name` in its custom stream data instead: such properties
-// are listed, comma-separated, in its class info "FormCustomData" (published for Qt
-// Designer, which cannot hold custom data, but stored in forms only once).
-bool KeptInCustomData(const QMetaObject *meta, const char *name)
+// Whether property `name` is listed, comma-separated, in class info `key` of the class or
+// of one of its bases.
+bool ListedInClassInfo(const QMetaObject *meta, const char *key, const char *name)
 {
     for (int i = 0; i < meta->classInfoCount(); ++i) {
         const QMetaClassInfo info = meta->classInfo(i);
-        if (qstrcmp(info.name(), "FormCustomData") != 0)
+        if (qstrcmp(info.name(), key) != 0)
             continue;
         for (const QByteArray &listed : QByteArray(info.value()).split(','))
             if (listed.trimmed() == name)
                 return true;
     }
     return false;
+}
+
+// Whether a class keeps property `name` in its custom stream data instead: such properties
+// are listed in its class info "FormCustomData" (published for Qt Designer, which cannot
+// hold custom data, but stored in forms only once).
+bool KeptInCustomData(const QMetaObject *meta, const char *name)
+{
+    return ListedInClassInfo(meta, "FormCustomData", name);
+}
+
+// Enumerations listed in class info "FormNumbers" are written as their number (forms held
+// them as integers before they were typed); the reader takes a number or a key anyway.
+bool StoredAsNumber(const QMetaObject *meta, const char *name)
+{
+    return ListedInClassInfo(meta, "FormNumbers", name);
 }
 
 // A property stored in forms: the class's own (not Qt's), stored, writable, of a type forms
@@ -168,7 +182,9 @@ void FormWriting::WriteValue(QObject *object, const QMetaProperty &property, Kin
     switch (kind) {
     case Kind::Enum: {
         const qint64 n = value.toLongLong();
-        const char *key = property.enumerator().valueToKey(int(n));
+        const char *key = StoredAsNumber(object->metaObject(), property.name())
+                              ? nullptr
+                              : property.enumerator().valueToKey(int(n));
         if (key)
             m_writer.WriteIdent(QString::fromLatin1(key));
         else

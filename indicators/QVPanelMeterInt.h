@@ -19,11 +19,12 @@
 class QV_WIDGETS_EXPORT TQVPanelMeterInt : public TQVCustomPanel
 {
     Q_OBJECT
+    Q_CLASSINFO("FormNumbers", "SIPrefix")
     Q_PROPERTY(double Value READ Value WRITE SetValue NOTIFY ValueChanged)
     Q_PROPERTY(int Decimals READ Decimals WRITE SetDecimals NOTIFY SettingsChanged)
     Q_PROPERTY(int Digits READ Digits WRITE SetDigits NOTIFY SettingsChanged)
     Q_PROPERTY(QString UnitText READ UnitText WRITE SetUnitText NOTIFY AppearanceChanged)
-    Q_PROPERTY(int SIPrefix READ SIPrefix WRITE SetSIPrefix NOTIFY SettingsChanged)
+    Q_PROPERTY(QVSI::TSiPrefixesId SIPrefix READ SIPrefix WRITE SetSIPrefix NOTIFY SettingsChanged)
     Q_PROPERTY(TQVDigitStyle DigitStyle READ DigitStyle WRITE SetDigitStyle NOTIFY AppearanceChanged)
     Q_PROPERTY(quint32 DigitColor READ DigitColor WRITE SetDigitColor NOTIFY AppearanceChanged)
     Q_PROPERTY(QColor QtDigitColor READ QtDigitColor WRITE SetQtDigitColor NOTIFY AppearanceChanged STORED false)

@@ -129,7 +129,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_frequency->SetValue(m_generator.Frequency());
     m_frequency->SetLabelingStyle(TQVSlider::lbsBoth);
     m_frequency->SetLabelingGap(1000.0);
-    m_frequency->SetLabelScientificUnitPosfixInt(sipKilo);
+    m_frequency->SetLabelScientificUnitPosfix(sipKilo);
     m_frequency->SetLabelingDecimals(0);
     m_frequency->SetLabelTextPosfix(QStringLiteral("Hz"));
     m_frequency->setMinimumSize(440, 80);

@@ -174,7 +174,7 @@ private:
         s.SetValueMax(10000.0);
         s.SetLabelingStyle(TQVSlider::lbsBoth);
         s.SetLabelingGap(1000.0);
-        s.SetLabelScientificUnitPosfixInt(sipKilo);
+        s.SetLabelScientificUnitPosfix(sipKilo);
         s.SetLabelingDecimals(0);
         s.SetLabelTextPosfix(QStringLiteral("Hz"));
         s.SetLabelingFontColor(QVColors::clBtnText);

@@ -191,7 +191,7 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
             slider.SetKind(vertical ? TQVSlider::sbVertical : TQVSlider::sbHorizontal);
             slider.SetValueMax(c.hi);
             slider.SetValueMin(c.lo);
-            slider.SetLabelScientificUnitPosfixInt(c.prefix);
+            slider.SetLabelScientificUnitPosfix(c.prefix);
             slider.SetLabelingStyle(TQVSlider::lbsBoth);
             slider.SetLabelingOrientation(TQVSlider::lboRight);
             slider.resize(c.w, c.h);

@@ -260,6 +260,7 @@ TEST_F(WidgetFormTest, BarGraphAndSliderRoundTripWithTheirCustomData)
     bar->SetRangeNumber(3);
     const QList<Range> barRanges{{QVColors::clRed, 50.0}, {QVColors::clYellow, 0.1}, {QVColors::clBtnFace, 200.0}};
     bar->SetRanges(barRanges);
+    bar->SetLabelScientificUnitPosfix(sipKilo);
     auto *slider = new TQVSlider(&form);
     slider->setObjectName(QStringLiteral("Slider1"));
     slider->setGeometry(100, 5, 49, 220);
@@ -278,6 +279,10 @@ TEST_F(WidgetFormTest, BarGraphAndSliderRoundTripWithTheirCustomData)
     EXPECT_TRUE(text.contains(QStringLiteral("\n    Ranges = ( 1193046 ")));
     EXPECT_TRUE(text.contains(QStringLiteral("\n    Doubles = ( ")));
     EXPECT_FALSE(text.contains(QStringLiteral("RangeTable"))) << "a property that is not stored was written";
+    // The SI prefix is typed at the Qt face but stays a number in forms.
+    EXPECT_TRUE(bar->metaObject()->property(bar->metaObject()->indexOfProperty("LabelScientificUnitPosfix")).isEnumType());
+    EXPECT_TRUE(text.contains(QStringLiteral("\n    LabelScientificUnitPosfix = %1\n").arg(int(sipKilo))))
+        << qPrintable(text);
 
     auto *form2 = qobject_cast<TQVCustomPanel *>(ReadOne(text));
     ASSERT_NE(form2, nullptr);
