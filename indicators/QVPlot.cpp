@@ -5,11 +5,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
+#include <utility>
 #include <limits>
 
 #include <QtCore/QEvent>
 #include <QtCore/QLocale>
 #include <QtGui/QFontMetrics>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtGui/QWheelEvent>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QPalette>
 #include <QtGui/QPainter>
@@ -102,6 +107,32 @@ public:
     TQVPlotAxisInfo axesX, axesY;
     QFont axesFont;
     QRect axesBounds;
+
+    // Measuring.
+    bool xAutoScale = true;
+    double xMin = 0.0, xMax = 1.0;
+    bool interactive = false;
+    bool cursors = false;
+    double cursor1 = 0.0, cursor2 = 0.0;
+    bool peakMarker = false;
+    TQVPlotAveraging averaging = avNone;
+    int averageCount = 8;
+    bool maxHold = false, minHold = false;
+    struct Processing
+    {
+        std::vector<double> mean;
+        int blocks = 0;
+        std::vector<float> maxHold, minHold;
+    };
+    std::array<Processing, MaxTraces> processing;
+    struct View
+    {
+        double x0, x1, y0, y1;
+    };
+    std::vector<View> zoom;
+    enum class Drag : quint8 { None, Band, Pan, Cursor1, Cursor2 } drag = Drag::None;
+    QPoint pressAt, dragAt;
+    View pressView{};
 };
 
 TQVPlot::TQVPlot(QWidget *parent)
@@ -376,6 +407,8 @@ void TQVPlot::ReadSettings()
     // Channels the source no longer delivers disappear.
     for (int k = std::max(0, int(settings.ChannelCount)); k < MaxTraces; ++k)
         m_data->traces[std::size_t(k)].clear();
+    // Averages and holds of another axis mean nothing.
+    m_data->processing = {};
 }
 
 void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
@@ -396,8 +429,10 @@ void TQVPlot::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
                 trace.erase(trace.begin(), trace.end() - m_data->historyLength);
         } else if (QVHasData(slot)) {
             trace.assign(slot.Data, slot.Data + slot.Count);
+            Process(k);
         } else {
             trace.clear();
+            m_data->processing[std::size_t(k)] = {};
         }
     }
     Refresh(true);
@@ -714,6 +749,11 @@ bool TQVPlot::ChannelShown(int channel) const
 
 void TQVPlot::UpdateXRange()
 {
+    if (!m_data->zoom.empty() || (!m_data->xAutoScale && (!m_data->xLog || m_data->xMin > 0.0))) {
+        m_data->xLo = m_data->zoom.empty() ? m_data->xMin : m_data->zoom.back().x0;
+        m_data->xHi = m_data->zoom.empty() ? m_data->xMax : m_data->zoom.back().x1;
+        return;
+    }
     double lo = 0.0, hi = 1.0;
     if (m_data->settingsValid) {
         const long double a = m_data->singleValue ? m_data->xStart - (m_data->historyLength - 1) * m_data->xSpan : m_data->xStart;
@@ -750,6 +790,11 @@ void TQVPlot::UpdateXRange()
 
 void TQVPlot::UpdateYRange()
 {
+    if (!m_data->zoom.empty()) {
+        m_data->yLo = m_data->zoom.back().y0;
+        m_data->yHi = m_data->zoom.back().y1;
+        return;
+    }
     if (!m_data->autoScale) {
         m_data->yLo = m_data->yMin;
         m_data->yHi = m_data->yMax;
@@ -760,13 +805,16 @@ void TQVPlot::UpdateYRange()
     for (int k = 0; k < MaxTraces; ++k) {
         if (!ChannelShown(k))
             continue;
-        for (float y : m_data->traces[std::size_t(k)]) {
-            const double v = DisplayValue(double(y));
-            // Levels on the dB floor are zeros or below it: they do not pull the range down.
-            if (!Finite(v) || (m_data->scaleY == scDecibel && v <= m_data->decibelFloor))
-                continue;
-            lo = std::min(lo, v);
-            hi = std::max(hi, v);
+        const auto &held = m_data->processing[std::size_t(k)];
+        for (const std::vector<float> *series : {&std::as_const(m_data->traces[std::size_t(k)]), &held.maxHold, &held.minHold}) {
+            for (float y : *series) {
+                const double v = DisplayValue(double(y));
+                // Levels on the dB floor are zeros or below it: they do not pull the range down.
+                if (!Finite(v) || (m_data->scaleY == scDecibel && v <= m_data->decibelFloor))
+                    continue;
+                lo = std::min(lo, v);
+                hi = std::max(hi, v);
+            }
         }
     }
     if (!(hi >= lo)) { // nothing to scale to
@@ -1192,9 +1240,20 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
     }
     painter.setRenderHint(QPainter::Antialiasing, true);
     for (int k = 0; k < MaxTraces; ++k) {
-        if (ChannelShown(k) && !m_data->traces[std::size_t(k)].empty())
+        if (!ChannelShown(k))
+            continue;
+        // The hold traces under the live one, in its colour but fainter.
+        const auto &held = m_data->processing[std::size_t(k)];
+        QColor faint = TraceInk(k);
+        faint.setAlphaF(0.45f);
+        for (const std::vector<float> *series : {&held.maxHold, &held.minHold}) {
+            if (!series->empty())
+                PaintSeries(painter, k, *series, faint);
+        }
+        if (!m_data->traces[std::size_t(k)].empty())
             PaintTrace(painter, k);
     }
+    PaintMeasuring(painter);
     painter.restore();
 }
 
@@ -1225,8 +1284,12 @@ void TQVPlot::PaintAdaptiveGrid(QPainter &painter)
 
 void TQVPlot::PaintTrace(QPainter &painter, int channel)
 {
+    PaintSeries(painter, channel, m_data->traces[std::size_t(channel)], TraceInk(channel));
+}
+
+void TQVPlot::PaintSeries(QPainter &painter, int channel, const std::vector<float> &trace, const QColor &colour)
+{
     const QRect p = m_data->layout.Plot;
-    const std::vector<float> &trace = m_data->traces[std::size_t(channel)];
     const int n = int(trace.size());
     const double dpr = std::max(devicePixelRatioF(), 1.0);
     const int columns = std::max(1, int(std::ceil(p.width() * dpr)));
@@ -1234,7 +1297,7 @@ void TQVPlot::PaintTrace(QPainter &painter, int channel)
     // A cosmetic pen: up to one pixel wide the raster engine draws it on its fast
     // antialiased line path; a geometric pen with round joins costs an angle and an arc per
     // vertex, several times the whole trace.
-    QPen pen(TraceInk(channel), m_data->lineWidth);
+    QPen pen(colour, m_data->lineWidth);
     pen.setCosmetic(true);
     painter.setPen(pen);
 
@@ -1343,4 +1406,717 @@ void TQVPlot::PaintLegend(QPainter &painter)
         x += w + space;
     }
     painter.restore();
+}
+
+// ---------------------------------------------------------------------------------------
+// Measuring: averaging and hold
+
+bool TQVPlot::XAutoScale() const
+{
+    return m_data->xAutoScale;
+}
+
+double TQVPlot::XMin() const
+{
+    return m_data->xMin;
+}
+
+double TQVPlot::XMax() const
+{
+    return m_data->xMax;
+}
+
+bool TQVPlot::Interactive() const
+{
+    return m_data->interactive;
+}
+
+bool TQVPlot::Cursors() const
+{
+    return m_data->cursors;
+}
+
+double TQVPlot::Cursor1() const
+{
+    return m_data->cursor1;
+}
+
+double TQVPlot::Cursor2() const
+{
+    return m_data->cursor2;
+}
+
+bool TQVPlot::PeakMarker() const
+{
+    return m_data->peakMarker;
+}
+
+TQVPlot::TQVPlotAveraging TQVPlot::Averaging() const
+{
+    return m_data->averaging;
+}
+
+int TQVPlot::AverageCount() const
+{
+    return m_data->averageCount;
+}
+
+bool TQVPlot::MaxHold() const
+{
+    return m_data->maxHold;
+}
+
+bool TQVPlot::MinHold() const
+{
+    return m_data->minHold;
+}
+
+int TQVPlot::ZoomDepth() const
+{
+    return int(m_data->zoom.size());
+}
+
+void TQVPlot::SetXAutoScale(bool autoScale)
+{
+    if (autoScale == m_data->xAutoScale)
+        return;
+    m_data->xAutoScale = autoScale;
+    Refresh(false);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetXMin(double value)
+{
+    if (value == m_data->xMin || !Finite(value) || !(value < m_data->xMax) || !Finite(m_data->xMax - value))
+        return;
+    m_data->xMin = value;
+    Refresh(false);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetXMax(double value)
+{
+    if (value == m_data->xMax || !Finite(value) || !(value > m_data->xMin) || !Finite(value - m_data->xMin))
+        return;
+    m_data->xMax = value;
+    Refresh(false);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetInteractive(bool interactive)
+{
+    if (interactive == m_data->interactive)
+        return;
+    m_data->interactive = interactive;
+    m_data->drag = PrivateData::Drag::None;
+    setFocusPolicy(interactive ? Qt::StrongFocus : Qt::NoFocus);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetCursors(bool cursors)
+{
+    if (cursors == m_data->cursors)
+        return;
+    m_data->cursors = cursors;
+    if (cursors && m_data->cursor1 == m_data->cursor2) {
+        const double third = (m_data->xHi - m_data->xLo) / 3.0;
+        m_data->cursor1 = m_data->xLog ? m_data->xLo * std::pow(m_data->xHi / m_data->xLo, 1.0 / 3.0) : m_data->xLo + third;
+        m_data->cursor2 = m_data->xLog ? m_data->xLo * std::pow(m_data->xHi / m_data->xLo, 2.0 / 3.0) : m_data->xHi - third;
+    }
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetCursor1(double x)
+{
+    if (x == m_data->cursor1 || !Finite(x))
+        return;
+    m_data->cursor1 = x;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetCursor2(double x)
+{
+    if (x == m_data->cursor2 || !Finite(x))
+        return;
+    m_data->cursor2 = x;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetPeakMarker(bool marker)
+{
+    if (marker == m_data->peakMarker)
+        return;
+    m_data->peakMarker = marker;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetAveraging(TQVPlotAveraging averaging)
+{
+    if (averaging == m_data->averaging || averaging > avExponential)
+        return;
+    m_data->averaging = averaging;
+    ResetProcessing();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetAverageCount(int count)
+{
+    if (count == m_data->averageCount || count < 2 || count > 100000)
+        return;
+    m_data->averageCount = count;
+    ResetProcessing();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetMaxHold(bool hold)
+{
+    if (hold == m_data->maxHold)
+        return;
+    m_data->maxHold = hold;
+    ResetProcessing();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetMinHold(bool hold)
+{
+    if (hold == m_data->minHold)
+        return;
+    m_data->minHold = hold;
+    ResetProcessing();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::ResetProcessing()
+{
+    m_data->processing = {};
+    Refresh(false);
+}
+
+int TQVPlot::AveragedBlocks(int channel) const
+{
+    return channel >= 0 && channel < MaxTraces ? m_data->processing[std::size_t(channel)].blocks : 0;
+}
+
+const std::vector<float> &TQVPlot::MaxHoldData(int channel) const
+{
+    static const std::vector<float> none;
+    return channel >= 0 && channel < MaxTraces ? m_data->processing[std::size_t(channel)].maxHold : none;
+}
+
+const std::vector<float> &TQVPlot::MinHoldData(int channel) const
+{
+    static const std::vector<float> none;
+    return channel >= 0 && channel < MaxTraces ? m_data->processing[std::size_t(channel)].minHold : none;
+}
+
+// The block just stored in the trace of `channel` goes into the average, which then replaces
+// it, and into the hold traces.
+void TQVPlot::Process(int channel)
+{
+    PrivateData::Processing &state = m_data->processing[std::size_t(channel)];
+    std::vector<float> &trace = m_data->traces[std::size_t(channel)];
+    const std::size_t n = trace.size();
+    if (m_data->averaging != avNone) {
+        if (state.mean.size() != n) {
+            state.mean.assign(n, 0.0);
+            state.blocks = 0;
+        }
+        // A linear average is complete after AverageCount blocks and stays until a reset.
+        if (m_data->averaging == avExponential || state.blocks < m_data->averageCount) {
+            state.blocks = std::min(state.blocks + 1, m_data->averageCount);
+            const double weight = 1.0 / state.blocks;
+            for (std::size_t i = 0; i < n; ++i) {
+                const double v = trace[i];
+                if (Finite(v)) // a NaN or an infinity would spoil the average for good
+                    state.mean[i] += (v - state.mean[i]) * weight;
+            }
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            trace[i] = float(state.mean[i]);
+    }
+    const auto hold = [&](bool on, std::vector<float> &held, auto better) {
+        if (!on)
+            return;
+        if (held.size() != n) {
+            held = trace;
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            if (better(trace[i], held[i]) || std::isnan(held[i]))
+                held[i] = trace[i];
+        }
+    };
+    hold(m_data->maxHold, state.maxHold, std::greater<float>());
+    hold(m_data->minHold, state.minHold, std::less<float>());
+}
+
+// ---------------------------------------------------------------------------------------
+// Measuring: zoom
+
+namespace {
+
+// A range a double can resolve, with a span that does not overflow.
+bool Resolvable(double lo, double hi)
+{
+    return Finite(lo) && Finite(hi) && hi > lo && Finite(hi - lo) && (hi - lo) > 1e-12 * std::max(std::fabs(lo), std::fabs(hi));
+}
+
+// Rounds [lo, hi] out to the 1-2-5 step of a twentieth of its span.
+void SnapOut(double &lo, double &hi)
+{
+    const double step = QVNiceStep((hi - lo) / 20.0);
+    if (!(step > 0.0))
+        return;
+    const double a = std::floor(lo / step + 1e-9) * step + 0.0, b = std::ceil(hi / step - 1e-9) * step + 0.0;
+    if (Resolvable(a, b)) {
+        lo = a;
+        hi = b;
+    }
+}
+
+} // namespace
+
+void TQVPlot::PushView(double x0, double x1, double y0, double y1, bool replaceTop)
+{
+    if (!Resolvable(x0, x1) || !Resolvable(y0, y1) || (m_data->xLog && !(x0 > 0.0 && x1 / x0 > 1.0 + 1e-9)))
+        return;
+    if (replaceTop && !m_data->zoom.empty())
+        m_data->zoom.back() = {x0, x1, y0, y1};
+    else
+        m_data->zoom.push_back({x0, x1, y0, y1});
+    Refresh(false);
+    emit ZoomChanged();
+}
+
+void TQVPlot::ZoomTo(double x0, double x1, double y0, double y1)
+{
+    PushView(x0, x1, y0, y1);
+}
+
+void TQVPlot::ZoomBy(double factor, double fx, double fy, int axes)
+{
+    if (!Finite(factor) || !(factor > 0.0) || axes < 1 || axes > 3)
+        return;
+    factor = std::clamp(factor, 1e-3, 1e3);
+    fx = Finite(fx) ? std::clamp(fx, 0.0, 1.0) : 0.5;
+    fy = Finite(fy) ? std::clamp(fy, 0.0, 1.0) : 0.5;
+    double x0 = m_data->xLo, x1 = m_data->xHi, y0 = m_data->yLo, y1 = m_data->yHi;
+    const auto scale = [factor](double &a, double &b, double f) {
+        const double c = a + f * (b - a);
+        a = c - (c - a) * factor;
+        b = c + (b - c) * factor;
+    };
+    if (axes & 1) {
+        if (m_data->xLog && x0 > 0.0) {
+            double l0 = std::log10(x0), l1 = std::log10(x1);
+            scale(l0, l1, fx);
+            x0 = std::pow(10.0, l0);
+            x1 = std::pow(10.0, l1);
+        } else {
+            scale(x0, x1, fx);
+            SnapOut(x0, x1);
+        }
+    }
+    if (axes & 2) {
+        scale(y0, y1, fy);
+        SnapOut(y0, y1);
+    }
+    // A wheel turn or a key changes the view on top rather than piling views up.
+    PushView(x0, x1, y0, y1, true);
+}
+
+void TQVPlot::Pan(double dx, double dy)
+{
+    if (!Finite(dx) || !Finite(dy))
+        return;
+    dx = std::clamp(dx, -100.0, 100.0);
+    dy = std::clamp(dy, -100.0, 100.0);
+    double x0 = m_data->xLo, x1 = m_data->xHi;
+    if (m_data->xLog && x0 > 0.0) {
+        const double k = std::pow(x1 / x0, dx);
+        x0 *= k;
+        x1 *= k;
+    } else {
+        const double d = dx * (x1 - x0);
+        x0 += d;
+        x1 += d;
+    }
+    const double d = dy * (m_data->yHi - m_data->yLo);
+    PushView(x0, x1, m_data->yLo + d, m_data->yHi + d, true);
+}
+
+void TQVPlot::ZoomBack()
+{
+    if (m_data->zoom.empty())
+        return;
+    m_data->zoom.pop_back();
+    Refresh(false);
+    emit ZoomChanged();
+}
+
+void TQVPlot::ZoomReset()
+{
+    if (m_data->zoom.empty())
+        return;
+    m_data->zoom.clear();
+    Refresh(false);
+    emit ZoomChanged();
+}
+
+double TQVPlot::UnmapX(double px, const QRect &plot) const
+{
+    const double f = plot.width() > 0 ? (px - plot.left()) / plot.width() : 0.0;
+    if (m_data->xLog && m_data->xLo > 0.0)
+        return m_data->xLo * std::pow(m_data->xHi / m_data->xLo, f);
+    return m_data->xLo + f * (m_data->xHi - m_data->xLo);
+}
+
+double TQVPlot::UnmapY(double py, const QRect &plot) const
+{
+    const double f = plot.height() > 0 ? (py - plot.top()) / plot.height() : 0.0;
+    return m_data->yHi - f * (m_data->yHi - m_data->yLo);
+}
+
+// ---------------------------------------------------------------------------------------
+// Measuring: readouts
+
+int TQVPlot::ReadoutChannel() const
+{
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (ChannelShown(k) && !m_data->traces[std::size_t(k)].empty())
+            return k;
+    }
+    return -1;
+}
+
+double TQVPlot::CursorValue(int which) const
+{
+    const int k = ReadoutChannel();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    if (k < 0 || (which != 1 && which != 2))
+        return nan;
+    const std::vector<float> &trace = m_data->traces[std::size_t(k)];
+    const int n = int(trace.size());
+    const double x = which == 1 ? m_data->cursor1 : m_data->cursor2;
+    // The fractional sample index: SampleX inverted.
+    const double x0 = SampleX(k, 0), dx = n > 1 ? SampleX(k, 1) - x0 : 1.0;
+    const double at = (x - x0) / dx;
+    if (!Finite(at) || at < 0.0 || at > n - 1)
+        return nan;
+    const int i = std::min(int(at), n - 1);
+    const double a = DisplayValue(trace[std::size_t(i)]);
+    if (i + 1 >= n)
+        return a;
+    return a + (at - i) * (DisplayValue(trace[std::size_t(i) + 1]) - a);
+}
+
+namespace {
+
+// The peak sample of `trace` within [from, to] and its parabolic refinement on the log
+// magnitudes: the offset in samples and the magnitude at the vertex.
+struct Peak
+{
+    int Index = -1;
+    double Offset = 0.0;
+    double Magnitude = 0.0;
+};
+
+Peak FindPeak(const std::vector<float> &trace, int from, int to, const std::function<double(double)> &display)
+{
+    Peak peak;
+    double best = -std::numeric_limits<double>::infinity();
+    for (int i = std::max(from, 0); i <= std::min(to, int(trace.size()) - 1); ++i) {
+        const double v = display(trace[std::size_t(i)]);
+        if (Finite(v) && v > best) {
+            best = v;
+            peak.Index = i;
+        }
+    }
+    if (peak.Index < 0)
+        return peak;
+    const int k = peak.Index;
+    peak.Magnitude = trace[std::size_t(k)];
+    if (k < 1 || k + 1 >= int(trace.size()))
+        return peak;
+    const double m[3] = {trace[std::size_t(k) - 1], peak.Magnitude, trace[std::size_t(k) + 1]};
+    // Log magnitudes: a Gaussian peak is a parabola there, and the main lobe of the usual
+    // windows nearly so. All three samples must have one sign.
+    if (!(m[0] * m[1] > 0.0 && m[2] * m[1] > 0.0))
+        return peak;
+    const double a = std::log(std::fabs(m[0])), b = std::log(std::fabs(m[1])), c = std::log(std::fabs(m[2]));
+    const double curve = a - 2.0 * b + c;
+    if (!(curve < 0.0))
+        return peak;
+    peak.Offset = std::clamp(0.5 * (a - c) / curve, -0.5, 0.5);
+    peak.Magnitude = std::copysign(std::exp(b - 0.25 * (a - c) * peak.Offset), m[1]);
+    return peak;
+}
+
+} // namespace
+
+std::pair<double, double> TQVPlot::PeakReading() const
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const int k = ReadoutChannel();
+    if (k < 0)
+        return {nan, nan};
+    const std::vector<float> &trace = m_data->traces[std::size_t(k)];
+    // Only the samples inside the shown x range count: a zoom searches its own span.
+    int from = 0, to = int(trace.size()) - 1;
+    while (from <= to && SampleX(k, from) < m_data->xLo)
+        ++from;
+    while (to >= from && SampleX(k, to) > m_data->xHi)
+        --to;
+    const Peak peak = FindPeak(trace, from, to, [this](double y) { return DisplayValue(y); });
+    if (peak.Index < 0)
+        return {nan, nan};
+    const double x = SampleX(k, peak.Index);
+    const double next = peak.Offset >= 0.0 ? SampleX(k, peak.Index + 1) - x : x - SampleX(k, peak.Index - 1);
+    return {x + peak.Offset * next, DisplayValue(peak.Magnitude)};
+}
+
+double TQVPlot::PeakX() const
+{
+    return PeakReading().first;
+}
+
+double TQVPlot::PeakValue() const
+{
+    return PeakReading().second;
+}
+
+// A reading with four to five significant digits, with the SI prefix of its own magnitude.
+QString TQVPlot::Reading(double value, const QString &unit, bool prefix) const
+{
+    if (!Finite(value))
+        return QStringLiteral("\u2014");
+    const double magnitude = std::fabs(value);
+    const double step = prefix ? (magnitude > 0.0 ? QVNiceStep(magnitude * 1e-4) : 1.0) : 0.01;
+    return TickLabel(value, step, magnitude, unit, prefix, locale());
+}
+
+QStringList TQVPlot::ReadoutLines() const
+{
+    QStringList lines;
+    const bool decibel = m_data->scaleY == scDecibel;
+    // Differences of levels are in dB whatever the reference.
+    const QString deltaUnit = decibel ? QStringLiteral("dB") : m_data->yUnit;
+    if (m_data->cursors) {
+        const double y1 = CursorValue(1), y2 = CursorValue(2);
+        lines << QStringLiteral("C1\t%1\t%2").arg(Reading(m_data->cursor1, m_data->xUnit, true), Reading(y1, m_data->yUnit, !decibel));
+        lines << QStringLiteral("C2\t%1\t%2").arg(Reading(m_data->cursor2, m_data->xUnit, true), Reading(y2, m_data->yUnit, !decibel));
+        const double dx = m_data->cursor2 - m_data->cursor1;
+        QString dxText = Reading(dx, m_data->xUnit, true);
+        if (m_data->xUnit == QStringLiteral("s") && dx != 0.0)
+            dxText += QStringLiteral(" (%1)").arg(Reading(1.0 / std::fabs(dx), QStringLiteral("Hz"), true));
+        lines << QStringLiteral("\u0394\t%1\t%2").arg(dxText, Reading(y2 - y1, deltaUnit, !decibel));
+    }
+    if (m_data->peakMarker) {
+        lines << QStringLiteral("%1\t%2\t%3").arg(tr("Peak"), Reading(PeakX(), m_data->xUnit, true),
+                                                 Reading(PeakValue(), m_data->yUnit, !decibel));
+    }
+    return lines;
+}
+
+// ---------------------------------------------------------------------------------------
+// Measuring: drawing and input
+
+void TQVPlot::PaintMeasuring(QPainter &painter)
+{
+    const QRect p = m_data->layout.Plot;
+    const QColor ink = AxisInk();
+    const QFont font = Adaptive() ? QVAdaptivePlotFont(this->font(), size()) : this->font();
+    const QFontMetrics fm(font);
+    painter.setFont(font);
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    if (m_data->cursors) {
+        QPen pen(ink, 1.0, Qt::DashLine);
+        pen.setCosmetic(true);
+        for (int which : {1, 2}) {
+            const double px = MapX(which == 1 ? m_data->cursor1 : m_data->cursor2, p);
+            if (!Finite(px) || px < p.left() || px > p.left() + p.width())
+                continue;
+            const int x = QVFloorPx(px);
+            painter.setPen(pen);
+            painter.drawLine(QPoint(x, p.top()), QPoint(x, p.bottom()));
+            // The cursor's number in a tag at the foot of its line.
+            const QString tag = QString::number(which);
+            const QRect box(x - fm.horizontalAdvance(tag) / 2 - 3, p.bottom() - fm.height() - 1, fm.horizontalAdvance(tag) + 6,
+                            fm.height());
+            painter.fillRect(box, ink);
+            painter.setPen(BackgroundInk());
+            painter.drawText(box, Qt::AlignCenter, tag);
+        }
+    }
+    if (m_data->peakMarker) {
+        const double x = MapX(PeakX(), p), y = MapY(PeakValue(), p);
+        if (Finite(x) && Finite(y)) {
+            // A downward triangle whose tip sits on the peak.
+            const double s = std::max(4.0, fm.height() * 0.4);
+            const QPointF tip(x, std::max(double(p.top()) + 1.5 * s, y - 2.0));
+            const QPointF tri[3] = {tip, tip + QPointF(-s * 0.7, -s * 1.2), tip + QPointF(s * 0.7, -s * 1.2)};
+            painter.setRenderHint(QPainter::Antialiasing, true);
+            painter.setPen(QPen(BackgroundInk(), 1.0));
+            painter.setBrush(TraceInk(std::max(ReadoutChannel(), 0)));
+            painter.drawPolygon(tri, 3);
+            painter.setBrush(Qt::NoBrush);
+            painter.setRenderHint(QPainter::Antialiasing, false);
+        }
+    }
+    const QStringList lines = ReadoutLines();
+    if (!lines.isEmpty()) {
+        // Three columns (name, x, y), right-aligned numbers, in a box at the top right.
+        std::array<int, 3> widths{};
+        for (const QString &line : lines) {
+            const QStringList cells = line.split(QLatin1Char('\t'));
+            for (std::size_t c = 0; c < 3 && c < std::size_t(cells.size()); ++c)
+                widths[c] = std::max(widths[c], fm.horizontalAdvance(cells[qsizetype(c)]));
+        }
+        const int gap = fm.horizontalAdvance(QStringLiteral("  ")), pad = 4;
+        const int w = widths[0] + widths[1] + widths[2] + 2 * gap + 2 * pad, h = int(lines.size()) * fm.height() + 2 * pad;
+        const QRect box(p.right() - w - 3, p.top() + 4, w, h);
+        QColor fill = BackgroundInk();
+        fill.setAlphaF(0.88f);
+        painter.fillRect(box, fill);
+        QColor edge = ink;
+        edge.setAlphaF(0.35f);
+        painter.setPen(edge);
+        painter.drawRect(box.adjusted(0, 0, -1, -1));
+        painter.setPen(ink);
+        int y = box.top() + pad;
+        for (const QString &line : lines) {
+            const QStringList cells = line.split(QLatin1Char('\t'));
+            int x = box.left() + pad;
+            for (std::size_t c = 0; c < 3 && c < std::size_t(cells.size()); ++c) {
+                const Qt::Alignment align = (c == 0 ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter;
+                painter.drawText(QRect(x, y, widths[c], fm.height()), align, cells[qsizetype(c)]);
+                x += widths[c] + gap;
+            }
+            y += fm.height();
+        }
+    }
+    if (m_data->drag == PrivateData::Drag::Band) {
+        QPen pen(ink, 1.0, Qt::DashLine);
+        pen.setCosmetic(true);
+        painter.setPen(pen);
+        QColor fill = ink;
+        fill.setAlphaF(0.08f);
+        const QRect band = QRect(m_data->pressAt, m_data->dragAt).normalized();
+        painter.fillRect(band, fill);
+        painter.drawRect(band);
+    }
+}
+
+void TQVPlot::mousePressEvent(QMouseEvent *event)
+{
+    const QRect p = m_data->layout.Plot;
+    const QPoint at = event->position().toPoint();
+    if (!m_data->interactive || !p.contains(at))
+        return TQVCustomPanel::mousePressEvent(event);
+    m_data->pressAt = m_data->dragAt = at;
+    m_data->pressView = {m_data->xLo, m_data->xHi, m_data->yLo, m_data->yHi};
+    using Drag = PrivateData::Drag;
+    if (event->button() == Qt::LeftButton) {
+        m_data->drag = Drag::Band;
+        for (int which : {1, 2}) {
+            const double px = MapX(which == 1 ? m_data->cursor1 : m_data->cursor2, p);
+            if (m_data->cursors && Finite(px) && std::fabs(px - at.x()) <= 4.0)
+                m_data->drag = which == 1 ? Drag::Cursor1 : Drag::Cursor2;
+        }
+    } else if (event->button() == Qt::RightButton || event->button() == Qt::MiddleButton) {
+        m_data->drag = Drag::Pan;
+    }
+    event->accept();
+}
+
+void TQVPlot::mouseMoveEvent(QMouseEvent *event)
+{
+    using Drag = PrivateData::Drag;
+    const QRect p = m_data->layout.Plot;
+    if (m_data->drag == Drag::None || p.isEmpty())
+        return TQVCustomPanel::mouseMoveEvent(event);
+    const QPoint at(std::clamp(event->position().toPoint().x(), p.left(), p.right()),
+                    std::clamp(event->position().toPoint().y(), p.top(), p.bottom()));
+    m_data->dragAt = at;
+    switch (m_data->drag) {
+    case Drag::Band: update(p); break;
+    case Drag::Cursor1: SetCursor1(UnmapX(at.x(), p)); break;
+    case Drag::Cursor2: SetCursor2(UnmapX(at.x(), p)); break;
+    case Drag::Pan: {
+        // Relative to the view at the press, so that the data follows the pointer.
+        const PrivateData::View v = m_data->pressView;
+        const double dx = -double(at.x() - m_data->pressAt.x()) / p.width();
+        const double dy = double(at.y() - m_data->pressAt.y()) / p.height();
+        const double k = m_data->xLog && v.x0 > 0.0 ? std::pow(v.x1 / v.x0, dx) : 0.0;
+        const double x0 = k > 0.0 ? v.x0 * k : v.x0 + dx * (v.x1 - v.x0);
+        const double x1 = k > 0.0 ? v.x1 * k : v.x1 + dx * (v.x1 - v.x0);
+        const double d = dy * (v.y1 - v.y0);
+        PushView(x0, x1, v.y0 + d, v.y1 + d, true);
+        break;
+    }
+    case Drag::None: break;
+    }
+    event->accept();
+}
+
+void TQVPlot::mouseReleaseEvent(QMouseEvent *event)
+{
+    using Drag = PrivateData::Drag;
+    const Drag drag = std::exchange(m_data->drag, Drag::None);
+    if (drag == Drag::None)
+        return TQVCustomPanel::mouseReleaseEvent(event);
+    const QRect p = m_data->layout.Plot;
+    if (drag == Drag::Band) {
+        update(p);
+        const QRect band = QRect(m_data->pressAt, m_data->dragAt).normalized();
+        // A flat band zooms the x axis only, a narrow one the y axis only; a click nothing.
+        const bool zoomX = band.width() >= 5, zoomY = band.height() >= 5;
+        if (zoomX || zoomY) {
+            double x0 = zoomX ? UnmapX(band.left(), p) : m_data->xLo, x1 = zoomX ? UnmapX(band.right() + 1, p) : m_data->xHi;
+            double y0 = zoomY ? UnmapY(band.bottom() + 1, p) : m_data->yLo, y1 = zoomY ? UnmapY(band.top(), p) : m_data->yHi;
+            if (zoomX && !m_data->xLog)
+                SnapOut(x0, x1);
+            if (zoomY)
+                SnapOut(y0, y1);
+            ZoomTo(x0, x1, y0, y1);
+        }
+    }
+    event->accept();
+}
+
+void TQVPlot::wheelEvent(QWheelEvent *event)
+{
+    const QRect p = m_data->layout.Plot;
+    const QPointF at = event->position();
+    if (!m_data->interactive || p.isEmpty() || !p.contains(at.toPoint()))
+        return TQVCustomPanel::wheelEvent(event);
+    const double notches = std::clamp(event->angleDelta().y() / 120.0, -10.0, 10.0);
+    const int axes = event->modifiers() & Qt::ShiftModifier ? 1 : event->modifiers() & Qt::ControlModifier ? 2 : 3;
+    if (notches != 0.0)
+        ZoomBy(std::pow(1.25, -notches), (at.x() - p.left()) / p.width(), (p.top() + p.height() - at.y()) / p.height(), axes);
+    event->accept();
+}
+
+void TQVPlot::keyPressEvent(QKeyEvent *event)
+{
+    if (!m_data->interactive)
+        return TQVCustomPanel::keyPressEvent(event);
+    switch (event->key()) {
+    case Qt::Key_Plus:
+    case Qt::Key_Equal: ZoomBy(0.8); break;
+    case Qt::Key_Minus: ZoomBy(1.25); break;
+    case Qt::Key_Left: Pan(-0.1, 0.0); break;
+    case Qt::Key_Right: Pan(0.1, 0.0); break;
+    case Qt::Key_Up: Pan(0.0, 0.1); break;
+    case Qt::Key_Down: Pan(0.0, -0.1); break;
+    case Qt::Key_Backspace: ZoomBack(); break;
+    case Qt::Key_Home:
+    case Qt::Key_Escape: ZoomReset(); break;
+    default: return TQVCustomPanel::keyPressEvent(event);
+    }
+    event->accept();
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <QtCore/QList>
+#include <QtCore/QPoint>
 #include <QtCore/QRect>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -53,11 +55,28 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(int HistoryLength READ HistoryLength WRITE SetHistoryLength NOTIFY SettingsChanged)
     Q_PROPERTY(double LineWidth READ LineWidth WRITE SetLineWidth NOTIFY AppearanceChanged)
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
+    Q_PROPERTY(bool XAutoScale READ XAutoScale WRITE SetXAutoScale NOTIFY SettingsChanged)
+    Q_PROPERTY(double XMin READ XMin WRITE SetXMin NOTIFY SettingsChanged)
+    Q_PROPERTY(double XMax READ XMax WRITE SetXMax NOTIFY SettingsChanged)
+    Q_PROPERTY(bool Interactive READ Interactive WRITE SetInteractive NOTIFY SettingsChanged)
+    Q_PROPERTY(bool Cursors READ Cursors WRITE SetCursors NOTIFY SettingsChanged)
+    Q_PROPERTY(double Cursor1 READ Cursor1 WRITE SetCursor1 NOTIFY SettingsChanged)
+    Q_PROPERTY(double Cursor2 READ Cursor2 WRITE SetCursor2 NOTIFY SettingsChanged)
+    Q_PROPERTY(bool PeakMarker READ PeakMarker WRITE SetPeakMarker NOTIFY SettingsChanged)
+    Q_PROPERTY(TQVPlotAveraging Averaging READ Averaging WRITE SetAveraging NOTIFY SettingsChanged)
+    Q_PROPERTY(int AverageCount READ AverageCount WRITE SetAverageCount NOTIFY SettingsChanged)
+    Q_PROPERTY(bool MaxHold READ MaxHold WRITE SetMaxHold NOTIFY SettingsChanged)
+    Q_PROPERTY(bool MinHold READ MinHold WRITE SetMinHold NOTIFY SettingsChanged)
 
 public:
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
     enum TQVPlotScale : quint8 { scLinear, scDecibel };
     Q_ENUM(TQVPlotScale)
+    /// \brief Averaging of the blocks on the display side. `avLinear`: the mean of the first
+    /// `AverageCount` blocks after a reset, which then stays; `avExponential`: the mean of the
+    /// blocks so far until `AverageCount`, then each block weighs 1 / `AverageCount`.
+    enum TQVPlotAveraging : quint8 { avNone, avLinear, avExponential };
+    Q_ENUM(TQVPlotAveraging)
 
     /// Channels 0 to MaxTraces - 1 can be drawn.
     static constexpr int MaxTraces = 8;
@@ -165,6 +184,92 @@ public:
     /// The axes of the last adaptive layout (empty in the classic layout).
     const TQVPlotAxesLayout &AdaptiveLayout() const;
 
+    // Measuring: zoom, cursors, peak marker, averaging and hold. All of it is off by default.
+
+    /// \brief The abscissa follows the source (default). Without it the shown x range is
+    /// [`XMin`, `XMax`].
+    bool XAutoScale() const;
+    void SetXAutoScale(bool autoScale);
+    double XMin() const;
+    /// Ignored unless finite and below `XMax`.
+    void SetXMin(double value);
+    double XMax() const;
+    /// Ignored unless finite and above `XMin`.
+    void SetXMax(double value);
+    /// \brief Mouse and keyboard zoom, pan and cursor dragging: a left drag zooms into its
+    /// rubber band (a flat band the x axis only, a narrow one the y axis only), the wheel zooms
+    /// around the pointer (with Shift the x axis only, with Ctrl the y axis only), a right or
+    /// middle drag pans; + and - zoom, the arrows pan, Backspace goes back, Home or Escape
+    /// resets. A left press near a cursor drags that cursor.
+    bool Interactive() const;
+    void SetInteractive(bool interactive);
+    /// Two vertical cursors with their readouts and their difference.
+    bool Cursors() const;
+    /// Switching the cursors on while both sit at one place spreads them over the shown range.
+    void SetCursors(bool cursors);
+    /// Abscissa of cursor 1 and 2; a write is ignored unless finite.
+    double Cursor1() const;
+    void SetCursor1(double x);
+    double Cursor2() const;
+    void SetCursor2(double x);
+    /// A marker on the highest bin of the readout channel, refined between bins.
+    bool PeakMarker() const;
+    void SetPeakMarker(bool marker);
+    TQVPlotAveraging Averaging() const;
+    void SetAveraging(TQVPlotAveraging averaging);
+    /// Blocks averaged, 2 to 100000.
+    int AverageCount() const;
+    void SetAverageCount(int count);
+    /// Element-wise maximum of the shown blocks since the last reset, drawn as a fainter trace.
+    bool MaxHold() const;
+    void SetMaxHold(bool hold);
+    /// Element-wise minimum, likewise.
+    bool MinHold() const;
+    void SetMinHold(bool hold);
+
+    /// Blocks in the present average of channel `channel` (0 without averaging).
+    Q_INVOKABLE int AveragedBlocks(int channel) const;
+    /// The max hold and min hold traces (empty when off or out of range).
+    const std::vector<float> &MaxHoldData(int channel) const;
+    const std::vector<float> &MinHoldData(int channel) const;
+
+    /// The channel the cursors and the peak marker read: the lowest shown channel with data, or -1.
+    Q_INVOKABLE int ReadoutChannel() const;
+    /// \brief The readout channel's displayed value at cursor `which` (1 or 2), interpolated
+    /// linearly between its samples; NaN outside the trace or without data.
+    Q_INVOKABLE double CursorValue(int which) const;
+    /// \brief Abscissa of the peak marker: the highest sample of the readout channel, refined
+    /// by a parabola through the logarithms of the magnitudes of it and its two neighbours
+    /// (exact for a Gaussian peak, within 0.02 bin for a Hann window); NaN without data.
+    Q_INVOKABLE double PeakX() const;
+    /// The peak's displayed value at the parabola's vertex; NaN without data.
+    Q_INVOKABLE double PeakValue() const;
+    /// The text lines of the cursor and peak readouts as drawn.
+    Q_INVOKABLE QStringList ReadoutLines() const;
+
+    /// Views on the zoom stack; 0 when the axes follow their settings.
+    Q_INVOKABLE int ZoomDepth() const;
+
+public slots:
+    /// \brief Pushes the present view and shows [x0, x1] x [y0, y1] (y in displayed units).
+    /// Ignored unless finite with x0 < x1, y0 < y1, a span that doubles can resolve and
+    /// x0 > 0 on a log axis.
+    void ZoomTo(double x0, double x1, double y0, double y1);
+    /// \brief Scales the view by `factor` (below 1 zooms in) around the fraction (`fx`, `fy`)
+    /// of the plot area (0, 0 = bottom left); the ends snap out to a 1-2-5 step of a
+    /// twentieth of the span. `axes`: 1 x only, 2 y only, 3 both.
+    void ZoomBy(double factor, double fx = 0.5, double fy = 0.5, int axes = 3);
+    /// Moves the view by the fractions `dx`, `dy` of its width and height.
+    void Pan(double dx, double dy);
+    /// Returns to the view before the last zoom.
+    void ZoomBack();
+    /// Empties the zoom stack: the axes follow their settings again.
+    void ZoomReset();
+    /// Restarts the averages and the hold traces.
+    void ResetProcessing();
+
+public:
+
     // What the plot shows now.
 
     /// The samples of channel `channel` as received (empty when none or out of range).
@@ -206,9 +311,16 @@ public:
 signals:
     /// A block or a settings change altered what the plot shows.
     void DataChanged();
+    /// The zoom stack changed.
+    void ZoomChanged();
 
 protected:
     void Paint(QPainter &painter) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
 
@@ -255,6 +367,15 @@ private:
     void PaintAxes(QPainter &painter);
     void PaintPlotArea(QPainter &painter);
     void PaintTrace(QPainter &painter, int channel);
+    void PaintSeries(QPainter &painter, int channel, const std::vector<float> &trace, const QColor &colour);
+    void PaintMeasuring(QPainter &painter);
+    void Process(int channel);
+    /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).
+    void PushView(double x0, double x1, double y0, double y1, bool replaceTop = false);
+    std::pair<double, double> PeakReading() const;
+    double UnmapX(double px, const QRect &plot) const;
+    double UnmapY(double py, const QRect &plot) const;
+    QString Reading(double value, const QString &unit, bool prefix) const;
     void PaintLegend(QPainter &painter);
     void PaintAdaptiveGrid(QPainter &painter);
 
