@@ -130,6 +130,7 @@ public:
         double x0, x1, y0, y1;
     };
     std::vector<View> zoom;
+    bool zoomTransient = false; // the view on top came from the wheel, a key or a pan
     enum class Drag : quint8 { None, Band, Pan, Cursor1, Cursor2 } drag = Drag::None;
     QPoint pressAt, dragAt;
     View pressView{};
@@ -1684,10 +1685,12 @@ void TQVPlot::PushView(double x0, double x1, double y0, double y1, bool replaceT
 {
     if (!Resolvable(x0, x1) || !Resolvable(y0, y1) || (m_data->xLog && !(x0 > 0.0 && x1 / x0 > 1.0 + 1e-9)))
         return;
-    if (replaceTop && !m_data->zoom.empty())
+    // Wheel turns, keys and pans in a row change one view; the first of them pushes it.
+    if (replaceTop && m_data->zoomTransient && !m_data->zoom.empty())
         m_data->zoom.back() = {x0, x1, y0, y1};
     else
         m_data->zoom.push_back({x0, x1, y0, y1});
+    m_data->zoomTransient = replaceTop;
     Refresh(false);
     emit ZoomChanged();
 }
@@ -1725,7 +1728,6 @@ void TQVPlot::ZoomBy(double factor, double fx, double fy, int axes)
         scale(y0, y1, fy);
         SnapOut(y0, y1);
     }
-    // A wheel turn or a key changes the view on top rather than piling views up.
     PushView(x0, x1, y0, y1, true);
 }
 
@@ -1754,6 +1756,7 @@ void TQVPlot::ZoomBack()
     if (m_data->zoom.empty())
         return;
     m_data->zoom.pop_back();
+    m_data->zoomTransient = false;
     Refresh(false);
     emit ZoomChanged();
 }
@@ -1889,13 +1892,13 @@ double TQVPlot::PeakValue() const
     return PeakReading().second;
 }
 
-// A reading with four to five significant digits, with the SI prefix of its own magnitude.
+// A reading with about four significant digits, with the SI prefix of its own magnitude.
 QString TQVPlot::Reading(double value, const QString &unit, bool prefix) const
 {
     if (!Finite(value))
         return QStringLiteral("\u2014");
     const double magnitude = std::fabs(value);
-    const double step = prefix ? (magnitude > 0.0 ? QVNiceStep(magnitude * 1e-4) : 1.0) : 0.01;
+    const double step = prefix ? (magnitude > 0.0 ? QVNiceStep(magnitude * 1e-3) : 1.0) : 0.01;
     return TickLabel(value, step, magnitude, unit, prefix, locale());
 }
 

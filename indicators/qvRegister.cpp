@@ -10,6 +10,7 @@
 #include "controls/qvSlider.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "indicators/QVPlot.h"
+#include "indicators/qvWaterfall.h"
 
 namespace {
 
@@ -80,10 +81,13 @@ const QList<TQVCatalogueEntry> &QVWidgetCatalogue()
                               QCoreApplication::translate("TQVDesignerPlugin", "An input control: the user drags the button along a scale to set "
                                  "a value, in steps of ValueStepWidth.")),
         };
-        // The plot has no bitmap and is not offered in Designer.
+        // The plot and the waterfall have no bitmap and are not offered in Designer.
         TQVCatalogueEntry plot = QVCatalogueEntryOf<TQVPlot, QWidget>(None);
         plot.Bitmap.clear();
         list.append(plot);
+        TQVCatalogueEntry waterfall = QVCatalogueEntryOf<TQVWaterfall, QWidget>(None);
+        waterfall.Bitmap.clear();
+        list.append(waterfall);
         return list;
     }();
     return entries;
