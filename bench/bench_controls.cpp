@@ -15,11 +15,14 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -38,6 +41,8 @@
 #include "host/demo/qvDemoPanel.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "indicators/QVPanelMeterInt.h"
+#include "indicators/QVPlot.h"
+#include "indicators/qvWaterfall.h"
 #include "qvBenchSupport.h"
 #include "stream/qvMLSSimpleSources.h"
 
@@ -416,6 +421,118 @@ void BM_PanelMeterAllocs(benchmark::State &state)
     RunSetValueAllocs(state, panel, [&](double v) { panel.SetValue(v); }, 1.234, 5.678, "panel meter 220 x 80");
 }
 BENCHMARK(BM_PanelMeterAllocs)->Apply(LayoutArgs<TQVPanelMeterInt>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// A waterfall of 600 x 300 fed 1024-bin blocks: each block (one new row, the shown ones
+// moved on the screen, then the pending repaint processed) against a full redraw of the same
+// waterfall (every row coloured again from its levels and the whole widget painted, here
+// after a change of LevelMax), in alternating batches. Target: a row at most a tenth of the
+// full redraw. The repaint of the unchanged widget is timed too (informational): it still
+// draws every pixel of the rows, from the coloured image.
+void BM_WaterfallRow(benchmark::State &state)
+{
+    constexpr int Bins = 1024, Rows = 2000, PerBatch = Rows / Batches;
+    TQVBenchSource source(1, Bins);
+    TQVBenchBlock block(1, Bins);
+    TQVWaterfall waterfall;
+    waterfall.resize(600, 300);
+    waterfall.SetMeasureSource(&source);
+    waterfall.show();
+    QCoreApplication::processEvents();
+    for (int i = 0; i < Bins; ++i) // a peak over a falling floor
+        block.Samples[0][std::size_t(i)] = float(std::pow(10.0, -3.0 - 3.0 * i / Bins) + (i == 200 ? 0.5 : 0.0));
+    const auto row = [&](int i) {
+        block.Samples[0][std::size_t(i % Bins)] *= 1.5f; // a block unlike the one before
+        source.Send(block.Block);
+        QCoreApplication::processEvents();
+    };
+    for (int i = 0; i < waterfall.PlotRect().height(); ++i) // every row filled
+        row(i);
+    TQVPaintCounter counter;
+    waterfall.installEventFilter(&counter);
+    const auto redraw = [&](int i) {
+        waterfall.SetLevelMax(i % 2 ? 0.0 : -0.5);
+        QCoreApplication::processEvents();
+    };
+    double rowNs = 0.0, redrawNs = 0.0, repaintNs = 0.0;
+    int rowPaints = 0, redrawPaints = 0;
+    for (auto _ : state) {
+        rowNs = redrawNs = repaintNs = 0.0;
+        rowPaints = redrawPaints = 0;
+        for (int b = 0; b < Batches; ++b) {
+            counter.Paints = 0;
+            rowNs += BatchNs(row, PerBatch);
+            rowPaints += std::exchange(counter.Paints, 0);
+            redrawNs += BatchNs(redraw, PerBatch);
+            redrawPaints += std::exchange(counter.Paints, 0);
+            repaintNs += BatchNs([&](int) { waterfall.repaint(); }, PerBatch);
+        }
+    }
+    waterfall.removeEventFilter(&counter);
+    if (rowPaints != Rows || redrawPaints != Rows) {
+        std::printf("waterfall: %d paint events for %d rows, %d for %d full redraws\n", rowPaints, Rows, redrawPaints, Rows);
+        state.SkipWithError("the timed calls did not paint as expected");
+        return;
+    }
+    state.counters["row_ns"] = rowNs / Rows;
+    state.counters["redraw_ns"] = redrawNs / Rows;
+    state.counters["repaint_ns"] = repaintNs / Rows;
+    const double allocs = QVAllocsPerCall([&, i = 0]() mutable { row(i++); }, 100, 1000);
+    QVRecordResult({"waterfall 600 x 300, row per 1024-bin block", rowNs / Rows, "full redraw (same waterfall)", redrawNs / Rows,
+                    TargetRatio, allocs, -1.0});
+    QVRecordResult({"waterfall 600 x 300, the same row", rowNs / Rows, "repaint (same waterfall)", repaintNs / Rows,
+                    0.0, allocs, -1.0});
+}
+BENCHMARK(BM_WaterfallRow)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Min/max decimation: a full repaint of a plot whose area is 1000 pixels wide, with a
+// 65 536-point trace against a 1000-point trace (one sample per pixel column). Target: at
+// most twice the time.
+void BM_PlotDecimation(benchmark::State &state)
+{
+    constexpr int Repaints = 200;
+    const auto makePlot = [](TQVBenchSource &source) {
+        auto plot = std::make_unique<TQVPlot>();
+        plot->SetAutoScale(false);
+        plot->SetMeasureSource(&source);
+        plot->resize(1100, 400);
+        plot->show();
+        for (int i = 0; i < 4; ++i) // the area exactly 1000 pixels wide (the labels take their room)
+            plot->resize(plot->width() + 1000 - plot->PlotRect().width(), 400);
+        return plot;
+    };
+    TQVBenchSource longSource(1, 65536), shortSource(1, 1000);
+    TQVBenchBlock longBlock(1, 65536), shortBlock(1, 1000);
+    for (TQVBenchBlock *b : {&longBlock, &shortBlock}) {
+        const std::size_t n = b->Samples[0].size();
+        std::uint32_t noise = 1;
+        for (std::size_t i = 0; i < n; ++i) { // 20 periods of a sine with 1 % noise
+            noise = noise * 1664525u + 1013904223u;
+            b->Samples[0][i] = float(0.8 * std::sin(2.0 * std::numbers::pi * 20.0 * double(i) / double(n)) + 0.01 * (noise / 4294967296.0 - 0.5));
+        }
+    }
+    const auto longPlot = makePlot(longSource), shortPlot = makePlot(shortSource);
+    longSource.Send(longBlock.Block);
+    shortSource.Send(shortBlock.Block);
+    QCoreApplication::processEvents();
+    if (longPlot->PlotRect().width() != 1000 || shortPlot->PlotRect().width() != 1000) {
+        std::printf("plot areas %d and %d pixels wide\n", longPlot->PlotRect().width(), shortPlot->PlotRect().width());
+        state.SkipWithError("the plot area is not 1000 pixels wide");
+        return;
+    }
+    double longNs = 0.0, shortNs = 0.0;
+    for (auto _ : state) {
+        longNs = shortNs = 0.0;
+        for (int b = 0; b < Batches; ++b) {
+            longNs += BatchNs([&](int) { longPlot->repaint(); }, Repaints / Batches);
+            shortNs += BatchNs([&](int) { shortPlot->repaint(); }, Repaints / Batches);
+        }
+    }
+    state.counters["long_ns"] = longNs / Repaints;
+    state.counters["short_ns"] = shortNs / Repaints;
+    QVRecordResult({"plot 1000 px, repaint of a 65536-point trace", longNs / Repaints, "repaint of a 1000-point trace",
+                    shortNs / Repaints, 2.0, 0.0, -1.0});
+}
+BENCHMARK(BM_PlotDecimation)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // CPU time of this thread, in ns.
 double ThreadCpuNs()

@@ -6,16 +6,20 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <utility>
 #include <limits>
+#include <utility>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include <QtCore/QEvent>
 #include <QtCore/QLocale>
 #include <QtGui/QFontMetrics>
+#include <QtGui/QFontMetricsF>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
 #include <QtGui/QWheelEvent>
-#include <QtGui/QFontMetricsF>
 #include <QtGui/QPalette>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
@@ -59,6 +63,59 @@ int PrefixIdForExponent(int e3)
 }
 
 bool Finite(double v) { return std::isfinite(v); }
+
+
+// Min/max decimation: the sample's key (itself, or its magnitude in dB, where the level rises
+// with it) and whether it can be placed at all.
+float Key(float y, bool decibel) { return decibel ? std::fabs(y) : y; }
+bool Placeable(float y, bool decibel)
+{
+    return std::fabs(y) <= std::numeric_limits<float>::max() && !(decibel && y == 0.0f);
+}
+
+struct RunExtremes
+{
+    float Lo, Hi;
+    bool Bad; // a sample that cannot be placed: the caller scans the run one by one
+};
+
+// The extremes of the keys of samples [from, to), four at a time where SSE2 is there.
+template <bool Decibel>
+RunExtremes ScanRun(const float *x, int from, int to)
+{
+    RunExtremes r{std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), false};
+    int j = from;
+#ifdef __SSE2__
+    __m128 lo = _mm_set1_ps(r.Lo), hi = _mm_set1_ps(r.Hi), bad = _mm_setzero_ps();
+    const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+    const __m128 largest = _mm_set1_ps(std::numeric_limits<float>::max());
+    for (; j + 4 <= to; j += 4) {
+        __m128 v = _mm_loadu_ps(x + j);
+        const __m128 magnitude = _mm_and_ps(v, absMask);
+        bad = _mm_or_ps(bad, _mm_cmpnle_ps(magnitude, largest)); // NaN and infinities
+        if constexpr (Decibel) {
+            bad = _mm_or_ps(bad, _mm_cmpeq_ps(magnitude, _mm_setzero_ps()));
+            v = magnitude;
+        }
+        lo = _mm_min_ps(lo, v);
+        hi = _mm_max_ps(hi, v);
+    }
+    alignas(16) float l[4], h[4];
+    _mm_store_ps(l, lo);
+    _mm_store_ps(h, hi);
+    for (int k = 0; k < 4; ++k) {
+        r.Lo = std::min(r.Lo, l[k]);
+        r.Hi = std::max(r.Hi, h[k]);
+    }
+    r.Bad = _mm_movemask_ps(bad) != 0;
+#endif
+    for (; j < to; ++j) {
+        r.Bad = r.Bad || !Placeable(x[j], Decibel);
+        r.Lo = std::min(r.Lo, Key(x[j], Decibel));
+        r.Hi = std::max(r.Hi, Key(x[j], Decibel));
+    }
+    return r;
+}
 
 } // namespace
 
@@ -1332,8 +1389,16 @@ void TQVPlot::PaintSeries(QPainter &painter, int channel, const std::vector<floa
     }
 
     // More samples than device pixel columns: every column draws the extremes of its
-    // samples in the order they occurred, so that a single-sample spike stays visible.
+    // samples in the order they occurred, so that a single-sample spike stays visible. The
+    // extremes are found on the raw samples (their magnitudes in dB, where the level rises
+    // with them) and only they are converted; on a linear axis the pixel column of a sample
+    // is a linear function of its index.
     line.reserve(std::size_t(columns) * 2);
+    const bool decibel = m_data->scaleY == scDecibel;
+    const double px0 = MapX(SampleX(channel, 0), p);
+    const double start = (px0 - p.left()) * dpr; // column position of sample 0
+    const double step = (MapX(SampleX(channel, n - 1), p) - px0) / (n - 1) * dpr;
+    const bool linearX = !m_data->xLog && Finite(start) && Finite(step) && step > 0.0;
     int column = -1;
     double lo = 0.0, hi = 0.0;
     int loAt = 0, hiAt = 0;
@@ -1341,38 +1406,101 @@ void TQVPlot::PaintSeries(QPainter &painter, int channel, const std::vector<floa
         if (column < 0)
             return;
         const double cx = p.left() + (column + 0.5) / dpr;
-        if (loAt <= hiAt) {
-            line.emplace_back(cx, screenY(lo));
-            if (hi != lo)
-                line.emplace_back(cx, screenY(hi));
-        } else {
-            line.emplace_back(cx, screenY(hi));
-            line.emplace_back(cx, screenY(lo));
-        }
-    };
-    for (int i = 0; i < n; ++i) {
-        const double x = MapX(SampleX(channel, i), p);
-        const double v = DisplayValue(double(trace[std::size_t(i)]));
-        if (!Finite(x) || !Finite(v)) {
-            emitColumn();
-            column = -1;
+        const double vLo = DisplayValue(lo), vHi = DisplayValue(hi); // in dB the magnitudes give the levels
+        if (!Finite(vLo) || !Finite(vHi)) { // a level beyond double range
             flush();
+            return;
+        }
+        const double yLo = screenY(vLo), yHi = screenY(vHi);
+        // Extremes within a quarter of a device pixel are one point: half the segments for a
+        // smooth trace, and the same picture.
+        if (std::fabs(yLo - yHi) * dpr < 0.25)
+            line.emplace_back(cx, (yLo + yHi) / 2.0);
+        else if (loAt <= hiAt)
+            line.insert(line.end(), {QPointF(cx, yLo), QPointF(cx, yHi)});
+        else
+            line.insert(line.end(), {QPointF(cx, yHi), QPointF(cx, yLo)});
+    };
+    for (int i = 0; i < n;) {
+        // The run of samples [i, end) that falls into column c.
+        int c = -1, end = i + 1;
+        if (linearX) {
+            c = int(std::floor(start + i * step));
+            end = int(std::clamp(std::ceil((c + 1 - start) / step), double(i + 1), double(n)));
+        } else {
+            const double x = MapX(SampleX(channel, i), p);
+            if (!Finite(x)) {
+                emitColumn();
+                column = -1;
+                flush();
+                i = end;
+                continue;
+            }
+            c = QVFloorPx((x - p.left()) * dpr);
+        }
+        if (c < 0 || c >= columns) {
+            i = end;
             continue;
         }
-        const int c = QVFloorPx((x - p.left()) * dpr);
-        if (c < 0 || c >= columns)
-            continue;
-        if (c != column) {
-            emitColumn();
-            column = c;
-            lo = hi = v;
-            loAt = hiAt = i;
-        } else if (v < lo) {
-            lo = v;
-            loAt = i;
-        } else if (v > hi) {
-            hi = v;
-            hiAt = i;
+        while (i < end) {
+            // The extremes of the run up to the first sample that cannot be placed (NaN,
+            // infinities and, in dB, zeros), which breaks the line. Ties keep the earlier
+            // sample. A first pass without branches; a run with such a sample is scanned again.
+            float runLo = std::numeric_limits<float>::infinity(), runHi = -runLo;
+            int runLoAt = -1, runHiAt = -1, j = end;
+            const RunExtremes fast = decibel ? ScanRun<true>(trace.data(), i, end) : ScanRun<false>(trace.data(), i, end);
+            if (!fast.Bad) {
+                // Only the order of the two extremes counts: whichever comes first.
+                runLo = fast.Lo;
+                runHi = fast.Hi;
+                int first = i;
+                while (first < end && !(Key(trace[std::size_t(first)], decibel) == runLo || Key(trace[std::size_t(first)], decibel) == runHi))
+                    ++first;
+                const bool loFirst = Key(trace[std::size_t(first)], decibel) == runLo;
+                runLoAt = loFirst ? first : end - 1;
+                runHiAt = loFirst ? end - 1 : first;
+                if (runLo == runHi)
+                    runLoAt = runHiAt = first;
+            } else {
+                for (j = i; j < end; ++j) {
+                    const float y = trace[std::size_t(j)];
+                    if (!Placeable(y, decibel))
+                        break;
+                    const float v = Key(y, decibel);
+                    if (v < runLo) {
+                        runLo = v;
+                        runLoAt = j;
+                    }
+                    if (v > runHi) {
+                        runHi = v;
+                        runHiAt = j;
+                    }
+                }
+            }
+            if (runLoAt >= 0 && c != column) {
+                emitColumn();
+                column = c;
+                lo = runLo;
+                hi = runHi;
+                loAt = runLoAt;
+                hiAt = runHiAt;
+            } else if (runLoAt >= 0) {
+                if (runLo < lo) {
+                    lo = runLo;
+                    loAt = runLoAt;
+                }
+                if (runHi > hi) {
+                    hi = runHi;
+                    hiAt = runHiAt;
+                }
+            }
+            if (j < end) {
+                emitColumn();
+                column = -1;
+                flush();
+                ++j;
+            }
+            i = j;
         }
     }
     emitColumn();

@@ -25,7 +25,7 @@ bool Finite(double v) { return std::isfinite(v); }
 
 } // namespace
 
-// The levels of the shown rows in a ring (the newest at `head`), and their colours in an
+// The magnitudes of the shown rows in a ring (the newest at `head`), and their colours in an
 // image of the same rows.
 class TQVWaterfall::PrivateData
 {
@@ -41,11 +41,20 @@ public:
     bool colorBar = true;
 
     double xLo = 0.0, xHi = 1.0;
-    // The history: `width` x `height` levels, row r of the display at ring row (head + r) % height.
+    // The history: `width` x `height` magnitudes, row r of the display at ring row (head + r) % height.
     int width = 0, height = 0, head = 0, rows = 0;
     std::vector<float> levels;
     QImage image;
-    std::vector<float> column; // the loudest magnitude per column of the block at hand
+    // Colour k of the table is for the magnitudes above k thresholds: a search instead of a
+    // logarithm per pixel.
+    std::array<float, 255> thresholds{};
+
+    QRgb Colour(float magnitude) const
+    {
+        const auto k = std::lower_bound(thresholds.begin(), thresholds.end(), magnitude) - thresholds.begin();
+        return QVLevelColorTable()[std::size_t(k)];
+    }
+    double Factor() const { return powerValues ? 10.0 : 20.0; }
     // A repaint is requested and not yet done: the next block repaints the rows instead of
     // moving pixels that are not painted yet.
     bool paintPending = false;
@@ -129,25 +138,17 @@ void TQVWaterfall::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
     d.rows = std::min(d.rows + 1, d.height);
     // The loudest magnitude per column; a block narrower than the area stretches its samples.
     const std::size_t n = std::size_t(slot.Count), w = std::size_t(d.width);
-    d.column.assign(w, -1.0f);
-    for (std::size_t c = 0; c < w; ++c) {
-        const std::size_t first = c * n / w, last = std::max(first + 1, (c + 1) * n / w);
-        float loudest = -1.0f; // NaN samples stay below any magnitude
-        for (std::size_t i = first; i < last && i < n; ++i)
-            loudest = std::max(loudest, std::fabs(slot.Data[i]));
-        d.column[c] = loudest;
-    }
-    const double factor = d.powerValues ? 10.0 : 20.0;
     float *row = d.Row(0);
     auto *line = reinterpret_cast<QRgb *>(d.image.scanLine(d.head));
-    const std::array<QRgb, 256> &table = QVLevelColorTable();
-    const double scale = 255.0 / (d.levelMax - d.levelMin);
     for (std::size_t c = 0; c < w; ++c) {
-        const double level = d.column[c] >= 0.0f ? factor * std::log10(d.column[c] / d.decibelReference)
-                                                 : std::numeric_limits<double>::quiet_NaN();
-        row[c] = float(level);
-        const double t = Finite(level) ? (level - d.levelMin) * scale : level > 0 ? 255.0 : 0.0;
-        line[c] = table[std::size_t(std::clamp(t + 0.5, 0.0, 255.0))];
+        const std::size_t first = c * n / w, last = std::max(first + 1, (c + 1) * n / w);
+        float loudest = -1.0f; // NaN samples are passed over
+        for (std::size_t i = first; i < std::min(last, n); ++i) {
+            const float a = std::fabs(slot.Data[i]);
+            loudest = a > loudest ? a : loudest;
+        }
+        row[c] = loudest >= 0.0f ? loudest : std::numeric_limits<float>::quiet_NaN();
+        line[c] = d.Colour(row[c]);
     }
     // One new row: move the shown ones down on the screen and paint the top row only. The
     // move needs the image at the area's size and no repaint waiting.
@@ -241,7 +242,7 @@ void TQVWaterfall::SetDecibelReference(double reference)
     if (reference == m_data->decibelReference || !Finite(reference) || !(reference > 0.0))
         return;
     m_data->decibelReference = reference;
-    Clear(); // the stored levels were taken against the old reference
+    Recolour();
     Notify(TQVChangeGroup::Settings);
 }
 
@@ -249,7 +250,7 @@ void TQVWaterfall::SetPowerValues(bool power)
 {
     if (!QVChange(m_data->powerValues, power))
         return;
-    Clear();
+    Recolour();
     Notify(TQVChangeGroup::Settings);
 }
 
@@ -310,7 +311,7 @@ double TQVWaterfall::Level(int row, int column) const
 {
     if (row < 0 || row >= m_data->rows || column < 0 || column >= m_data->width)
         return std::numeric_limits<double>::quiet_NaN();
-    return m_data->Row(row)[column];
+    return m_data->Factor() * std::log10(double(m_data->Row(row)[column]) / m_data->decibelReference);
 }
 
 QImage TQVWaterfall::Image() const
@@ -425,16 +426,16 @@ void TQVWaterfall::Relayout()
 void TQVWaterfall::Recolour()
 {
     PrivateData &d = *m_data;
-    const std::array<QRgb, 256> &table = QVLevelColorTable();
-    const double scale = 255.0 / (d.levelMax - d.levelMin);
+    // Colour k from the level LevelMin + (k - 0.5) / 255 of the range, as a magnitude.
+    for (std::size_t k = 0; k < d.thresholds.size(); ++k) {
+        const double level = d.levelMin + (double(k) + 0.5) / 255.0 * (d.levelMax - d.levelMin);
+        d.thresholds[k] = float(d.decibelReference * std::pow(10.0, level / d.Factor()));
+    }
     for (int y = 0; y < d.height; ++y) {
-        const float *level = d.levels.data() + std::size_t(y) * std::size_t(d.width);
+        const float *magnitude = d.levels.data() + std::size_t(y) * std::size_t(d.width);
         auto *line = reinterpret_cast<QRgb *>(d.image.scanLine(y));
-        for (int x = 0; x < d.width; ++x) {
-            const double v = level[x];
-            const double t = Finite(v) ? (v - d.levelMin) * scale : v > 0 ? 255.0 : 0.0;
-            line[x] = table[std::size_t(std::clamp(t + 0.5, 0.0, 255.0))];
-        }
+        for (int x = 0; x < d.width; ++x)
+            line[x] = d.Colour(magnitude[x]);
     }
     d.paintPending = true;
     update(d.plot);

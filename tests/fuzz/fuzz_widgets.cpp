@@ -22,7 +22,7 @@
 namespace {
 
 TQVClassRegistry *Registry = nullptr;
-const char *const Classes[] = {"TQVMeter", "TQVDial", "TQVBarGraph", "TQVSlider", "TQVLed", "TQVPanelMeter", "TQVPlot"};
+const char *const Classes[] = {"TQVMeter", "TQVDial", "TQVBarGraph", "TQVSlider", "TQVLed", "TQVPanelMeter", "TQVPlot", "TQVWaterfall"};
 constexpr int Ints[] = {INT_MIN, INT_MAX, 0, -1, 1, 3, 1 << 16, -(1 << 16)};
 const double Doubles[] = {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e308, -1e308, 5e-324, 0.0, -1.0, 1.0, 100.0};
 
