@@ -120,6 +120,12 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_spectrumPlot->setMinimumSize(440, 230);
     m_spectrumPlot->SetMeasureSource(&m_fft);
 
+    m_waterfall = new TQVWaterfall(this);
+    m_waterfall->SetTitle(tr("Waterfall of the filtered signal, newest block on top"));
+    m_waterfall->SetLevelUnit(QStringLiteral("dBV"));
+    m_waterfall->setMinimumSize(440, 170);
+    m_waterfall->SetMeasureSource(&m_fft);
+
     // Inputs.
     m_frequency = new TQVSlider(this);
     m_frequency->SetKind(TQVSlider::sbHorizontal);
@@ -153,7 +159,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_frequency->SetScaleLayout(slAdaptive);
     m_cutoff->SetScaleLayout(slAdaptive);
 
-    // Top: the RMS displays; middle: the plots; bottom: the inputs.
+    // Top: the RMS displays; middle: the plots and the waterfall; bottom: the inputs.
     auto *readout = new QWidget(this);
     auto *readoutLayout = new QGridLayout(readout);
     readoutLayout->setContentsMargins(0, 0, 0, 0);
@@ -170,13 +176,15 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     grid->addWidget(readout, 1, 2);
     grid->addWidget(m_timePlot, 2, 0, 1, 2);
     grid->addWidget(m_spectrumPlot, 2, 2);
-    grid->addWidget(Heading(tr("Generator frequency"), this), 3, 0, 1, 2);
-    grid->addWidget(m_frequency, 4, 0, 1, 2, Qt::AlignTop);
-    grid->addWidget(Heading(tr("Low-pass cutoff (4th order), Hz"), this), 3, 2);
-    grid->addWidget(m_cutoff, 4, 2, Qt::AlignLeft);
+    grid->addWidget(m_waterfall, 3, 0, 1, 3);
+    grid->addWidget(Heading(tr("Generator frequency"), this), 4, 0, 1, 2);
+    grid->addWidget(m_frequency, 5, 0, 1, 2, Qt::AlignTop);
+    grid->addWidget(Heading(tr("Low-pass cutoff (4th order), Hz"), this), 4, 2);
+    grid->addWidget(m_cutoff, 5, 2, Qt::AlignLeft);
     grid->setColumnStretch(0, 1);
     grid->setColumnStretch(2, 1);
     grid->setRowStretch(2, 1);
+    grid->setRowStretch(3, 1);
 
     m_timer = new QTimer(this);
     m_timer->setInterval(int(1000.0 * BlockLength / SampleRate));
@@ -192,6 +200,7 @@ TQVDemoPanel::~TQVDemoPanel()
     delete m_led;
     delete m_timePlot;
     delete m_spectrumPlot;
+    delete m_waterfall;
 }
 
 void TQVDemoPanel::RunBlocks(int blocks)

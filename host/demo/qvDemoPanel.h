@@ -9,6 +9,7 @@
 #include "host/qvSignalGenerator.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "indicators/QVPlot.h"
+#include "indicators/qvWaterfall.h"
 #include "stream/qvMLSSimpleSources.h"
 #include "stream/qvMLSTrigger.h"
 
@@ -17,7 +18,8 @@ class QTimer;
 /// \brief The demo instrument panel: a generator (sine and noise) through an IIR low-pass
 /// into an RMS analyzer that drives a needle meter, a bar graph, a panel meter and an alarm
 /// LED; a trigger on the filtered signal feeds a time plot, an FFT of it a spectrum plot
-/// (dB). The slider sets the generator's frequency and the dial the filter's cutoff, live.
+/// (dB) and a waterfall. The slider sets the generator's frequency and the dial the
+/// filter's cutoff, live.
 class TQVDemoPanel : public QWidget
 {
     Q_OBJECT
@@ -46,6 +48,7 @@ public:
     TQVLed &Led() { return *m_led; }
     TQVPlot &TimePlot() { return *m_timePlot; }
     TQVPlot &SpectrumPlot() { return *m_spectrumPlot; }
+    TQVWaterfall &Waterfall() { return *m_waterfall; }
     TQVSlider &FrequencySlider() { return *m_frequency; }
     TQVDial &CutoffDial() { return *m_cutoff; }
 
@@ -63,6 +66,7 @@ private:
     TQVLed *m_led = nullptr;
     TQVPlot *m_timePlot = nullptr;
     TQVPlot *m_spectrumPlot = nullptr;
+    TQVWaterfall *m_waterfall = nullptr;
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
     QTimer *m_timer = nullptr;
