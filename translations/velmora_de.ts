@@ -71,6 +71,10 @@
         <source>Low-pass cutoff (4th order), Hz</source>
         <translation>Tiefpass-Grenzfrequenz (4. Ordnung), Hz</translation>
     </message>
+    <message>
+        <source>Waterfall of the filtered signal, newest block on top</source>
+        <translation>Wasserfall des gefilterten Signals, neuester Block oben</translation>
+    </message>
 </context>
 <context>
     <name>TQVDesignerPlugin</name>
@@ -277,6 +281,10 @@
         <source>Plot</source>
         <translation>Diagramm</translation>
     </message>
+    <message>
+        <source>Peak</source>
+        <translation>Spitze</translation>
+    </message>
 </context>
 <context>
     <name>TQVSlider</name>
@@ -290,6 +298,13 @@
     <message>
         <source>Thread bridge: cannot allocate %1 blocks of %2 x %3 samples</source>
         <translation>Thread-Brücke: %1 Blöcke zu %2 x %3 Abtastwerten können nicht angelegt werden</translation>
+    </message>
+</context>
+<context>
+    <name>TQVWaterfall</name>
+    <message>
+        <source>Waterfall</source>
+        <translation>Wasserfall</translation>
     </message>
 </context>
 <context>

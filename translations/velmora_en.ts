@@ -71,6 +71,10 @@
         <source>Low-pass cutoff (4th order), Hz</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Waterfall of the filtered signal, newest block on top</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVDesignerPlugin</name>
@@ -277,6 +281,10 @@
         <source>Plot</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Peak</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVSlider</name>
@@ -289,6 +297,13 @@
     <name>TQVThreadBridge</name>
     <message>
         <source>Thread bridge: cannot allocate %1 blocks of %2 x %3 samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVWaterfall</name>
+    <message>
+        <source>Waterfall</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
