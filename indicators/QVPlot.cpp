@@ -1,7 +1,5 @@
 #include "indicators/QVPlot.h"
 
-#include <QtCore/QScopeGuard>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -29,6 +27,7 @@
 #include "controls/scale/qvScaleEngine.h"
 #include "controls/scale/qvPaintKit.h"
 #include "framework/qvResStrings.h"
+#include "indicators/qvGraphSink_p.h"
 
 namespace {
 
@@ -409,15 +408,7 @@ bool TQVPlot::Adaptive() const
 
 void TQVPlot::SetMeasureSource(TQVMeasureSource *source)
 {
-    TQVMeasureSource *const before = m_data->inputLink->Source();
-    if (source == before)
-        return;
-    // Also when the source is refused: the plot may have been connected before.
-    const auto notify = qScopeGuard([&] {
-        if (m_data->inputLink->Source() != before)
-            emit SettingsChanged();
-    });
-    m_data->inputLink->SeTQVMeasureSource(source);
+    QVConnectGraphSink(*m_data->inputLink, source, [this] { emit SettingsChanged(); });
 }
 
 void TQVPlot::WriteMeasureSource(TQVMeasureSource *source)
@@ -427,15 +418,9 @@ void TQVPlot::WriteMeasureSource(TQVMeasureSource *source)
 
 void TQVPlot::MLOnUpdateSettings(TQVMeasureLink *link)
 {
-    TQVMeasureSource *source = link->Source();
-    if (!source)
-        return;
     TQVMeasureSourceSettings settings{};
-    source->GetSettings(settings);
-    if (QVSettingsValid(settings) && !source->Capabilities().Contains(mscContinuous)) {
-        m_data->inputLink->SeTQVMeasureSource(nullptr);
-        throw EQVMSIncompatibleSource(QVLoadResString(TQVResString::StageNeedsContinuous));
-    }
+    if (!QVReadGraphSinkSettings(*link, settings))
+        return;
     ReadSettings();
     Refresh(false);
     emit DataChanged();

@@ -6,14 +6,13 @@
 #include <vector>
 
 #include <QtCore/QEvent>
-#include <QtCore/QScopeGuard>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QPainter>
 
 #include "controls/qvCommon.h"
-#include "framework/qvResStrings.h"
 #include "indicators/QVPlot.h"
 #include "indicators/qvColorMap.h"
+#include "indicators/qvGraphSink_p.h"
 
 namespace {
 
@@ -93,14 +92,7 @@ TQVMeasureSource *TQVWaterfall::MeasureSource() const
 
 void TQVWaterfall::SetMeasureSource(TQVMeasureSource *source)
 {
-    TQVMeasureSource *const before = m_data->inputLink->Source();
-    if (source == before)
-        return;
-    const auto notify = qScopeGuard([&] {
-        if (m_data->inputLink->Source() != before)
-            emit SettingsChanged();
-    });
-    m_data->inputLink->SeTQVMeasureSource(source);
+    QVConnectGraphSink(*m_data->inputLink, source, [this] { emit SettingsChanged(); });
 }
 
 void TQVWaterfall::WriteMeasureSource(TQVMeasureSource *source)
@@ -110,15 +102,9 @@ void TQVWaterfall::WriteMeasureSource(TQVMeasureSource *source)
 
 void TQVWaterfall::MLOnUpdateSettings(TQVMeasureLink *link)
 {
-    TQVMeasureSource *source = link->Source();
-    if (!source)
-        return;
     TQVMeasureSourceSettings settings{};
-    source->GetSettings(settings);
-    if (QVSettingsValid(settings) && !source->Capabilities().Contains(mscContinuous)) {
-        m_data->inputLink->SeTQVMeasureSource(nullptr);
-        throw EQVMSIncompatibleSource(QVLoadResString(TQVResString::StageNeedsContinuous));
-    }
+    if (!QVReadGraphSinkSettings(*link, settings))
+        return;
     const double lo = double(settings.XStart), hi = double(settings.XStart + settings.XSpan);
     if (QVSettingsValid(settings) && Finite(lo) && Finite(hi) && hi != lo) {
         m_data->xLo = std::min(lo, hi);
