@@ -537,6 +537,7 @@ void TQVPlot::SetScaleY(TQVPlotScale scale)
         return;
     m_data->scaleY = scale;
     m_data->yFromData = false; // an autoscaled range starts afresh in the new units
+    DropZoom();
     Refresh(false);
     Notify(TQVChangeGroup::Settings);
 }
@@ -614,6 +615,7 @@ void TQVPlot::SetXLog(bool xLog)
     if (xLog == m_data->xLog)
         return;
     m_data->xLog = xLog;
+    DropZoom();
     Refresh(false);
     Notify(TQVChangeGroup::Settings);
 }
@@ -1632,7 +1634,8 @@ void TQVPlot::SetCursors(bool cursors)
     if (cursors == m_data->cursors)
         return;
     m_data->cursors = cursors;
-    if (cursors && m_data->cursor1 == m_data->cursor2) {
+    // Not while a form loads: it sets the stored positions next (a cursor at 0 is not stored).
+    if (cursors && m_data->cursor1 == m_data->cursor2 && !IsLoading()) {
         const double third = (m_data->xHi - m_data->xLo) / 3.0;
         m_data->cursor1 = m_data->xLog ? m_data->xLo * std::pow(m_data->xHi / m_data->xLo, 1.0 / 3.0) : m_data->xLo + third;
         m_data->cursor2 = m_data->xLog ? m_data->xLo * std::pow(m_data->xHi / m_data->xLo, 2.0 / 3.0) : m_data->xHi - third;
@@ -1874,13 +1877,21 @@ void TQVPlot::ZoomBack()
     emit ZoomChanged();
 }
 
-void TQVPlot::ZoomReset()
+// Views taken in other units or on another kind of axis mean nothing.
+void TQVPlot::DropZoom()
 {
     if (m_data->zoom.empty())
         return;
     m_data->zoom.clear();
-    Refresh(false);
     emit ZoomChanged();
+}
+
+void TQVPlot::ZoomReset()
+{
+    if (m_data->zoom.empty())
+        return;
+    DropZoom();
+    Refresh(false);
 }
 
 double TQVPlot::UnmapX(double px, const QRect &plot) const

@@ -373,6 +373,7 @@ private:
     /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).
     void PushView(double x0, double x1, double y0, double y1, bool replaceTop = false);
     std::pair<double, double> PeakReading() const;
+    void DropZoom();
     double UnmapX(double px, const QRect &plot) const;
     double UnmapY(double py, const QRect &plot) const;
     QString Reading(double value, const QString &unit, bool prefix) const;
