@@ -17,6 +17,7 @@
 
 #include "framework/qvRegistry.h"
 #include "indicators/QVPlot.h"
+#include "indicators/qvWaterfall.h"
 #include "indicators/qvRegister.h"
 
 namespace {
@@ -52,7 +53,12 @@ struct Input
 
 QWidget *Create(const char *cls)
 {
-    return qstrcmp(cls, "TQVPlot") == 0 ? new TQVPlot : qobject_cast<QWidget *>(Registry->Create(QString::fromLatin1(cls)));
+    // The plot and the waterfall are not on the palette.
+    if (qstrcmp(cls, "TQVPlot") == 0)
+        return new TQVPlot;
+    if (qstrcmp(cls, "TQVWaterfall") == 0)
+        return new TQVWaterfall;
+    return qobject_cast<QWidget *>(Registry->Create(QString::fromLatin1(cls)));
 }
 
 void Paint(QWidget &widget, int dpr)
