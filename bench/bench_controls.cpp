@@ -6,6 +6,10 @@
 // Each runs in the classic scale layout and, where the class publishes `ScaleLayout`, in
 // the adaptive one too (benchmark argument `layout`).
 //
+// The waterfall: a block (one new row, the others moved by a blit) against a full redraw of
+// it. The plot's min/max decimation: a 65 536-point trace against a 1000-point trace into a
+// plot area 1000 pixels wide.
+//
 // Heap allocations per `SetValue` of bar graph, slider, meter, dial and panel meter in
 // steady state: two values alternate, so every call repaints. With
 // VELMORA_ALLOC_BACKTRACE=n the allocations of n such calls are printed with their call
