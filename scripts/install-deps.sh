@@ -11,7 +11,7 @@ packages=(
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev
   fonts-dejavu-core
-  doxygen python3
+  doxygen python3 gcovr
 )
 
 missing=()
