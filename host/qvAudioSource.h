@@ -4,6 +4,8 @@
 #include <vector>
 
 #include <QtCore/QByteArray>
+#include <QtCore/QIODevice>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtMultimedia/QAudioDevice>
@@ -12,7 +14,6 @@
 #include "host/qvBlockSource.h"
 
 class QAudioSource;
-class QIODevice;
 class QMediaDevices;
 
 /// \brief Converts `frames` interleaved frames of `channels` channels in `format` from `data`
@@ -119,7 +120,7 @@ private:
     QAudioDevice m_openDevice;
     std::unique_ptr<QMediaDevices> m_mediaDevices;
     std::unique_ptr<QAudioSource> m_audio;
-    QIODevice *m_io = nullptr;
+    QPointer<QIODevice> m_io; // owned by m_audio, which may drop it on an error
     QByteArray m_partial;        // bytes of an incomplete frame
     std::vector<std::vector<float>> m_queue; // per channel, frames waiting for a block
     qint64 m_queueRead = 0;                  // frames of m_queue already delivered

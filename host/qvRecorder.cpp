@@ -148,12 +148,20 @@ bool TQVRecorder::WriteHeader()
         }();
         Append(m_buffer, header.constData(), header.constData() + header.size());
     }
-    if (m_file.write(m_buffer.data(), qint64(m_buffer.size())) != qint64(m_buffer.size())) {
+    if (!WriteAll(m_buffer.data(), qint64(m_buffer.size()))) {
         Fail(QCoreApplication::translate("TQVRecorder", "Cannot write \"%1\": %2").arg(m_fileName, m_file.errorString()));
         return false;
     }
     m_end = qint64(m_buffer.size());
     return true;
+}
+
+bool TQVRecorder::WriteAll(const char *data, qint64 size)
+{
+    const qint64 written = m_file.write(data, size);
+    // A short write leaves no reason behind; writing the rest again yields it (a full disk,
+    // the size limit).
+    return written == size || (written >= 0 && m_file.write(data + written, size - written) == size - written);
 }
 
 void TQVRecorder::OnSettings()
@@ -215,7 +223,7 @@ bool TQVRecorder::WriteBlock(const TQVDescArraySingle &block, int count)
             m_buffer.push_back('\n');
         }
     }
-    if (m_file.write(m_buffer.data(), qint64(m_buffer.size())) != qint64(m_buffer.size())) {
+    if (!WriteAll(m_buffer.data(), qint64(m_buffer.size()))) {
         Fail(QCoreApplication::translate("TQVRecorder", "Cannot write \"%1\": %2; the file keeps the %3 frames before")
                  .arg(m_fileName, m_file.errorString())
                  .arg(m_frames));

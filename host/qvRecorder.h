@@ -73,6 +73,7 @@ private:
     void OnData(TQVDescArraySingle &block);
     void OnSettings();
     bool WriteHeader();
+    bool WriteAll(const char *data, qint64 size);
     bool WriteBlock(const TQVDescArraySingle &block, int count);
     void Fail(const QString &message);
 
