@@ -9,6 +9,10 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QtEndian>
 
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
 namespace {
 
 constexpr qint64 WaveHeaderSize = 44;
@@ -19,6 +23,27 @@ void Put16(char *p, quint16 v) { qToLittleEndian(v, p); }
 void Put32(char *p, quint32 v) { qToLittleEndian(v, p); }
 
 void Append(std::vector<char> &out, const char *first, const char *last) { out.insert(out.end(), first, last); }
+
+// Channel k of frame i to out[i * channels + k]; `Channels` > 0 fixes the count at compile
+// time, so that the common stereo case is vectorised.
+template <int Channels>
+void Interleave(float *__restrict out, const TQVDescArraySingle &block, int count, int channels = Channels)
+{
+    if constexpr (Channels > 0) {
+        const float *__restrict in[Channels];
+        for (int k = 0; k < Channels; ++k)
+            in[k] = block.Channels[k].Data;
+        for (int i = 0; i < count; ++i)
+            for (int k = 0; k < Channels; ++k)
+                out[i * Channels + k] = in[k][i];
+    } else {
+        for (int k = 0; k < channels; ++k) {
+            const float *in = block.Channels[k].Data;
+            for (int i = 0; i < count; ++i)
+                out[std::size_t(i) * std::size_t(channels) + std::size_t(k)] = in[i];
+        }
+    }
+}
 
 } // namespace
 
@@ -203,11 +228,14 @@ bool TQVRecorder::WriteBlock(const TQVDescArraySingle &block, int count)
             return false;
         }
         m_buffer.resize(std::size_t(bytes));
-        char *p = m_buffer.data();
-        for (int i = 0; i < count; ++i) {
-            for (int k = 0; k < channels; ++k, p += 4)
-                std::memcpy(p, block.Channels[k].Data + i, 4); // little-endian hosts only, as the player
-        }
+        // Floats as the host stores them: little-endian hosts only, as the player.
+        auto *out = reinterpret_cast<float *>(m_buffer.data());
+        if (channels == 1)
+            std::memcpy(out, block.Channels[0].Data, std::size_t(bytes));
+        else if (channels == 2)
+            Interleave<2>(out, block, count);
+        else
+            Interleave<0>(out, block, count, channels);
     } else {
         char text[64];
         for (int i = 0; i < count; ++i) {
@@ -231,11 +259,17 @@ bool TQVRecorder::WriteBlock(const TQVDescArraySingle &block, int count)
     }
     const qint64 end = m_end + qint64(m_buffer.size());
     if (m_format == rfWave) {
-        char size[4];
-        Put32(size, quint32(end - 8));
-        bool ok = m_file.seek(4) && m_file.write(size, 4) == 4;
-        Put32(size, quint32(end - WaveHeaderSize));
-        ok = ok && m_file.seek(40) && m_file.write(size, 4) == 4 && m_file.seek(end);
+        char riffSize[4], dataSize[4];
+        Put32(riffSize, quint32(end - 8));
+        Put32(dataSize, quint32(end - WaveHeaderSize));
+#ifdef Q_OS_UNIX
+        // Written in place, without moving the file position.
+        const int fd = m_file.handle();
+        const bool ok = ::pwrite(fd, riffSize, 4, 4) == 4 && ::pwrite(fd, dataSize, 4, 40) == 4;
+#else
+        const bool ok = m_file.seek(4) && m_file.write(riffSize, 4) == 4 && m_file.seek(40)
+                        && m_file.write(dataSize, 4) == 4 && m_file.seek(end);
+#endif
         if (!ok) {
             Fail(QCoreApplication::translate("TQVRecorder", "Cannot write \"%1\": %2; the file keeps the %3 frames before")
                      .arg(m_fileName, m_file.errorString())
