@@ -114,7 +114,7 @@ bool TQVRecorder::Start()
     m_file.setFileName(m_fileName);
     if (m_fileName.isEmpty() || !m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
         Fail(QCoreApplication::translate("TQVRecorder", "Cannot create \"%1\": %2")
-                 .arg(m_fileName, m_fileName.isEmpty() ? QStringLiteral("no file name") : m_file.errorString()));
+                 .arg(m_fileName, m_fileName.isEmpty() ? QCoreApplication::translate("TQVRecorder", "no file name") : m_file.errorString()));
         return false;
     }
     m_end = 0;
