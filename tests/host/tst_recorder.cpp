@@ -20,24 +20,45 @@ namespace {
 
 constexpr int Block = 500;
 
-// Noise of amplitudes 1e-30 to 1e+30 across the channels: every float text and bit pattern
-// range is exercised.
-void Prepare(TQVSignalGenerator &generator, int channels, double rate)
+// A generator of noise with amplitudes from 1e-30 to 1e+30 across the channels (every range
+// of float texts and bit patterns), what it sent, and a recorder on it.
+struct Rig
 {
-    generator.SetChannelCount(channels);
-    generator.SetSampleRate(rate);
-    generator.SetBlockLength(Block);
-    for (int k = 0; k < channels; ++k)
-        generator.SetChannel(k, {TQVSignalGenerator::wfNoise, 0, std::pow(10.0, 10 * (k % 7) - 30), 0, std::pow(10.0, 10 * (k % 7) - 30), 0});
-}
+    Rig(int channels, double rate, TQVRecorder::TQVRecordFormat format, const QString &file)
+    {
+        generator.SetChannelCount(channels);
+        generator.SetSampleRate(rate);
+        generator.SetBlockLength(Block);
+        for (int k = 0; k < channels; ++k) {
+            const double a = std::pow(10.0, 10 * (k % 7) - 30);
+            generator.SetChannel(k, {TQVSignalGenerator::wfNoise, 0, a, 0, a, 0});
+        }
+        sent.Connect(&generator);
+        recorder.SetMeasureSource(&generator);
+        recorder.SetFormat(format);
+        recorder.SetFileName(file);
+    }
+    // Channel k of the blocks sent from `first` on, joined.
+    std::vector<float> Sent(int k, std::size_t first) const
+    {
+        std::vector<float> out;
+        for (std::size_t b = first; b < sent.Blocks.size(); ++b)
+            out.insert(out.end(), sent.Blocks[b].Channels[k].begin(), sent.Blocks[b].Channels[k].end());
+        return out;
+    }
+    TQVSignalGenerator generator;
+    TQVTestConsumer sent;
+    TQVRecorder recorder;
+};
 
-// Every sample the player delivers, block by block, channel-major.
-std::vector<std::vector<float>> Played(TQVFilePlayer &player)
+// Channel by channel, every sample the player delivers.
+std::vector<std::vector<float>> Played(const QString &file)
 {
+    TQVFilePlayer player;
+    player.SetFileName(file);
     TQVTestConsumer consumer;
     consumer.Connect(&player);
-    player.SetBlockLength(Block);
-    while (!player.AtEnd() && player.FrameCount() > 0)
+    while (!player.AtEnd())
         player.Tick();
     std::vector<std::vector<float>> channels(std::size_t(player.ChannelCount()));
     for (const auto &block : consumer.Blocks)
@@ -46,53 +67,39 @@ std::vector<std::vector<float>> Played(TQVFilePlayer &player)
     return channels;
 }
 
-bool SameBits(const std::vector<float> &a, const std::vector<float> &b, std::size_t count)
+bool SameBits(const std::vector<float> &a, const std::vector<float> &b)
 {
-    return a.size() >= count && b.size() >= count && std::memcmp(a.data(), b.data(), count * sizeof(float)) == 0;
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
-
-struct Case
-{
-    int Channels;
-    TQVRecorder::TQVRecordFormat Format;
-};
 
 } // namespace
 
 TEST(Recorder, RoundTripsThroughThePlayerBitForBit)
 {
-    for (const Case c : {Case{1, TQVRecorder::rfWave}, Case{2, TQVRecorder::rfWave}, Case{65, TQVRecorder::rfWave},
-                         Case{1, TQVRecorder::rfCsv}, Case{2, TQVRecorder::rfCsv}, Case{65, TQVRecorder::rfCsv}}) {
-        SCOPED_TRACE(testing::Message() << c.Channels << " channels, format " << c.Format);
-        QTemporaryDir dir;
-        const double rate = c.Format == TQVRecorder::rfWave ? 44100.0 : 977.0;
-        TQVSignalGenerator generator;
-        Prepare(generator, c.Channels, rate);
-        TQVTestConsumer sent;
-        sent.Connect(&generator);
-        TQVRecorder recorder;
-        recorder.SetMeasureSource(&generator);
-        recorder.SetFormat(c.Format);
-        recorder.SetFileName(dir.filePath("r"));
-        generator.Tick(); // before the start: not recorded
-        ASSERT_TRUE(recorder.Start()) << recorder.ErrorString().toStdString();
-        for (int i = 0; i < 4; ++i)
-            generator.Tick();
-        recorder.Stop();
-        generator.Tick(); // after the stop: not recorded
-        EXPECT_EQ(recorder.FramesWritten(), 4 * Block);
+    for (const auto format : {TQVRecorder::rfWave, TQVRecorder::rfCsv}) {
+        for (const int channels : {1, 2, 65}) {
+            SCOPED_TRACE(testing::Message() << channels << " channels, format " << format);
+            QTemporaryDir dir;
+            const double rate = format == TQVRecorder::rfWave ? 44100.0 : 977.0;
+            Rig rig(channels, rate, format, dir.filePath("r"));
+            rig.generator.Tick(); // before the start: not recorded
+            ASSERT_TRUE(rig.recorder.Start()) << rig.recorder.ErrorString().toStdString();
+            for (int i = 0; i < 4; ++i)
+                rig.generator.Tick();
+            rig.recorder.Stop();
+            rig.generator.Tick(); // after the stop: not recorded
+            EXPECT_EQ(rig.recorder.FramesWritten(), 4 * Block);
 
-        TQVFilePlayer player;
-        player.SetFileName(dir.filePath("r"));
-        ASSERT_EQ(player.ChannelCount(), c.Channels);
-        EXPECT_NEAR(player.SampleRate(), rate, rate * 1e-12);
-        const auto played = Played(player);
-        for (int k = 0; k < c.Channels; ++k) {
-            std::vector<float> expected;
-            for (int b = 1; b <= 4; ++b)
-                expected.insert(expected.end(), sent.Blocks[b].Channels[k].begin(), sent.Blocks[b].Channels[k].end());
-            ASSERT_EQ(played[std::size_t(k)].size(), expected.size());
-            EXPECT_TRUE(SameBits(played[std::size_t(k)], expected, expected.size())) << "channel " << k;
+            TQVFilePlayer player;
+            player.SetFileName(dir.filePath("r"));
+            EXPECT_NEAR(player.SampleRate(), rate, rate * 1e-12);
+            const auto played = Played(dir.filePath("r"));
+            ASSERT_EQ(played.size(), std::size_t(channels));
+            for (int k = 0; k < channels; ++k) {
+                std::vector<float> expected = rig.Sent(k, 1);
+                expected.resize(4 * Block);
+                EXPECT_TRUE(SameBits(played[std::size_t(k)], expected)) << "channel " << k;
+            }
         }
     }
 }
@@ -105,54 +112,36 @@ TEST(Recorder, FileSizeLimitStopsWithAnErrorAndKeepsTheBlocksBefore)
     for (const auto format : {TQVRecorder::rfWave, TQVRecorder::rfCsv}) {
         SCOPED_TRACE(format);
         QTemporaryDir dir;
-        TQVSignalGenerator generator;
-        Prepare(generator, 2, 8000.0);
-        TQVTestConsumer sent;
-        sent.Connect(&generator);
-        TQVRecorder recorder;
-        recorder.SetMeasureSource(&generator);
-        recorder.SetFormat(format);
-        recorder.SetFileName(dir.filePath("limited"));
+        Rig rig(2, 8000.0, format, dir.filePath("limited"));
         QStringList errors;
-        QObject::connect(&recorder, &TQVRecorder::ErrorOccurred, [&](const QString &m) { errors << m; });
-        ASSERT_TRUE(recorder.Start());
-
+        QObject::connect(&rig.recorder, &TQVRecorder::ErrorOccurred, [&](const QString &m) { errors << m; });
+        ASSERT_TRUE(rig.recorder.Start());
         rlimit limited = original;
         limited.rlim_cur = 60000; // a few blocks of either format, then a block cut short
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limited), 0);
         for (int i = 0; i < 40; ++i)
-            generator.Tick();
+            rig.generator.Tick();
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &original), 0);
 
         ASSERT_EQ(errors.size(), 1);
-        EXPECT_FALSE(recorder.Recording());
-        EXPECT_EQ(recorder.ErrorString(), errors[0]);
+        EXPECT_FALSE(rig.recorder.Recording());
+        EXPECT_EQ(rig.recorder.ErrorString(), errors[0]);
         EXPECT_TRUE(errors[0].contains(dir.filePath("limited")));
-        const qint64 kept = recorder.FramesWritten();
-        EXPECT_GT(kept, 0);
-        EXPECT_LT(kept, 40 * Block);
-        EXPECT_EQ(kept % Block, 0);
-
-        TQVFilePlayer player;
-        player.SetFileName(dir.filePath("limited"));
-        EXPECT_EQ(player.FrameCount(), kept);
-        const auto played = Played(player);
+        const qint64 kept = rig.recorder.FramesWritten();
+        EXPECT_TRUE(kept > 0 && kept < 40 * Block && kept % Block == 0) << kept;
+        const auto played = Played(dir.filePath("limited"));
         for (int k = 0; k < 2; ++k) {
-            std::vector<float> expected;
-            for (const auto &block : sent.Blocks)
-                expected.insert(expected.end(), block.Channels[k].begin(), block.Channels[k].end());
-            EXPECT_TRUE(SameBits(played[std::size_t(k)], expected, std::size_t(kept)));
+            std::vector<float> expected = rig.Sent(k, 0);
+            expected.resize(std::size_t(kept));
+            EXPECT_TRUE(SameBits(played[std::size_t(k)], expected));
         }
     }
 
     // A path that cannot be created is the same kind of error, before anything is written.
-    TQVSignalGenerator generator;
-    TQVRecorder recorder;
-    recorder.SetMeasureSource(&generator);
-    recorder.SetFileName(QStringLiteral("/nonexistent-folder/r.wav"));
+    Rig rig(1, 8000.0, TQVRecorder::rfWave, QStringLiteral("/nonexistent-folder/r.wav"));
     int errors = 0;
-    QObject::connect(&recorder, &TQVRecorder::ErrorOccurred, [&] { ++errors; });
-    EXPECT_FALSE(recorder.Start());
+    QObject::connect(&rig.recorder, &TQVRecorder::ErrorOccurred, [&] { ++errors; });
+    EXPECT_FALSE(rig.recorder.Start());
     EXPECT_EQ(errors, 1);
-    EXPECT_TRUE(recorder.ErrorString().contains(QStringLiteral("/nonexistent-folder/r.wav")));
+    EXPECT_TRUE(rig.recorder.ErrorString().contains(QStringLiteral("/nonexistent-folder/r.wav")));
 }
