@@ -49,6 +49,8 @@ bool QVAudioToFloat(QAudioFormat::SampleFormat format, const char *data, int cha
 TQVAudioSource::TQVAudioSource(QObject *owner)
     : TQVBlockSource(1, owner)
 {
+    m_devicePoll.setInterval(500);
+    connect(&m_devicePoll, &QTimer::timeout, this, &TQVAudioSource::DevicesChanged);
     ConfigChanged();
 }
 
@@ -167,6 +169,7 @@ bool TQVAudioSource::PrepareRun()
     });
     m_mediaDevices = std::make_unique<QMediaDevices>();
     connect(m_mediaDevices.get(), &QMediaDevices::audioInputsChanged, this, &TQVAudioSource::DevicesChanged);
+    m_devicePoll.start();
     BeginStream(format);
     m_io = m_audio->start();
     if (!m_io || m_audio->error() != QAudio::NoError) {
@@ -183,6 +186,7 @@ bool TQVAudioSource::PrepareRun()
 
 void TQVAudioSource::StreamStopping()
 {
+    m_devicePoll.stop();
     m_mediaDevices.reset();
     if (m_audio) {
         QAudioSource *audio = m_audio.release();

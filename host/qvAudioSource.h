@@ -119,6 +119,7 @@ private:
     QAudioFormat m_format;
     QAudioDevice m_openDevice;
     std::unique_ptr<QMediaDevices> m_mediaDevices;
+    QTimer m_devicePoll; // the list of inputs, while open: not every backend signals a change
     std::unique_ptr<QAudioSource> m_audio;
     QPointer<QIODevice> m_io; // owned by m_audio, which may drop it on an error
     QByteArray m_partial;        // bytes of an incomplete frame

@@ -202,10 +202,10 @@ TEST(AudioCapture, ToneFromTheServerHasItsFrequencyAndRms)
     player.waitForFinished();
 }
 
-// The server goes away while the source runs: mssError with a message, no hang. A private
-// server, and the capture in a child process of this test, so that no other test loses its
-// server.
-TEST(AudioCapture, StoppingTheServerGivesAnError)
+// The input goes away while the source runs, with its module or with the whole server:
+// mssError with a message, no hang. A private server, and the capture in a child process of
+// this test, so that no other test loses its server or its input.
+TEST(AudioCapture, LosingTheInputOrTheServerGivesAnError)
 {
     if (qEnvironmentVariableIsSet("VELMORA_AUDIO_CHILD")) {
         TQVAudioSource audio;
@@ -223,32 +223,41 @@ TEST(AudioCapture, StoppingTheServerGivesAnError)
         std::printf("error: %s\n", qPrintable(audio.ErrorString()));
         return;
     }
-    const QString pulseaudio = QStandardPaths::findExecutable(QStringLiteral("pulseaudio"));
-    QTemporaryDir dir;
-    const QString socket = dir.filePath(QStringLiteral("native"));
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char *name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH"})
-        env.insert(QString::fromLatin1(name), dir.path());
-    QProcess server;
-    server.setProcessEnvironment(env);
-    server.start(pulseaudio, {"-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-                              "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket,
-                              "--load=module-null-sink sink_name=velmora_null format=float32le rate=48000 channels=1",
-                              "--load=module-remap-source master=velmora_null.monitor source_name=velmora_capture"});
-    if (pulseaudio.isEmpty() || !server.waitForStarted(5000) || !Spin([&] { return QFileInfo::exists(socket); }, 10000)) {
-        AUDIO_SKIP("no private PulseAudio server: " << server.readAllStandardError().toStdString());
+    for (const bool killServer : {false, true}) {
+        SCOPED_TRACE(killServer ? "server killed" : "input module unloaded");
+        const QString pulseaudio = QStandardPaths::findExecutable(QStringLiteral("pulseaudio"));
+        QTemporaryDir dir;
+        const QString socket = dir.filePath(QStringLiteral("native"));
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH"})
+            env.insert(QString::fromLatin1(name), dir.path());
+        QProcess server;
+        server.setProcessEnvironment(env);
+        server.start(pulseaudio, {"-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+                                  "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket,
+                                  "--load=module-null-sink sink_name=velmora_null format=float32le rate=48000 channels=1",
+                                  "--load=module-remap-source master=velmora_null.monitor source_name=velmora_capture"});
+        if (pulseaudio.isEmpty() || !server.waitForStarted(5000) || !Spin([&] { return QFileInfo::exists(socket); }, 10000)) {
+            AUDIO_SKIP("no private PulseAudio server: " << server.readAllStandardError().toStdString());
+        }
+        env.insert(QStringLiteral("PULSE_SERVER"), "unix:" + socket);
+        QProcess child, pactl;
+        pactl.setProcessEnvironment(env);
+        env.insert(QStringLiteral("VELMORA_AUDIO_CHILD"), QStringLiteral("1"));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {"--gtest_filter=AudioCapture.LosingTheInputOrTheServerGivesAnError"});
+        QByteArray out;
+        ASSERT_TRUE(Spin([&] { return (out += child.readAllStandardOutput()).contains("capturing"); }, 20000)) << out.toStdString();
+        if (killServer)
+            server.kill();
+        else
+            pactl.start(QStringLiteral("pactl"), {"unload-module", "module-remap-source"});
+        ASSERT_TRUE(child.waitForFinished(15000)) << "the source hung";
+        out += child.readAllStandardOutput();
+        EXPECT_EQ(child.exitCode(), 0) << out.toStdString();
+        EXPECT_TRUE(out.contains("error: The audio input")) << out.toStdString();
+        pactl.waitForFinished();
+        server.kill();
+        server.waitForFinished();
     }
-    QProcess child;
-    env.insert(QStringLiteral("PULSE_SERVER"), "unix:" + socket);
-    env.insert(QStringLiteral("VELMORA_AUDIO_CHILD"), QStringLiteral("1"));
-    child.setProcessEnvironment(env);
-    child.start(QCoreApplication::applicationFilePath(), {"--gtest_filter=AudioCapture.StoppingTheServerGivesAnError"});
-    QByteArray out;
-    ASSERT_TRUE(Spin([&] { return (out += child.readAllStandardOutput()).contains("capturing"); }, 20000)) << out.toStdString();
-    server.kill();
-    ASSERT_TRUE(child.waitForFinished(15000)) << "the source hung after the server stopped";
-    out += child.readAllStandardOutput();
-    EXPECT_EQ(child.exitCode(), 0) << out.toStdString();
-    EXPECT_TRUE(out.contains("error: The audio input")) << out.toStdString();
-    server.waitForFinished();
 }
