@@ -77,7 +77,7 @@ void TQVAudioSource::SetDevice(const QString &device)
 
 void TQVAudioSource::SetChannelCount(int count)
 {
-    if (State() != mssStop || count < 1 || count > QVChannelSlots || count == ChannelCount()
+    if (State() == mssRun || State() == mssPause || count < 1 || count > QVChannelSlots || count == ChannelCount()
         || !BuffersFit(count, BlockLength(), HarmonizedBlockLength()))
         return;
     SetChannels(count);
@@ -87,7 +87,7 @@ void TQVAudioSource::SetChannelCount(int count)
 void TQVAudioSource::SetSampleRate(double rate)
 {
     rate = std::round(rate);
-    if (State() != mssStop || !(rate >= 1.0 && rate <= 1e6) || rate == m_sampleRate)
+    if (State() == mssRun || State() == mssPause || !(rate >= 1.0 && rate <= 1e6) || rate == m_sampleRate)
         return;
     m_sampleRate = rate;
     NotifyAfter([this] { ConfigChanged(); }, [this] { emit SampleRateChanged(m_sampleRate); });

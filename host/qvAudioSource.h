@@ -59,11 +59,12 @@ public:
     /// A description or id of `Devices()`, or empty for the default input; takes effect with
     /// the next `Run()` from `mssStop`.
     void SetDevice(const QString &device);
-    /// 1 to 65, while stopped; other values are ignored, and so are counts whose buffers do
-    /// not fit (reported through `ErrorOccurred`).
+    /// 1 to 65, while neither running nor paused; other values are ignored, and so are
+    /// counts whose buffers do not fit (reported through `ErrorOccurred`).
     void SetChannelCount(int count);
     double SampleRate() const override { return m_sampleRate; }
-    /// 1 Hz to 1 MHz, while stopped; other values are ignored.
+    /// 1 Hz to 1 MHz (rounded to whole Hz), while neither running nor paused; other values
+    /// are ignored.
     void SetSampleRate(double rate);
     /// 1 to 1024; the most blocks that wait for the chain before the oldest is dropped.
     int QueueBlocks() const { return m_queueBlocks; }
