@@ -57,7 +57,7 @@ public:
 
     QString Device() const { return m_device; }
     /// A description or id of `Devices()`, or empty for the default input; takes effect with
-    /// the next `Run()` from `mssStop`.
+    /// the next `Run()` that opens the device (from `mssStop` or `mssError`).
     void SetDevice(const QString &device);
     /// 1 to 65, while neither running nor paused; other values are ignored, and so are
     /// counts whose buffers do not fit (reported through `ErrorOccurred`).
@@ -70,6 +70,7 @@ public:
     int QueueBlocks() const { return m_queueBlocks; }
     void SetQueueBlocks(int blocks);
 
+    /// Suspends the device and announces `mssPause`; ignored unless running.
     void Pause();
     /// Blocks dropped since the last `Run()` from `mssStop`.
     qint64 Overruns() const { return m_overruns; }
