@@ -1,6 +1,7 @@
 // Compiled in the source tree (target velmora_include_check): the umbrella headers and the
 // <Velmora/<folder>/...> spelling resolve there as they do in the installed package, next to
 // the folder spelling the library's own sources use.
+#include <Velmora/Audio>
 #include <Velmora/Core>
 #include <Velmora/Host>
 #include <Velmora/Widgets>

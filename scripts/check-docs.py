@@ -11,7 +11,7 @@ code in the docs is compiled. `--update` rewrites the blocks from the sources in
 
 Every public header (what the install rule copies: *.h of the library folders, without *_p.h
 and the demo, gallery and workbench folders) must be included by exactly one of the umbrella
-headers include/Velmora/Core, Widgets and Host.
+headers include/Velmora/Core, Widgets, Host and Audio.
 """
 import pathlib
 import re
@@ -22,7 +22,7 @@ MARKER = re.compile(r"^<!-- snippet: (examples/[^#\s]+)(?:#([\w-]+))? -->$")
 FENCE = re.compile(r"^```(cpp|c\+\+|cmake)\s*$")
 HEADER_FOLDERS = ["framework", "kernels", "stream", "analysis", "controls", "indicators", "host"]
 INTERNAL = {"demo", "gallery", "workbench"}
-UMBRELLAS = ["Core", "Widgets", "Host"]
+UMBRELLAS = ["Core", "Widgets", "Host", "Audio"]
 
 
 def dedent(lines):

@@ -2,11 +2,14 @@
 # Installs everything the build, the tests and the benchmarks need on Debian 12 (run as root).
 # clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh;
 # doxygen builds the API reference and python3 runs the docs check (scripts/check-docs.py).
+# Qt Multimedia builds the sound card source; PulseAudio gives its tests a server with a
+# null sink to capture from (scripts/test.sh).
 set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build g++-multilib pkg-config
-  qt6-base-dev qt6-tools-dev qt6-l10n-tools libqt6opengl6-dev libgl-dev
+  qt6-base-dev qt6-tools-dev qt6-l10n-tools libqt6opengl6-dev libgl-dev qt6-multimedia-dev
+  pulseaudio pulseaudio-utils
   libgtest-dev libgmock-dev libbenchmark-dev
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev

@@ -17,6 +17,33 @@
     </message>
 </context>
 <context>
+    <name>TQVAudioSource</name>
+    <message>
+        <source>No audio input device is present</source>
+        <translation>Es ist kein Audioeingang vorhanden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; is not present</source>
+        <translation>Der Audioeingang &quot;%1&quot; ist nicht vorhanden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; does not support %2 Hz with %3 channels</source>
+        <translation>Der Audioeingang &quot;%1&quot; unterstützt %2 Hz mit %3 Kanälen nicht</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; could not be opened</source>
+        <translation>Der Audioeingang &quot;%1&quot; konnte nicht geöffnet werden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; failed: the device was removed or the sound server stopped</source>
+        <translation>Der Audioeingang &quot;%1&quot; ist ausgefallen: das Gerät wurde entfernt oder der Soundserver wurde beendet</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; was removed</source>
+        <translation>Der Audioeingang &quot;%1&quot; wurde entfernt</translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
@@ -276,6 +303,37 @@
     <message>
         <source>Plot</source>
         <translation>Diagramm</translation>
+    </message>
+</context>
+<context>
+    <name>TQVRecorder</name>
+    <message>
+        <source>Cannot record &quot;%1&quot;: the source delivers no stream of equidistant samples</source>
+        <translation>&quot;%1&quot; kann nicht aufgezeichnet werden: die Quelle liefert keinen Strom äquidistanter Abtastwerte</translation>
+    </message>
+    <message>
+        <source>Cannot create &quot;%1&quot;: %2</source>
+        <translation>&quot;%1&quot; kann nicht angelegt werden: %2</translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2</source>
+        <translation>&quot;%1&quot; kann nicht geschrieben werden: %2</translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: the stream changed its channel count or sample rate</source>
+        <translation>Aufzeichnung von &quot;%1&quot; beendet: der Strom hat seine Kanalzahl oder Abtastrate geändert</translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: a WAV file holds at most 4 GiB</source>
+        <translation>Aufzeichnung von &quot;%1&quot; beendet: eine WAV-Datei fasst höchstens 4 GiB</translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2; the file keeps the %3 frames before</source>
+        <translation>&quot;%1&quot; kann nicht geschrieben werden: %2; die Datei behält die %3 Frames davor</translation>
+    </message>
+    <message>
+        <source>no file name</source>
+        <translation>kein Dateiname</translation>
     </message>
 </context>
 <context>

@@ -17,6 +17,33 @@
     </message>
 </context>
 <context>
+    <name>TQVAudioSource</name>
+    <message>
+        <source>No audio input device is present</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; is not present</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; does not support %2 Hz with %3 channels</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; could not be opened</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; failed: the device was removed or the sound server stopped</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; was removed</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
@@ -275,6 +302,37 @@
     </message>
     <message>
         <source>Plot</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVRecorder</name>
+    <message>
+        <source>Cannot record &quot;%1&quot;: the source delivers no stream of equidistant samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot create &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: the stream changed its channel count or sample rate</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: a WAV file holds at most 4 GiB</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2; the file keeps the %3 frames before</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no file name</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

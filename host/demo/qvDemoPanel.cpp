@@ -196,6 +196,8 @@ TQVDemoPanel::~TQVDemoPanel()
 
 void TQVDemoPanel::RunBlocks(int blocks)
 {
+    if (m_external)
+        return;
     m_generator.Run();
     for (int i = 0; i < blocks; ++i)
         m_generator.Tick();
@@ -203,7 +205,12 @@ void TQVDemoPanel::RunBlocks(int blocks)
 
 void TQVDemoPanel::SetRunning(bool running)
 {
-    if (running) {
+    if (m_external) {
+        if (running)
+            m_external->Run();
+        else
+            m_external->Stop();
+    } else if (running) {
         m_generator.Run();
         m_timer->start();
     } else {
@@ -214,5 +221,15 @@ void TQVDemoPanel::SetRunning(bool running)
 
 bool TQVDemoPanel::Running() const
 {
-    return m_timer->isActive();
+    return m_external ? m_external->State() == mssRun : m_timer->isActive();
+}
+
+void TQVDemoPanel::SetExternalSource(TQVBlockSource *source)
+{
+    if (source == m_external)
+        return;
+    SetRunning(false);
+    m_external = source;
+    m_filter.SetQVMeasureSource(source ? source : static_cast<TQVMeasureSource *>(&m_generator));
+    m_frequency->setEnabled(!source);
 }

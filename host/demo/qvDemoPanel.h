@@ -31,11 +31,17 @@ public:
     explicit TQVDemoPanel(QWidget *parent = nullptr);
     ~TQVDemoPanel() override;
 
-    /// Runs `blocks` blocks through the chain at once (headless runs and tests).
+    /// Runs `blocks` blocks of the generator through the chain at once (headless runs and
+    /// tests); ignored on an external source.
     void RunBlocks(int blocks);
-    /// Starts or stops the real-time run: one block per block duration on a timer.
+    /// Starts or stops the real-time run: one generator block per block duration on a timer,
+    /// or the external source's own run.
     void SetRunning(bool running);
     bool Running() const;
+    /// \brief Feeds the chain from `source` (a sound card, for instance) instead of the
+    /// generator, which then rests; the frequency slider is disabled. Null goes back to the
+    /// generator. The source must outlive the panel or be reset first.
+    void SetExternalSource(TQVBlockSource *source);
 
     TQVSignalGenerator &Generator() { return m_generator; }
     TQVIIRFilter &Filter() { return m_filter; }
@@ -66,4 +72,5 @@ private:
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
     QTimer *m_timer = nullptr;
+    TQVBlockSource *m_external = nullptr;
 };
