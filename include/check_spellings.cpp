@@ -3,6 +3,7 @@
 // the folder spelling the library's own sources use.
 #include <Velmora/Core>
 #include <Velmora/Host>
+#include <Velmora/Net>
 #include <Velmora/Widgets>
 #include <Velmora/framework/qvMeasIntf.h>
 #include "framework/qvMeasIntf.h"

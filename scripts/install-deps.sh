@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs everything the build, the tests and the benchmarks need on Debian 12 (run as root).
 # clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh;
-# doxygen builds the API reference and python3 runs the docs check (scripts/check-docs.py).
+# libzmq3-dev and cppzmq-dev carry the network streams (velmora_net); doxygen builds the API
+# reference and python3 runs the docs check (scripts/check-docs.py).
 set -euo pipefail
 
 packages=(
@@ -11,6 +12,7 @@ packages=(
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev
   fonts-dejavu-core
+  libzmq3-dev cppzmq-dev
   doxygen python3
 )
 
