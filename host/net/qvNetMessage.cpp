@@ -112,10 +112,10 @@ Error DecodeBlock(const std::byte *begin, std::size_t size, Message &message)
 Error Decode(const void *data, std::size_t size, Message &message)
 {
     const auto *in = static_cast<const std::byte *>(data);
+    if (size >= sizeof Magic && std::memcmp(in, Magic, sizeof Magic) != 0)
+        return Error::Magic;
     if (size < HeaderSize)
         return Error::Truncated;
-    if (std::memcmp(in, Magic, sizeof Magic) != 0)
-        return Error::Magic;
     if (std::uint8_t(in[4]) != Version)
         return Error::Version;
     const std::byte *field = in + 8;

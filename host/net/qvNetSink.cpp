@@ -51,6 +51,11 @@ void TQVNetSink::SetEndpoint(const QString &endpoint)
         });
 }
 
+QString TQVNetSink::BoundEndpoint() const
+{
+    return m_socket ? QString::fromStdString(m_socket->Socket().get(zmq::sockopt::last_endpoint)) : QString();
+}
+
 void TQVNetSink::SetHighWaterMark(int messages)
 {
     if (messages >= 1)

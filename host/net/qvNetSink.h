@@ -45,6 +45,9 @@ public:
     int AnnounceInterval() const { return m_announce.interval(); }
     void SetAnnounceInterval(int milliseconds);
 
+    /// The endpoint bound, with a port chosen by the system filled in ("tcp://127.0.0.1:*"
+    /// binds a free port); empty when not publishing.
+    QString BoundEndpoint() const;
     /// Messages published since the last bind.
     qint64 MessagesSent() const { return m_sent; }
     /// The random id of this sink's stream, in every message header.

@@ -133,7 +133,7 @@ int main(int argc, char **argv)
 
     source->Run();
     std::printf("velmora-node: publishing %s on %s (session %016llx)\n", qPrintable(parser.value(QStringLiteral("source"))),
-                qPrintable(sink.Endpoint()), static_cast<unsigned long long>(sink.Session()));
+                qPrintable(sink.BoundEndpoint()), static_cast<unsigned long long>(sink.Session()));
     std::fflush(stdout);
     const int result = app.exec();
     sink.SetQVMeasureSource(nullptr);
