@@ -201,8 +201,28 @@ void TQVDemoPanel::RunBlocks(int blocks)
         m_generator.Tick();
 }
 
+void TQVDemoPanel::SetExternalSource(TQVMeasureSource *source)
+{
+    const bool running = Running();
+    SetRunning(false);
+    try {
+        m_filter.SetQVMeasureSource(source ? source : &m_generator);
+    } catch (...) {
+        m_filter.SetQVMeasureSource(&m_generator);
+        m_external = nullptr;
+        m_frequency->setEnabled(true);
+        SetRunning(running);
+        throw;
+    }
+    m_external = source;
+    m_frequency->setEnabled(!source);
+    SetRunning(running);
+}
+
 void TQVDemoPanel::SetRunning(bool running)
 {
+    if (m_external)
+        return;
     if (running) {
         m_generator.Run();
         m_timer->start();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
 
 #include "analysis/qvFilter.h"
@@ -33,9 +34,16 @@ public:
 
     /// Runs `blocks` blocks through the chain at once (headless runs and tests).
     void RunBlocks(int blocks);
-    /// Starts or stops the real-time run: one block per block duration on a timer.
+    /// Starts or stops the real-time run: one block per block duration on a timer. With an
+    /// external source the source sets the pace and no timer runs.
     void SetRunning(bool running);
     bool Running() const;
+    /// \brief Feeds the low-pass from `source` (a network stream, say) instead of the
+    /// generator; null returns to the generator. The frequency slider, which sets the
+    /// generator, is disabled meanwhile. Raises `EQVMSIncompatibleSource` when the chain
+    /// cannot take the source; the panel then stays on the generator.
+    void SetExternalSource(TQVMeasureSource *source);
+    TQVMeasureSource *ExternalSource() const { return m_external; }
 
     TQVSignalGenerator &Generator() { return m_generator; }
     TQVIIRFilter &Filter() { return m_filter; }
@@ -66,4 +74,5 @@ private:
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
     QTimer *m_timer = nullptr;
+    QPointer<TQVMeasureSource> m_external;
 };
