@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -45,10 +46,14 @@ public:
         m_pub.bind("tcp://127.0.0.1:*");
         m_sub.set(zmq::sockopt::subscribe, "");
         m_sub.connect(m_pub.get(zmq::sockopt::last_endpoint));
-        // Subscriptions travel asynchronously: send until the first message arrives.
+        // Subscriptions travel asynchronously: one message at a time until one arrives, then
+        // nothing may be left on the way.
         zmq::message_t in;
-        while (!m_sub.recv(in, zmq::recv_flags::dontwait))
+        do {
             Send();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        } while (!m_sub.recv(in, zmq::recv_flags::dontwait));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
         while (m_sub.recv(in, zmq::recv_flags::dontwait)) {
         }
     }
@@ -58,15 +63,20 @@ public:
         std::memcpy(out.data(), m_payload.data(), m_payload.size());
         m_pub.send(out, zmq::send_flags::dontwait);
     }
-    void Receive(int count)
+    /// False when a message did not come within a second.
+    bool Receive(int count)
     {
         zmq::message_t in;
+        const QDeadlineTimer deadline(1000);
         for (int got = 0; got < count;) {
             if (m_sub.recv(in, zmq::recv_flags::dontwait)) {
                 benchmark::DoNotOptimize(*static_cast<const char *>(in.data()));
                 ++got;
+            } else if (deadline.hasExpired()) {
+                return false;
             }
         }
+        return true;
     }
 
 private:
@@ -94,11 +104,15 @@ struct TQVNetChain
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         Sink.SetAnnounceInterval(0); // no announcements inside the timed loops
     }
-    void Receive(int count)
+    bool Receive(int count)
     {
         const std::int64_t target = Consumer.Blocks() + count;
-        while (Consumer.Blocks() < target)
-            Receiver.Receive();
+        const QDeadlineTimer deadline(1000);
+        while (Consumer.Blocks() < target) {
+            if (Receiver.Receive() == 0 && deadline.hasExpired())
+                return false;
+        }
+        return true;
     }
 
     TQVBenchSource Source;
@@ -117,15 +131,16 @@ void Run(benchmark::State &state, int channels, bool burst)
     }
     TQVRawPair raw(QVNet::BlockSize(chain.Block.Block));
     const int count = burst ? Burst : 1;
+    bool complete = true;
     const auto ours = [&] {
         for (int i = 0; i < count; ++i)
             chain.Source.Send(chain.Block.Block);
-        chain.Receive(count);
+        complete = chain.Receive(count) && complete;
     };
     const auto theirs = [&] {
         for (int i = 0; i < count; ++i)
             raw.Send();
-        raw.Receive(count);
+        complete = raw.Receive(count) && complete;
     };
     // Alternating short batches, the best of each: both meet the same load of the machine.
     double oursNs = 1e300;
@@ -136,7 +151,7 @@ void Run(benchmark::State &state, int channels, bool burst)
             rawNs = std::min(rawNs, QVYardstickNs(theirs, std::chrono::milliseconds(20), 1) / count);
         }
     }
-    if (chain.Receiver.Gaps() != 0) {
+    if (!complete || chain.Receiver.Gaps() != 0) {
         state.SkipWithError("blocks were lost on the way");
         return;
     }
