@@ -84,8 +84,10 @@ void TQVNetSink::Publish(std::size_t size, Encode encode)
     encode(static_cast<std::byte *>(message.data()), QVNet::Header{QVNet::Kind::State, m_session, m_sequence++});
     if (m_socket->Socket().send(message, zmq::send_flags::dontwait))
         ++m_sent;
-    // Sending may consume the descriptor's edge that announced a subscription.
-    ReadSubscriptions();
+    // Sending may consume the descriptor's edge that announced a subscription: look now and
+    // then (the periodic announcement covers the rest).
+    if (m_sent % 16 == 0)
+        ReadSubscriptions();
 }
 
 void TQVNetSink::Announce()
@@ -100,10 +102,8 @@ void TQVNetSink::Announce()
 void TQVNetSink::ReadSubscriptions()
 {
     bool subscribed = false;
-    while (m_socket && m_socket->Readable()) {
-        zmq::message_t message;
-        if (!m_socket->Socket().recv(message, zmq::recv_flags::dontwait))
-            break;
+    zmq::message_t message;
+    while (m_socket && m_socket->Socket().recv(message, zmq::recv_flags::dontwait)) {
         // XPUB hands up (un)subscriptions: 1 or 0, then the topic.
         subscribed = subscribed || (message.size() >= 1 && *static_cast<const char *>(message.data()) == 1);
     }

@@ -30,9 +30,4 @@ NotifiedSocket::NotifiedSocket(zmq::socket_type type, const QString &endpoint, Q
     m_later.start();
 }
 
-bool NotifiedSocket::Readable()
-{
-    return (m_socket.get(zmq::sockopt::events) & ZMQ_POLLIN) != 0;
-}
-
 } // namespace QVNet

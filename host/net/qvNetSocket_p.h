@@ -20,8 +20,8 @@ namespace QVNet {
 zmq::context_t &Context();
 
 /// \brief A socket plus a notifier on its ZMQ_FD. The descriptor is edge-triggered, so
-/// `onReadable` must read until `Readable()` is false, or call `ReadLater()` to go on in the
-/// next turn of the event loop.
+/// `onReadable` must read until a non-blocking receive finds nothing (which re-arms it), or
+/// call `ReadLater()` to go on in the next turn of the event loop.
 class NotifiedSocket
 {
 public:
@@ -31,8 +31,6 @@ public:
                    const std::function<void(zmq::socket_t &, const std::string &)> &setup,
                    std::function<void()> onReadable, const QString &failure);
     zmq::socket_t &Socket() { return m_socket; }
-    /// Whether a message waits; also re-arms the descriptor.
-    bool Readable();
     /// Calls the handler from the event loop soon.
     void ReadLater() { m_later.start(); }
 

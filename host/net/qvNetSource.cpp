@@ -80,10 +80,9 @@ int TQVNetSource::Receive(int limit)
     m_receiving = true;
     int count = 0;
     QVNet::NotifiedSocket *socket = m_socket.get();
-    while (count < limit && socket->Readable()) {
-        zmq::message_t message;
-        if (!socket->Socket().recv(message, zmq::recv_flags::dontwait))
-            break;
+    zmq::message_t message;
+    // Until the socket has nothing more: that also re-arms its edge-triggered descriptor.
+    while (count < limit && socket->Socket().recv(message, zmq::recv_flags::dontwait)) {
         ++count;
         try {
             Handle(message.data(), message.size());
@@ -101,7 +100,7 @@ int TQVNetSource::Receive(int limit)
     }
     m_receiving = false;
     // More waiting: go on in the next turn, so that a fast publisher cannot starve the loop.
-    if (count == limit && socket->Readable())
+    if (count == limit)
         socket->ReadLater();
     return count;
 }
