@@ -21,17 +21,10 @@ TQVNetSink::~TQVNetSink() = default;
 
 void TQVNetSink::SetEndpoint(const QString &endpoint)
 {
-    if (endpoint == m_endpoint && (m_socket || endpoint.isEmpty()))
-        return;
-    m_announce.stop();
-    m_socket.reset();
-    m_sent = 0;
-    const bool changed = endpoint != m_endpoint;
-    m_endpoint = endpoint;
-    NotifyAfter(
+    QVNet::MoveSocket(
+        m_socket, m_endpoint, endpoint,
         [&] {
-            if (endpoint.isEmpty())
-                return;
+            m_sent = 0;
             const int highWaterMark = m_highWaterMark;
             m_socket = std::make_unique<QVNet::NotifiedSocket>(
                 zmq::socket_type::xpub, endpoint, this,
@@ -45,10 +38,7 @@ void TQVNetSink::SetEndpoint(const QString &endpoint)
             if (m_announce.interval() > 0)
                 m_announce.start();
         },
-        [&] {
-            if (changed)
-                emit EndpointChanged(m_endpoint);
-        });
+        [this] { emit EndpointChanged(m_endpoint); });
 }
 
 QString TQVNetSink::BoundEndpoint() const

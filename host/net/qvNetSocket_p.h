@@ -40,4 +40,28 @@ private:
     QTimer m_later;
 };
 
+/// \brief Moves `socket` to `endpoint`: closes it, stores the endpoint in `current` and,
+/// unless it is empty, lets `open()` open the new one. `changed()` runs when the endpoint
+/// differs, also when `open` raises. Nothing happens when `socket` is already there.
+template <typename Open, typename Changed>
+void MoveSocket(std::unique_ptr<NotifiedSocket> &socket, QString &current, const QString &endpoint, Open open,
+                Changed changed)
+{
+    if (endpoint == current && (socket || endpoint.isEmpty()))
+        return;
+    socket.reset();
+    const bool differs = endpoint != current;
+    current = endpoint;
+    try {
+        if (!endpoint.isEmpty())
+            open();
+    } catch (...) {
+        if (differs)
+            changed();
+        throw;
+    }
+    if (differs)
+        changed();
+}
+
 } // namespace QVNet

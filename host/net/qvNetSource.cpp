@@ -29,17 +29,11 @@ TQVNetSource::~TQVNetSource() = default;
 
 void TQVNetSource::SetEndpoint(const QString &endpoint)
 {
-    if (endpoint == m_endpoint && (m_socket || endpoint.isEmpty()))
-        return;
-    m_socket.reset();
-    m_blocks = m_gaps = m_lost = m_rejected = 0;
-    m_haveSession = false;
-    const bool changed = endpoint != m_endpoint;
-    m_endpoint = endpoint;
-    NotifyAfter(
+    QVNet::MoveSocket(
+        m_socket, m_endpoint, endpoint,
         [&] {
-            if (endpoint.isEmpty())
-                return;
+            m_blocks = m_gaps = m_lost = m_rejected = 0;
+            m_haveSession = false;
             const int highWaterMark = m_highWaterMark;
             m_socket = std::make_unique<QVNet::NotifiedSocket>(
                 zmq::socket_type::sub, endpoint, this,
@@ -51,10 +45,7 @@ void TQVNetSource::SetEndpoint(const QString &endpoint)
                 },
                 [this] { Receive(); }, QCoreApplication::translate("TQVNetSource", "Cannot subscribe to \"%1\": %2"));
         },
-        [&] {
-            if (changed)
-                emit EndpointChanged(m_endpoint);
-        });
+        [this] { emit EndpointChanged(m_endpoint); });
 }
 
 void TQVNetSource::SetHighWaterMark(int messages)
