@@ -36,7 +36,7 @@ void BM_RecorderWave(benchmark::State &state)
     TQVBenchSource source(Channels, BlockSamples);
     TQVBenchBlock block(Channels, BlockSamples);
     TQVRecorder recorder;
-    recorder.SetMeasureSource(&source);
+    recorder.SetQVMeasureSource(&source);
     recorder.SetFileName(dir.filePath(QStringLiteral("recorder.wav")));
     const auto recordOne = [&](bool restart) {
         if (restart) {

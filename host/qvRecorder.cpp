@@ -61,7 +61,7 @@ TQVRecorder::~TQVRecorder()
     m_link.SeTQVMeasureSource(nullptr);
 }
 
-void TQVRecorder::SetMeasureSource(TQVMeasureSource *source)
+void TQVRecorder::SetQVMeasureSource(TQVMeasureSource *source)
 {
     if (source == m_link.Source())
         return;

@@ -22,7 +22,7 @@
 class TQVRecorder : public TQVComponent
 {
     Q_OBJECT
-    Q_PROPERTY(TQVMeasureSource *MeasureSource READ MeasureSource WRITE SetMeasureSource NOTIFY MeasureSourceChanged)
+    Q_PROPERTY(TQVMeasureSource *MeasureSource READ GetQVMeasureSource WRITE SetQVMeasureSource NOTIFY MeasureSourceChanged)
     Q_PROPERTY(QString FileName READ FileName WRITE SetFileName NOTIFY SettingsChanged)
     Q_PROPERTY(TQVRecordFormat Format READ Format WRITE SetFormat NOTIFY SettingsChanged)
     Q_PROPERTY(bool Recording READ Recording WRITE SetRecording NOTIFY RecordingChanged)
@@ -37,9 +37,9 @@ public:
     /// Finishes the file and disconnects.
     ~TQVRecorder() override;
 
-    TQVMeasureSource *MeasureSource() const { return m_link.Source(); }
+    TQVMeasureSource *GetQVMeasureSource() const { return m_link.Source(); }
     /// Connects to `source` (null disconnects); a recording in progress ends first.
-    void SetMeasureSource(TQVMeasureSource *source);
+    void SetQVMeasureSource(TQVMeasureSource *source);
     QString FileName() const { return m_fileName; }
     /// Ignored while recording.
     void SetFileName(const QString &fileName);

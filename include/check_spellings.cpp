@@ -4,6 +4,7 @@
 #include <Velmora/Audio>
 #include <Velmora/Core>
 #include <Velmora/Host>
+#include <Velmora/Net>
 #include <Velmora/Widgets>
 #include <Velmora/framework/qvMeasIntf.h>
 #include "framework/qvMeasIntf.h"

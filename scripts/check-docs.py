@@ -22,7 +22,7 @@ MARKER = re.compile(r"^<!-- snippet: (examples/[^#\s]+)(?:#([\w-]+))? -->$")
 FENCE = re.compile(r"^```(cpp|c\+\+|cmake)\s*$")
 HEADER_FOLDERS = ["framework", "kernels", "stream", "analysis", "controls", "indicators", "host"]
 INTERNAL = {"demo", "gallery", "workbench"}
-UMBRELLAS = ["Core", "Widgets", "Host", "Audio"]
+UMBRELLAS = ["Core", "Widgets", "Host", "Audio", "Net"]
 
 
 def dedent(lines):

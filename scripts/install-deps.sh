@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs everything the build, the tests and the benchmarks need on Debian 12 (run as root).
 # clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh;
-# doxygen builds the API reference and python3 runs the docs check (scripts/check-docs.py).
 # Qt Multimedia builds the sound card source; PulseAudio gives its tests a server with a
-# null sink to capture from (scripts/test.sh).
+# null sink to capture from (scripts/test.sh). libzmq3-dev and cppzmq-dev carry the network
+# streams (velmora_net); doxygen builds the API reference and python3 runs the docs check
+# (scripts/check-docs.py); gcovr reports coverage (scripts/coverage.sh).
 set -euo pipefail
 
 packages=(
@@ -14,6 +15,7 @@ packages=(
   libfftw3-dev libkissfft-dev libliquid-dev
   clang libclang-rt-14-dev
   fonts-dejavu-core
+  libzmq3-dev cppzmq-dev
   doxygen python3 gcovr
 )
 

@@ -6,7 +6,7 @@
 # warning in a public header fails) and checks that the code blocks of the docs are excerpts
 # of those programs (scripts/check-docs.py).
 # The 32-bit record layout check runs as part of the suite. After the sanitizer build the
-# form reader and the instruments are fuzzed for a minute each (scripts/fuzz.sh).
+# form reader, the instruments and the stream decoder are fuzzed for a minute each (scripts/fuzz.sh).
 # `--no-sanitize` skips the second build and the fuzz runs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -91,8 +91,8 @@ if [ "$sanitize" = 1 ]; then
     run_examples build-asan -DCMAKE_BUILD_TYPE=Debug \
       -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 
-  # The form reader and the instruments under libFuzzer (clang, with the same sanitizers),
-  # for one minute each.
+  # The form reader, the instruments and the stream message decoder under libFuzzer (clang,
+  # with the same sanitizers), for one minute each.
   ./scripts/fuzz.sh 60
 
   # The threaded host sources under ThreadSanitizer.

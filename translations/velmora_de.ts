@@ -288,6 +288,52 @@
     </message>
 </context>
 <context>
+    <name>TQVNetSink</name>
+    <message>
+        <source>Cannot publish on &quot;%1&quot;: %2</source>
+        <translation>Veröffentlichen auf &quot;%1&quot; nicht möglich: %2</translation>
+    </message>
+</context>
+<context>
+    <name>TQVNetSource</name>
+    <message>
+        <source>Rejected a truncated stream message</source>
+        <translation>Unvollständige Stream-Nachricht verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a message that is not part of a Velmora stream</source>
+        <translation>Nachricht verworfen, die nicht zu einem Velmora-Stream gehört</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of another format version</source>
+        <translation>Stream-Nachricht einer anderen Formatversion verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of unknown kind</source>
+        <translation>Stream-Nachricht unbekannter Art verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message whose size does not match its contents</source>
+        <translation>Stream-Nachricht verworfen, deren Größe nicht zu ihrem Inhalt passt</translation>
+    </message>
+    <message>
+        <source>Rejected a block with more than 65 channels</source>
+        <translation>Block mit mehr als 65 Kanälen verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a block with a channel of more than 2^24 samples</source>
+        <translation>Block mit einem Kanal von mehr als 2^24 Abtastwerten verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message with a field out of range</source>
+        <translation>Stream-Nachricht mit einem Feld außerhalb des Wertebereichs verworfen</translation>
+    </message>
+    <message>
+        <source>Cannot subscribe to &quot;%1&quot;: %2</source>
+        <translation>Abonnieren von &quot;%1&quot; nicht möglich: %2</translation>
+    </message>
+</context>
+<context>
     <name>TQVPanelMeterInt</name>
     <message>
         <source>Panel meter</source>

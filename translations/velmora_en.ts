@@ -288,6 +288,52 @@
     </message>
 </context>
 <context>
+    <name>TQVNetSink</name>
+    <message>
+        <source>Cannot publish on &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVNetSource</name>
+    <message>
+        <source>Rejected a truncated stream message</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a message that is not part of a Velmora stream</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of another format version</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of unknown kind</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message whose size does not match its contents</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a block with more than 65 channels</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a block with a channel of more than 2^24 samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message with a field out of range</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot subscribe to &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVPanelMeterInt</name>
     <message>
         <source>Panel meter</source>

@@ -32,7 +32,7 @@ static bool RoundTrip(const QString &fileName, TQVRecorder::TQVRecordFormat form
 
     // [record]
     TQVRecorder recorder;
-    recorder.SetMeasureSource(&generator);
+    recorder.SetQVMeasureSource(&generator);
     recorder.SetFileName(fileName);
     recorder.SetFormat(format);                 // TQVRecorder::rfWave (float32) or rfCsv
     if (!recorder.Start())                      // the reason is in recorder.ErrorString()

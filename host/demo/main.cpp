@@ -1,19 +1,53 @@
-// velmora-demo: the demo instrument panel on its built-in signal generator, or with
-// --source audio[:DEVICE] on a sound card input. With a display it runs in real time until the
-// window is closed; without one (or with --blocks) it runs a fixed number of blocks, writes a
-// snapshot of the panel and exits.
+// velmora-demo: the demo instrument panel on its built-in signal generator, on a sound card
+// input (--source audio[:DEVICE]) or on the stream a velmora-node publishes
+// (--source tcp://HOST:PORT). With a display it runs in real time until the window is closed;
+// without one (or with --blocks) it runs a fixed number of blocks, writes a snapshot of the
+// panel and exits.
 
 #include <cstdio>
+#include <exception>
 #include <memory>
 
-#include <QtCore/QDeadlineTimer>
-
 #include <QtCore/QCommandLineParser>
+#include <QtCore/QDeadlineTimer>
 #include <QtGui/QPixmap>
 #include <QtWidgets/QApplication>
 
+#include "host/net/qvNetSource.h"
 #include "host/qvAudioSource.h"
 #include "qvDemoPanel.h"
+
+namespace {
+
+// The source --source names, or null for the generator; prints why and returns null in `failed`.
+std::unique_ptr<TQVMeasureSource> MakeSource(const QString &name, bool &failed)
+{
+    failed = false;
+    if (name == QLatin1String("generator"))
+        return nullptr;
+    try {
+        if (name == QLatin1String("audio") || name.startsWith(QLatin1String("audio:"))) {
+            auto audio = std::make_unique<TQVAudioSource>();
+            audio->SetDevice(name.mid(6));
+            audio->SetSampleRate(TQVDemoPanel::SampleRate);
+            audio->SetBlockLength(TQVDemoPanel::BlockLength);
+            return audio;
+        }
+        if (name.startsWith(QLatin1String("tcp://"))) {
+            auto remote = std::make_unique<TQVNetSource>();
+            remote->SetEndpoint(name);
+            return remote;
+        }
+        std::fprintf(stderr, "velmora-demo: unknown source %s; use generator, audio[:DEVICE] or tcp://HOST:PORT\n",
+                     qPrintable(name));
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "velmora-demo: %s\n", e.what());
+    }
+    failed = true;
+    return nullptr;
+}
+
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -33,34 +67,32 @@ int main(int argc, char **argv)
     QCommandLineOption snapshotOption(QStringLiteral("snapshot"), QStringLiteral("PNG file for the snapshot."),
                                       QStringLiteral("file"), QStringLiteral("velmora-demo.png"));
     QCommandLineOption sourceOption(QStringLiteral("source"),
-                                    QStringLiteral("generator (default), or audio[:DEVICE] for a sound card input "
-                                                   "(the default input without a device name)."),
+                                    QStringLiteral("generator (default); audio[:DEVICE] for a sound card input (the "
+                                                   "default input without a device name); tcp://HOST:PORT for the "
+                                                   "stream a velmora-node publishes there."),
                                     QStringLiteral("source"), QStringLiteral("generator"));
     parser.addOption(blocksOption);
     parser.addOption(snapshotOption);
     parser.addOption(sourceOption);
     parser.process(app);
 
-    const QString source = parser.value(sourceOption);
-    std::unique_ptr<TQVAudioSource> audio;
-    if (source == QLatin1String("audio") || source.startsWith(QLatin1String("audio:"))) {
-        audio = std::make_unique<TQVAudioSource>();
-        audio->SetDevice(source.mid(6));
-        audio->SetSampleRate(TQVDemoPanel::SampleRate);
-        audio->SetBlockLength(TQVDemoPanel::BlockLength);
-    } else if (source != QLatin1String("generator")) {
-        std::fprintf(stderr, "unknown source %s; use generator or audio[:DEVICE]\n", qPrintable(source));
+    bool failed = false;
+    const std::unique_ptr<TQVMeasureSource> source = MakeSource(parser.value(sourceOption), failed);
+    if (failed)
         return 2;
-    }
 
     TQVDemoPanel panel;
-    panel.resize(1000, 760);
-    if (audio) {
-        panel.SetExternalSource(audio.get());
-        QObject::connect(audio.get(), &TQVAudioSource::ErrorOccurred, &app, [](const QString &message) {
-            std::fprintf(stderr, "%s\n", qPrintable(message));
-        });
+    if (source) {
+        QObject::connect(source.get(), &TQVMeasureSource::ErrorOccurred, &app,
+                         [](const QString &message) { std::fprintf(stderr, "%s\n", qPrintable(message)); });
+        try {
+            panel.SetExternalSource(source.get());
+        } catch (const std::exception &e) {
+            std::fprintf(stderr, "velmora-demo: %s\n", e.what());
+            return 1;
+        }
     }
+    panel.resize(1000, 760);
     panel.show();
     const bool batch = parser.isSet(blocksOption) || QGuiApplication::platformName() == QLatin1String("offscreen");
     if (!batch) {
@@ -69,17 +101,20 @@ int main(int argc, char **argv)
     }
 
     const int blocks = parser.isSet(blocksOption) ? std::max(1, parser.value(blocksOption).toInt()) : 200;
-    if (audio) {
-        // The device sets the pace: wait for the blocks (at most their duration and 5 s more).
+    if (source) {
+        // The source sets the pace: wait for the blocks (at most their duration and 30 s more).
         int received = 0;
         QObject::connect(&panel.Analyzer(), &TQVAnalyzer::Analyzed, &app, [&received] { ++received; });
         panel.SetRunning(true);
-        QDeadlineTimer deadline(qint64(1000.0 * blocks * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate) + 5000);
-        while (received < blocks && audio->State() == mssRun && !deadline.hasExpired())
+        const QDeadlineTimer deadline(qint64(1000.0 * blocks * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate)
+                                      + 30000);
+        const auto *audio = qobject_cast<const TQVAudioSource *>(source.get());
+        while (received < blocks && !(audio && audio->State() == mssError) && !deadline.hasExpired())
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         panel.SetRunning(false);
         if (received < blocks) {
-            std::fprintf(stderr, "only %d of %d blocks arrived from the audio input\n", received, blocks);
+            std::fprintf(stderr, "velmora-demo: only %d of %d blocks arrived from %s\n", received, blocks,
+                         qPrintable(parser.value(sourceOption)));
             return 1;
         }
     } else {

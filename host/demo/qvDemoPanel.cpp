@@ -203,14 +203,36 @@ void TQVDemoPanel::RunBlocks(int blocks)
         m_generator.Tick();
 }
 
+void TQVDemoPanel::SetExternalSource(TQVMeasureSource *source)
+{
+    if (source == m_external)
+        return;
+    const bool running = Running();
+    SetRunning(false);
+    try {
+        m_filter.SetQVMeasureSource(source ? source : &m_generator);
+    } catch (...) {
+        m_filter.SetQVMeasureSource(&m_generator);
+        m_external = nullptr;
+        m_frequency->setEnabled(true);
+        SetRunning(running);
+        throw;
+    }
+    m_external = source;
+    m_frequency->setEnabled(!source);
+    SetRunning(running);
+}
+
 void TQVDemoPanel::SetRunning(bool running)
 {
     if (m_external) {
-        if (running)
-            m_external->Run();
-        else
-            m_external->Stop();
-    } else if (running) {
+        // A block source (a sound card) runs on command; a stream (a network source) sets its
+        // own pace.
+        if (auto *blocks = qobject_cast<TQVBlockSource *>(m_external.data()))
+            running ? blocks->Run() : blocks->Stop();
+        return;
+    }
+    if (running) {
         m_generator.Run();
         m_timer->start();
     } else {
@@ -221,15 +243,8 @@ void TQVDemoPanel::SetRunning(bool running)
 
 bool TQVDemoPanel::Running() const
 {
-    return m_external ? m_external->State() == mssRun : m_timer->isActive();
-}
-
-void TQVDemoPanel::SetExternalSource(TQVBlockSource *source)
-{
-    if (source == m_external)
-        return;
-    SetRunning(false);
-    m_external = source;
-    m_filter.SetQVMeasureSource(source ? source : static_cast<TQVMeasureSource *>(&m_generator));
-    m_frequency->setEnabled(!source);
+    if (!m_external)
+        return m_timer->isActive();
+    const auto *blocks = qobject_cast<const TQVBlockSource *>(m_external.data());
+    return !blocks || blocks->State() == mssRun;
 }

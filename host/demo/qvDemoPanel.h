@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
 
 #include "analysis/qvFilter.h"
@@ -35,13 +36,16 @@ public:
     /// tests); ignored on an external source.
     void RunBlocks(int blocks);
     /// Starts or stops the real-time run: one generator block per block duration on a timer,
-    /// or the external source's own run.
+    /// or the external source's own run when it is a block source (a sound card); a stream
+    /// (a network source) sets its own pace.
     void SetRunning(bool running);
     bool Running() const;
-    /// \brief Feeds the chain from `source` (a sound card, for instance) instead of the
-    /// generator, which then rests; the frequency slider is disabled. Null goes back to the
-    /// generator. The source must outlive the panel or be reset first.
-    void SetExternalSource(TQVBlockSource *source);
+    /// \brief Feeds the low-pass from `source` (a sound card or a network stream) instead of
+    /// the generator, which then rests; null returns to the generator. The frequency slider,
+    /// which sets the generator, is disabled meanwhile. Raises `EQVMSIncompatibleSource` when
+    /// the chain cannot take the source; the panel then stays on the generator.
+    void SetExternalSource(TQVMeasureSource *source);
+    TQVMeasureSource *ExternalSource() const { return m_external; }
 
     TQVSignalGenerator &Generator() { return m_generator; }
     TQVIIRFilter &Filter() { return m_filter; }
@@ -72,5 +76,5 @@ private:
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
     QTimer *m_timer = nullptr;
-    TQVBlockSource *m_external = nullptr;
+    QPointer<TQVMeasureSource> m_external;
 };

@@ -34,7 +34,7 @@ struct Rig
             generator.SetChannel(k, {TQVSignalGenerator::wfNoise, 0, a, 0, a, 0});
         }
         sent.Connect(&generator);
-        recorder.SetMeasureSource(&generator);
+        recorder.SetQVMeasureSource(&generator);
         recorder.SetFormat(format);
         recorder.SetFileName(file);
     }
