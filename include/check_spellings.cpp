@@ -4,6 +4,9 @@
 #include <Velmora/Core>
 #include <Velmora/Host>
 #include <Velmora/Widgets>
+#ifdef VELMORA_CHECK_QUICK
+#include <Velmora/Quick>
+#endif
 #include <Velmora/framework/qvMeasIntf.h>
 #include "framework/qvMeasIntf.h"
 

@@ -1,0 +1,182 @@
+#include "quick/qvQuickInstruments.h"
+
+#include <QtCore/QScopedValueRollback>
+#include <QtGui/QPaintEvent>
+#include <QtGui/QPainter>
+#include <QtQuick/QQuickWindow>
+#include <QtWidgets/QApplication>
+
+#include "controls/qvDial.h"
+#include "controls/qvSlider.h"
+#include "indicators/QVMLSingleSinks.h"
+#include "indicators/QVPlot.h"
+
+TQVQuickInstrument::TQVQuickInstrument(WidgetFactory make, QQuickItem *parent)
+    : QQuickPaintedItem(parent)
+{
+    if (!QVQuickInitialize())
+        return;
+    m_widget = make();
+    connect(m_widget, &TQVCustomControl::ErrorOccurred, this, &TQVQuickInstrument::errorOccurred);
+    // Shown, but never on screen: the widget's own update and repaint requests arrive as
+    // paint events, which the filter turns into updates of the same area of the item.
+    m_widget->setAttribute(Qt::WA_DontShowOnScreen);
+    m_widget->installEventFilter(this);
+    m_widget->show();
+    setImplicitSize(m_widget->sizeHint().width(), m_widget->sizeHint().height());
+}
+
+TQVQuickInstrument::~TQVQuickInstrument()
+{
+    delete m_widget;
+}
+
+QWidget *TQVQuickInstrument::widget() const
+{
+    return m_widget;
+}
+
+QString TQVQuickInstrument::caption() const { return Read("Caption").toString(); }
+void TQVQuickInstrument::setCaption(const QString &caption) { Write("Caption", caption); }
+QColor TQVQuickInstrument::color() const { return Read("QtColor").value<QColor>(); }
+void TQVQuickInstrument::setColor(const QColor &color) { Write("QtColor", color); }
+
+void TQVQuickInstrument::LinkProperties()
+{
+    if (!m_widget)
+        return;
+    QVQuickFace::LinkNotifiers(this, QQuickPaintedItem::staticMetaObject.propertyCount(), m_widget);
+}
+
+QVariant TQVQuickInstrument::Read(const char *name) const { return QVQuickFace::Read(m_widget, name); }
+void TQVQuickInstrument::Write(const char *name, const QVariant &value) { QVQuickFace::Write(m_widget, name, value); }
+
+TQVMeasureSource *TQVQuickInstrument::SourceOf() const
+{
+    return Read("MeasureSource").value<TQVMeasureSource *>();
+}
+
+void TQVQuickInstrument::SetSource(TQVMeasureSource *source)
+{
+    Write("MeasureSource", QVariant::fromValue(source));
+}
+
+void TQVQuickInstrument::AcceptInput()
+{
+    setAcceptedMouseButtons(Qt::LeftButton);
+    setActiveFocusOnTab(true);
+    setFlag(ItemAcceptsInputMethod, false);
+}
+
+void TQVQuickInstrument::paint(QPainter *painter)
+{
+    if (!m_widget)
+        return;
+    // The scene graph clips the painter to the area it repaints: the widget paints just that,
+    // so a value change repaints only the area its widget asked for.
+    const QRect area = painter->hasClipping() ? painter->clipBoundingRect().toAlignedRect() & m_widget->rect()
+                                              : m_widget->rect();
+    if (area.isEmpty())
+        return;
+    const QScopedValueRollback rendering(m_rendering, true);
+    // The widget takes the pixel ratio from the painter's device. The scene graph's device
+    // has ratio 1 and a scaled painter, so at a higher ratio the widget paints into an image
+    // of the window's ratio, drawn 1:1 into device pixels: text and vectors stay sharp.
+    const qreal dpr = window() ? window()->effectiveDevicePixelRatio() : 1.0;
+    if (painter->device()->devicePixelRatioF() == dpr) {
+        m_widget->render(painter, area.topLeft(), QRegion(area), QWidget::DrawChildren);
+        return;
+    }
+    const QSize pixels = (QSizeF(m_widget->size()) * dpr).toSize();
+    if (m_image.size() != pixels || m_image.devicePixelRatio() != dpr) {
+        m_image = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
+        m_image.setDevicePixelRatio(dpr);
+        m_image.fill(Qt::transparent);
+    }
+    m_widget->render(&m_image, area.topLeft(), QRegion(area), QWidget::DrawChildren);
+    painter->drawImage(QRectF(area), m_image, QRectF(QPointF(area.topLeft()) * dpr, QSizeF(area.size()) * dpr));
+}
+
+bool TQVQuickInstrument::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched != m_widget || event->type() != QEvent::Paint || m_rendering)
+        return QQuickPaintedItem::eventFilter(watched, event);
+    update(static_cast<QPaintEvent *>(event)->rect());
+    return true;
+}
+
+void TQVQuickInstrument::geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry)
+{
+    QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
+    if (m_widget && newGeometry.size() != oldGeometry.size())
+        m_widget->resize(newGeometry.size().toSize().expandedTo(QSize(1, 1)));
+}
+
+void TQVQuickInstrument::Forward(QEvent *event)
+{
+    if (!m_widget)
+        return event->ignore();
+    event->setAccepted(false);
+    QCoreApplication::sendEvent(m_widget, event);
+    update();
+}
+
+void TQVQuickInstrument::keyPressEvent(QKeyEvent *event) { Forward(event); }
+void TQVQuickInstrument::keyReleaseEvent(QKeyEvent *event) { Forward(event); }
+void TQVQuickInstrument::wheelEvent(QWheelEvent *event) { Forward(event); }
+void TQVQuickInstrument::focusInEvent(QFocusEvent *event) { Forward(event); }
+void TQVQuickInstrument::focusOutEvent(QFocusEvent *event) { Forward(event); }
+
+void TQVQuickInstrument::mousePressEvent(QMouseEvent *event)
+{
+    forceActiveFocus(Qt::MouseFocusReason);
+    Forward(event);
+    event->accept(); // keeps the grab, so that the drag and the release arrive
+}
+
+void TQVQuickInstrument::mouseMoveEvent(QMouseEvent *event) { Forward(event); }
+void TQVQuickInstrument::mouseReleaseEvent(QMouseEvent *event) { Forward(event); }
+
+TQVQuickMeter::TQVQuickMeter(QQuickItem *parent)
+    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVMeter; }, parent)
+{
+    LinkProperties();
+}
+
+TQVQuickDial::TQVQuickDial(QQuickItem *parent)
+    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVDial; }, parent)
+{
+    LinkProperties();
+    AcceptInput();
+}
+
+TQVQuickBarGraph::TQVQuickBarGraph(QQuickItem *parent)
+    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVBarGraph; }, parent)
+{
+    LinkProperties();
+}
+
+TQVQuickSlider::TQVQuickSlider(QQuickItem *parent)
+    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVSlider; }, parent)
+{
+    LinkProperties();
+    AcceptInput();
+}
+
+TQVQuickPanelMeter::TQVQuickPanelMeter(QQuickItem *parent)
+    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVPanelMeter; }, parent)
+{
+    LinkProperties();
+}
+
+TQVQuickLed::TQVQuickLed(QQuickItem *parent)
+    : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVLed; }, parent)
+{
+    LinkProperties();
+}
+
+TQVQuickPlot::TQVQuickPlot(QQuickItem *parent)
+    : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVPlot; }, parent)
+{
+    LinkProperties();
+}
