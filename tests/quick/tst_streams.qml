@@ -21,7 +21,13 @@ Item {
         PanelMeter { id: display; source: rms }
         Component { id: spy; SignalSpy {} }
 
-        function spyOn(item, signal) { return createTemporaryObject(spy, test, { target: item, signalName: signal }) }
+        // A test's spies are deleted later: detach them before the next test drives the chain.
+        property var spies: []
+        function cleanup() { spies.forEach(s => s.target = null); spies = [] }
+        function spyOn(item, signal) {
+            spies.push(createTemporaryObject(spy, test, { target: item, signalName: signal }))
+            return spies[spies.length - 1]
+        }
 
         // A Butterworth low-pass passes its cutoff frequency at -3 dB: the RMS of the sine
         // A sin(2π fc t) behind it is A / √2 · 1 / √2 = A / 2.
@@ -83,6 +89,16 @@ Item {
                 { tag: "fft.leakFunction", object: fft, property: "leakFunction", value: FFTSingleSingle.Hann },
                 { tag: "rc.cutoffFrequency", object: rc, property: "cutoffFrequency", value: 100 },
                 { tag: "svf.q", object: svf, property: "q", value: 2 },
+                { tag: "svf.filterOutput", object: svf, property: "filterOutput", value: StateVariableFilter.SvfNotch },
+                { tag: "generator.blockLength", object: generator, property: "blockLength", value: 1024 },
+                { tag: "filePlayer.loop", object: player, property: "loop", value: true },
+                { tag: "dual.channel1", object: dual, property: "channel1", value: 1 },
+                { tag: "fftDualSingle.output", object: fftDual, property: "output", value: 1 },
+                { tag: "fftSingleDual.output", object: fftSingleDual, property: "output", value: 1 },
+                { tag: "fir.coefficientList", object: fir, property: "coefficientList", value: ["0.5", "0.5"] },
+                { tag: "rcHighpass.cutoffFrequency", object: rcHigh, property: "cutoffFrequency", value: 50 },
+                { tag: "trigger.triggerType", object: trigger, property: "triggerType", value: Trigger.FreeRunning },
+                { tag: "matrix.source", object: matrix, property: "source", value: generator },
             ]
         }
         Trigger { id: trigger }
@@ -90,6 +106,13 @@ Item {
         FFTSingleSingle { id: fft }
         RCLowpass { id: rc }
         StateVariableFilter { id: svf }
+        FilePlayer { id: player }
+        SelectorDual { id: dual }
+        SelectorMatrix { id: matrix }
+        FFTDualSingle { id: fftDual }
+        FFTSingleDual { id: fftSingleDual }
+        FIRFilter { id: fir }
+        RCHighpass { id: rcHigh }
         function test_faces(row) {
             const old = row.object[row.property]
             const changed = spyOn(row.object, row.property + "Changed")
