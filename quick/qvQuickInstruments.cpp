@@ -137,6 +137,28 @@ void TQVQuickInstrument::mousePressEvent(QMouseEvent *event)
 void TQVQuickInstrument::mouseMoveEvent(QMouseEvent *event) { Forward(event); }
 void TQVQuickInstrument::mouseReleaseEvent(QMouseEvent *event) { Forward(event); }
 
+void TQVQuickValueInstrument::WriteValue(Slot slot, double value)
+{
+    static constexpr const char *Names[Slots] = {"ValueMax", "ValueMin", "Value"};
+    if (isComponentComplete())
+        Write(Names[slot], value);
+    else
+        m_pending[slot] = value;
+}
+
+void TQVQuickValueInstrument::componentComplete()
+{
+    TQVQuickInstrument::componentComplete();
+    // The upper end before and after the lower one: whichever way the new range lies from
+    // the old one, one of the two writes of the upper end is accepted.
+    for (Slot slot : {ValueMax, ValueMin, ValueMax, Value}) {
+        if (m_pending[slot])
+            WriteValue(slot, *m_pending[slot]);
+    }
+    for (std::optional<double> &pending : m_pending)
+        pending.reset();
+}
+
 TQVQuickMeter::TQVQuickMeter(QQuickItem *parent)
     : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVMeter; }, parent)
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <QtGui/QColor>
 #include <QtGui/QImage>
 #include <QtQml/qqml.h>
@@ -8,7 +10,7 @@
 #include "framework/qvMeasIntf.h"
 #include "quick/qvQuickFace.h"
 
-class QWidget;
+#include <QtWidgets/QWidget>
 class TQVCustomPanel;
 
 /// \brief Base of the instrument items: a Qt Quick item that owns one instance of the
@@ -25,8 +27,17 @@ class QV_QUICK_EXPORT TQVQuickInstrument : public QQuickPaintedItem
     QML_ANONYMOUS
     Q_PROPERTY(QString caption READ caption WRITE setCaption NOTIFY captionChanged)
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
+    Q_PROPERTY(ScaleLayout scaleLayout READ scaleLayout WRITE setScaleLayout NOTIFY scaleLayoutChanged)
+    /// The painting widget, for the rest of its published properties (UpperCamel, so in
+    /// JavaScript only: `meter.widget.ValueGap = 0.1`).
+    Q_PROPERTY(QObject *widget READ widget CONSTANT)
 
 public:
+    /// The widgets' `ScaleLayout`: the classic layout, or labels measured and placed around
+    /// the scale at any size.
+    enum ScaleLayout { Classic, Adaptive };
+    Q_ENUM(ScaleLayout)
+
     ~TQVQuickInstrument() override;
 
     /// The widget that paints the item (null without a `QApplication`).
@@ -36,12 +47,15 @@ public:
     void setCaption(const QString &caption);
     QColor color() const;
     void setColor(const QColor &color);
+    ScaleLayout scaleLayout() const { return ScaleLayout(Read("ScaleLayout").toInt()); }
+    void setScaleLayout(ScaleLayout layout) { Write("ScaleLayout", int(layout)); }
 
     void paint(QPainter *painter) override;
 
 signals:
     void captionChanged();
     void colorChanged();
+    void scaleLayoutChanged();
     /// A write the widget refused (an incompatible `source`...); `message` is the library's text.
     void errorOccurred(const QString &message);
 
@@ -79,6 +93,10 @@ private:
 };
 
 /// \brief An instrument with a numeric value on a scale: `value`, `valueMin`, `valueMax`.
+///
+/// While QML creates the item, the three are kept and written when it is complete, ends
+/// first, so that their order in the QML text does not matter (a widget refuses a lower end
+/// above its upper one and clamps the value to its range).
 class QV_QUICK_EXPORT TQVQuickValueInstrument : public TQVQuickInstrument
 {
     Q_OBJECT
@@ -89,11 +107,11 @@ class QV_QUICK_EXPORT TQVQuickValueInstrument : public TQVQuickInstrument
 
 public:
     double value() const { return Read("Value").toDouble(); }
-    void setValue(double value) { Write("Value", value); }
+    void setValue(double value) { WriteValue(Value, value); }
     double valueMin() const { return Read("ValueMin").toDouble(); }
-    void setValueMin(double value) { Write("ValueMin", value); }
+    void setValueMin(double value) { WriteValue(ValueMin, value); }
     double valueMax() const { return Read("ValueMax").toDouble(); }
-    void setValueMax(double value) { Write("ValueMax", value); }
+    void setValueMax(double value) { WriteValue(ValueMax, value); }
 
 signals:
     void valueChanged();
@@ -102,6 +120,13 @@ signals:
 
 protected:
     using TQVQuickInstrument::TQVQuickInstrument;
+    void componentComplete() override;
+
+private:
+    enum Slot { ValueMax, ValueMin, Value, Slots };
+    void WriteValue(Slot slot, double value);
+
+    std::optional<double> m_pending[Slots];
 };
 
 /// \brief The needle meter (`TQVMeter`): a sink of a single-value `source`, with colour

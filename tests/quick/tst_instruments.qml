@@ -30,10 +30,11 @@ Item {
         }
         function test_valueProperties(row) {
             const item = createTemporaryObject(row.type, root)
-            const spies = ["valueChanged", "valueMinChanged", "valueMaxChanged", "captionChanged", "colorChanged"]
-                          .map(s => spyOn(item, s))
+            const spies = ["valueChanged", "valueMinChanged", "valueMaxChanged", "captionChanged", "colorChanged",
+                           "scaleLayoutChanged"].map(s => spyOn(item, s))
             item.valueMin = -20; item.valueMax = 80; item.value = 35.5
-            item.caption = "Level"; item.color = "#204080"
+            item.caption = "Level"; item.color = "#204080"; item.scaleLayout = Meter.Adaptive
+            compare(item.scaleLayout, Meter.Adaptive)
             compare(item.valueMin, -20); compare(item.valueMax, 80); compare(item.value, 35.5)
             compare(item.caption, "Level"); compare(item.color, Qt.color("#204080"))
             spies.forEach(s => verify(s.count >= 1, s.signalName))
