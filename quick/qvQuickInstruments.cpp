@@ -70,38 +70,45 @@ void TQVQuickInstrument::AcceptInput()
 
 void TQVQuickInstrument::paint(QPainter *painter)
 {
-    if (!m_widget)
+    if (!m_widget || m_image.isNull())
         return;
-    // The scene graph clips the painter to the area it repaints: the widget paints just that,
-    // so a value change repaints only the area its widget asked for.
+    // The scene graph repaints the area it was asked to (clipped): a copy of the widget's
+    // pixels, which the widget painted when it asked for the update.
+    const qreal dpr = m_image.devicePixelRatio();
     const QRect area = painter->hasClipping() ? painter->clipBoundingRect().toAlignedRect() & m_widget->rect()
                                               : m_widget->rect();
-    if (area.isEmpty())
-        return;
-    const QScopedValueRollback rendering(m_rendering, true);
-    // The widget takes the pixel ratio from the painter's device. The scene graph's device
-    // has ratio 1 and a scaled painter, so at a higher ratio the widget paints into an image
-    // of the window's ratio, drawn 1:1 into device pixels: text and vectors stay sharp.
+    painter->drawImage(QRectF(area), m_image, QRectF(QPointF(area.topLeft()) * dpr, QSizeF(area.size()) * dpr));
+}
+
+void TQVQuickInstrument::PaintWidget(const QRegion &region)
+{
+    // The widget paints at the pixel ratio of the device it paints on: the image has the
+    // window's, so that text and vectors are drawn at device resolution.
     const qreal dpr = window() ? window()->effectiveDevicePixelRatio() : 1.0;
-    if (painter->device()->devicePixelRatioF() == dpr) {
-        m_widget->render(painter, area.topLeft(), QRegion(area), QWidget::DrawChildren);
-        return;
-    }
     const QSize pixels = (QSizeF(m_widget->size()) * dpr).toSize();
+    QRegion dirty = region;
     if (m_image.size() != pixels || m_image.devicePixelRatio() != dpr) {
         m_image = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
         m_image.setDevicePixelRatio(dpr);
         m_image.fill(Qt::transparent);
+        dirty = m_widget->rect();
     }
-    m_widget->render(&m_image, area.topLeft(), QRegion(area), QWidget::DrawChildren);
-    painter->drawImage(QRectF(area), m_image, QRectF(QPointF(area.topLeft()) * dpr, QSizeF(area.size()) * dpr));
+    const QScopedValueRollback rendering(m_rendering, true);
+    // Called from the widget's paint event, which this render replaces: not a recursion.
+    const bool inPaint = m_widget->testAttribute(Qt::WA_WState_InPaintEvent);
+    m_widget->setAttribute(Qt::WA_WState_InPaintEvent, false);
+    m_widget->render(&m_image, dirty.boundingRect().topLeft(), dirty, QWidget::DrawChildren);
+    m_widget->setAttribute(Qt::WA_WState_InPaintEvent, inPaint);
+    update(dirty.boundingRect());
 }
 
 bool TQVQuickInstrument::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched != m_widget || event->type() != QEvent::Paint || m_rendering)
         return QQuickPaintedItem::eventFilter(watched, event);
-    update(static_cast<QPaintEvent *>(event)->rect());
+    // The widget's own paint request (an update, or the synchronous repaint of a value):
+    // it paints now, into the item's image, with the state it painted with on a screen.
+    PaintWidget(static_cast<QPaintEvent *>(event)->region());
     return true;
 }
 

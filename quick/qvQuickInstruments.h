@@ -86,9 +86,11 @@ protected:
 
 private:
     void Forward(QEvent *event);
+    /// Lets the widget paint `region` into the image and asks the scene graph for it.
+    void PaintWidget(const QRegion &region);
 
     TQVCustomPanel *m_widget = nullptr;
-    QImage m_image; // the widget's pixels at the window's ratio, when that is not 1
+    QImage m_image; // the widget's pixels at the window's ratio
     bool m_rendering = false;
 };
 

@@ -50,6 +50,12 @@ void TQVQuickDemo::SetRunning(bool running)
         m_root->setProperty("running", running);
 }
 
+void TQVQuickDemo::RenderFrame()
+{
+    QEvent request(QEvent::UpdateRequest);
+    QCoreApplication::sendEvent(m_view.get(), &request);
+}
+
 double TQVQuickDemo::MeterValue() const
 {
     QObject *meter = Loaded() ? m_root->property("meter").value<QObject *>() : nullptr;

@@ -25,6 +25,9 @@ public:
     void Tick();
     /// Starts or stops the real-time run.
     void SetRunning(bool running);
+    /// Renders the frame the changes since the last one asked for, at once, as the window
+    /// system's update request does.
+    void RenderFrame();
     /// The RMS the needle meter shows.
     double MeterValue() const;
     /// The window's contents, at its device pixel ratio.
