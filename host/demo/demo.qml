@@ -5,6 +5,7 @@ import Velmora
 // A 984.375 Hz sine with a little noise -> 4th-order IIR low-pass -> RMS -> meter, bar graph,
 // panel meter and an alarm LED; the filtered signal -> trigger -> time plot, and -> FFT ->
 // spectrum plot in dBV. The slider sets the generator's frequency, the dial the cutoff.
+// The texts are the widget panel's, under its translation context.
 Rectangle {
     id: panel
     width: 1000; height: 760
@@ -47,7 +48,7 @@ Rectangle {
         Row {
             spacing: 10
             Column {
-                Heading { text: qsTr("RMS after the low-pass") }
+                Heading { text: qsTranslate("TQVDemoPanel", "RMS after the low-pass") }
                 Row {
                     spacing: 6
                     Meter {
@@ -70,7 +71,7 @@ Rectangle {
             }
             Column {
                 spacing: 6
-                Heading { text: qsTr("Reading") }
+                Heading { text: qsTranslate("TQVDemoPanel", "Reading") }
                 PanelMeter { source: rms; width: 220; height: 80; decimals: 3; unitText: "V" }
                 Row {
                     spacing: 8
@@ -79,7 +80,7 @@ Rectangle {
                         scaleLayout: Led.Adaptive
                         Component.onCompleted: widget.Compare = "cmpOver"
                     }
-                    Text { text: qsTr("Alarm: RMS above %1 V").arg(panel.alarmLimit); color: palette.windowText; height: 36; verticalAlignment: Text.AlignVCenter }
+                    Text { text: qsTranslate("TQVDemoPanel", "Alarm: RMS above %1 V").arg(panel.alarmLimit); color: palette.windowText; height: 36; verticalAlignment: Text.AlignVCenter }
                 }
             }
         }
@@ -87,13 +88,13 @@ Rectangle {
             spacing: 10
             Plot {
                 source: trigger; width: 485; height: 250
-                title: qsTr("Filtered signal, triggered on the rising zero crossing")
+                title: qsTranslate("TQVDemoPanel", "Filtered signal, triggered on the rising zero crossing")
                 yUnit: "V"; autoScale: false; yMin: -1.5; yMax: 1.5
                 Component.onCompleted: widget.XUnit = "s"
             }
             Plot {
                 source: fft; width: 485; height: 250
-                title: qsTr("Spectrum of the filtered signal (Hanning window)")
+                title: qsTranslate("TQVDemoPanel", "Spectrum of the filtered signal (Hanning window)")
                 yUnit: "dBV"; scaleY: 1; autoScale: false; yMin: -120; yMax: 0
                 Component.onCompleted: widget.XUnit = "Hz"
             }
@@ -101,7 +102,7 @@ Rectangle {
         Row {
             spacing: 10
             Column {
-                Heading { text: qsTr("Generator frequency") }
+                Heading { text: qsTranslate("TQVDemoPanel", "Generator frequency") }
                 Slider {
                     id: slider; width: 485; height: 80
                     valueMax: 10000; valueMin: 100; valueStepWidth: 46.875; value: 984.375
@@ -113,7 +114,7 @@ Rectangle {
                 }
             }
             Column {
-                Heading { text: qsTr("Low-pass cutoff (4th order), Hz") }
+                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff (4th order), Hz") }
                 Dial {
                     id: dial; width: 200; height: 200
                     valueMax: 20000; valueMin: 500; valueStepWidth: 100; value: 4000
