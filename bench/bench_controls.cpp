@@ -427,18 +427,44 @@ void BM_PanelMeterAllocs(benchmark::State &state)
 }
 BENCHMARK(BM_PanelMeterAllocs)->Apply(LayoutArgs<TQVPanelMeterInt>)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// CPU time of this thread, in ns.
-double ThreadCpuNs()
+// CPU time of this thread (the widget demo) or of the whole process (the QML demo: the
+// scene graph may render on a thread of its own), in ns.
+double CpuNs(clockid_t clock)
 {
     timespec t{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    clock_gettime(clock, &t);
     return double(t.tv_sec) * 1e9 + double(t.tv_nsec);
+}
+
+// Runs `block` (one block through a demo panel and its repaints) 50 times to settle, then
+// 1000 times timed: CPU per block against the block's duration in real time (1024 samples
+// at 48 kHz). The panel must use under 5 % of one core.
+template <typename Block>
+void RunDemoChain(benchmark::State &state, Block &&block, clockid_t clock, const char *name)
+{
+    for (int i = 0; i < 50; ++i)
+        block();
+    constexpr int Blocks = 1000;
+    double cpuNs = 0.0, wallNs = 0.0;
+    for (auto _ : state) {
+        const double cpu = CpuNs(clock);
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < Blocks; ++i)
+            block();
+        wallNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / Blocks;
+        cpuNs = (CpuNs(clock) - cpu) / Blocks;
+    }
+    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
+    state.counters["cpu_ns_per_block"] = cpuNs;
+    state.counters["blocks_per_s"] = 1e9 / wallNs;
+    state.counters["core_share"] = cpuNs / blockNs;
+    const double allocs = QVAllocsPerCall(block, 10, 100);
+    QVRecordResult({name, cpuNs, "block duration at 48 kHz", blockNs, 0.05, allocs, -1.0});
 }
 
 // The whole demo panel, shown offscreen: each block runs the generator, the low-pass, the
 // RMS analyzer with its four displays, the trigger and the FFT, and then the pending
-// repaints of the plots are processed. CPU per block against the block's duration in real
-// time (1024 samples at 48 kHz): the panel must use under 5 % of one core.
+// repaints of the plots are processed.
 void BM_DemoChainRealTime(benchmark::State &state)
 {
     TQVDemoPanel panel;
@@ -446,29 +472,13 @@ void BM_DemoChainRealTime(benchmark::State &state)
     panel.show();
     QCoreApplication::processEvents();
     panel.Generator().Run();
-    const auto block = [&] {
-        panel.Generator().Tick();
-        QCoreApplication::processEvents();
-    };
-    for (int i = 0; i < 50; ++i)
-        block();
-    constexpr int Blocks = 1000;
-    double cpuNs = 0.0, wallNs = 0.0;
-    for (auto _ : state) {
-        const double cpu = ThreadCpuNs();
-        const auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < Blocks; ++i)
-            block();
-        wallNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / Blocks;
-        cpuNs = (ThreadCpuNs() - cpu) / Blocks;
-    }
-    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
-    state.counters["cpu_ns_per_block"] = cpuNs;
-    state.counters["blocks_per_s"] = 1e9 / wallNs;
-    state.counters["core_share"] = cpuNs / blockNs;
-    const double allocs = QVAllocsPerCall(block, 10, 100);
-    QVRecordResult({"demo chain, CPU per 1024-sample block", cpuNs, "block duration at 48 kHz", blockNs, 0.05, allocs,
-                    -1.0});
+    RunDemoChain(
+        state,
+        [&] {
+            panel.Generator().Tick();
+            QCoreApplication::processEvents();
+        },
+        CLOCK_THREAD_CPUTIME_ID, "demo chain, CPU per 1024-sample block");
 }
 BENCHMARK(BM_DemoChainRealTime)->Iterations(1)->Unit(benchmark::kMillisecond);
 
@@ -578,16 +588,8 @@ void BM_QuickPanelMeterValue(benchmark::State &state)
 }
 BENCHMARK(BM_QuickPanelMeterValue)->Apply(LayoutArgs<TQVPanelMeterInt>)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// CPU time of the whole process, in ns: the scene graph may render on a thread of its own.
-double ProcessCpuNs()
-{
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) * 1e9 + double(t.tv_nsec);
-}
-
 // The demo panel in QML, run as BM_DemoChainRealTime runs the widget one: each block, then
-// the frame it asks for. CPU of the process per block against the block's duration.
+// the frame it asks for; CPU of the whole process.
 void BM_QuickDemoChainRealTime(benchmark::State &state)
 {
     TQVQuickDemo demo;
@@ -598,27 +600,14 @@ void BM_QuickDemoChainRealTime(benchmark::State &state)
     demo.Show();
     QCoreApplication::processEvents();
     demo.RunBlocks(1);
-    const auto block = [&] {
-        demo.Tick();
-        demo.RenderFrame();
-        QCoreApplication::processEvents();
-    };
-    for (int i = 0; i < 50; ++i)
-        block();
-    constexpr int Blocks = 1000;
-    double cpuNs = 0.0;
-    for (auto _ : state) {
-        const double cpu = ProcessCpuNs();
-        for (int i = 0; i < Blocks; ++i)
-            block();
-        cpuNs = (ProcessCpuNs() - cpu) / Blocks;
-    }
-    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
-    state.counters["cpu_ns_per_block"] = cpuNs;
-    state.counters["core_share"] = cpuNs / blockNs;
-    const double allocs = QVAllocsPerCall(block, 10, 100);
-    QVRecordResult({"QML demo chain, CPU per 1024-sample block", cpuNs, "block duration at 48 kHz", blockNs, 0.05,
-                    allocs, -1.0});
+    RunDemoChain(
+        state,
+        [&] {
+            demo.Tick();
+            demo.RenderFrame();
+            QCoreApplication::processEvents();
+        },
+        CLOCK_PROCESS_CPUTIME_ID, "QML demo chain, CPU per 1024-sample block");
 }
 BENCHMARK(BM_QuickDemoChainRealTime)->Iterations(1)->Unit(benchmark::kMillisecond);
 #endif
