@@ -19,8 +19,9 @@ TQVQuickInstrument::TQVQuickInstrument(WidgetFactory make, QQuickItem *parent)
     m_widget = make();
     connect(m_widget, &TQVCustomControl::ErrorOccurred, this, &TQVQuickInstrument::errorOccurred);
     // Shown, but never on screen: the widget's own update and repaint requests arrive as
-    // paint events, which the filter turns into updates of the same area of the item.
+    // paint events, which the filter turns into paints into the item's image.
     m_widget->setAttribute(Qt::WA_DontShowOnScreen);
+    m_widget->setAttribute(Qt::WA_QuitOnClose, false); // closing the last window still quits
     m_widget->installEventFilter(this);
     m_widget->show();
     setImplicitSize(m_widget->sizeHint().width(), m_widget->sizeHint().height());
@@ -117,6 +118,14 @@ void TQVQuickInstrument::geometryChange(const QRectF &newGeometry, const QRectF 
     QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
     if (m_widget && newGeometry.size() != oldGeometry.size())
         m_widget->resize(newGeometry.size().toSize().expandedTo(QSize(1, 1)));
+}
+
+void TQVQuickInstrument::itemChange(ItemChange change, const ItemChangeData &data)
+{
+    QQuickPaintedItem::itemChange(change, data);
+    // Another window or screen may have another pixel ratio: the widget paints anew.
+    if (m_widget && (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged))
+        m_widget->update();
 }
 
 void TQVQuickInstrument::Forward(QEvent *event)
