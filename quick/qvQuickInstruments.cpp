@@ -98,7 +98,13 @@ void TQVQuickInstrument::PaintWidget(const QRegion &region)
     // Called from the widget's paint event, which this render replaces: not a recursion.
     const bool inPaint = m_widget->testAttribute(Qt::WA_WState_InPaintEvent);
     m_widget->setAttribute(Qt::WA_WState_InPaintEvent, false);
-    m_widget->render(&m_image, dirty.boundingRect().topLeft(), dirty, QWidget::DrawChildren);
+    // An opaque widget paints every pixel of its region itself (a value repaint relies on
+    // the rest of its area keeping what it showed); any other gets the window's background
+    // first, as a window on a screen does.
+    const QWidget::RenderFlags flags = m_widget->testAttribute(Qt::WA_OpaquePaintEvent)
+                                           ? QWidget::DrawChildren
+                                           : QWidget::DrawChildren | QWidget::DrawWindowBackground;
+    m_widget->render(&m_image, dirty.boundingRect().topLeft(), dirty, flags);
     m_widget->setAttribute(Qt::WA_WState_InPaintEvent, inPaint);
     update(dirty.boundingRect());
 }
@@ -133,8 +139,7 @@ void TQVQuickInstrument::Forward(QEvent *event)
     if (!m_widget)
         return event->ignore();
     event->setAccepted(false);
-    QCoreApplication::sendEvent(m_widget, event);
-    update();
+    QCoreApplication::sendEvent(m_widget, event); // what it changes, it repaints itself
 }
 
 void TQVQuickInstrument::keyPressEvent(QKeyEvent *event) { Forward(event); }
