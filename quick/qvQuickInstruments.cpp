@@ -24,6 +24,8 @@ TQVQuickInstrument::TQVQuickInstrument(WidgetFactory make, QQuickItem *parent)
     m_widget->setAttribute(Qt::WA_QuitOnClose, false); // closing the last window still quits
     m_widget->installEventFilter(this);
     m_widget->show();
+    // An opaque widget paints every pixel: the scene graph need not blend the item.
+    setOpaquePainting(m_widget->testAttribute(Qt::WA_OpaquePaintEvent));
     setImplicitSize(m_widget->sizeHint().width(), m_widget->sizeHint().height());
 }
 
