@@ -122,6 +122,14 @@ Item {
             row.object[row.property] = old
         }
 
+        // A refused write through a face (a file that cannot be read) reports, never throws.
+        function test_refusedWrite() {
+            const errors = spyOn(player, "ErrorOccurred")
+            player.fileName = "/no/such/recording.wav"
+            compare(errors.count, 1)
+            verify(String(errors.signalArguments[0][0]).length > 10)
+        }
+
         function test_running() {
             const running = spyOn(generator, "runningChanged")
             generator.run()
