@@ -93,13 +93,19 @@ Item {
             }
         }
 
-        // A press on the upper part of the vertical slider's track moves the value up.
-        function test_mouse() {
-            const item = createTemporaryObject(slider, root, { valueMin: 0, valueMax: 100, value: 50 })
+        // A press goes to the widget's own handler: on the upper part of the vertical
+        // slider's track it moves the value up; on the dial's scale above the knob it jumps
+        // to the middle of the scale.
+        function test_mouse_data() {
+            return [{ tag: "slider", type: slider, x: 0.5, y: 0.2, lo: 60, hi: 100 },
+                    { tag: "dial", type: dial, x: 0.5, y: 0.12, lo: 40, hi: 60 }]
+        }
+        function test_mouse(row) {
+            const item = createTemporaryObject(row.type, root, { valueMin: 0, valueMax: 100, value: 10 })
             waitForRendering(item)
-            mousePress(item, item.width / 2, item.height * 0.2)
-            mouseRelease(item, item.width / 2, item.height * 0.2)
-            verify(item.value > 60, item.value)
+            mousePress(item, item.width * row.x, item.height * row.y)
+            mouseRelease(item, item.width * row.x, item.height * row.y)
+            verify(item.value > row.lo && item.value < row.hi, item.value)
         }
     }
 }
