@@ -3,6 +3,7 @@
 #include <QtCore/QScopedValueRollback>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
+#include <QtQml/QQmlEngine>
 #include <QtQuick/QQuickWindow>
 #include <QtWidgets/QApplication>
 
@@ -17,6 +18,7 @@ TQVQuickInstrument::TQVQuickInstrument(WidgetFactory make, QQuickItem *parent)
     if (!QVQuickInitialize())
         return;
     m_widget = make();
+    QQmlEngine::setObjectOwnership(m_widget, QQmlEngine::CppOwnership); // reached as `widget`, owned here
     connect(m_widget, &TQVCustomControl::ErrorOccurred, this, &TQVQuickInstrument::errorOccurred);
     // Shown, but never on screen: the widget's own update and repaint requests arrive as
     // paint events, which the filter turns into paints into the item's image.

@@ -6,19 +6,21 @@
 #include <QtGui/QImage>
 #include <QtQml/qqml.h>
 #include <QtQuick/QQuickPaintedItem>
+#include <QtWidgets/QWidget>
 
 #include "framework/qvMeasIntf.h"
 #include "quick/qvQuickFace.h"
 
-#include <QtWidgets/QWidget>
 class TQVCustomPanel;
 
 /// \brief Base of the instrument items: a Qt Quick item that owns one instance of the
-/// instrument widget (never shown) and paints it with the widget's own painting code, at
-/// the window's device pixel ratio.
+/// instrument widget (shown, but never on screen) and shows what the widget's own painting
+/// code paints, at the window's device pixel ratio.
 ///
-/// The widget keeps the item's size; its value, range and looks are reached through the
-/// item's lowerCamel properties (see `QVQuickFace`). Key, mouse and wheel events go to the
+/// The widget keeps the item's size. Every repaint it asks for (a property change, the
+/// synchronous repaint of a value) is rendered at once into the item's image and then
+/// copied by the scene graph. Its value, range and looks are reached through the item's
+/// lowerCamel properties (see `QVQuickFace`). Key, mouse and wheel events go to the
 /// widget's own handlers. Widgets need a `QApplication`: without one the item warns, holds
 /// no widget and paints nothing.
 class QV_QUICK_EXPORT TQVQuickInstrument : public QQuickPaintedItem
