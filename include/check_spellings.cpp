@@ -6,6 +6,9 @@
 #include <Velmora/Host>
 #include <Velmora/Net>
 #include <Velmora/Widgets>
+#ifdef VELMORA_CHECK_QUICK
+#include <Velmora/Quick>
+#endif
 #include <Velmora/framework/qvMeasIntf.h>
 #include "framework/qvMeasIntf.h"
 
