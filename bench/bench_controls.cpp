@@ -10,6 +10,10 @@
 // it. The plot's min/max decimation: a 65 536-point trace against a 1000-point trace into a
 // plot area 1000 pixels wide.
 //
+// With the QML module: the value repaints of the Qt Quick items against those of their
+// widgets, each frame rendered by the scene graph (software backend on the offscreen
+// platform), and the demo panel in QML beside the widget one, in CPU per block.
+//
 // Heap allocations per `SetValue` of bar graph, slider, meter, dial and panel meter in
 // steady state: two values alternate, so every call repaints. With
 // VELMORA_ALLOC_BACKTRACE=n the allocations of n such calls are printed with their call
@@ -18,8 +22,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -49,6 +53,12 @@
 #include "indicators/qvWaterfall.h"
 #include "qvBenchSupport.h"
 #include "stream/qvMLSSimpleSources.h"
+#ifdef VELMORA_DEMO_QML
+#include <QtQuick/QQuickView>
+
+#include "host/demo/qvQuickDemo.h"
+#include "quick/qvQuickInstruments.h"
+#endif
 
 namespace {
 
@@ -538,18 +548,44 @@ void BM_PlotDecimation(benchmark::State &state)
 }
 BENCHMARK(BM_PlotDecimation)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// CPU time of this thread, in ns.
-double ThreadCpuNs()
+// CPU time of this thread (the widget demo) or of the whole process (the QML demo: the
+// scene graph may render on a thread of its own), in ns.
+double CpuNs(clockid_t clock)
 {
     timespec t{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    clock_gettime(clock, &t);
     return double(t.tv_sec) * 1e9 + double(t.tv_nsec);
+}
+
+// Runs `block` (one block through a demo panel and its repaints) 50 times to settle, then
+// 1000 times timed: CPU per block against the block's duration in real time (1024 samples
+// at 48 kHz). The panel must use under 5 % of one core.
+template <typename Block>
+void RunDemoChain(benchmark::State &state, Block &&block, clockid_t clock, const char *name)
+{
+    for (int i = 0; i < 50; ++i)
+        block();
+    constexpr int Blocks = 1000;
+    double cpuNs = 0.0, wallNs = 0.0;
+    for (auto _ : state) {
+        const double cpu = CpuNs(clock);
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < Blocks; ++i)
+            block();
+        wallNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / Blocks;
+        cpuNs = (CpuNs(clock) - cpu) / Blocks;
+    }
+    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
+    state.counters["cpu_ns_per_block"] = cpuNs;
+    state.counters["blocks_per_s"] = 1e9 / wallNs;
+    state.counters["core_share"] = cpuNs / blockNs;
+    const double allocs = QVAllocsPerCall(block, 10, 100);
+    QVRecordResult({name, cpuNs, "block duration at 48 kHz", blockNs, 0.05, allocs, -1.0});
 }
 
 // The whole demo panel, shown offscreen: each block runs the generator, the low-pass, the
 // RMS analyzer with its four displays, the trigger and the FFT, and then the pending
-// repaints of the plots are processed. CPU per block against the block's duration in real
-// time (1024 samples at 48 kHz): the panel must use under 5 % of one core.
+// repaints of the plots are processed.
 void BM_DemoChainRealTime(benchmark::State &state)
 {
     TQVDemoPanel panel;
@@ -557,31 +593,145 @@ void BM_DemoChainRealTime(benchmark::State &state)
     panel.show();
     QCoreApplication::processEvents();
     panel.Generator().Run();
-    const auto block = [&] {
-        panel.Generator().Tick();
-        QCoreApplication::processEvents();
-    };
-    for (int i = 0; i < 50; ++i)
-        block();
-    constexpr int Blocks = 1000;
-    double cpuNs = 0.0, wallNs = 0.0;
-    for (auto _ : state) {
-        const double cpu = ThreadCpuNs();
-        const auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < Blocks; ++i)
-            block();
-        wallNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / Blocks;
-        cpuNs = (ThreadCpuNs() - cpu) / Blocks;
-    }
-    const double blockNs = 1e9 * TQVDemoPanel::BlockLength / TQVDemoPanel::SampleRate;
-    state.counters["cpu_ns_per_block"] = cpuNs;
-    state.counters["blocks_per_s"] = 1e9 / wallNs;
-    state.counters["core_share"] = cpuNs / blockNs;
-    const double allocs = QVAllocsPerCall(block, 10, 100);
-    QVRecordResult({"demo chain, CPU per 1024-sample block", cpuNs, "block duration at 48 kHz", blockNs, 0.05, allocs,
-                    -1.0});
+    RunDemoChain(
+        state,
+        [&] {
+            panel.Generator().Tick();
+            QCoreApplication::processEvents();
+        },
+        CLOCK_THREAD_CPUTIME_ID, "demo chain, CPU per 1024-sample block");
 }
 BENCHMARK(BM_DemoChainRealTime)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+#ifdef VELMORA_DEMO_QML
+// ---------------------------------------------------------------------------------------
+// The Qt Quick items
+
+// One frame of `view`, as the window system's update request starts it: the scene graph
+// syncs the dirty items (the painted item paints its dirty area) and renders.
+void RenderFrame(QQuickView &view)
+{
+    QEvent request(QEvent::UpdateRequest);
+    QCoreApplication::sendEvent(&view, &request);
+}
+
+// `calls` value updates of the item, each with its frame, against `calls` value updates of
+// a widget of the same class, size and configuration (a synchronous repaint of its value
+// area), in alternating batches. The item must not cost more than the widget; its full
+// repaint is recorded beside it, for information.
+template <typename Item, typename Widget>
+void RunQuickValueRepaint(benchmark::State &state, const std::string &name, QSize size,
+                          const std::function<void(QWidget &)> &configure, int calls = 2000)
+{
+    QQuickView view;
+    view.resize(size);
+    auto *item = new Item(view.contentItem());
+    item->setSize(QSizeF(size));
+    Widget widget;
+    widget.resize(size);
+    for (QWidget *w : {item->widget(), static_cast<QWidget *>(&widget)}) {
+        configure(*w);
+        w->setProperty(ScaleLayoutProperty, int(state.range(0)));
+    }
+    view.show();
+    widget.show();
+    QCoreApplication::processEvents();
+    RenderFrame(view);
+    const std::vector<double> values = SweepValues(calls);
+    const auto itemValue = [&](int i) {
+        item->setValue(values[std::size_t(i)]);
+        RenderFrame(view);
+    };
+    const auto widgetValue = [&](int i) { widget.setProperty("Value", values[std::size_t(i)]); };
+    const auto itemFull = [&](int) {
+        item->update();
+        RenderFrame(view);
+    };
+    double itemNs = 0.0, widgetNs = 0.0, fullNs = 0.0;
+    const int perBatch = calls / Batches;
+    for (auto _ : state) {
+        for (int b = 0; b < Batches; ++b) {
+            itemNs += BatchNs([&](int i) { itemValue(b * perBatch + i); }, perBatch);
+            widgetNs += BatchNs([&](int i) { widgetValue(b * perBatch + i); }, perBatch);
+            fullNs += BatchNs(itemFull, perBatch);
+        }
+    }
+    if (item->value() != values.back()) {
+        state.SkipWithError("the item did not take the values");
+        return;
+    }
+    state.counters["item_ns"] = itemNs / calls;
+    state.counters["widget_ns"] = widgetNs / calls;
+    const double allocs = QVAllocsPerCall([&, i = 0]() mutable { itemValue(i++ % calls); }, 100, 1000);
+    QVRecordResult({name, itemNs / calls, "value repaint of the widget", widgetNs / calls, 1.0, allocs, -1.0});
+    QVRecordResult({name + ", full", fullNs / calls, "value repaint of the item", itemNs / calls, 0.0, -1.0, -1.0});
+}
+
+void ConfigureLinear(QWidget &w)
+{
+    w.setProperty("LabelingStyle", "lbsBoth");
+    w.setProperty("LabelingGap", 5.0);
+}
+
+void BM_QuickBarGraphValue(benchmark::State &state)
+{
+    RunQuickValueRepaint<TQVQuickBarGraph, TQVBarGraph>(state, RowName("quick bar graph value, 70 x 300", state),
+                                                        QSize(70, 300), ConfigureLinear);
+}
+BENCHMARK(BM_QuickBarGraphValue)->Apply(LayoutArgs<TQVBarGraphInt>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_QuickSliderValue(benchmark::State &state)
+{
+    RunQuickValueRepaint<TQVQuickSlider, TQVSlider>(state, RowName("quick slider value, 70 x 300", state),
+                                                    QSize(70, 300), ConfigureLinear);
+}
+BENCHMARK(BM_QuickSliderValue)->Apply(LayoutArgs<TQVSlider>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_QuickMeterValue(benchmark::State &state)
+{
+    RunQuickValueRepaint<TQVQuickMeter, TQVMeter>(state, RowName("quick meter value, 200 x 200", state),
+                                                  QSize(200, 200), [](QWidget &w) { w.setProperty("ValueGap", 10.0); });
+}
+BENCHMARK(BM_QuickMeterValue)->Apply(LayoutArgs<TQVMeter>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_QuickDialValue(benchmark::State &state)
+{
+    RunQuickValueRepaint<TQVQuickDial, TQVDial>(state, RowName("quick dial value, 160 x 160", state), QSize(160, 160),
+                                                [](QWidget &) {}, 500);
+}
+BENCHMARK(BM_QuickDialValue)->Apply(LayoutArgs<TQVDial>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_QuickPanelMeterValue(benchmark::State &state)
+{
+    RunQuickValueRepaint<TQVQuickPanelMeter, TQVPanelMeter>(
+        state, RowName("quick panel meter value, 220 x 80", state), QSize(220, 80),
+        [](QWidget &w) { w.setProperty("Decimals", 3); });
+}
+BENCHMARK(BM_QuickPanelMeterValue)->Apply(LayoutArgs<TQVPanelMeterInt>)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The demo panel in QML, run as BM_DemoChainRealTime runs the widget one: each block, then
+// the frame it asks for; CPU of the whole process.
+void BM_QuickDemoChainRealTime(benchmark::State &state)
+{
+    TQVQuickDemo demo;
+    if (!demo.Loaded()) {
+        state.SkipWithError("demo.qml did not load");
+        return;
+    }
+    demo.Show();
+    QCoreApplication::processEvents();
+    demo.RunBlocks(1);
+    RunDemoChain(
+        state,
+        [&] {
+            demo.Tick();
+            demo.RenderFrame();
+            QCoreApplication::processEvents();
+        },
+        CLOCK_PROCESS_CPUTIME_ID, "QML demo chain, CPU per 1024-sample block");
+}
+BENCHMARK(BM_QuickDemoChainRealTime)->Iterations(1)->Unit(benchmark::kMillisecond);
+#endif
 
 void PrintSummary()
 {

@@ -109,9 +109,23 @@ void TQVBlockSource::Stop()
     if (m_state == mssStop)
         return;
     m_timer.stop();
+    if (m_state != mssError)
+        StreamStopping();
     m_state = mssStop;
     if (DeliverState(mssStop))
         emit StateChanged(mssStop);
+}
+
+void TQVBlockSource::AnnounceState(TQVMeasureSourceState state)
+{
+    if ((state != mssPause && state != mssError) || m_state == state)
+        return;
+    m_timer.stop();
+    if (state == mssError && m_state != mssStop)
+        StreamStopping();
+    m_state = state;
+    if (DeliverState(state))
+        emit StateChanged(state);
 }
 
 void TQVBlockSource::PrepareBuffers()

@@ -92,6 +92,14 @@ protected:
     virtual bool TicksWhileDelivering() const { return false; }
     /// Period of the run timer in ms: one block period, at least 1; 0 runs no timer.
     virtual int TimerInterval() const;
+    /// Called by `Stop` (and by `AnnounceState`) when the source leaves `mssRun` or
+    /// `mssPause`, before the new state is announced: a live source closes its device here.
+    virtual void StreamStopping() {}
+    /// \brief Enters `mssPause` or `mssError`: stops the run timer and announces the state to
+    /// the links and through `StateChanged`; ignored when it is the current state. `Run`
+    /// leaves either again, `Stop` goes to `mssStop`. `StreamStopping` is called on the way
+    /// into `mssError`.
+    void AnnounceState(TQVMeasureSourceState state);
 
     /// Whether buffers of that shape can be allocated; when not, reports it through a warning
     /// and `ErrorOccurred` unless `report` is false (the source is left as it was).

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Checks that the docs cannot rot and that the umbrella headers are complete.
 
-Every ```cpp and ```cmake block of README.md and docs/*.md must follow a marker line
+Every ```cpp, ```cmake and ```qml block of README.md and docs/*.md must follow a marker line
     <!-- snippet: examples/<dir>/<file>#<tag> -->   (the lines between `// [tag]` markers,
-                                                      `# [tag]` in CMake files;
+                                                      `# [tag]` in CMake files, `// [tag]` in QML;
                                                       several regions of one tag are joined)
     <!-- snippet: examples/<dir>/<file> -->         (the whole file)
 and equal that excerpt, dedented. The examples are built and run by scripts/test.sh, so the
@@ -11,7 +11,7 @@ code in the docs is compiled. `--update` rewrites the blocks from the sources in
 
 Every public header (what the install rule copies: *.h of the library folders, without *_p.h
 and the demo, gallery and workbench folders) must be included by exactly one of the umbrella
-headers include/Velmora/Core, Widgets and Host.
+headers include/Velmora/Core, Widgets, Host, Audio, Net and Quick.
 """
 import pathlib
 import re
@@ -19,10 +19,10 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MARKER = re.compile(r"^<!-- snippet: (examples/[^#\s]+)(?:#([\w-]+))? -->$")
-FENCE = re.compile(r"^```(cpp|c\+\+|cmake)\s*$")
-HEADER_FOLDERS = ["framework", "kernels", "stream", "analysis", "controls", "indicators", "host"]
+FENCE = re.compile(r"^```(cpp|c\+\+|cmake|qml)\s*$")
+HEADER_FOLDERS = ["framework", "kernels", "stream", "analysis", "controls", "indicators", "host", "quick"]
 INTERNAL = {"demo", "gallery", "workbench"}
-UMBRELLAS = ["Core", "Widgets", "Host"]
+UMBRELLAS = ["Core", "Widgets", "Host", "Audio", "Net", "Quick"]
 
 
 def dedent(lines):
@@ -112,7 +112,7 @@ def main():
         print(e, file=sys.stderr)
     if errors:
         return 1
-    print(f"docs: every cpp and cmake block of {len(docs)} files is an example excerpt; umbrella headers complete")
+    print(f"docs: every cpp, cmake and qml block of {len(docs)} files is an example excerpt; umbrella headers complete")
     return 0
 
 

@@ -5,8 +5,9 @@
 # - fuzz_formreader from the seeds: forms of the writer (tests/fuzz/corpus) and the
 #   malformed forms (tests/framework/forms);
 # - fuzz_widgets (absurd property values on every instrument) from tests/fuzz/widgets-corpus,
-#   with a timeout of a few seconds, so that a slow paint is a failure too.
-# New inputs go to build-fuzz/corpus and build-fuzz/widgets-corpus, which later runs start
+#   with a timeout of a few seconds, so that a slow paint is a failure too;
+# - fuzz_netdecoder (the network stream messages) from tests/fuzz/net-corpus.
+# New inputs go to build-fuzz/corpus, build-fuzz/widgets-corpus and build-fuzz/net-corpus, which later runs start
 # from too; a crash or timeout leaves its input in build-fuzz/artifacts and fails the script.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,9 +19,9 @@ esac
 
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVELMORA_FUZZ=ON -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_BENCH=OFF -DVELMORA_BUILD_DESIGNER_PLUGIN=OFF > /dev/null
-cmake --build build-fuzz -j "$(nproc)" --target fuzz_formreader fuzz_widgets
+cmake --build build-fuzz -j "$(nproc)" --target fuzz_formreader fuzz_widgets fuzz_netdecoder
 
-mkdir -p build-fuzz/corpus build-fuzz/widgets-corpus build-fuzz/artifacts
+mkdir -p build-fuzz/corpus build-fuzz/widgets-corpus build-fuzz/net-corpus build-fuzz/artifacts
 export QT_QPA_PLATFORM=offscreen
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
@@ -31,3 +32,6 @@ export LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp"
 ./build-fuzz/tests/fuzz/fuzz_widgets -max_total_time="$seconds" -timeout=5 -rss_limit_mb=4096 \
   -max_len=512 -len_control=0 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
   build-fuzz/widgets-corpus tests/fuzz/widgets-corpus
+./build-fuzz/tests/fuzz/fuzz_netdecoder -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+  -max_len=4096 -print_final_stats=1 -artifact_prefix=build-fuzz/artifacts/ \
+  build-fuzz/net-corpus tests/fuzz/net-corpus

@@ -6,7 +6,7 @@
 # warning in a public header fails) and checks that the code blocks of the docs are excerpts
 # of those programs (scripts/check-docs.py).
 # The 32-bit record layout check runs as part of the suite. After the sanitizer build the
-# form reader and the instruments are fuzzed for a minute each (scripts/fuzz.sh).
+# form reader, the instruments and the stream decoder are fuzzed for a minute each (scripts/fuzz.sh).
 # `--no-sanitize` skips the second build and the fuzz runs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -23,6 +23,27 @@ if [ "$(id -u)" = 0 ]; then ./scripts/install-deps.sh; fi
 
 jobs=$(nproc)
 export QT_QPA_PLATFORM=offscreen
+
+# A private PulseAudio server for the sound card tests: a null sink the tests play a tone
+# into, and its monitor remapped as an ordinary input (Qt lists no monitor sources). It runs
+# as root too (with a warning), in a runtime folder of its own, and stops when this script
+# ends. The audio tests fail instead of skipping when it is not reachable.
+start_audio_server() {
+  local dir
+  dir=$(mktemp -d /tmp/velmora-pulse.XXXXXX)
+  export PULSE_SERVER="unix:$dir/native" VELMORA_AUDIO_DEVICE=velmora_capture VELMORA_AUDIO_SINK=velmora_null
+  export VELMORA_REQUIRE_AUDIO=1
+  HOME="$dir" XDG_RUNTIME_DIR="$dir" PULSE_RUNTIME_PATH="$dir" pulseaudio -n --daemonize=no \
+    --exit-idle-time=-1 --use-pid-file=no --log-target=file:"$dir/log" \
+    --load="module-native-protocol-unix auth-anonymous=1 socket=$dir/native" \
+    --load="module-null-sink sink_name=velmora_null format=float32le rate=48000 channels=1" \
+    --load="module-remap-source master=velmora_null.monitor source_name=velmora_capture" &
+  audio_server=$!
+  trap 'kill "$audio_server" 2>/dev/null || true' EXIT
+  for _ in $(seq 50); do [ -S "$dir/native" ] && return 0; sleep 0.1; done
+  echo "the PulseAudio server did not start:" >&2; cat "$dir/log" >&2; return 1
+}
+start_audio_server
 
 # Installs the package of build directory $1 into $1/stage and builds and runs every program
 # under examples/ against it, each as its own project; further arguments go to their cmake.
@@ -70,8 +91,8 @@ if [ "$sanitize" = 1 ]; then
     run_examples build-asan -DCMAKE_BUILD_TYPE=Debug \
       -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 
-  # The form reader and the instruments under libFuzzer (clang, with the same sanitizers),
-  # for one minute each.
+  # The form reader, the instruments and the stream message decoder under libFuzzer (clang,
+  # with the same sanitizers), for one minute each.
   ./scripts/fuzz.sh 60
 
   # The threaded host sources under ThreadSanitizer.

@@ -17,6 +17,33 @@
     </message>
 </context>
 <context>
+    <name>TQVAudioSource</name>
+    <message>
+        <source>No audio input device is present</source>
+        <translation>Es ist kein Audioeingang vorhanden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; is not present</source>
+        <translation>Der Audioeingang &quot;%1&quot; ist nicht vorhanden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; does not support %2 Hz with %3 channels</source>
+        <translation>Der Audioeingang &quot;%1&quot; unterstützt %2 Hz mit %3 Kanälen nicht</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; could not be opened</source>
+        <translation>Der Audioeingang &quot;%1&quot; konnte nicht geöffnet werden</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; failed: the device was removed or the sound server stopped</source>
+        <translation>Der Audioeingang &quot;%1&quot; ist ausgefallen: das Gerät wurde entfernt oder der Soundserver wurde beendet</translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; was removed</source>
+        <translation>Der Audioeingang &quot;%1&quot; wurde entfernt</translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
@@ -265,6 +292,52 @@
     </message>
 </context>
 <context>
+    <name>TQVNetSink</name>
+    <message>
+        <source>Cannot publish on &quot;%1&quot;: %2</source>
+        <translation>Veröffentlichen auf &quot;%1&quot; nicht möglich: %2</translation>
+    </message>
+</context>
+<context>
+    <name>TQVNetSource</name>
+    <message>
+        <source>Rejected a truncated stream message</source>
+        <translation>Unvollständige Stream-Nachricht verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a message that is not part of a Velmora stream</source>
+        <translation>Nachricht verworfen, die nicht zu einem Velmora-Stream gehört</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of another format version</source>
+        <translation>Stream-Nachricht einer anderen Formatversion verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of unknown kind</source>
+        <translation>Stream-Nachricht unbekannter Art verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message whose size does not match its contents</source>
+        <translation>Stream-Nachricht verworfen, deren Größe nicht zu ihrem Inhalt passt</translation>
+    </message>
+    <message>
+        <source>Rejected a block with more than 65 channels</source>
+        <translation>Block mit mehr als 65 Kanälen verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a block with a channel of more than 2^24 samples</source>
+        <translation>Block mit einem Kanal von mehr als 2^24 Abtastwerten verworfen</translation>
+    </message>
+    <message>
+        <source>Rejected a stream message with a field out of range</source>
+        <translation>Stream-Nachricht mit einem Feld außerhalb des Wertebereichs verworfen</translation>
+    </message>
+    <message>
+        <source>Cannot subscribe to &quot;%1&quot;: %2</source>
+        <translation>Abonnieren von &quot;%1&quot; nicht möglich: %2</translation>
+    </message>
+</context>
+<context>
     <name>TQVPanelMeterInt</name>
     <message>
         <source>Panel meter</source>
@@ -284,6 +357,37 @@
     <message>
         <source>Peak</source>
         <translation>Spitze</translation>
+    </message>
+</context>
+<context>
+    <name>TQVRecorder</name>
+    <message>
+        <source>Cannot record &quot;%1&quot;: the source delivers no stream of equidistant samples</source>
+        <translation>&quot;%1&quot; kann nicht aufgezeichnet werden: die Quelle liefert keinen Strom äquidistanter Abtastwerte</translation>
+    </message>
+    <message>
+        <source>Cannot create &quot;%1&quot;: %2</source>
+        <translation>&quot;%1&quot; kann nicht angelegt werden: %2</translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2</source>
+        <translation>&quot;%1&quot; kann nicht geschrieben werden: %2</translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: the stream changed its channel count or sample rate</source>
+        <translation>Aufzeichnung von &quot;%1&quot; beendet: der Strom hat seine Kanalzahl oder Abtastrate geändert</translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: a WAV file holds at most 4 GiB</source>
+        <translation>Aufzeichnung von &quot;%1&quot; beendet: eine WAV-Datei fasst höchstens 4 GiB</translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2; the file keeps the %3 frames before</source>
+        <translation>&quot;%1&quot; kann nicht geschrieben werden: %2; die Datei behält die %3 Frames davor</translation>
+    </message>
+    <message>
+        <source>no file name</source>
+        <translation>kein Dateiname</translation>
     </message>
 </context>
 <context>

@@ -17,6 +17,33 @@
     </message>
 </context>
 <context>
+    <name>TQVAudioSource</name>
+    <message>
+        <source>No audio input device is present</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; is not present</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; does not support %2 Hz with %3 channels</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; could not be opened</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; failed: the device was removed or the sound server stopped</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio input &quot;%1&quot; was removed</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVBarGraphInt</name>
     <message>
         <source>Bar graph</source>
@@ -265,6 +292,52 @@
     </message>
 </context>
 <context>
+    <name>TQVNetSink</name>
+    <message>
+        <source>Cannot publish on &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVNetSource</name>
+    <message>
+        <source>Rejected a truncated stream message</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a message that is not part of a Velmora stream</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of another format version</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message of unknown kind</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message whose size does not match its contents</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a block with more than 65 channels</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a block with a channel of more than 2^24 samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rejected a stream message with a field out of range</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot subscribe to &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVPanelMeterInt</name>
     <message>
         <source>Panel meter</source>
@@ -283,6 +356,37 @@
     </message>
     <message>
         <source>Peak</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TQVRecorder</name>
+    <message>
+        <source>Cannot record &quot;%1&quot;: the source delivers no stream of equidistant samples</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot create &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: the stream changed its channel count or sample rate</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; stopped: a WAV file holds at most 4 GiB</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot write &quot;%1&quot;: %2; the file keeps the %3 frames before</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no file name</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

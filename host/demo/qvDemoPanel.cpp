@@ -205,13 +205,42 @@ TQVDemoPanel::~TQVDemoPanel()
 
 void TQVDemoPanel::RunBlocks(int blocks)
 {
+    if (m_external)
+        return;
     m_generator.Run();
     for (int i = 0; i < blocks; ++i)
         m_generator.Tick();
 }
 
+void TQVDemoPanel::SetExternalSource(TQVMeasureSource *source)
+{
+    if (source == m_external)
+        return;
+    const bool running = Running();
+    SetRunning(false);
+    try {
+        m_filter.SetQVMeasureSource(source ? source : &m_generator);
+    } catch (...) {
+        m_filter.SetQVMeasureSource(&m_generator);
+        m_external = nullptr;
+        m_frequency->setEnabled(true);
+        SetRunning(running);
+        throw;
+    }
+    m_external = source;
+    m_frequency->setEnabled(!source);
+    SetRunning(running);
+}
+
 void TQVDemoPanel::SetRunning(bool running)
 {
+    if (m_external) {
+        // A block source (a sound card) runs on command; a stream (a network source) sets its
+        // own pace.
+        if (auto *blocks = qobject_cast<TQVBlockSource *>(m_external.data()))
+            running ? blocks->Run() : blocks->Stop();
+        return;
+    }
     if (running) {
         m_generator.Run();
         m_timer->start();
@@ -223,5 +252,8 @@ void TQVDemoPanel::SetRunning(bool running)
 
 bool TQVDemoPanel::Running() const
 {
-    return m_timer->isActive();
+    if (!m_external)
+        return m_timer->isActive();
+    const auto *blocks = qobject_cast<const TQVBlockSource *>(m_external.data());
+    return !blocks || blocks->State() == mssRun;
 }

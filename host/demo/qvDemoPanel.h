@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
 
 #include "analysis/qvFilter.h"
@@ -33,11 +34,20 @@ public:
     explicit TQVDemoPanel(QWidget *parent = nullptr);
     ~TQVDemoPanel() override;
 
-    /// Runs `blocks` blocks through the chain at once (headless runs and tests).
+    /// Runs `blocks` blocks of the generator through the chain at once (headless runs and
+    /// tests); ignored on an external source.
     void RunBlocks(int blocks);
-    /// Starts or stops the real-time run: one block per block duration on a timer.
+    /// Starts or stops the real-time run: one generator block per block duration on a timer,
+    /// or the external source's own run when it is a block source (a sound card); a stream
+    /// (a network source) sets its own pace.
     void SetRunning(bool running);
     bool Running() const;
+    /// \brief Feeds the low-pass from `source` (a sound card or a network stream) instead of
+    /// the generator, which then rests; null returns to the generator. The frequency slider,
+    /// which sets the generator, is disabled meanwhile. Raises `EQVMSIncompatibleSource` when
+    /// the chain cannot take the source; the panel then stays on the generator.
+    void SetExternalSource(TQVMeasureSource *source);
+    TQVMeasureSource *ExternalSource() const { return m_external; }
 
     TQVSignalGenerator &Generator() { return m_generator; }
     TQVIIRFilter &Filter() { return m_filter; }
@@ -70,4 +80,5 @@ private:
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
     QTimer *m_timer = nullptr;
+    QPointer<TQVMeasureSource> m_external;
 };

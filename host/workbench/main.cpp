@@ -1,6 +1,7 @@
 // velmora-workbench: places components on a form, edits their properties, stores the form
 // and runs it. `--example` places a small chain; `--snapshot file.png` runs it for a few
-// blocks, writes a picture of the window and exits (also without a display).
+// blocks, writes a picture of the window and exits (also without a display). The network
+// source is on the palette; `--source tcp://HOST:PORT` places one subscribed there.
 
 #include <cstdio>
 
@@ -8,6 +9,7 @@
 #include <QtGui/QPixmap>
 #include <QtWidgets/QApplication>
 
+#include "host/net/qvNetSource.h"
 #include "qvWorkbench.h"
 
 int main(int argc, char **argv)
@@ -32,11 +34,17 @@ int main(int argc, char **argv)
     QCommandLineOption snapshotOption(QStringLiteral("snapshot"),
                                       QStringLiteral("Run 40 blocks, write a picture of the window and exit."),
                                       QStringLiteral("file"));
+    QCommandLineOption sourceOption(QStringLiteral("source"),
+                                    QStringLiteral("Place a network source subscribed to this endpoint."),
+                                    QStringLiteral("endpoint"));
     parser.addOption(exampleOption);
     parser.addOption(snapshotOption);
+    parser.addOption(sourceOption);
     parser.addPositionalArgument(QStringLiteral("form"), QStringLiteral("Form file to open."));
     parser.process(app);
 
+    // Before the window builds its palette from the registry.
+    QVClassRegistry().RegisterComponents(TQVWorkbenchModel::HostPageName(), {QVComponentClassOf<TQVNetSource>()});
     TQVWorkbench window;
     const bool batch = parser.isSet(snapshotOption);
     window.SetModalErrors(!batch);
@@ -47,6 +55,11 @@ int main(int argc, char **argv)
         window.OpenFile(parser.positionalArguments().first());
     else if (parser.isSet(exampleOption))
         window.PlaceExample();
+    if (parser.isSet(sourceOption)) {
+        TQVWorkbenchModel &model = window.Model();
+        if (QObject *source = model.AddComponent(QStringLiteral("TQVNetSource")))
+            model.SetProperty(source, QStringLiteral("Endpoint"), parser.value(sourceOption));
+    }
     window.show();
     if (!batch)
         return app.exec();

@@ -1,0 +1,127 @@
+import QtQuick
+import Velmora
+
+// The demo panel in QML: the chain and the instruments of the widget demo (qvDemoPanel.cpp).
+// A 984.375 Hz sine with a little noise -> 4th-order IIR low-pass -> RMS -> meter, bar graph,
+// panel meter and an alarm LED; the filtered signal -> trigger -> time plot, and -> FFT ->
+// spectrum plot in dBV. The slider sets the generator's frequency, the dial the cutoff.
+// The texts are the widget panel's, under its translation context.
+Rectangle {
+    id: panel
+    width: 1000; height: 760
+    color: palette.window
+
+    readonly property real alarmLimit: 0.65
+    readonly property var ranges: [{ limit: 0.5, color: "#40b040" }, { limit: alarmLimit, color: "#f0c800" },
+                                   { limit: 1, color: "#e03030" }]
+    property alias meter: meter
+    // The real-time run: the generator's stream, and a block per block duration.
+    property bool running: false
+    onRunningChanged: running ? generator.run() : generator.stop()
+
+    // Runs `blocks` blocks through the chain at once (headless runs and benchmarks).
+    function runBlocks(blocks) { generator.run(); generator.tick(blocks) }
+    function tick() { generator.tick() }
+
+    SystemPalette { id: palette }
+
+    SignalGenerator {
+        id: generator
+        sampleRate: 48000; blockLength: 1024
+        frequency: slider.value; amplitude: 1; noiseAmplitude: 0.05
+    }
+    IIRFilter { id: lowpass; source: generator; order: 4; filterOutput: IIRFilter.LowPass; cutoffFrequency: dial.value }
+    Analyzer { id: rms; source: lowpass; compression: Analyzer.RMS }
+    Trigger {
+        id: trigger; source: lowpass
+        triggerType: Trigger.AboveSlope; triggerLimit: 0; bufferSize: 240; preTrigger: 24
+        Component.onCompleted: TriggerSlope = 0
+    }
+    FFTSingleSingle { id: fft; source: lowpass; output: 2; leakFunction: FFTSingleSingle.Hanning }
+
+    Timer { interval: 1000 * 1024 / 48000; repeat: true; running: panel.running; onTriggered: generator.tick() }
+
+    component Heading: Text { font.bold: true; color: palette.windowText; height: 22; verticalAlignment: Text.AlignVCenter }
+
+    Column {
+        x: 10; y: 6; spacing: 6
+        Row {
+            spacing: 10
+            Column {
+                Heading { text: qsTranslate("TQVDemoPanel", "RMS after the low-pass") }
+                Row {
+                    spacing: 6
+                    Meter {
+                        id: meter; source: rms; width: 380; height: 230
+                        valueMin: 0; valueMax: 1; ranges: panel.ranges; legend1: "V"; scaleLayout: Meter.Adaptive
+                        Component.onCompleted: {
+                            widget.AutoConfig = false; widget.ValueGap = 0.1; widget.ValueDecimals = 1
+                            widget.Legend2 = "RMS"; widget.IndicatorStyle = "indNeedle"
+                        }
+                    }
+                    BarGraph {
+                        source: rms; width: 90; height: 230
+                        valueMin: 0; valueMax: 1; ranges: panel.ranges; scaleLayout: BarGraph.Adaptive
+                        Component.onCompleted: {
+                            widget.AutoConfig = false; widget.LabelingGap = 0.1; widget.LabelingDecimals = 1
+                            widget.LabelingStyle = "lbsBoth"
+                        }
+                    }
+                }
+            }
+            Column {
+                spacing: 6
+                Heading { text: qsTranslate("TQVDemoPanel", "Reading") }
+                PanelMeter { source: rms; width: 220; height: 80; decimals: 3; unitText: "V" }
+                Row {
+                    spacing: 8
+                    Led {
+                        source: rms; width: 36; height: 36; limit: panel.alarmLimit; colorActive: "#e02020"
+                        scaleLayout: Led.Adaptive
+                        Component.onCompleted: widget.Compare = "cmpOver"
+                    }
+                    Text { text: qsTranslate("TQVDemoPanel", "Alarm: RMS above %1 V").arg(panel.alarmLimit); color: palette.windowText; height: 36; verticalAlignment: Text.AlignVCenter }
+                }
+            }
+        }
+        Row {
+            spacing: 10
+            Plot {
+                source: trigger; width: 485; height: 250
+                title: qsTranslate("TQVDemoPanel", "Filtered signal, triggered on the rising zero crossing")
+                yUnit: "V"; autoScale: false; yMin: -1.5; yMax: 1.5
+                Component.onCompleted: widget.XUnit = "s"
+            }
+            Plot {
+                source: fft; width: 485; height: 250
+                title: qsTranslate("TQVDemoPanel", "Spectrum of the filtered signal (Hanning window)")
+                yUnit: "dBV"; scaleY: 1; autoScale: false; yMin: -120; yMax: 0
+                Component.onCompleted: widget.XUnit = "Hz"
+            }
+        }
+        Row {
+            spacing: 10
+            Column {
+                Heading { text: qsTranslate("TQVDemoPanel", "Generator frequency") }
+                Slider {
+                    id: slider; width: 485; height: 80
+                    valueMax: 10000; valueMin: 100; valueStepWidth: 46.875; value: 984.375
+                    scaleLayout: Slider.Adaptive
+                    Component.onCompleted: {
+                        widget.Kind = "sbHorizontal"; widget.LabelingStyle = "lbsBoth"; widget.LabelingGap = 1000
+                        widget.LabelScientificUnitPosfix = 13; // kilo widget.LabelingDecimals = 0; widget.LabelTextPosfix = "Hz"
+                    }
+                }
+            }
+            Column {
+                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff (4th order), Hz") }
+                Dial {
+                    id: dial; width: 200; height: 200
+                    valueMax: 20000; valueMin: 500; valueStepWidth: 100; value: 4000
+                    scaleLayout: Dial.Adaptive
+                    Component.onCompleted: { widget.ValueGap = 2500; widget.ValueDecimals = 0 }
+                }
+            }
+        }
+    }
+}

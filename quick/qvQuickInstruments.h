@@ -1,0 +1,330 @@
+#pragma once
+
+#include <optional>
+
+#include <QtGui/QColor>
+#include <QtGui/QImage>
+#include <QtQml/qqml.h>
+#include <QtQuick/QQuickPaintedItem>
+#include <QtWidgets/QWidget>
+
+#include "framework/qvMeasIntf.h"
+#include "quick/qvQuickFace.h"
+
+class TQVCustomPanel;
+
+/// \brief Base of the instrument items: a Qt Quick item that owns one instance of the
+/// instrument widget (shown, but never on screen) and shows what the widget's own painting
+/// code paints, at the window's device pixel ratio.
+///
+/// The widget keeps the item's size. Every repaint it asks for (a property change, the
+/// synchronous repaint of a value) is rendered at once into the item's image and then
+/// copied by the scene graph. Its value, range and looks are reached through the item's
+/// lowerCamel properties (see `QVQuickFace`). Key, mouse and wheel events go to the
+/// widget's own handlers. Widgets need a `QApplication`: without one the item warns, holds
+/// no widget and paints nothing.
+class QV_QUICK_EXPORT TQVQuickInstrument : public QQuickPaintedItem
+{
+    Q_OBJECT
+    QML_ANONYMOUS
+    Q_PROPERTY(QString caption READ caption WRITE setCaption NOTIFY captionChanged)
+    Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
+    Q_PROPERTY(ScaleLayout scaleLayout READ scaleLayout WRITE setScaleLayout NOTIFY scaleLayoutChanged)
+    /// The painting widget, for the rest of its published properties (UpperCamel, so in
+    /// JavaScript only: `meter.widget.ValueGap = 0.1`).
+    Q_PROPERTY(QObject *widget READ widget CONSTANT)
+
+public:
+    /// The widgets' `ScaleLayout`: the classic layout, or labels measured and placed around
+    /// the scale at any size.
+    enum ScaleLayout { Classic, Adaptive };
+    Q_ENUM(ScaleLayout)
+
+    ~TQVQuickInstrument() override;
+
+    /// The widget that paints the item (null without a `QApplication`).
+    QWidget *widget() const;
+
+    QString caption() const;
+    void setCaption(const QString &caption);
+    QColor color() const;
+    void setColor(const QColor &color);
+    ScaleLayout scaleLayout() const { return ScaleLayout(Read("ScaleLayout").toInt()); }
+    void setScaleLayout(ScaleLayout layout) { Write("ScaleLayout", int(layout)); }
+
+    void paint(QPainter *painter) override;
+
+signals:
+    void captionChanged();
+    void colorChanged();
+    void scaleLayoutChanged();
+    /// A write the widget refused (an incompatible `source`...); `message` is the library's text.
+    void errorOccurred(const QString &message);
+
+protected:
+    using WidgetFactory = TQVCustomPanel *(*)();
+    TQVQuickInstrument(WidgetFactory make, QQuickItem *parent);
+
+    /// Connects the notify signals of the leaf class's properties; its constructor calls it.
+    void LinkProperties();
+    QVariant Read(const char *name) const;
+    void Write(const char *name, const QVariant &value);
+    /// The `source` of a sink item.
+    TQVMeasureSource *SourceOf() const;
+    void SetSource(TQVMeasureSource *source);
+    /// Lets the dial and the slider take focus, keys and the mouse.
+    void AcceptInput();
+
+    void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
+    void itemChange(ItemChange change, const ItemChangeData &data) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void Forward(QEvent *event);
+    /// Lets the widget paint `region` into the image and asks the scene graph for it.
+    void PaintWidget(const QRegion &region);
+
+    TQVCustomPanel *m_widget = nullptr;
+    QImage m_image; // the widget's pixels at the window's ratio
+    bool m_rendering = false;
+};
+
+/// \brief An instrument with a numeric value on a scale: `value`, `valueMin`, `valueMax`.
+///
+/// While QML creates the item, the three are kept and written when it is complete, ends
+/// first, so that their order in the QML text does not matter (a widget refuses a lower end
+/// above its upper one and clamps the value to its range).
+class QV_QUICK_EXPORT TQVQuickValueInstrument : public TQVQuickInstrument
+{
+    Q_OBJECT
+    QML_ANONYMOUS
+    Q_PROPERTY(double value READ value WRITE setValue NOTIFY valueChanged)
+    Q_PROPERTY(double valueMin READ valueMin WRITE setValueMin NOTIFY valueMinChanged)
+    Q_PROPERTY(double valueMax READ valueMax WRITE setValueMax NOTIFY valueMaxChanged)
+
+public:
+    double value() const { return Read("Value").toDouble(); }
+    void setValue(double value) { WriteValue(Value, value); }
+    double valueMin() const { return Read("ValueMin").toDouble(); }
+    void setValueMin(double value) { WriteValue(ValueMin, value); }
+    double valueMax() const { return Read("ValueMax").toDouble(); }
+    void setValueMax(double value) { WriteValue(ValueMax, value); }
+
+signals:
+    void valueChanged();
+    void valueMinChanged();
+    void valueMaxChanged();
+
+protected:
+    using TQVQuickInstrument::TQVQuickInstrument;
+    void componentComplete() override;
+
+private:
+    enum Slot { ValueMax, ValueMin, Value, Slots };
+    void WriteValue(Slot slot, double value);
+
+    std::optional<double> m_pending[Slots];
+};
+
+/// \brief The needle meter (`TQVMeter`): a sink of a single-value `source`, with colour
+/// `ranges` of `{limit, color, check}`.
+class QV_QUICK_EXPORT TQVQuickMeter : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Meter)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
+    Q_PROPERTY(QColor indicatorColor READ indicatorColor WRITE setIndicatorColor NOTIFY indicatorColorChanged)
+    Q_PROPERTY(QString legend1 READ legend1 WRITE setLegend1 NOTIFY legend1Changed)
+
+public:
+    explicit TQVQuickMeter(QQuickItem *parent = nullptr);
+
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    QVariantList ranges() const { return QVQuickFace::RangesFromTable(Read("RangeTable").toString()); }
+    void setRanges(const QVariantList &ranges) { Write("RangeTable", QVQuickFace::TableFromRanges(ranges, true)); }
+    QColor indicatorColor() const { return Read("QtIndicatorColor").value<QColor>(); }
+    void setIndicatorColor(const QColor &color) { Write("QtIndicatorColor", color); }
+    QString legend1() const { return Read("Legend1").toString(); }
+    void setLegend1(const QString &text) { Write("Legend1", text); }
+
+signals:
+    void sourceChanged();
+    void rangesChanged();
+    void indicatorColorChanged();
+    void legend1Changed();
+};
+
+/// \brief The dial (`TQVDial`): an input; keys, mouse and wheel turn it.
+class QV_QUICK_EXPORT TQVQuickDial : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Dial)
+    Q_PROPERTY(double valueStepWidth READ valueStepWidth WRITE setValueStepWidth NOTIFY valueStepWidthChanged)
+    Q_PROPERTY(QColor knobColor READ knobColor WRITE setKnobColor NOTIFY knobColorChanged)
+
+public:
+    explicit TQVQuickDial(QQuickItem *parent = nullptr);
+
+    double valueStepWidth() const { return Read("ValueStepWidth").toDouble(); }
+    void setValueStepWidth(double step) { Write("ValueStepWidth", step); }
+    QColor knobColor() const { return Read("QtKnobColor").value<QColor>(); }
+    void setKnobColor(const QColor &color) { Write("QtKnobColor", color); }
+
+signals:
+    void valueStepWidthChanged();
+    void knobColorChanged();
+};
+
+/// \brief The bar graph (`TQVBarGraph`): a sink of a single-value `source`, with colour
+/// `ranges` of `{limit, color}`.
+class QV_QUICK_EXPORT TQVQuickBarGraph : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(BarGraph)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
+    Q_PROPERTY(QColor barColor READ barColor WRITE setBarColor NOTIFY barColorChanged)
+
+public:
+    explicit TQVQuickBarGraph(QQuickItem *parent = nullptr);
+
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    QVariantList ranges() const { return QVQuickFace::RangesFromTable(Read("RangeTable").toString()); }
+    void setRanges(const QVariantList &ranges) { Write("RangeTable", QVQuickFace::TableFromRanges(ranges, false)); }
+    QColor barColor() const { return Read("QtBarColor").value<QColor>(); }
+    void setBarColor(const QColor &color) { Write("QtBarColor", color); }
+
+signals:
+    void sourceChanged();
+    void rangesChanged();
+    void barColorChanged();
+};
+
+/// \brief The slider (`TQVSlider`): an input; keys and mouse move it.
+class QV_QUICK_EXPORT TQVQuickSlider : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Slider)
+    Q_PROPERTY(double valueStepWidth READ valueStepWidth WRITE setValueStepWidth NOTIFY valueStepWidthChanged)
+    Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
+
+public:
+    explicit TQVQuickSlider(QQuickItem *parent = nullptr);
+
+    double valueStepWidth() const { return Read("ValueStepWidth").toDouble(); }
+    void setValueStepWidth(double step) { Write("ValueStepWidth", step); }
+    QVariantList ranges() const { return QVQuickFace::RangesFromTable(Read("RangeTable").toString()); }
+    void setRanges(const QVariantList &ranges) { Write("RangeTable", QVQuickFace::TableFromRanges(ranges, false)); }
+
+signals:
+    void valueStepWidthChanged();
+    void rangesChanged();
+};
+
+/// \brief The digital panel meter (`TQVPanelMeter`): a sink of a single-value `source`.
+class QV_QUICK_EXPORT TQVQuickPanelMeter : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(PanelMeter)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QString unitText READ unitText WRITE setUnitText NOTIFY unitTextChanged)
+    Q_PROPERTY(int decimals READ decimals WRITE setDecimals NOTIFY decimalsChanged)
+
+public:
+    explicit TQVQuickPanelMeter(QQuickItem *parent = nullptr);
+
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    QString unitText() const { return Read("UnitText").toString(); }
+    void setUnitText(const QString &unit) { Write("UnitText", unit); }
+    int decimals() const { return Read("Decimals").toInt(); }
+    void setDecimals(int decimals) { Write("Decimals", decimals); }
+
+signals:
+    void sourceChanged();
+    void unitTextChanged();
+    void decimalsChanged();
+};
+
+/// \brief The LED (`TQVLed`): `value` is on or off; as a sink of a single-value `source` it
+/// lights while the value lies above `limit`.
+class QV_QUICK_EXPORT TQVQuickLed : public TQVQuickInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Led)
+    Q_PROPERTY(bool value READ value WRITE setValue NOTIFY valueChanged)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(double limit READ limit WRITE setLimit NOTIFY limitChanged)
+    Q_PROPERTY(QColor colorActive READ colorActive WRITE setColorActive NOTIFY colorActiveChanged)
+
+public:
+    explicit TQVQuickLed(QQuickItem *parent = nullptr);
+
+    bool value() const { return Read("Value").toBool(); }
+    void setValue(bool on) { Write("Value", on); }
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    double limit() const { return Read("Limit").toDouble(); }
+    void setLimit(double limit) { Write("Limit", limit); }
+    QColor colorActive() const { return Read("QtColorActive").value<QColor>(); }
+    void setColorActive(const QColor &color) { Write("QtColorActive", color); }
+
+signals:
+    void valueChanged();
+    void sourceChanged();
+    void limitChanged();
+    void colorActiveChanged();
+};
+
+/// \brief The plot (`TQVPlot`): traces of a `source`'s channels against time or frequency.
+class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Plot)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
+    Q_PROPERTY(int scaleY READ scaleY WRITE setScaleY NOTIFY scaleYChanged)
+    Q_PROPERTY(bool autoScale READ autoScale WRITE setAutoScale NOTIFY autoScaleChanged)
+    Q_PROPERTY(double yMin READ yMin WRITE setYMin NOTIFY yMinChanged)
+    Q_PROPERTY(double yMax READ yMax WRITE setYMax NOTIFY yMaxChanged)
+    Q_PROPERTY(QString yUnit READ yUnit WRITE setYUnit NOTIFY yUnitChanged)
+
+public:
+    explicit TQVQuickPlot(QQuickItem *parent = nullptr);
+
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    QString title() const { return Read("Title").toString(); }
+    void setTitle(const QString &title) { Write("Title", title); }
+    /// 0: linear, 1: decibel.
+    int scaleY() const { return Read("ScaleY").toInt(); }
+    void setScaleY(int scale) { Write("ScaleY", scale); }
+    bool autoScale() const { return Read("AutoScale").toBool(); }
+    void setAutoScale(bool autoScale) { Write("AutoScale", autoScale); }
+    double yMin() const { return Read("YMin").toDouble(); }
+    void setYMin(double value) { Write("YMin", value); }
+    double yMax() const { return Read("YMax").toDouble(); }
+    void setYMax(double value) { Write("YMax", value); }
+    QString yUnit() const { return Read("YUnit").toString(); }
+    void setYUnit(const QString &unit) { Write("YUnit", unit); }
+
+signals:
+    void sourceChanged();
+    void titleChanged();
+    void scaleYChanged();
+    void autoScaleChanged();
+    void yMinChanged();
+    void yMaxChanged();
+    void yUnitChanged();
+};
