@@ -272,7 +272,8 @@ public:
 
     // What the plot shows now.
 
-    /// The samples of channel `channel` as received (empty when none or out of range).
+    /// The samples of channel `channel` as shown: as received, or their average with
+    /// `Averaging` (empty when none or out of range).
     const std::vector<float> &TraceData(int channel) const;
     /// Abscissa of sample `index` of channel `channel`, by the rule in the class comment.
     double SampleX(int channel, int index) const;
