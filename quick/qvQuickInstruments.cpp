@@ -1,5 +1,7 @@
 #include "quick/qvQuickInstruments.h"
 
+#include <limits>
+
 #include <QtCore/QScopedValueRollback>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
@@ -11,6 +13,7 @@
 #include "controls/qvSlider.h"
 #include "indicators/QVMLSingleSinks.h"
 #include "indicators/QVPlot.h"
+#include "indicators/qvWaterfall.h"
 
 TQVQuickInstrument::TQVQuickInstrument(WidgetFactory make, QQuickItem *parent)
     : QQuickPaintedItem(parent)
@@ -224,6 +227,65 @@ TQVQuickLed::TQVQuickLed(QQuickItem *parent)
 
 TQVQuickPlot::TQVQuickPlot(QQuickItem *parent)
     : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVPlot; }, parent)
+{
+    LinkProperties();
+}
+
+namespace {
+
+TQVPlot *PlotOf(const TQVQuickInstrument *item)
+{
+    return static_cast<TQVPlot *>(item->widget());
+}
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+
+static_assert(int(TQVQuickPlot::NoAveraging) == TQVPlot::avNone && int(TQVQuickPlot::Linear) == TQVPlot::avLinear
+              && int(TQVQuickPlot::Exponential) == TQVPlot::avExponential);
+
+} // namespace
+
+void TQVQuickPlot::setInteractive(bool on)
+{
+    Write("Interactive", on);
+    // The plot zooms with the left button and pans with the right or middle one.
+    setAcceptedMouseButtons(on ? Qt::LeftButton | Qt::RightButton | Qt::MiddleButton : Qt::NoButton);
+    setActiveFocusOnTab(on);
+}
+
+void TQVQuickPlot::zoomTo(double x0, double x1, double y0, double y1)
+{
+    if (TQVPlot *plot = PlotOf(this))
+        plot->ZoomTo(x0, x1, y0, y1);
+}
+
+void TQVQuickPlot::zoomBack()
+{
+    if (TQVPlot *plot = PlotOf(this))
+        plot->ZoomBack();
+}
+
+void TQVQuickPlot::zoomReset()
+{
+    if (TQVPlot *plot = PlotOf(this))
+        plot->ZoomReset();
+}
+
+int TQVQuickPlot::zoomDepth() const { return PlotOf(this) ? PlotOf(this)->ZoomDepth() : 0; }
+
+void TQVQuickPlot::resetProcessing()
+{
+    if (TQVPlot *plot = PlotOf(this))
+        plot->ResetProcessing();
+}
+
+double TQVQuickPlot::peakX() const { return PlotOf(this) ? PlotOf(this)->PeakX() : NaN; }
+double TQVQuickPlot::peakValue() const { return PlotOf(this) ? PlotOf(this)->PeakValue() : NaN; }
+double TQVQuickPlot::cursorValue(int which) const { return PlotOf(this) ? PlotOf(this)->CursorValue(which) : NaN; }
+QStringList TQVQuickPlot::readoutLines() const { return PlotOf(this) ? PlotOf(this)->ReadoutLines() : QStringList(); }
+
+TQVQuickWaterfall::TQVQuickWaterfall(QQuickItem *parent)
+    : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVWaterfall; }, parent)
 {
     LinkProperties();
 }

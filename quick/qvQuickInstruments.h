@@ -299,9 +299,65 @@ class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
     Q_PROPERTY(double yMin READ yMin WRITE setYMin NOTIFY yMinChanged)
     Q_PROPERTY(double yMax READ yMax WRITE setYMax NOTIFY yMaxChanged)
     Q_PROPERTY(QString yUnit READ yUnit WRITE setYUnit NOTIFY yUnitChanged)
+    Q_PROPERTY(bool xLog READ xLog WRITE setXLog NOTIFY xLogChanged)
+    Q_PROPERTY(bool xAutoScale READ xAutoScale WRITE setXAutoScale NOTIFY xAutoScaleChanged)
+    Q_PROPERTY(double xMin READ xMin WRITE setXMin NOTIFY xMinChanged)
+    Q_PROPERTY(double xMax READ xMax WRITE setXMax NOTIFY xMaxChanged)
+    /// Mouse and keys zoom and pan (rubber band, wheel, right or middle drag) and drag cursors.
+    Q_PROPERTY(bool interactive READ interactive WRITE setInteractive NOTIFY interactiveChanged)
+    Q_PROPERTY(bool cursors READ cursors WRITE setCursors NOTIFY cursorsChanged)
+    Q_PROPERTY(double cursor1 READ cursor1 WRITE setCursor1 NOTIFY cursor1Changed)
+    Q_PROPERTY(double cursor2 READ cursor2 WRITE setCursor2 NOTIFY cursor2Changed)
+    Q_PROPERTY(bool peakMarker READ peakMarker WRITE setPeakMarker NOTIFY peakMarkerChanged)
+    Q_PROPERTY(Averaging averaging READ averaging WRITE setAveraging NOTIFY averagingChanged)
+    Q_PROPERTY(int averageCount READ averageCount WRITE setAverageCount NOTIFY averageCountChanged)
+    Q_PROPERTY(bool maxHold READ maxHold WRITE setMaxHold NOTIFY maxHoldChanged)
+    Q_PROPERTY(bool minHold READ minHold WRITE setMinHold NOTIFY minHoldChanged)
 
 public:
+    /// The plot's display-side averaging (`TQVPlot::TQVPlotAveraging`).
+    enum Averaging { NoAveraging, Linear, Exponential };
+    Q_ENUM(Averaging)
+
     explicit TQVQuickPlot(QQuickItem *parent = nullptr);
+
+    bool xLog() const { return Read("XLog").toBool(); }
+    void setXLog(bool on) { Write("XLog", on); }
+    bool xAutoScale() const { return Read("XAutoScale").toBool(); }
+    void setXAutoScale(bool on) { Write("XAutoScale", on); }
+    double xMin() const { return Read("XMin").toDouble(); }
+    void setXMin(double value) { Write("XMin", value); }
+    double xMax() const { return Read("XMax").toDouble(); }
+    void setXMax(double value) { Write("XMax", value); }
+    bool interactive() const { return Read("Interactive").toBool(); }
+    void setInteractive(bool on);
+    bool cursors() const { return Read("Cursors").toBool(); }
+    void setCursors(bool on) { Write("Cursors", on); }
+    double cursor1() const { return Read("Cursor1").toDouble(); }
+    void setCursor1(double x) { Write("Cursor1", x); }
+    double cursor2() const { return Read("Cursor2").toDouble(); }
+    void setCursor2(double x) { Write("Cursor2", x); }
+    bool peakMarker() const { return Read("PeakMarker").toBool(); }
+    void setPeakMarker(bool on) { Write("PeakMarker", on); }
+    Averaging averaging() const { return Averaging(Read("Averaging").toInt()); }
+    void setAveraging(Averaging mode) { Write("Averaging", int(mode)); }
+    int averageCount() const { return Read("AverageCount").toInt(); }
+    void setAverageCount(int count) { Write("AverageCount", count); }
+    bool maxHold() const { return Read("MaxHold").toBool(); }
+    void setMaxHold(bool on) { Write("MaxHold", on); }
+    bool minHold() const { return Read("MinHold").toBool(); }
+    void setMinHold(bool on) { Write("MinHold", on); }
+
+    /// The plot's measuring: the zoom stack, the averages and holds, the readouts.
+    Q_INVOKABLE void zoomTo(double x0, double x1, double y0, double y1);
+    Q_INVOKABLE void zoomBack();
+    Q_INVOKABLE void zoomReset();
+    Q_INVOKABLE int zoomDepth() const;
+    Q_INVOKABLE void resetProcessing();
+    Q_INVOKABLE double peakX() const;
+    Q_INVOKABLE double peakValue() const;
+    Q_INVOKABLE double cursorValue(int which) const;
+    Q_INVOKABLE QStringList readoutLines() const;
 
     TQVMeasureSource *source() const { return SourceOf(); }
     void setSource(TQVMeasureSource *source) { SetSource(source); }
@@ -327,4 +383,58 @@ signals:
     void yMinChanged();
     void yMaxChanged();
     void yUnitChanged();
+    void xLogChanged();
+    void xAutoScaleChanged();
+    void xMinChanged();
+    void xMaxChanged();
+    void interactiveChanged();
+    void cursorsChanged();
+    void cursor1Changed();
+    void cursor2Changed();
+    void peakMarkerChanged();
+    void averagingChanged();
+    void averageCountChanged();
+    void maxHoldChanged();
+    void minHoldChanged();
+};
+
+/// \brief The waterfall (`TQVWaterfall`): a spectrum per block, newest on top, levels as colours.
+class QV_QUICK_EXPORT TQVQuickWaterfall : public TQVQuickInstrument
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(Waterfall)
+    Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
+    Q_PROPERTY(int channel READ channel WRITE setChannel NOTIFY channelChanged)
+    Q_PROPERTY(double levelMin READ levelMin WRITE setLevelMin NOTIFY levelMinChanged)
+    Q_PROPERTY(double levelMax READ levelMax WRITE setLevelMax NOTIFY levelMaxChanged)
+    Q_PROPERTY(QString levelUnit READ levelUnit WRITE setLevelUnit NOTIFY levelUnitChanged)
+    Q_PROPERTY(bool colorBar READ colorBar WRITE setColorBar NOTIFY colorBarChanged)
+
+public:
+    explicit TQVQuickWaterfall(QQuickItem *parent = nullptr);
+
+    TQVMeasureSource *source() const { return SourceOf(); }
+    void setSource(TQVMeasureSource *source) { SetSource(source); }
+    QString title() const { return Read("Title").toString(); }
+    void setTitle(const QString &title) { Write("Title", title); }
+    int channel() const { return Read("Channel").toInt(); }
+    void setChannel(int channel) { Write("Channel", channel); }
+    double levelMin() const { return Read("LevelMin").toDouble(); }
+    void setLevelMin(double level) { Write("LevelMin", level); }
+    double levelMax() const { return Read("LevelMax").toDouble(); }
+    void setLevelMax(double level) { Write("LevelMax", level); }
+    QString levelUnit() const { return Read("LevelUnit").toString(); }
+    void setLevelUnit(const QString &unit) { Write("LevelUnit", unit); }
+    bool colorBar() const { return Read("ColorBar").toBool(); }
+    void setColorBar(bool on) { Write("ColorBar", on); }
+
+signals:
+    void sourceChanged();
+    void titleChanged();
+    void channelChanged();
+    void levelMinChanged();
+    void levelMaxChanged();
+    void levelUnitChanged();
+    void colorBarChanged();
 };

@@ -8,7 +8,7 @@ import Velmora
 // The texts are the widget panel's, under its translation context.
 Rectangle {
     id: panel
-    width: 1000; height: 760
+    width: 1000; height: 940
     color: palette.window
 
     readonly property real alarmLimit: 0.65
@@ -99,6 +99,12 @@ Rectangle {
                 Component.onCompleted: widget.XUnit = "Hz"
             }
         }
+        Waterfall {
+            source: fft; width: 980; height: 170
+            title: qsTranslate("TQVDemoPanel", "Waterfall of the filtered signal, newest block on top")
+            levelUnit: "dBV"
+            Component.onCompleted: widget.XUnit = "Hz"
+        }
         Row {
             spacing: 10
             Column {
@@ -109,7 +115,8 @@ Rectangle {
                     scaleLayout: Slider.Adaptive
                     Component.onCompleted: {
                         widget.Kind = "sbHorizontal"; widget.LabelingStyle = "lbsBoth"; widget.LabelingGap = 1000
-                        widget.LabelScientificUnitPosfix = 13; // kilo widget.LabelingDecimals = 0; widget.LabelTextPosfix = "Hz"
+                        widget.LabelScientificUnitPosfix = "sipKilo"; widget.LabelingDecimals = 0
+                        widget.LabelTextPosfix = "Hz"
                     }
                 }
             }

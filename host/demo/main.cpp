@@ -123,7 +123,7 @@ int main(int argc, char **argv)
                 return 1;
             }
         }
-        panel.resize(1000, 760);
+        panel.resize(1000, 910);
         panel.show();
         if (!batch) {
             panel.SetRunning(true);

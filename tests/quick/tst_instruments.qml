@@ -75,6 +75,18 @@ Item {
             item.title = "Spectrum"; item.scaleY = 1; item.autoScale = false; item.yMin = -100; item.yMax = 0
             compare(title.count, 1); compare(item.title, "Spectrum"); compare(item.scaleY, 1)
             compare([item.yMin, item.yMax], [-100, 0]); verify(!item.autoScale)
+            // The measuring settings reach the plot and notify; the zoom stack answers.
+            const settings = { xLog: true, xAutoScale: false, xMax: 1000, xMin: 10, interactive: true, cursors: true,
+                               cursor1: 20, cursor2: 500, peakMarker: true, averaging: Plot.Exponential,
+                               averageCount: 16, maxHold: true, minHold: true }
+            for (const name in settings) {
+                const changed = spyOn(item, name + "Changed")
+                item[name] = settings[name]
+                compare(item[name], settings[name], name); verify(changed.count >= 1, name)
+            }
+            item.zoomTo(20, 200, -80, -20); compare(item.zoomDepth(), 1)
+            item.zoomBack(); compare(item.zoomDepth(), 0)
+            verify(isNaN(item.peakX()))
         }
 
         // Keys go to the widget's own handler: arrows one step, pages ten, Home and End the ends.

@@ -130,6 +130,19 @@ Item {
             verify(String(errors.signalArguments[0][0]).length > 10)
         }
 
+        // A spectrum plot's peak marker through the QML chain: a tone between two bins is found
+        // within a twentieth of a bin (48000 / 4096 Hz); the waterfall takes the same source.
+        SignalGenerator { id: tone; sampleRate: 48000; blockLength: 4096; frequency: 1234.5; amplitude: 1 }
+        FFTSingleSingle { id: spectrum; source: tone; output: 2; leakFunction: FFTSingleSingle.Hann }
+        Plot { id: spectrumPlot; source: spectrum; peakMarker: true; width: 300; height: 200 }
+        Waterfall { id: waterfall; source: spectrum; levelMin: -120; levelMax: 0; width: 300; height: 150 }
+        function test_spectrum() {
+            tone.tick(2)
+            verify(Math.abs(spectrumPlot.peakX() - tone.frequency) < 0.05 * 48000 / 4096, spectrumPlot.peakX())
+            verify(spectrumPlot.readoutLines().length > 0)
+            compare(waterfall.source, spectrum); compare([waterfall.levelMin, waterfall.levelMax], [-120, 0])
+        }
+
         function test_running() {
             const running = spyOn(generator, "runningChanged")
             generator.run()
