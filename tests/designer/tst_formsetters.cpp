@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <set>
 
@@ -13,17 +12,9 @@
 #include <QtCore/QXmlStreamReader>
 #include <QtGui/QColor>
 #include <QtGui/QFont>
-#include <QtGui/QPixmap>
 #include <QtUiTools/QUiLoader>
 #include <QtWidgets/QWidget>
 
-#include "controls/qvDial.h"
-#include "controls/qvSlider.h"
-#include "controls/qvbargraphint.h"
-#include "controls/qvmeterInt.h"
-#include "indicators/QVLedInt.h"
-#include "indicators/QVMLSingleSinks.h"
-#include "indicators/QVPanelMeterInt.h"
 #include "indicators/qvRegister.h"
 #include "ui_allwidgetsform.h"
 
@@ -31,26 +22,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The catalogued widget classes, by name.
-const std::map<QString, TQVCatalogueEntry> &WidgetClasses()
-{
-    static const std::map<QString, TQVCatalogueEntry> classes = [] {
-        std::map<QString, TQVCatalogueEntry> map;
-        for (const TQVCatalogueEntry &entry : QVCatalogue()) {
-            if (entry.Meta->inherits(&QWidget::staticMetaObject))
-                map.emplace(entry.Name(), entry);
-        }
-        return map;
-    }();
-    return classes;
-}
-
+// A new instance of the catalogued widget class `className`, or null.
 std::unique_ptr<QWidget> Create(const QString &className)
 {
-    const auto it = WidgetClasses().find(className);
-    if (it == WidgetClasses().end())
-        return nullptr;
-    return std::unique_ptr<QWidget>(qobject_cast<QWidget *>(it->second.Factory(nullptr)));
+    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
+        if (entry.Name() == className)
+            return std::unique_ptr<QWidget>(qobject_cast<QWidget *>(entry.Factory(nullptr)));
+    }
+    return nullptr;
 }
 
 // Collects the warnings issued while it lives.
@@ -211,13 +190,6 @@ TEST(FormSetters, FormWithStdsetZeroCompilesAndEveryPropertyArrives)
     EXPECT_TRUE(WarningCatcher::Messages().isEmpty()) << qPrintable(WarningCatcher::Messages().join(u'\n'));
 
     ExpectFormArrived(host, QStringLiteral(VELMORA_TEST_ALLWIDGETS_UI_FILE));
-    // The same through the typed getters, for a few.
-    EXPECT_EQ(form.barGraph->LabelingStyle(), TQVBarGraphInt::lbsSymmetric);
-    EXPECT_EQ(form.barGraph->RangeNumber(), 2);
-    EXPECT_EQ(form.slider->Kind(), TQVSlider::sbHorizontal);
-    EXPECT_EQ(form.boundLed->Style(), TQVLedInt::lesRectangle);
-    EXPECT_EQ(form.panelMeter->DigitColor(), 0x0000FF00u);
-    EXPECT_EQ(form.panelMeter->BackgroundColor(), 0x302010u);
 }
 
 TEST(FormSetters, RunTimeLoaderReadsTheSameForm)
