@@ -14,13 +14,6 @@ namespace {
 
 const QLocale C = QLocale::c();
 
-struct Case
-{
-    const char *pattern;
-    double value;
-    const char *expected;
-};
-
 // Decimal digits of |value| from glibc's printf, which prints the exact binary value when
 // asked for enough digits; an independent path from the library's conversion.
 struct ExactDecimal
@@ -101,50 +94,61 @@ std::string ReferenceScientific(double value, int decimals, int minDecimals, int
         + (exponent < 0 ? "-" : plus ? "+" : "") + expText;
 }
 
+// A pattern with the reference of its rendering.
+struct Pattern
+{
+    const char *text;
+    bool scientific;
+    int decimals, minDecimals, expDigits;
+    bool plus;
+    std::string Expected(double value) const
+    {
+        return scientific ? ReferenceScientific(value, decimals, minDecimals, expDigits, plus)
+                          : Reference(value, decimals, minDecimals);
+    }
+};
+
+const Pattern Patterns[] = {
+    {"0", false, 0, 0, 0, false},           {"0.00", false, 2, 2, 0, false},       {"0.##", false, 2, 0, 0, false},
+    {"0.0#", false, 2, 1, 0, false},        {"0.0###", false, 4, 1, 0, false},
+    {"0.000000000000000000000000000000", false, 30, 30, 0, false},
+    {"0.00E-00", true, 2, 2, 2, false},     {"#.##E-00", true, 2, 0, 2, false},    {"0.00E+00", true, 2, 2, 2, true},
+    {"0.00E-0", true, 2, 2, 1, false},      {"0.00E-000", true, 2, 2, 3, false},   {"0.0000E+000", true, 4, 4, 3, true},
+};
+
 } // namespace
 
-TEST(FormatFloat, PatternsAndRounding)
+// Hand-picked values at the edges of rounding and of the exponent, every pattern against the
+// exact decimal reference.
+TEST(FormatFloat, EdgeValuesMatchTheExactReference)
 {
-    const Case cases[] = {
-        {"0.00E-00", 200000, "2.00E05"},
-        {"0.00E-00", 0.00025, "2.50E-04"},
-        {"#.##E-00", 200000, "2E05"},
-        {"#.##E-00", 0.00025, "2.5E-04"},
-        {"0.00E+00", 200000, "2.00E+05"},
-        {"0.00E+00", 0.00025, "2.50E-04"},
-        {"0.00E-00", 0, "0.00E00"},
-        {"#.##E-00", 0, "0E00"},
-        {"0.00E-00", -1234.5, "-1.23E03"},
-        {"0.00E-00", 9.999, "1.00E01"},       // carry into the exponent
-        {"0.00E-000", 1e-100, "1.00E-100"},
-        {"0.00E-0", 1e5, "1.00E5"},
-        {"0.00E-00", 1e123, "1.00E123"},     // more exponent digits than zeros
-        {"0.00", 2.5, "2.50"},
-        {"0", 2.5, "3"},
-        {"0", -2.5, "-3"},
-        {"0", 0.5, "1"},
-        {"0", 0.49999999999999994, "0"},      // largest double below one half
-        {"0", 1e20, "100000000000000000000"},
-        {"0.00", 0.125, "0.13"},              // exact tie: away from zero
-        {"0.00", 2.675, "2.67"},              // binary value lies below the tie
-        {"0.00", 1.005, "1.00"},
-        {"0.00", -0.005, "-0.01"},            // binary value lies above the tie
-        {"0.00", -0.001, "0.00"},             // no sign on a value shown as zero
-        {"0.00", 1e-20, "0.00"},
-        {"0.00", 99.999, "100.00"},
-        {"0.##", 2.5, "2.5"},
-        {"0.##", 2, "2"},
-        {"0.0#", 1.2, "1.2"},
-        {"0.0#", 1, "1.0"},
-        {"#.##", 0.5, ".5"},
-        {"#.##", 0, "0"},
-        {"000", 7, "007"},
-        {"#,##0.00", 1234567.891, "1,234,567.89"},
-        {"0.00 V", 1.5, "1.50 V"},
-        {"", 0.1, "0.1"},
-        {"", 1e20, "1e+20"},
+    const double values[] = {
+        0, 200000, 0.00025, -1234.5, 1e5, 1e-100, 1e20, 1e-20,
+        9.999, 99.999,              // carry into the exponent or the integer part
+        1e123,                      // more exponent digits than the pattern's zeros
+        2.5, -2.5, 0.5, 0.125,      // exact ties: away from zero
+        0.49999999999999994,        // largest double below one half
+        2.675, 1.005,               // binary value lies below the tie
+        -0.005,                     // binary value lies above the tie
+        -0.001,                     // no sign on a value shown as zero
+        std::numeric_limits<double>::max(), std::numeric_limits<double>::denorm_min(), -std::numeric_limits<double>::min(),
+        5e-324 * 3, 1.7976931348623157e308 / 3,
     };
-    for (const Case &c : cases)
+    for (double value : values) {
+        for (const Pattern &p : Patterns)
+            EXPECT_EQ(QVFormatFloat(QString::fromLatin1(p.text), value, C).toStdString(), p.Expected(value))
+                << p.text << " " << value;
+    }
+}
+
+// Patterns outside the reference: optional integer digit, padding, grouping, literals, none.
+TEST(FormatFloat, OtherPatterns)
+{
+    const struct { const char *pattern; double value; const char *expected; } cases[] = {
+        {"#.##", 0.5, ".5"},       {"#.##", 0, "0"},       {"000", 7, "007"}, {"#,##0.00", 1234567.891, "1,234,567.89"},
+        {"0.00 V", 1.5, "1.50 V"}, {"", 0.1, "0.1"},       {"", 1e20, "1e+20"},
+    };
+    for (const auto &c : cases)
         EXPECT_EQ(QVFormatFloat(QString::fromLatin1(c.pattern), c.value, C), QString::fromLatin1(c.expected))
             << c.pattern << " " << c.value;
 }
@@ -187,23 +191,7 @@ TEST(FormatFloat, MatchesExactDecimalReference)
             break;
         }
         SCOPED_TRACE(value);
-        ASSERT_EQ(QVFormatFloat("0", value, C).toStdString(), Reference(value, 0, 0));
-        ASSERT_EQ(QVFormatFloat("0.00", value, C).toStdString(), Reference(value, 2, 2));
-        ASSERT_EQ(QVFormatFloat("0.0###", value, C).toStdString(), Reference(value, 4, 1));
-        ASSERT_EQ(QVFormatFloat("0.00E-00", value, C).toStdString(), ReferenceScientific(value, 2, 2, 2, false));
-        ASSERT_EQ(QVFormatFloat("#.##E-00", value, C).toStdString(), ReferenceScientific(value, 2, 0, 2, false));
-        ASSERT_EQ(QVFormatFloat("0.0000E+000", value, C).toStdString(), ReferenceScientific(value, 4, 4, 3, true));
-    }
-}
-
-TEST(FormatFloat, ExtremeMagnitudes)
-{
-    const double values[] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::denorm_min(),
-                             -std::numeric_limits<double>::min(), 5e-324 * 3, 1.7976931348623157e308 / 3};
-    for (double value : values) {
-        SCOPED_TRACE(value);
-        EXPECT_EQ(QVFormatFloat("0.00", value, C).toStdString(), Reference(value, 2, 2));
-        EXPECT_EQ(QVFormatFloat("0.00E+000", value, C).toStdString(), ReferenceScientific(value, 2, 2, 3, true));
-        EXPECT_EQ(QVFormatFloat("0.000000000000000000000000000000", value, C).toStdString(), Reference(value, 30, 30));
+        for (const Pattern &p : Patterns)
+            ASSERT_EQ(QVFormatFloat(QString::fromLatin1(p.text), value, C).toStdString(), p.Expected(value)) << p.text;
     }
 }
