@@ -222,29 +222,7 @@ TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
     }
 }
 
-// The rules themselves are the lamp's (see its tests); received values must reach them.
-TEST(SinksLed, ComparisonRulesOnReceivedValues)
-{
-    using Led = TQVLed;
-    struct Case { Led::TQVLEDCompare compare; float limit, lower, upper, x; bool on; };
-    const Case cases[] = {
-        {Led::cmpOver, 5, 0, 0, 5, false},          {Led::cmpOver, 5, 0, 0, std::nextafter(5.0f, 6.0f), true},
-        {Led::cmpUnder, 5, 0, 0, 4.5f, true},       {Led::cmpInRange, 0, 0, 10, 10, true},
-        {Led::cmpInRange, 0, 0, 10, 10.5f, false},  {Led::cmpOutOfRange, 0, 10, 0, 5, true}};
-    for (const Case &c : cases) {
-        SCOPED_TRACE(::testing::Message() << int(c.compare) << " x=" << c.x);
-        TQVValueSource source;
-        Led led;
-        led.SetMeasureSource(&source);
-        led.SetCompare(c.compare);
-        led.SetLimit(c.limit);
-        led.SetRangeLower(c.lower);
-        led.SetRangeUpper(c.upper);
-        source.SendSamples({c.x});
-        EXPECT_EQ(led.Value(), c.on);
-    }
-}
-
+// The comparison rules are the lamp's (LedCompare); received values must reach them.
 TEST(SinksLed, ThresholdsAreFloatsAndReevaluateOnlyOnRealChanges)
 {
     TQVValueSource source;
