@@ -8,8 +8,9 @@
 #include <QtCore/QTimer>
 #include <QtGui/QAccessible>
 #include <QtGui/QImage>
-#include <QtGui/QPaintEvent>
 #include <QtTest/QTest>
+
+#include "support/qvPaintRecorder.h"
 
 namespace {
 
@@ -258,15 +259,7 @@ TEST(LedPaint, HighDpiKeepsEdgesSharp)
 
 TEST(LedPaint, StateChangeRepaintsOnlyTheLamp)
 {
-    struct Recorder : QObject {
-        QRegion painted;
-        bool eventFilter(QObject *, QEvent *e) override
-        {
-            if (e->type() == QEvent::Paint)
-                painted += static_cast<QPaintEvent *>(e)->region();
-            return false;
-        }
-    } recorder;
+    PaintRecorder recorder;
     Led led;
     led.resize(60, 40);
     led.show();
@@ -274,11 +267,11 @@ TEST(LedPaint, StateChangeRepaintsOnlyTheLamp)
     QCoreApplication::processEvents();
     led.installEventFilter(&recorder);
     led.SetValue(true); // drawn at once, without waiting for the event loop
-    EXPECT_EQ(recorder.painted, QRegion(10, 0, 40, 40));
-    recorder.painted = QRegion();
+    EXPECT_EQ(recorder.regions, std::vector{QRegion(10, 0, 40, 40)});
+    recorder.regions.clear();
     led.SetStyle(Led::lesArrowRight);
     led.SetValue(false);
-    EXPECT_EQ(recorder.painted, QRegion(0, 0, 60, 40));
+    EXPECT_EQ(recorder.regions, std::vector{QRegion(0, 0, 60, 40)});
 }
 
 TEST(LedFlash, AlternatesWhileOnAndStopsInTheStateColour)

@@ -9,11 +9,11 @@
 #include <QtCore/QLocale>
 #include <QtCore/QRegularExpression>
 #include <QtGui/QMouseEvent>
-#include <QtGui/QPaintEvent>
 
 #include "indicators/QVPlot.h"
 #include "indicators/qvColorMap.h"
 #include "indicators/qvWaterfall.h"
+#include "support/qvPaintRecorder.h"
 #include "support/qvTestConsumer.h"
 
 namespace {
@@ -256,22 +256,13 @@ TEST(Waterfall, EachBlockIsOneRowOnTop)
         first[std::size_t(i)] = float(std::pow(10.0, -(i % 97) / 20.0)); // 0 to -96 dB
     line.Send(first);
 
-    struct Spy : QObject
-    {
-        QRegion painted;
-        bool eventFilter(QObject *, QEvent *e) override
-        {
-            if (e->type() == QEvent::Paint)
-                painted += static_cast<QPaintEvent *>(e)->region();
-            return false;
-        }
-    } spy;
+    PaintRecorder spy;
     QCoreApplication::processEvents();
     waterfall.installEventFilter(&spy);
     line.Send(second);
     QCoreApplication::processEvents();
     const QRect p = waterfall.PlotRect();
-    EXPECT_EQ(spy.painted, QRegion(p.left(), p.top(), p.width(), 1));
+    EXPECT_EQ(spy.regions, std::vector{QRegion(p.left(), p.top(), p.width(), 1)});
 
     ASSERT_EQ(waterfall.RowCount(), 2);
     for (int c : {0, 1, w / 2, w - 1}) {
