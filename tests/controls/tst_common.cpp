@@ -172,6 +172,8 @@ TEST(RangeTable, RowsInUseCurrentRowAndClamping)
     EXPECT_FALSE(table.SetNumber(17));
     EXPECT_TRUE(table.SetNumber(3));
     EXPECT_FALSE(table.SetNumber(3)); // equal: no change reported
+    EXPECT_FALSE(table.SetCurrent(0));
+    EXPECT_FALSE(table.SetCurrent(17));
     EXPECT_TRUE(table.SetCurrent(5)); // beyond the rows in use: addressable, not writable
     EXPECT_FALSE(table.SetLimit(4.0));
     EXPECT_EQ(table.Limit(), 0.0);

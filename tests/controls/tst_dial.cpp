@@ -6,7 +6,6 @@
 #include <numbers>
 #include <vector>
 
-#include <QtGui/QAccessible>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
@@ -347,20 +346,4 @@ TEST(DialRepaint, ValueChangeRepaintsOnlyTheKnobArea)
     const QImage screen = d.screen()->grabWindow(d.winId()).toImage().convertToFormat(QImage::Format_RGB32);
     const QImage full = d.grab().toImage().convertToFormat(QImage::Format_RGB32);
     EXPECT_EQ(screen, full);
-}
-
-TEST(DialAccessibility, ReportsNameAndValue)
-{
-    TQVDial d;
-    d.SetCaption(QStringLiteral("Gain"));
-    d.SetValue(25);
-    QAccessibleInterface *iface = QAccessible::queryAccessibleInterface(&d);
-    ASSERT_NE(iface, nullptr);
-    EXPECT_EQ(iface->role(), QAccessible::Dial);
-    EXPECT_EQ(iface->text(QAccessible::Name), QStringLiteral("Gain"));
-    QAccessibleValueInterface *value = iface->valueInterface();
-    ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->currentValue().toDouble(), 25.0);
-    value->setCurrentValue(140.0);
-    EXPECT_EQ(d.Value(), 100.0);
 }

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <vector>
 
-#include <QtGui/QAccessible>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QImage>
 #include <QtGui/QPaintEvent>
@@ -447,19 +446,4 @@ TEST(MeterPaint, BandColoursIndicatorAndFace)
         EXPECT_EQ(px(At(m, AngleOf(m, 6), m.OuterRadius() * 0.5)), 0xFFFFFFFFu);  // bare face
         EXPECT_EQ(px(At(m, AngleOf(m, 4), m.OuterRadius() + 3)), 0xFFFFFFFFu);    // outside the band
     }
-}
-
-TEST(MeterAccessibility, ReportsNameAndValue)
-{
-    Meter m;
-    m.SetValue(2.5);
-    QAccessibleInterface *iface = QAccessible::queryAccessibleInterface(&m);
-    ASSERT_NE(iface, nullptr);
-    EXPECT_EQ(iface->text(QAccessible::Name), QStringLiteral("Meter"));
-    QAccessibleValueInterface *value = iface->valueInterface();
-    ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->currentValue().toDouble(), 2.5);
-    EXPECT_EQ(value->maximumValue().toDouble(), 10.0);
-    value->setCurrentValue(7.0); // a display: not settable
-    EXPECT_EQ(m.Value(), 2.5);
 }

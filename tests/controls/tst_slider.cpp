@@ -3,7 +3,6 @@
 #include <cmath>
 #include <vector>
 
-#include <QtGui/QAccessible>
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
@@ -308,23 +307,4 @@ TEST(SliderRepaint, ValueChangeRepaintsOnlyTheButtonArea)
         const QImage full = s.grab().toImage().convertToFormat(QImage::Format_RGB32);
         EXPECT_EQ(screen, full);
     }
-}
-
-TEST(SliderAccessibility, ReportsNameAndValue)
-{
-    TQVSlider s;
-    s.SetButtonCaption(QStringLiteral("Gain"));
-    s.SetValue(25);
-    QAccessibleInterface *iface = QAccessible::queryAccessibleInterface(&s);
-    ASSERT_NE(iface, nullptr);
-    EXPECT_EQ(iface->role(), QAccessible::Slider);
-    EXPECT_EQ(iface->text(QAccessible::Name), QStringLiteral("Gain"));
-    QAccessibleValueInterface *value = iface->valueInterface();
-    ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->currentValue().toDouble(), 25.0);
-    EXPECT_EQ(value->maximumValue().toDouble(), 100.0);
-    value->setCurrentValue(140.0);
-    EXPECT_EQ(s.Value(), 100.0);
-    s.setAccessibleName(QStringLiteral("Input gain"));
-    EXPECT_EQ(iface->text(QAccessible::Name), QStringLiteral("Input gain"));
 }
