@@ -9,6 +9,7 @@
 #include <QtWidgets/QApplication>
 
 #include "controls/qvDial.h"
+#include "controls/qvbargraphint.h"
 #include "controls/qvmeterInt.h"
 #include "indicators/QVPanelMeterInt.h"
 
@@ -28,6 +29,7 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
         {[] { return new TQVMeterInt; }, {200, 200}, "IndicatorColor", {1.0, 1.4, -9.0, 9.7}},
         {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
         {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
+        {[] { return new TQVBarGraphInt; }, {60, 200}, "BarColor", {20, 21, 80, 3}},
     };
     for (const auto &c : cases)
         for (QScreen *screen : QGuiApplication::screens())
