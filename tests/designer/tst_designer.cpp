@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <set>
 
@@ -87,18 +88,28 @@ QDesignerCustomWidgetCollectionInterface *PluginCollection(QString *error)
     return qobject_cast<QDesignerCustomWidgetCollectionInterface *>(instance);
 }
 
-class DesignerPlugin : public ::testing::Test
+// The texts of the elements of a widget's DOM XML, and the widget element's attributes as
+// "widget.class" and "widget.name".
+std::map<QString, QString> DomXmlTexts(const QString &domXml)
 {
-protected:
-    void SetUp() override
-    {
-        QString error;
-        m_collection = PluginCollection(&error);
-        ASSERT_NE(m_collection, nullptr) << qPrintable(error);
+    std::map<QString, QString> texts;
+    QXmlStreamReader xml(domXml);
+    QString element;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement()) {
+            element = xml.name().toString();
+            if (element == u"widget") {
+                texts[QStringLiteral("widget.class")] = xml.attributes().value(QStringLiteral("class")).toString();
+                texts[QStringLiteral("widget.name")] = xml.attributes().value(QStringLiteral("name")).toString();
+            }
+        } else if (xml.isCharacters() && !xml.isWhitespace()) {
+            texts[element] = xml.text().toString();
+        }
     }
-
-    QDesignerCustomWidgetCollectionInterface *m_collection = nullptr;
-};
+    EXPECT_FALSE(xml.hasError()) << qPrintable(xml.errorString());
+    return texts;
+}
 
 int OpaquePixels(const QImage &image)
 {
@@ -111,10 +122,16 @@ int OpaquePixels(const QImage &image)
 
 } // namespace
 
-TEST_F(DesignerPlugin, OffersExactlyTheWidgetClassesInGroupVelmora)
+// The plugin offers exactly the widget classes of the form of all widget classes, each
+// described, created as itself and declared in its DOM XML with its header and default size.
+TEST(DesignerPlugin, OffersCreatesAndDeclaresEveryWidgetClass)
 {
+    QString error;
+    QDesignerCustomWidgetCollectionInterface *collection = PluginCollection(&error);
+    ASSERT_NE(collection, nullptr) << qPrintable(error);
+    QWidget host;
     std::set<QString> seen;
-    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
+    for (QDesignerCustomWidgetInterface *widget : collection->customWidgets()) {
         const QString name = widget->name();
         SCOPED_TRACE(qPrintable(name));
         EXPECT_TRUE(seen.insert(name).second) << "offered twice";
@@ -127,74 +144,32 @@ TEST_F(DesignerPlugin, OffersExactlyTheWidgetClassesInGroupVelmora)
         EXPECT_FALSE(widget->isInitialized());
         widget->initialize(nullptr);
         EXPECT_TRUE(widget->isInitialized());
-    }
-    EXPECT_EQ(seen, FormWidgetClasses());
-}
 
-TEST_F(DesignerPlugin, CreatesTheNamedClassOwnedByTheParent)
-{
-    QWidget host;
-    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
-        SCOPED_TRACE(qPrintable(widget->name()));
         QWidget *created = widget->createWidget(&host);
         ASSERT_NE(created, nullptr);
-        EXPECT_EQ(QString::fromLatin1(created->metaObject()->className()), widget->name());
+        EXPECT_EQ(QString::fromLatin1(created->metaObject()->className()), name);
         EXPECT_EQ(created->parentWidget(), &host);
         // Outside a form window (a preview, a form loaded at run time) nothing is designing.
         const TQVComponentState *state = TQVComponentState::Of(created);
         ASSERT_NE(state, nullptr);
         EXPECT_FALSE(state->IsDesigning());
+
+        std::map<QString, QString> dom = DomXmlTexts(widget->domXml());
+        EXPECT_EQ(dom[QStringLiteral("widget.class")], name);
+        EXPECT_EQ(dom[QStringLiteral("class")], name);
+        EXPECT_EQ(dom[QStringLiteral("header")], widget->includeFile());
+        EXPECT_EQ(dom[QStringLiteral("extends")], QStringLiteral("QWidget"));
+        const QString objectName = dom[QStringLiteral("widget.name")];
+        EXPECT_FALSE(objectName.isEmpty() || objectName.front().isUpper()) << qPrintable(objectName);
+        EXPECT_EQ(QSize(dom[QStringLiteral("width")].toInt(), dom[QStringLiteral("height")].toInt()), created->size());
+        EXPECT_FALSE(created->size().isEmpty());
     }
-    EXPECT_EQ(host.findChildren<QWidget *>(Qt::FindDirectChildrenOnly).size(), m_collection->customWidgets().size());
-    EXPECT_NE(qobject_cast<TQVBarGraphInt *>(m_collection->customWidgets().front()->createWidget(&host)), nullptr);
+    EXPECT_EQ(seen, FormWidgetClasses());
+    EXPECT_EQ(host.findChildren<QWidget *>(Qt::FindDirectChildrenOnly).size(), collection->customWidgets().size());
+    EXPECT_NE(qobject_cast<TQVBarGraphInt *>(collection->customWidgets().front()->createWidget(&host)), nullptr);
 }
 
-TEST_F(DesignerPlugin, DomXmlDeclaresTheClassWithItsHeaderAndDefaultSize)
-{
-    for (QDesignerCustomWidgetInterface *widget : m_collection->customWidgets()) {
-        SCOPED_TRACE(qPrintable(widget->name()));
-        QXmlStreamReader xml(widget->domXml());
-        QString widgetClass, objectName, header, declared, extends;
-        int width = -1, height = -1;
-        QString element;
-        while (!xml.atEnd()) {
-            xml.readNext();
-            if (xml.isStartElement()) {
-                element = xml.name().toString();
-                if (element == u"widget") {
-                    widgetClass = xml.attributes().value(QStringLiteral("class")).toString();
-                    objectName = xml.attributes().value(QStringLiteral("name")).toString();
-                }
-            } else if (xml.isCharacters() && !xml.isWhitespace()) {
-                const QString text = xml.text().toString();
-                if (element == u"width")
-                    width = text.toInt();
-                else if (element == u"height")
-                    height = text.toInt();
-                else if (element == u"header")
-                    header = text;
-                else if (element == u"class")
-                    declared = text;
-                else if (element == u"extends")
-                    extends = text;
-            }
-        }
-        ASSERT_FALSE(xml.hasError()) << qPrintable(xml.errorString());
-        EXPECT_EQ(widgetClass, widget->name());
-        EXPECT_EQ(declared, widget->name());
-        EXPECT_EQ(header, widget->includeFile());
-        EXPECT_EQ(extends, QStringLiteral("QWidget"));
-        EXPECT_FALSE(objectName.isEmpty());
-        EXPECT_FALSE(objectName.front().isUpper());
-        std::unique_ptr<QWidget> fresh(widget->createWidget(nullptr));
-        EXPECT_EQ(width, fresh->width());
-        EXPECT_EQ(height, fresh->height());
-        EXPECT_GT(width, 0);
-        EXPECT_GT(height, 0);
-    }
-}
-
-TEST(PaletteRegistration, RegisterPutsFifteenClassesOnVelmoraInOrder)
+TEST(PaletteRegistration, PagesInOrderAndNothingTwice)
 {
     TQVClassRegistry registry;
     Register(registry);
@@ -207,15 +182,13 @@ TEST(PaletteRegistration, RegisterPutsFifteenClassesOnVelmoraInOrder)
     Register(registry);
     EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), PaletteOrder);
     EXPECT_EQ(registry.ClassNames().size(), PaletteOrder.size());
-}
 
-TEST(PaletteRegistration, StreamComponentsOnlyThroughTheSecondCall)
-{
-    TQVClassRegistry registry;
-    RegisterStreamComponents(registry);
-    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), StreamClasses);
-    Register(registry);
-    EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")), StreamClasses + PaletteOrder);
+    // The stream components come only through the second call, before the controls here.
+    TQVClassRegistry streamsFirst;
+    RegisterStreamComponents(streamsFirst);
+    EXPECT_EQ(streamsFirst.PageClasses(QStringLiteral("Velmora")), StreamClasses);
+    Register(streamsFirst);
+    EXPECT_EQ(streamsFirst.PageClasses(QStringLiteral("Velmora")), StreamClasses + PaletteOrder);
 
     TQVClassRegistry other;
     RegisterStreamComponents(other, QStringLiteral("Streams"));
