@@ -8,10 +8,8 @@
 #include <QtGui/QAccessible>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QImage>
-#include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
 #include <QtGui/QScreen>
-#include <QtWidgets/QApplication>
 
 #include "controls/qvbargraphint.h"
 #include "support/qvPaintRecorder.h"

@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 
-#include <QtCore/QVariant>
 #include <QtGui/QAccessible>
 #include <QtWidgets/QWidget>
 

@@ -9,9 +9,7 @@
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
-#include <QtGui/QPaintEvent>
 #include <QtGui/QWheelEvent>
-#include <QtGui/QWindow>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 

@@ -6,9 +6,7 @@
 
 #include <QtGui/QFontMetrics>
 #include <QtGui/QImage>
-#include <QtGui/QPaintEvent>
 #include <QtGui/QScreen>
-#include <QtGui/QWindow>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 

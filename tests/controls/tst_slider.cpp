@@ -5,11 +5,8 @@
 
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtTest/QTest>
-#include <QtGui/QPaintEvent>
 #include <QtGui/QScreen>
-#include <QtGui/QWindow>
 #include <QtGui/qtestsupport_gui.h>
 #include <QtWidgets/QApplication>
 

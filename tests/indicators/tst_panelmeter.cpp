@@ -4,14 +4,11 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
-#include <vector>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QLocale>
 #include <QtGui/QAccessible>
 #include <QtGui/QImage>
-#include <QtGui/QPaintEvent>
-#include <QtGui/QPainter>
 #include <QtGui/QPalette>
 
 #include "indicators/QVPanelMeterInt.h"

@@ -8,7 +8,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QLocale>
 #include <QtGui/QImage>
-#include <QtGui/QPaintEvent>
 
 #include "host/qvSignalGenerator.h"
 #include "indicators/QVPlot.h"
