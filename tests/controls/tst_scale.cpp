@@ -88,8 +88,9 @@ TEST(ScaleEngine, AdaptiveDivisionLabelsBothEndsWithoutCollisions)
             ASSERT_EQ(majors.size(), div.Texts.size());
             EXPECT_TRUE(InSeries(div.MajorStep)) << div.MajorStep;
             EXPECT_EQ(majors.front(), range.lo);
-            if (majors.size() > 1)
+            if (majors.size() > 1) {
                 EXPECT_EQ(majors.back(), range.hi);
+            }
             const double perValue = length / (range.hi - range.lo);
             std::set<QString> distinct;
             for (std::size_t i = 0; i < majors.size(); ++i) {
@@ -107,8 +108,9 @@ TEST(ScaleEngine, AdaptiveDivisionLabelsBothEndsWithoutCollisions)
             EXPECT_EQ(distinct.size(), div.Texts.size()) << "labels repeat";
             for (std::size_t i = 1; i < div.Ticks.size(); ++i) {
                 EXPECT_GT(div.Ticks[i].Value, div.Ticks[i - 1].Value);
-                if (!div.Ticks[i].Major && !div.Ticks[i - 1].Major)
+                if (!div.Ticks[i].Major && !div.Ticks[i - 1].Major) {
                     EXPECT_GE((div.Ticks[i].Value - div.Ticks[i - 1].Value) * perValue, r.MinTickPixels - 1e-9);
+                }
             }
             EXPECT_GE(div.MinorStep, range.gap * (1 - 1e-9));
         }
@@ -183,8 +185,9 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
             for (const auto &label : bar.AdaptiveLayout().Labels)
                 boxes.push_back(label.Box);
             ExpectApart(boxes, QRectF(bar.AdaptiveLayout().Track), QRectF(bar.rect()), "bar");
-            if (std::min(c.w, c.h) >= 120)
+            if (std::min(c.w, c.h) >= 120) {
                 EXPECT_GE(boxes.size(), 4u); // both ends, on both sides
+            }
 
             TQVSlider slider;
             slider.SetScaleLayout(slAdaptive);
@@ -213,8 +216,9 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
         const TQVRoundScaleLayout &round = meter.AdaptiveLayout();
         ASSERT_TRUE(round.Valid);
         const auto &labels = round.Labels;
-        if (std::min(c.w, c.h) >= 120)
+        if (std::min(c.w, c.h) >= 120) {
             EXPECT_GE(labels.size(), 2u);
+        }
         for (std::size_t i = 0; i < labels.size(); ++i) {
             const QRectF &box = labels[i].Box;
             EXPECT_TRUE(QRectF(meter.rect()).contains(box)) << "meter label " << i << " leaves the widget";

@@ -396,11 +396,12 @@ TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
                 EXPECT_GT(step, 0.0L) << qPrintable(at);
                 const long double tolerance = 1e-12L * std::max({std::fabs(lo), std::fabs(hi), double(step)});
                 for (qsizetype i = 0; i < inner.size(); ++i) {
-                    if (log)
+                    if (log) {
                         EXPECT_NEAR(inner[i], double(oneTwoFive(inner[i])), inner[i] * 1e-12) << qPrintable(at);
-                    else
+                    } else {
                         EXPECT_NEAR(inner[i], double(std::nearbyint(inner[i] / step) * step), double(tolerance))
                             << qPrintable(at) << " step " << double(step);
+                    }
                 }
             }
         }

@@ -108,8 +108,9 @@ TEST(QtFace, EveryPropertyNotifiesAndEveryChangingWriteEmits)
                     continue;
                 changed = true;
                 ASSERT_GE(spy.count(), 1) << "no notify signal for a change";
-                if (!spy.first().isEmpty()) // a value signal carries the new value
+                if (!spy.first().isEmpty()) { // a value signal carries the new value
                     EXPECT_EQ(spy.last().first(), after);
+                }
             }
             EXPECT_EQ(changed, !kUnchangeable.count(property.name())) << "no write changed it";
         }
