@@ -288,8 +288,6 @@ TEST(PaletteBitmaps, AllTwentyLoadAtBothSizesAndDiffer)
 
 TEST(PaletteBitmaps, LookupIgnoresCaseAndRejectsUnknownNames)
 {
-    EXPECT_EQ(QVPaletteBitmapResource(QStringLiteral("TQVSlider")),
-              QStringLiteral(":/velmora/palette/TQVSLIDER.png"));
     EXPECT_EQ(QVPaletteBitmapResource(QStringLiteral("tqvrclowpass")),
               QStringLiteral(":/velmora/palette/TQVRCLOWPASS.png"));
     EXPECT_TRUE(QVPaletteBitmapResource(QString()).isEmpty());

@@ -32,27 +32,6 @@ std::unique_ptr<QWidget> Create(const QString &className)
     return nullptr;
 }
 
-// Collects the warnings issued while it lives.
-class WarningCatcher
-{
-public:
-    WarningCatcher() { m_previous = qInstallMessageHandler(&WarningCatcher::Handle); }
-    ~WarningCatcher() { qInstallMessageHandler(m_previous); }
-    static QStringList &Messages()
-    {
-        static QStringList messages;
-        return messages;
-    }
-
-private:
-    static void Handle(QtMsgType type, const QMessageLogContext &, const QString &message)
-    {
-        if (type == QtWarningMsg)
-            Messages().append(message);
-    }
-    QtMessageHandler m_previous;
-};
-
 // A property element of a .ui file, read without uic.
 struct FormProperty
 {
@@ -182,12 +161,16 @@ void ExpectFormArrived(const QWidget &root, const QString &path)
 
 TEST(FormSetters, FormWithStdsetZeroCompilesAndEveryPropertyArrives)
 {
-    WarningCatcher catcher;
-    WarningCatcher::Messages().clear();
+    static QStringList warnings; // issued while the form is set up
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
+        if (type == QtWarningMsg)
+            warnings.append(message);
+    });
     QWidget host;
     Ui::AllWidgetsForm form;
     form.setupUi(&host);
-    EXPECT_TRUE(WarningCatcher::Messages().isEmpty()) << qPrintable(WarningCatcher::Messages().join(u'\n'));
+    qInstallMessageHandler(previous);
+    EXPECT_TRUE(warnings.isEmpty()) << qPrintable(warnings.join(u'\n'));
 
     ExpectFormArrived(host, QStringLiteral(VELMORA_TEST_ALLWIDGETS_UI_FILE));
 }
