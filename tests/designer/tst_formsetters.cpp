@@ -162,10 +162,11 @@ void ExpectFormArrived(const QWidget &root, const QString &path)
 TEST(FormSetters, FormWithStdsetZeroCompilesAndEveryPropertyArrives)
 {
     static QStringList warnings; // issued while the form is set up
-    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
-        if (type == QtWarningMsg)
-            warnings.append(message);
-    });
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
+            if (type == QtWarningMsg)
+                warnings.append(message);
+        });
     QWidget host;
     Ui::AllWidgetsForm form;
     form.setupUi(&host);
