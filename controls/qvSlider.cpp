@@ -497,7 +497,8 @@ void TQVSlider::PaintNewValue()
 
 bool TQVSlider::ButtonCacheable() const
 {
-    return m_data->PictureButton.isNull() && m_data->PictureMask.isNull() && !m_data->ButtonTransparent;
+    // The adaptive thumb has a picture of its own (PaintCachedThumb).
+    return !Adaptive() && m_data->PictureButton.isNull() && m_data->PictureMask.isNull() && !m_data->ButtonTransparent;
 }
 
 bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &region)
@@ -555,6 +556,7 @@ void TQVSlider::paintEvent(QPaintEvent *event)
             return;
     }
     m_data->BackgroundValid = false;
+    m_data->ButtonImage = QPixmap();
     if (!m_data->ReduceFlicker) {
         TQVLinearScaleControl::paintEvent(event);
         return;
@@ -744,7 +746,7 @@ void TQVSlider::PaintButton(QPainter &painter)
     if (b.isEmpty())
         return;
     if (Adaptive() && m_data->PictureButton.isNull()) {
-        PaintThumb(painter, b);
+        PaintCachedThumb(painter, b);
         return;
     }
     if (!m_data->PictureMask.isNull()) {
@@ -807,6 +809,30 @@ void TQVSlider::PaintButton(QPainter &painter)
         const int y = b.top() + (b.height() - fm.height()) / 2;
         painter.drawText(QPoint(x, y + fm.ascent()), m_data->ButtonCaption);
     }
+}
+
+void TQVSlider::PaintCachedThumb(QPainter &painter, const QRect &thumb)
+{
+    // Drawn once into a picture with room for the focus ring, then blitted by the full paint
+    // and the value repaint alike: both give the same pixels (an anti-aliased edge blended
+    // twice in different ways would not). A full paint draws the picture anew.
+    const QPaintDevice *device = painter.device();
+    const qreal dpr = device ? device->devicePixelRatioF() : devicePixelRatioF();
+    const QRect area = thumb.adjusted(-2, -2, 2, 2);
+    const QSize pixels = (QSizeF(area.size()) * dpr).toSize();
+    if (!rect().contains(area) || pixels.width() * qint64(pixels.height()) > (1 << 22)) {
+        PaintThumb(painter, thumb); // reaching out of the widget: no picture of it
+        return;
+    }
+    if (m_data->ButtonImage.size() != pixels || m_data->ButtonImage.devicePixelRatioF() != dpr) {
+        m_data->ButtonImage = QPixmap(pixels);
+        m_data->ButtonImage.setDevicePixelRatio(dpr);
+        m_data->ButtonImage.fill(Qt::transparent);
+        QPainter image(&m_data->ButtonImage);
+        image.translate(-area.topLeft());
+        PaintThumb(image, thumb);
+    }
+    painter.drawPixmap(area.topLeft(), m_data->ButtonImage);
 }
 
 void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
@@ -907,6 +933,7 @@ void TQVSlider::ScaleLayoutChanged()
 void TQVSlider::StartDrag(const QPoint &pos)
 {
     m_data->Dragging = true;
+    m_data->ButtonImage = QPixmap(); // the pressed thumb is darker
     m_data->DragStart = pos;
     m_data->DragStartValue = Scale().Value;
 }

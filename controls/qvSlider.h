@@ -202,6 +202,7 @@ private:
     int ThumbAcross() const;
     double AdaptiveValueAt(double position) const;
     void PaintThumb(QPainter &painter, const QRect &thumb);
+    void PaintCachedThumb(QPainter &painter, const QRect &thumb);
     void SetHover(bool hover);
     int MaxButtonWidth() const;
     /// Keeps `ButtonWidth` within what fits; true when that changed it.

@@ -9,6 +9,7 @@
 #include <QtWidgets/QApplication>
 
 #include "controls/qvDial.h"
+#include "controls/qvSlider.h"
 #include "controls/qvbargraphint.h"
 #include "controls/qvmeterInt.h"
 #include "indicators/QVPanelMeterInt.h"
@@ -30,6 +31,7 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
         {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
         {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
         {[] { return new TQVBarGraphInt; }, {60, 200}, "BarColor", {20, 21, 80, 3}},
+        {[] { return new TQVSlider; }, {60, 200}, "ButtonColor", {20, 21, 80, 3}},
     };
     for (const auto &c : cases)
         for (QScreen *screen : QGuiApplication::screens())
@@ -42,6 +44,8 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
                 w->move(screen->geometry().topLeft() + QPoint(10, 10));
                 w->show();
                 ASSERT_TRUE(QTest::qWaitForWindowExposed(w.get()));
+                w->activateWindow(); // with focus, as a keyboard user steps the value (the slider's focus ring)
+                w->setFocus();
                 ASSERT_EQ(w->devicePixelRatioF(), screen->devicePixelRatio());
                 for (int i = 0; i < 4; ++i) {
                     if (i == 2) {
