@@ -31,6 +31,8 @@ public:
 
     TQVMeasureLink &Link() { return *m_link; }
     void Connect(TQVMeasureSource *source) { m_link->SeTQVMeasureSource(source); }
+    /// Channel `channel` of the blocks from `firstBlock` on, joined into one stream.
+    std::vector<float> Joined(int channel, std::size_t firstBlock = 0) const;
 
     int SettingsCalls = 0;
     std::vector<TQVMeasureSourceState> States;
@@ -59,10 +61,6 @@ public:
 
     void Send(TQVDescArraySingle &block) { DeliverData(block); }
     void SendState(TQVMeasureSourceState state) { DeliverState(state); }
-    int GetSettingsCalls() const { return m_getSettingsCalls; }
-
-private:
-    mutable int m_getSettingsCalls = 0;
 };
 
 /// A block with `channels` channels whose sample k of channel c is c * 1000 + k.
