@@ -147,6 +147,12 @@ TEST(AnalyzerOutput, OnlyChannelZeroCarriesOneValueFromAPrivateCopy)
 {
     TQVAnalyzerRig rig(16, 5);
     rig.Stage.SetCompression(Analyzer::mcoMax);
+    TQVMeasureSourceSettings source{};
+    rig.Generator.GetSettings(source);
+    const TQVMeasureSourceSettings &told = rig.Consumer.LastSettings; // the source's, unchanged
+    EXPECT_EQ(told.ChannelCount, 5);
+    EXPECT_EQ(told.BlockLength, 16);
+    EXPECT_EQ(told.XSpan, source.XSpan);
     const float *previous = nullptr;
     for (int tick = 0; tick < 3; ++tick) {
         rig.Generator.Tick();
@@ -187,8 +193,6 @@ TEST(AnalyzerOutput, EmptyChannelZeroGoesOutEmpty)
     EXPECT_EQ(calls, 0);
 }
 
-// The settings are the source's (the stage pattern); the single value shows in the
-// capabilities (AnalyzerOutput.EmptyChannelZeroGoesOutEmpty).
 TEST(Analyzer, ACompressionOutsideTheListIsIgnored)
 {
     Analyzer stage;
