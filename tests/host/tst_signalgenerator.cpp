@@ -11,9 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QDeadlineTimer>
-#include <QtCore/QThread>
 #include <QtCore/QVariant>
 
 #include "framework/qvMeasIntf.h"
@@ -379,11 +376,6 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     const TQVTestConsumer &consumer = rig.Consumer;
     std::vector<TQVMeasureSourceState> signalled;
     QObject::connect(&generator, &Gen::StateChanged, [&](TQVMeasureSourceState s) { signalled.push_back(s); });
-    auto pumpUntil = [](auto done, int timeoutMs) { // false when the deadline passes first
-        for (QDeadlineTimer deadline(timeoutMs); !done() && !deadline.hasExpired(); QThread::msleep(1))
-            QCoreApplication::processEvents();
-        return done();
-    };
 
     generator.Stop(); // already stopped: nothing to announce
     QCoreApplication::processEvents();
@@ -395,7 +387,7 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     generator.Run();
     generator.Run();
     EXPECT_EQ(generator.State(), mssRun);
-    const bool arrived = pumpUntil([&] { return consumer.Blocks.size() >= 4; }, 5000);
+    const bool arrived = QVPumpUntil([&] { return consumer.Blocks.size() >= 4; }, 5000);
     generator.Stop();
     generator.Stop();
     ASSERT_TRUE(arrived) << "no three timed blocks within the deadline";
@@ -406,7 +398,7 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     const std::size_t delivered = consumer.Blocks.size();
     ExpectBlockTimes(consumer, length, rate);
     EXPECT_TRUE(MatchesClosedForm(consumer.Joined(0), c, rate));
-    pumpUntil([] { return false; }, 50);
+    QVPumpUntil([] { return false; }, 50);
     EXPECT_EQ(consumer.Blocks.size(), delivered) << "the timer went on after the stop";
 }
 

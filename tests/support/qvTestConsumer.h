@@ -4,7 +4,21 @@
 #include <string>
 #include <vector>
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDeadlineTimer>
+#include <QtCore/QThread>
+
 #include "framework/qvMeasIntf.h"
+
+/// Runs the event loop until `done()` holds or `timeoutMs` have passed, and returns `done()`.
+/// The deadline only ends a hung wait; nothing asserts on speed.
+template <typename Done>
+bool QVPumpUntil(Done done, int timeoutMs)
+{
+    for (QDeadlineTimer deadline(timeoutMs); !done() && !deadline.hasExpired(); QThread::yieldCurrentThread())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return done();
+}
 
 /// Ordered record of what reached the consumers of a test, shared between them.
 using TQVEventLog = std::vector<std::string>;
