@@ -40,7 +40,7 @@ void ExpectRamp(const TQVTestConsumer &consumer, const std::vector<int> &lengths
         EXPECT_EQ(block.HeaderWord, channels);
         EXPECT_EQ(block.HeaderValueA, first / 1000.0L) << "block " << b;
         for (int k = 0; k < channels; ++k) {
-            std::vector<float> want(std::size_t(lengths[std::size_t(b)]));
+            std::vector<float> want(static_cast<std::size_t>(lengths[std::size_t(b)]));
             for (int i = 0; i < int(want.size()); ++i)
                 want[std::size_t(i)] = float(k * 4096 + first + i);
             EXPECT_EQ(block.Channels[std::size_t(k)], want) << "block " << b << ", channel " << k;
