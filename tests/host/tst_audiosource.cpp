@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QDeadlineTimer>
 #include <QtCore/QFileInfo>
 #include <QtCore/QProcess>
 #include <QtCore/QStandardPaths>
@@ -38,14 +37,6 @@ public:
 protected:
     bool PrepareRun() override { return true; }
 };
-
-bool Spin(const std::function<bool()> &done, int ms)
-{
-    QDeadlineTimer deadline(ms);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
 
 } // namespace
 
@@ -191,7 +182,7 @@ TEST(AudioCapture, ToneFromTheServerHasItsFrequencyAndRms)
 
     // The tone arrives after the server's latency: judge nine blocks inside it.
     const auto first = [&] { return std::find_if(levels.begin(), levels.end(), [](float v) { return v > 0.1f; }) - levels.begin(); };
-    ASSERT_TRUE(Spin([&] { return std::ptrdiff_t(levels.size()) > first() + 10; }, 15000)) << levels.size() << " blocks";
+    ASSERT_TRUE(QVPumpUntil([&] { return std::ptrdiff_t(levels.size()) > first() + 10; }, 15000)) << levels.size() << " blocks";
     audio.Stop();
     for (std::size_t b = std::size_t(first()) + 1; b < std::size_t(first()) + 10; ++b) {
         EXPECT_NEAR(levels[b], amplitude / std::sqrt(2.0), 0.01 * amplitude / std::sqrt(2.0)) << "block " << b;
@@ -215,10 +206,10 @@ TEST(AudioCapture, LosingTheInputOrTheServerGivesAnError)
         consumer.Connect(&audio);
         audio.Run();
         ASSERT_EQ(audio.State(), mssRun) << audio.ErrorString().toStdString();
-        Spin([&] { return !consumer.Blocks.empty(); }, 5000);
+        QVPumpUntil([&] { return !consumer.Blocks.empty(); }, 5000);
         std::printf("capturing\n");
         std::fflush(stdout);
-        ASSERT_TRUE(Spin([&] { return audio.State() == mssError; }, 10000));
+        ASSERT_TRUE(QVPumpUntil([&] { return audio.State() == mssError; }, 10000));
         EXPECT_EQ(consumer.States.back(), mssError);
         std::printf("error: %s\n", qPrintable(audio.ErrorString()));
         return;
@@ -237,7 +228,7 @@ TEST(AudioCapture, LosingTheInputOrTheServerGivesAnError)
                                   "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket,
                                   "--load=module-null-sink sink_name=velmora_null format=float32le rate=48000 channels=1",
                                   "--load=module-remap-source master=velmora_null.monitor source_name=velmora_capture"});
-        if (pulseaudio.isEmpty() || !server.waitForStarted(5000) || !Spin([&] { return QFileInfo::exists(socket); }, 10000)) {
+        if (pulseaudio.isEmpty() || !server.waitForStarted(5000) || !QVPumpUntil([&] { return QFileInfo::exists(socket); }, 10000)) {
             AUDIO_SKIP("no private PulseAudio server: " << server.readAllStandardError().toStdString());
         }
         env.insert(QStringLiteral("PULSE_SERVER"), "unix:" + socket);
@@ -247,7 +238,7 @@ TEST(AudioCapture, LosingTheInputOrTheServerGivesAnError)
         child.setProcessEnvironment(env);
         child.start(QCoreApplication::applicationFilePath(), {"--gtest_filter=AudioCapture.LosingTheInputOrTheServerGivesAnError"});
         QByteArray out;
-        ASSERT_TRUE(Spin([&] { return (out += child.readAllStandardOutput()).contains("capturing"); }, 20000)) << out.toStdString();
+        ASSERT_TRUE(QVPumpUntil([&] { return (out += child.readAllStandardOutput()).contains("capturing"); }, 20000)) << out.toStdString();
         if (killServer)
             server.kill();
         else

@@ -40,7 +40,7 @@ void ExpectRamp(const TQVTestConsumer &consumer, const std::vector<int> &lengths
         EXPECT_EQ(block.HeaderWord, channels);
         EXPECT_EQ(block.HeaderValueA, first / 1000.0L) << "block " << b;
         for (int k = 0; k < channels; ++k) {
-            std::vector<float> want(std::size_t(lengths[std::size_t(b)]));
+            std::vector<float> want(static_cast<std::size_t>(lengths[std::size_t(b)]));
             for (int i = 0; i < int(want.size()); ++i)
                 want[std::size_t(i)] = float(k * 4096 + first + i);
             EXPECT_EQ(block.Channels[std::size_t(k)], want) << "block " << b << ", channel " << k;
@@ -51,20 +51,25 @@ void ExpectRamp(const TQVTestConsumer &consumer, const std::vector<int> &lengths
 } // namespace
 
 // Short fills give short blocks; a harmonizing link gets the same stream cut across fills
-// into whole harmonized blocks; the end of the stream stops the source and drops the rest.
+// into whole harmonized blocks, whether it is served before or after the natural one; the end
+// of the stream stops the source and drops the rest; a link that stops harmonizing gets the
+// natural blocks again.
 TEST(BlockSource, FillsAreCutIntoBlocksAndHarmonizedBlocks)
 {
-    struct Case { int channels, frames, chunk, block, harmonized, ticks; };
-    const Case cases[] = {{1, 250, 1000, 100, 64, 4}, {2, 300, 1000, 100, 64, 5}, {3, 1000, 30, 100, 64, 6},
-                          {1, 1000, 1000, 7, 50, 20}, {2, 90, 1000, 40, 0, 4}};
+    struct Case { int channels, frames, chunk, block, harmonized, ticks; bool harmonizingFirst; };
+    const Case cases[] = {{1, 250, 1000, 100, 64, 4, false}, {2, 300, 1000, 100, 64, 5, true},
+                          {3, 1000, 30, 100, 64, 6, false},  {1, 1000, 1000, 7, 50, 20, true},
+                          {2, 90, 1000, 40, 0, 4, false},    {2, 1000, 1000, 64, 64, 3, true}};
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.frames << " frames, chunk " << c.chunk << ", block " << c.block);
         TQVRampSource source(c.channels, c.frames, c.chunk);
         source.SetBlockLength(c.block);
         source.SetHarmonizedBlockLength(c.harmonized);
-        TQVTestConsumer natural, harmonizing;
-        natural.Connect(&source);
-        harmonizing.Connect(&source);
+        TQVTestConsumer first, second;
+        first.Connect(&source);
+        second.Connect(&source);
+        TQVTestConsumer &harmonizing = c.harmonizingFirst ? first : second;
+        const TQVTestConsumer &natural = c.harmonizingFirst ? second : first;
         harmonizing.Link().SetHarmonize(true);
         source.Run();
         for (int t = 0; t < c.ticks + 1; ++t) // one more after the end
@@ -79,5 +84,14 @@ TEST(BlockSource, FillsAreCutIntoBlocksAndHarmonizedBlocks)
                    c.channels);
         const std::vector<TQVMeasureSourceState> states{mssRun, mssStop};
         EXPECT_EQ(natural.States, std::vector(states.begin(), states.begin() + (delivered == c.frames ? 2 : 1)));
+        if (delivered == c.frames)
+            continue;
+        harmonizing.Link().SetHarmonize(false);
+        harmonizing.Blocks.clear();
+        source.Tick();
+        ASSERT_EQ(harmonizing.Blocks.size(), 1u);
+        EXPECT_EQ(harmonizing.Blocks[0].HeaderValueA, delivered / 1000.0L);
+        EXPECT_EQ(harmonizing.Blocks[0].Channels, natural.Blocks.back().Channels);
+        EXPECT_EQ(harmonizing.Blocks[0].Channels[0].at(0), float(delivered));
     }
 }

@@ -113,14 +113,6 @@ Recorded MakeSamples(const Wave &w, int frames)
     return r;
 }
 
-std::vector<float> Stream(const TQVTestConsumer &consumer, int channel)
-{
-    std::vector<float> out;
-    for (const auto &block : consumer.Blocks)
-        out.insert(out.end(), block.Channels[std::size_t(channel)].begin(), block.Channels[std::size_t(channel)].end());
-    return out;
-}
-
 std::vector<std::size_t> Lengths(const TQVTestConsumer &consumer)
 {
     std::vector<std::size_t> out;
@@ -186,35 +178,26 @@ TEST(FilePlayer, WaveFormatsPlayTheirSamplesNormalised)
         }
         EXPECT_EQ(s.RangeMin, low);
         EXPECT_EQ(s.RangeMax, high);
-        const auto caps = player.Capabilities();
-        EXPECT_EQ(caps.Contains(mscSingleChannel), w.channels == 1);
-        EXPECT_EQ(caps.Contains(mscDualChannel), w.channels == 2);
-        EXPECT_TRUE(caps.ContainsAll({mscContinuous, mscEquidistant, mscCanHarmonize}));
 
         for (int t = 0; t < 4; ++t)
             player.Tick();
         EXPECT_EQ(Lengths(consumer), (std::vector<std::size_t>{100, 100, 57}));
         for (int c = 0; c < w.channels; ++c)
-            EXPECT_EQ(Stream(consumer, c), rec.Expected[std::size_t(c)]) << "channel " << c;
-        for (std::size_t b = 0; b < consumer.Blocks.size(); ++b) {
-            EXPECT_EQ(consumer.Blocks[b].HeaderWord, w.channels);
-            EXPECT_EQ(consumer.Blocks[b].HeaderValueA, static_cast<long double>(b * 100) / w.rate);
-        }
+            EXPECT_EQ(consumer.Joined(c), rec.Expected[std::size_t(c)]) << "channel " << c;
+        EXPECT_EQ(consumer.Blocks.back().HeaderValueA, 200.0L / w.rate);
     }
 }
 
 // Block boundaries at the end: the last shorter block and mssStop, or wrapping around
-// (several times when a block is longer than the recording); a harmonizing link gets the
-// same stream in whole harmonized blocks.
-TEST(FilePlayer, EndOfRecordingStopsOrWrapsAndHarmonizes)
+// (several times when a block is longer than the recording). The harmonized cut of the
+// stream is the block source's (tst_blocksource).
+TEST(FilePlayer, EndOfRecordingStopsOrWraps)
 {
-    struct Case { int frames, block, harmonized, ticks; bool loop; std::vector<std::size_t> lengths; };
+    struct Case { int frames, block, ticks; bool loop; std::vector<std::size_t> lengths; };
     const Case cases[] = {
-        {250, 100, 64, 5, false, {100, 100, 50}},
-        {300, 100, 64, 4, false, {100, 100, 100}},
-        {250, 100, 64, 5, true, {100, 100, 100, 100, 100}},
-        {70, 160, 50, 3, true, {160, 160, 160}},
-        {70, 160, 0, 2, false, {70}},
+        {250, 100, 5, false, {100, 100, 50}},      {300, 100, 4, false, {100, 100, 100}},
+        {250, 100, 5, true, {100, 100, 100, 100, 100}}, {70, 160, 3, true, {160, 160, 160}},
+        {70, 160, 2, false, {70}},
     };
     const Wave w{1, 16, 2, 1000};
     Files files;
@@ -224,12 +207,9 @@ TEST(FilePlayer, EndOfRecordingStopsOrWrapsAndHarmonizes)
         Player player;
         player.SetFileName(files.Write("r.wav", WaveFile(w, rec.Bytes)));
         player.SetBlockLength(c.block);
-        player.SetHarmonizedBlockLength(c.harmonized);
         player.SetLoop(c.loop);
-        TQVTestConsumer natural, harmonizing;
+        TQVTestConsumer natural;
         natural.Connect(&player);
-        harmonizing.Connect(&player);
-        harmonizing.Link().SetHarmonize(true);
         player.Run();
         for (int t = 0; t < c.ticks; ++t)
             player.Tick();
@@ -240,13 +220,9 @@ TEST(FilePlayer, EndOfRecordingStopsOrWrapsAndHarmonizes)
         EXPECT_EQ(natural.States, states);
         EXPECT_EQ(player.IsRunning(), c.loop);
         for (int k = 0; k < 2; ++k) {
-            const std::vector<float> got = Stream(natural, k);
+            const std::vector<float> got = natural.Joined(k);
             for (std::size_t i = 0; i < got.size(); ++i)
                 ASSERT_EQ(got[i], rec.Expected[std::size_t(k)][i % std::size_t(c.frames)]) << "sample " << i;
-            // Without a harmonized length the harmonizing link gets the natural blocks.
-            const std::size_t cut = std::size_t(c.harmonized > 0 ? c.harmonized : 1);
-            const std::size_t whole = got.size() / cut * cut;
-            EXPECT_EQ(Stream(harmonizing, k), std::vector<float>(got.begin(), got.begin() + long(whole)));
         }
         if (!c.loop) { // at the end nothing more comes until the player is rewound
             player.Tick();
@@ -401,7 +377,7 @@ TEST(FilePlayer, MalformedFilesRaiseClearErrorsAndChangeNothing)
     player.Tick();
     ASSERT_EQ(consumer.Blocks.size(), 2u);
     for (int k = 0; k < 2; ++k)
-        EXPECT_EQ(Stream(consumer, k), std::vector<float>(rec.Expected[std::size_t(k)].begin(),
+        EXPECT_EQ(consumer.Joined(k), std::vector<float>(rec.Expected[std::size_t(k)].begin(),
                                                           rec.Expected[std::size_t(k)].begin() + 6));
 }
 

@@ -67,20 +67,16 @@ TEST(NetMessage, MalformedMessagesAreRejectedWithTheirReason)
         std::function<Bytes()> Make;
         QVNet::Error Expected;
     };
-    const auto block = [&](std::function<void(Bytes &)> damage) {
-        return [&, damage] {
-            Bytes bytes = EncodedBlock(source.Block);
+    using Damage = std::function<void(Bytes &)>;
+    const auto damaged = [](std::function<Bytes()> make, Damage damage) {
+        return [make, damage] {
+            Bytes bytes = make();
             damage(bytes);
             return bytes;
         };
     };
-    const auto settings = [](std::function<void(Bytes &)> damage) {
-        return [damage] {
-            Bytes bytes = EncodedSettings();
-            damage(bytes);
-            return bytes;
-        };
-    };
+    const auto block = [&](Damage damage) { return damaged([&] { return EncodedBlock(source.Block); }, damage); };
+    const auto settings = [&](Damage damage) { return damaged(EncodedSettings, damage); };
     const Case cases[] = {
         {"block", block([](Bytes &) {}), QVNet::Error::None},
         {"settings", settings([](Bytes &) {}), QVNet::Error::None},
@@ -106,7 +102,7 @@ TEST(NetMessage, MalformedMessagesAreRejectedWithTheirReason)
         {"NaN span", settings([](Bytes &b) { Poke<double>(b, 32, std::nan("")); }), QVNet::Error::Value},
         {"capability bit 7", settings([](Bytes &b) { b[60] = std::byte(0x81); }), QVNet::Error::Value},
         {"settings state 5", settings([](Bytes &b) { b[61] = std::byte(5); }), QVNet::Error::Value},
-        {"state 5", [] { Bytes b = EncodedState(); b.back() = std::byte(5); return b; }, QVNet::Error::Value},
+        {"state 5", damaged(EncodedState, [](Bytes &b) { b.back() = std::byte(5); }), QVNet::Error::Value},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.Name);

@@ -38,14 +38,6 @@ struct Rig
         recorder.SetFormat(format);
         recorder.SetFileName(file);
     }
-    // Channel k of the blocks sent from `first` on, joined.
-    std::vector<float> Sent(int k, std::size_t first) const
-    {
-        std::vector<float> out;
-        for (std::size_t b = first; b < sent.Blocks.size(); ++b)
-            out.insert(out.end(), sent.Blocks[b].Channels[k].begin(), sent.Blocks[b].Channels[k].end());
-        return out;
-    }
     TQVSignalGenerator generator;
     TQVTestConsumer sent;
     TQVRecorder recorder;
@@ -60,10 +52,9 @@ std::vector<std::vector<float>> Played(const QString &file)
     consumer.Connect(&player);
     while (!player.AtEnd())
         player.Tick();
-    std::vector<std::vector<float>> channels(std::size_t(player.ChannelCount()));
-    for (const auto &block : consumer.Blocks)
-        for (std::size_t k = 0; k < channels.size(); ++k)
-            channels[k].insert(channels[k].end(), block.Channels[k].begin(), block.Channels[k].end());
+    std::vector<std::vector<float>> channels;
+    for (int k = 0; k < player.ChannelCount(); ++k)
+        channels.push_back(consumer.Joined(k));
     return channels;
 }
 
@@ -96,7 +87,7 @@ TEST(Recorder, RoundTripsThroughThePlayerBitForBit)
             const auto played = Played(dir.filePath("r"));
             ASSERT_EQ(played.size(), std::size_t(channels));
             for (int k = 0; k < channels; ++k) {
-                std::vector<float> expected = rig.Sent(k, 1);
+                std::vector<float> expected = rig.sent.Joined(k, 1);
                 expected.resize(4 * Block);
                 EXPECT_TRUE(SameBits(played[std::size_t(k)], expected)) << "channel " << k;
             }
@@ -131,7 +122,7 @@ TEST(Recorder, FileSizeLimitStopsWithAnErrorAndKeepsTheBlocksBefore)
         EXPECT_TRUE(kept > 0 && kept < 40 * Block && kept % Block == 0) << kept;
         const auto played = Played(dir.filePath("limited"));
         for (int k = 0; k < 2; ++k) {
-            std::vector<float> expected = rig.Sent(k, 0);
+            std::vector<float> expected = rig.sent.Joined(k);
             expected.resize(std::size_t(kept));
             EXPECT_TRUE(SameBits(played[std::size_t(k)], expected));
         }

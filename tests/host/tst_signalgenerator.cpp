@@ -11,9 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QDeadlineTimer>
-#include <QtCore/QThread>
 #include <QtCore/QVariant>
 
 #include "framework/qvMeasIntf.h"
@@ -71,17 +68,6 @@ long double Expected(const GenChannel &c, long double sampleRate, long long n)
     return ::testing::AssertionSuccess();
 }
 
-// Channel `channel` of the blocks received by `consumer` from `firstBlock`, concatenated.
-std::vector<float> Stream(const TQVTestConsumer &consumer, int channel, std::size_t firstBlock = 0)
-{
-    std::vector<float> out;
-    for (std::size_t b = firstBlock; b < consumer.Blocks.size(); ++b) {
-        const std::vector<float> &slot = consumer.Blocks[b].Channels[std::size_t(channel)];
-        out.insert(out.end(), slot.begin(), slot.end());
-    }
-    return out;
-}
-
 // The blocks of `consumer` from `firstBlock` on start at the times of samples 0, length, ...
 void ExpectBlockTimes(const TQVTestConsumer &consumer, int length, double sampleRate, std::size_t firstBlock = 0)
 {
@@ -109,7 +95,7 @@ struct Rig
     {
         for (int t = 0; t < count; ++t)
             Generator.Tick();
-        return Stream(Consumer, channel);
+        return Consumer.Joined(channel);
     }
     Gen Generator;
     TQVTestConsumer Consumer;
@@ -231,7 +217,7 @@ TEST(SignalGenerator, SettingsCapabilitiesAndChannelsDescribeTheStream)
         }
         for (int k = 0; k < c.channels; ++k) {
             const GenChannel &ch = channels[std::size_t(k)];
-            const std::vector<float> stream = Stream(rig.Consumer, k);
+            const std::vector<float> stream = rig.Consumer.Joined(k);
             if (ch.Waveform != wfNoise && ch.NoiseAmplitude == 0.0) {
                 EXPECT_TRUE(MatchesClosedForm(stream, ch, c.rate)) << "channel " << k;
             }
@@ -292,52 +278,6 @@ TEST(SignalGenerator, NoiseIsUniformWithinItsAmplitudeAndFollowsTheSeed)
     }
 }
 
-// A harmonizing link gets the natural stream cut into harmonized blocks, next to a link that
-// keeps the natural blocks. Without a harmonized length, or without the flag, it gets the
-// natural blocks.
-TEST(SignalGenerator, HarmonizingLinkGetsTheSameStreamInHarmonizedBlocks)
-{
-    struct Case { int blockLength, harmonized, ticks; bool harmonizingFirst; };
-    const Case cases[] = {
-        {1000, 256, 5, false}, {1000, 256, 5, true}, {100, 256, 12, false}, {256, 256, 3, true},
-        {1, 3, 10, false},     {700, 1000, 4, false}, {100, 0, 2, false},
-    };
-    constexpr double rate = 32000.0;
-    const std::vector<GenChannel> channels{{wfSine, 441.0, 1.0, 0.0, 0.0, 0.1}, {wfTriangle, 97.0, 2.0, 1.0}};
-    for (const Case &c : cases) {
-        SCOPED_TRACE(::testing::Message() << "block " << c.blockLength << ", harmonized " << c.harmonized);
-        Rig rig(rate, c.blockLength, channels);
-        Gen &generator = rig.Generator;
-        generator.SetHarmonizedBlockLength(c.harmonized);
-        TQVTestConsumer second;
-        second.Connect(&generator);
-        TQVTestConsumer &harmonizing = c.harmonizingFirst ? rig.Consumer : second;
-        const TQVTestConsumer &natural = c.harmonizingFirst ? second : rig.Consumer;
-        harmonizing.Link().SetHarmonize(true);
-        rig.Run(c.ticks);
-
-        ASSERT_EQ(natural.Blocks.size(), std::size_t(c.ticks));
-        ExpectBlockTimes(natural, c.blockLength, rate);
-        const int cut = c.harmonized > 0 ? c.harmonized : c.blockLength;
-        const std::size_t total = std::size_t(c.ticks * c.blockLength), blocks = total / std::size_t(cut);
-        ASSERT_EQ(harmonizing.Blocks.size(), blocks);
-        ExpectBlockTimes(harmonizing, cut, rate);
-        for (int k = 0; k < 2; ++k) {
-            std::vector<float> stream = Stream(natural, k);
-            EXPECT_TRUE(MatchesClosedForm(stream, channels[std::size_t(k)], rate)) << "channel " << k;
-            stream.resize(blocks * std::size_t(cut));
-            EXPECT_EQ(Stream(harmonizing, k), stream) << "channel " << k;
-        }
-
-        harmonizing.Link().SetHarmonize(false);
-        harmonizing.Blocks.clear();
-        generator.Tick();
-        ASSERT_EQ(harmonizing.Blocks.size(), 1u);
-        EXPECT_EQ(harmonizing.Blocks[0].Channels, natural.Blocks.back().Channels);
-        EXPECT_NEAR(static_cast<double>(harmonizing.Blocks[0].HeaderValueA), double(total) / rate, 1e-12);
-    }
-}
-
 // Out-of-range sizes, non-finite values, bad channel indices and unknown waveforms change
 // nothing: no ripple, and the stream goes on as that of a twin that was never asked.
 TEST(SignalGenerator, InvalidValuesAreIgnoredWithoutRippleOrLostState)
@@ -385,7 +325,7 @@ TEST(SignalGenerator, InvalidValuesAreIgnoredWithoutRippleOrLostState)
     rig.Run(1);
     twin.Run(1);
     for (int k = 0; k < 3; ++k)
-        EXPECT_EQ(Stream(rig.Consumer, k), Stream(twin.Consumer, k)) << "channel " << k;
+        EXPECT_EQ(rig.Consumer.Joined(k), twin.Consumer.Joined(k)) << "channel " << k;
 }
 
 TEST(SignalGenerator, SettingsChangesRippleToTheLinks)
@@ -436,11 +376,6 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     const TQVTestConsumer &consumer = rig.Consumer;
     std::vector<TQVMeasureSourceState> signalled;
     QObject::connect(&generator, &Gen::StateChanged, [&](TQVMeasureSourceState s) { signalled.push_back(s); });
-    auto pumpUntil = [](auto done, int timeoutMs) { // false when the deadline passes first
-        for (QDeadlineTimer deadline(timeoutMs); !done() && !deadline.hasExpired(); QThread::msleep(1))
-            QCoreApplication::processEvents();
-        return done();
-    };
 
     generator.Stop(); // already stopped: nothing to announce
     QCoreApplication::processEvents();
@@ -452,7 +387,7 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     generator.Run();
     generator.Run();
     EXPECT_EQ(generator.State(), mssRun);
-    const bool arrived = pumpUntil([&] { return consumer.Blocks.size() >= 4; }, 5000);
+    const bool arrived = QVPumpUntil([&] { return consumer.Blocks.size() >= 4; }, 5000);
     generator.Stop();
     generator.Stop();
     ASSERT_TRUE(arrived) << "no three timed blocks within the deadline";
@@ -462,8 +397,8 @@ TEST(SignalGenerator, RunStopTimerAndRequestsDeliverOneStream)
     EXPECT_EQ(signalled, expected);
     const std::size_t delivered = consumer.Blocks.size();
     ExpectBlockTimes(consumer, length, rate);
-    EXPECT_TRUE(MatchesClosedForm(Stream(consumer, 0), c, rate));
-    pumpUntil([] { return false; }, 50);
+    EXPECT_TRUE(MatchesClosedForm(consumer.Joined(0), c, rate));
+    QVPumpUntil([] { return false; }, 50);
     EXPECT_EQ(consumer.Blocks.size(), delivered) << "the timer went on after the stop";
 }
 
@@ -486,28 +421,13 @@ TEST(SignalGenerator, ResetRestartsPhaseTimeAndNoise)
     ASSERT_EQ(rig.Consumer.Blocks.size(), 6u);
     ASSERT_EQ(harmonizing.Blocks.size(), 8u);
     for (int k = 0; k < 3; ++k) {
-        const std::vector<float> all = Stream(rig.Consumer, k), run(all.begin() + 300, all.end());
+        const std::vector<float> all = rig.Consumer.Joined(k), run(all.begin() + 300, all.end());
         EXPECT_EQ(run, std::vector<float>(all.begin(), all.begin() + 300)) << "channel " << k;
-        EXPECT_EQ(Stream(harmonizing, k, 4), std::vector<float>(run.begin(), run.begin() + 256)) << "channel " << k;
+        EXPECT_EQ(harmonizing.Joined(k, 4), std::vector<float>(run.begin(), run.begin() + 256)) << "channel " << k;
     }
     ExpectBlockTimes(rig.Consumer, 100, generator.SampleRate(), 3);
     ExpectBlockTimes(harmonizing, 64, generator.SampleRate(), 4);
-    EXPECT_TRUE(MatchesClosedForm(Stream(rig.Consumer, 0, 3), generator.Channel(0), generator.SampleRate()));
-}
-
-// Served through the shared delivery: see the measure source's tests for the cases.
-TEST(SignalGenerator, LinksThatDetachWhileServedDoNotMakeOthersMissABlock)
-{
-    Gen generator;
-    TQVMeasureLink a(nullptr), b(nullptr);
-    int served = 0;
-    a.OnNewData = [&](TQVMeasureLink *self, TQVDescArraySingle &) { self->SeTQVMeasureSource(nullptr); };
-    b.OnNewData = [&](TQVMeasureLink *, TQVDescArraySingle &) { ++served; };
-    a.SeTQVMeasureSource(&generator);
-    b.SeTQVMeasureSource(&generator);
-    generator.Tick();
-    EXPECT_EQ(served, 1);
-    EXPECT_EQ(generator.Links(), QList<TQVMeasureLink *>{&b});
+    EXPECT_TRUE(MatchesClosedForm(rig.Consumer.Joined(0, 3), generator.Channel(0), generator.SampleRate()));
 }
 
 // A consumer may change the generator's setup from inside its data callback: the block out
@@ -538,7 +458,7 @@ TEST(SignalGenerator, ConsumersChangingTheSetupWhileServedAreSurvived)
         rig.Run(2);
         if (second.Blocks.size() != 2 || second.Blocks[0].Channels != rig.Consumer.Blocks.at(0).Channels)
             return false;
-        return MatchesClosedForm(Stream(second, 0), c, 48000.0) && second.Blocks[1].Channels[0].size() == 4096
+        return MatchesClosedForm(second.Joined(0), c, 48000.0) && second.Blocks[1].Channels[0].size() == 4096
             && complete(second.Blocks) && complete(cut.Blocks);
     });
     ExpectCleanRunInChild([] {

@@ -9,9 +9,6 @@
 #include <thread>
 #include <vector>
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QDeadlineTimer>
-#include <QtCore/QThread>
 
 #include "host/qvThreadBridge.h"
 #include "support/qvTestConsumer.h"
@@ -65,17 +62,16 @@ qint64 SequenceOf(const TQVTestConsumer::Block &block, int channels, int length)
     return seq;
 }
 
-template <typename Done>
-bool PumpUntil(Done done, bool drain, TQVThreadBridge &bridge)
+// Drains by hand, or leaves the draining to the bridge's timer.
+bool PumpUntil(const std::function<bool()> &done, bool drain, TQVThreadBridge &bridge)
 {
-    for (QDeadlineTimer deadline(20000); !done() && !deadline.hasExpired();) {
-        if (drain)
-            bridge.Drain();
-        else
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        std::this_thread::yield();
-    }
-    return done();
+    return QVPumpUntil(
+        [&] {
+            if (drain)
+                bridge.Drain();
+            return done();
+        },
+        20000);
 }
 
 struct Rig

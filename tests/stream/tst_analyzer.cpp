@@ -107,10 +107,11 @@ TEST(AnalyzerReductions, MatchALongDoubleReference)
                 || c == Analyzer::mcoMax;
             // Two float roundings at most (the deviation's quotient and its root).
             const long double tolerance = exact ? 0.0L : std::ldexp(std::fabs(want), -22);
-            if (c == Analyzer::mcoRMS)
+            if (c == Analyzer::mcoRMS) {
                 EXPECT_EQ(got, float(want)) << "the float of the 80-bit sum, n = " << n << ", offset " << offset;
-            else
+            } else {
                 EXPECT_NEAR(got, want, tolerance) << "compression " << int(c) << ", n = " << n << ", offset " << offset;
+            }
         }
     }
 }
@@ -146,6 +147,12 @@ TEST(AnalyzerOutput, OnlyChannelZeroCarriesOneValueFromAPrivateCopy)
 {
     TQVAnalyzerRig rig(16, 5);
     rig.Stage.SetCompression(Analyzer::mcoMax);
+    TQVMeasureSourceSettings source{};
+    rig.Generator.GetSettings(source);
+    const TQVMeasureSourceSettings &told = rig.Consumer.LastSettings; // the source's, unchanged
+    EXPECT_EQ(told.ChannelCount, 5);
+    EXPECT_EQ(told.BlockLength, 16);
+    EXPECT_EQ(told.XSpan, source.XSpan);
     const float *previous = nullptr;
     for (int tick = 0; tick < 3; ++tick) {
         rig.Generator.Tick();
@@ -186,20 +193,13 @@ TEST(AnalyzerOutput, EmptyChannelZeroGoesOutEmpty)
     EXPECT_EQ(calls, 0);
 }
 
-TEST(AnalyzerOutput, SettingsAreTheSourcesAndCapabilitiesGainSingleValue)
+TEST(Analyzer, ACompressionOutsideTheListIsIgnored)
 {
-    TQVAnalyzerRig rig(64, 3);
-    TQVMeasureSourceSettings source{}, stage{};
-    rig.Generator.GetSettings(source);
-    rig.Stage.GetSettings(stage);
-    EXPECT_EQ(stage.ChannelCount, 3);
-    EXPECT_EQ(stage.BlockLength, 64);
-    EXPECT_EQ(stage.XSpan, source.XSpan);
-    EXPECT_EQ(rig.Stage.Capabilities(), rig.Generator.Capabilities() + mscSingleValue);
-
-    rig.Stage.setProperty("Compression", int(Analyzer::mcoRMS));
-    rig.Stage.setProperty("Compression", 7); // not a compression: ignored
-    EXPECT_EQ(rig.Stage.Compression(), Analyzer::mcoRMS);
+    Analyzer stage;
+    stage.setProperty("Compression", int(Analyzer::mcoRMS));
+    for (int bad : {7, -1, 255})
+        stage.setProperty("Compression", bad);
+    EXPECT_EQ(stage.Compression(), Analyzer::mcoRMS);
 }
 
 TEST(AnalyzerUserData, ReplacesCompressionAndGetsTheSamplesWithAZeroValue)

@@ -194,7 +194,6 @@ TEST(SelectorMatrix, RoutesByTheInstalledLines)
 
     struct Case { QStringList lines; TQVRoute route; };
     const Case cases[] = {
-        {{"   7    ->    2  "}, Route({{2, 7}})},
         {{"1 -> 5", "1 -> 6"}, Route({{6, 1}})},
         {{"4 -> 9", "1 -> 9"}, Route({{9, 4}})},
         {{"1 -> 9", "4 -> 9", "0 -> 0"}, Route({{9, 4}, {0, 0}})},

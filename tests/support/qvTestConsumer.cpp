@@ -42,6 +42,14 @@ TQVTestConsumer::TQVTestConsumer(LinkKind kind, const std::string &name, TQVEven
 
 TQVTestConsumer::~TQVTestConsumer() = default;
 
+std::vector<float> TQVTestConsumer::Joined(int channel, std::size_t firstBlock) const
+{
+    std::vector<float> out;
+    for (std::size_t b = firstBlock; b < Blocks.size(); ++b)
+        out.insert(out.end(), Blocks[b].Channels[std::size_t(channel)].begin(), Blocks[b].Channels[std::size_t(channel)].end());
+    return out;
+}
+
 TQVTestSource::TQVTestSource(QObject *owner)
     : TQVMeasureSource(owner)
 {
@@ -60,7 +68,6 @@ void TQVTestSource::SetSettings(int channels, int blockLength, long double span)
 
 void TQVTestSource::GetSettings(TQVMeasureSourceSettings &settings) const
 {
-    ++m_getSettingsCalls;
     settings = Settings;
 }
 

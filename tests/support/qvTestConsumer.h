@@ -4,7 +4,21 @@
 #include <string>
 #include <vector>
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDeadlineTimer>
+#include <QtCore/QThread>
+
 #include "framework/qvMeasIntf.h"
+
+/// Runs the event loop until `done()` holds or `timeoutMs` have passed, and returns `done()`.
+/// The deadline only ends a hung wait; nothing asserts on speed.
+template <typename Done>
+bool QVPumpUntil(Done done, int timeoutMs)
+{
+    for (QDeadlineTimer deadline(timeoutMs); !done() && !deadline.hasExpired(); QThread::yieldCurrentThread())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return done();
+}
 
 /// Ordered record of what reached the consumers of a test, shared between them.
 using TQVEventLog = std::vector<std::string>;
@@ -31,6 +45,8 @@ public:
 
     TQVMeasureLink &Link() { return *m_link; }
     void Connect(TQVMeasureSource *source) { m_link->SeTQVMeasureSource(source); }
+    /// Channel `channel` of the blocks from `firstBlock` on, joined into one stream.
+    std::vector<float> Joined(int channel, std::size_t firstBlock = 0) const;
 
     int SettingsCalls = 0;
     std::vector<TQVMeasureSourceState> States;
@@ -59,10 +75,6 @@ public:
 
     void Send(TQVDescArraySingle &block) { DeliverData(block); }
     void SendState(TQVMeasureSourceState state) { DeliverState(state); }
-    int GetSettingsCalls() const { return m_getSettingsCalls; }
-
-private:
-    mutable int m_getSettingsCalls = 0;
 };
 
 /// A block with `channels` channels whose sample k of channel c is c * 1000 + k.
