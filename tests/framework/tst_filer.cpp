@@ -87,23 +87,6 @@ protected:
         RegisterCounted<TQVSelectorMatrix>(m_registry);
     }
 
-    // Expects reading `text` to fail with `message` at `line`/`column`, leaving nothing.
-    void ExpectFormError(const QByteArray &text, const QString &message, int line, int column)
-    {
-        QObject owner;
-        TQVFormReader reader(m_registry);
-        try {
-            reader.ReadUtf8(text, &owner);
-            ADD_FAILURE() << "no error for: " << text.constData();
-        } catch (const EQVFormError &e) {
-            EXPECT_EQ(e.Message(), message) << text.constData();
-            EXPECT_EQ(e.Line(), line);
-            EXPECT_EQ(e.Column(), column);
-        }
-        EXPECT_TRUE(owner.children().isEmpty());
-        EXPECT_EQ(Counters::Live, 0);
-    }
-
     TQVClassRegistry m_registry;
 };
 
@@ -410,49 +393,6 @@ TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
     EXPECT_EQ(fir->Tag(), 9); // reading went on after the dropped values
     EXPECT_EQ(fir->GetQVMeasureSource(), &host);
     delete fir;
-}
-
-TEST_F(FormTest, MalformedFormsNameLineAndColumnAndLeaveNothing)
-{
-    QByteArray deep;
-    for (int i = 0; i < 33; ++i)
-        deep += "object A" + QByteArray::number(i) + ": TQVAnalyzer\n";
-    struct Case
-    {
-        QByteArray text;
-        const char *message;
-        int line, column;
-    };
-    const Case cases[] = {
-        {"object A: TQVNoSuch\nend\n", "Class TQVNoSuch not found", 1, 11},
-        {"object A: TQVAnalyzer\n  Colour = 3\nend\n", "Property Colour does not exist in TQVAnalyzer", 2, 3},
-        {"object A: TQVAnalyzer\n  Compression =\n", "Key of TQVMLSCompression expected but end of input found", 3, 1},
-        {"object A: TQVAnalyzer\n  Compression = mcoLoud\nend",
-         "Key of TQVMLSCompression expected but 'mcoLoud' found", 2, 17},
-        {"object A: TQVMLSTrigger\n  BufferSize = \"x\"\nend", "Integer expected but '\"x\"' found", 2, 16},
-        {"object A: TQVAnalyzer\n  Tag = 2147483648\nend", "Integer 2147483648 out of range", 2, 9},
-        {"object A: TQVAnalyzer\n  Tag = 1;\nend", "Invalid character ';'", 2, 10},
-        {"object A: TQVAnalyzer\n  MeasureSource = Nowhere\nend",
-         "Property MeasureSource of A refers to the unknown component Nowhere", 2, 19},
-        {"object A: TQVAnalyzer\nend\nobject A: TQVAnalyzer\nend", "A component named A already exists", 3, 8},
-        {"object A: TQVFIRFilter\n  CoefficientList = ( )\nend",
-         "Property CoefficientList of A not accepted: FIRFilter: The number of coefficients must amount to between "
-         "1 and 512",
-         2, 21},
-        {"object M: TQVSelectorMatrix\n  Selector = ( \"x -> 1\" )\nend",
-         "Component M could not finish loading: Selector line 1 (\"x -> 1\"): 'x' is not a valid integer value", 1, 1},
-        {"object A: TQVAnalyzer\n  \xff", "Invalid UTF-8 data", 2, 3},
-        {"object A: TQVAnalyzer\n  Floats = ( )\nend", "Property Floats does not exist in TQVAnalyzer", 2, 3},
-        {"end", "'object' expected but 'end' found", 1, 1},
-        {deep, "Nesting deeper than 32 levels", 33, 1},
-    };
-    for (const Case &c : cases) {
-        const QString message = QStringLiteral("Form line %1, column %2: %3")
-                                    .arg(c.line)
-                                    .arg(c.column)
-                                    .arg(QString::fromUtf8(c.message));
-        ExpectFormError(c.text, message, c.line, c.column);
-    }
 }
 
 TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)
