@@ -40,15 +40,6 @@ TEST(Component, TheOwnerOwnsAndPassesOnTheDesigningState)
     EXPECT_TRUE(destroyed);
 }
 
-TEST(Component, LoadedEndsTheLoadingState)
-{
-    TQVComponent component;
-    component.BeginLoading();
-    EXPECT_EQ(component.ComponentState(), unsigned(TQVComponentState::csLoading));
-    component.Loaded();
-    EXPECT_FALSE(component.IsLoading());
-}
-
 TEST(Component, ExceptionsCarryTheirMessage)
 {
     const QString text = QStringLiteral("Wert außerhalb des Bereichs");
