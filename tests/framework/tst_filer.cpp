@@ -254,30 +254,6 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
     }
 }
 
-TEST(FilerPrimitives, FilersWriteWhatHasDataAndDispatchByName)
-{
-    int reads = 0;
-    auto define = [&](TQVFiler &filer) {
-        filer.DefineProperty(QStringLiteral("Shown"), [&](TQVReader &r) { reads += int(r.ReadInteger()); },
-                             [](TQVWriter &w) { w.WriteInteger(4); }, true);
-        filer.DefineProperty(QStringLiteral("Hidden"), [&](TQVReader &r) { reads += 100 * int(r.ReadInteger()); },
-                             [](TQVWriter &w) { w.WriteInteger(5); }, false);
-    };
-    TQVWriter writer;
-    TQVWriterFiler out(writer);
-    define(out);
-    EXPECT_EQ(writer.Text(), QStringLiteral("Shown = 4"));
-
-    TQVReader reader(QStringLiteral("3 2"));
-    TQVReaderFiler hidden(reader, QStringLiteral("Hidden"));
-    define(hidden);
-    TQVReaderFiler other(reader, QStringLiteral("Other"));
-    define(other);
-    EXPECT_TRUE(hidden.Found());
-    EXPECT_FALSE(other.Found());
-    EXPECT_EQ(reads, 300);
-}
-
 TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
 {
     QString floats;
