@@ -230,32 +230,6 @@ TEST_P(FFTStageOutputs, SettingsDownstreamCarryTheFrequencyAxisAndChannelCount)
 INSTANTIATE_TEST_SUITE_P(FFTStage, FFTStageOutputs, testing::ValuesIn(Outputs),
                          [](const testing::TestParamInfo<OutputCase> &info) { return std::string(info.param.Name); });
 
-TEST(FFTStageSpectrum, SineOnAnExactBinShowsItsAmplitudeAndPhaseAtItsFrequency)
-{
-    TQVSignalGenerator generator;
-    generator.SetSampleRate(1024.0);
-    generator.SetBlockLength(1024);
-    generator.SetFrequency(37.0); // bin 37 of 1024 points
-    generator.SetAmplitude(0.75);
-    SS single;
-    SD dual;
-    single.SetQVMeasureSource(&generator);
-    dual.SetQVMeasureSource(&generator);
-    TQVTestConsumer a, b;
-    a.Connect(&single);
-    b.Connect(&dual);
-    generator.Tick();
-
-    const std::vector<float> &amplitudes = a.Blocks.at(0).Channels[0];
-    ASSERT_EQ(amplitudes.size(), 511u);
-    const LD step = LD(a.LastSettings.XSpan) / LD(amplitudes.size() - 1);
-    EXPECT_NEAR(double(LD(a.LastSettings.XStart) + 35 * step), 37.0, 1e-9); // index k - 2 is bin k
-    for (std::size_t i = 0; i < amplitudes.size(); ++i)
-        EXPECT_NEAR(amplitudes[i], i == 35 ? 0.75 : 0.0, 1e-4) << i;
-    EXPECT_EQ(b.Blocks.at(0).Channels[0], amplitudes);
-    EXPECT_NEAR(b.Blocks.at(0).Channels[1].at(35), std::numbers::pi / 2, 1e-4); // a sine: +pi/2
-}
-
 TEST(FFTStageSettings, HarmonizedLengthZeroSpanAndTwoChannelsAlways)
 {
     TQVSignalGenerator generator;

@@ -3,7 +3,6 @@
 #include "framework/qvMeasIntf.h"
 #include "host/qvSignalGenerator.h"
 #include "support/qvTestConsumer.h"
-#include "support/qvTestStages.h"
 
 // Whole chains driven by the signal generator.
 
@@ -39,26 +38,6 @@ TEST(Chain, BlocksSettingsAndStatesTravelDepthFirstInOrderOfAttachment)
     EXPECT_EQ(static_cast<long double>(c1.LastSettings.XSpan), 64.0L / 48000.0L);
     EXPECT_EQ(s2.Capabilities(), generator.Capabilities());
     EXPECT_TRUE(s2.Capabilities().Contains(mscDualChannel));
-}
-
-TEST(Chain, ACopyingStageNeverWritesIntoTheReceivedBlock)
-{
-    TQVSignalGenerator generator;
-    generator.SetBlockLength(32);
-    generator.SetWaveform(TQVSignalGenerator::wfTriangle);
-    generator.SetFrequency(1500.0);
-    TQVScaleStage doubler(2.0f);
-    doubler.SetQVMeasureSource(&generator);
-    TQVTestConsumer before, after;
-    before.Connect(&generator); // attached after the stage: sees the block once the stage returned
-    after.Connect(&doubler);
-
-    generator.Tick();
-    ASSERT_EQ(before.Blocks.size(), 1u);
-    ASSERT_EQ(after.Blocks.size(), 1u);
-    EXPECT_NE(after.Blocks[0].Channel0Pointer, before.Blocks[0].Channel0Pointer);
-    for (std::size_t i = 0; i < 32; ++i)
-        EXPECT_EQ(after.Blocks[0].Channels[0][i], 2.0f * before.Blocks[0].Channels[0][i]);
 }
 
 TEST(Chain, AnIncompatibleChangeDeepInTheChainDisconnectsOnlyTheRefusingConsumer)

@@ -6,7 +6,7 @@
 #include "framework/qvExceptions.h"
 #include "framework/qvMeasIntf.h"
 
-TEST(Component, PublishesTagAndInformationalStringsWhoseWritesAreIgnored)
+TEST(Component, InformationalStringsIgnoreWrites)
 {
     TQVComponent component;
     const QString notice = component.property("Copyright").toString();
@@ -15,8 +15,6 @@ TEST(Component, PublishesTagAndInformationalStringsWhoseWritesAreIgnored)
     EXPECT_TRUE(component.setProperty("Copyright", QStringLiteral("someone else")));
     EXPECT_EQ(component.property("Version").toString(), QStringLiteral("7.0"));
     EXPECT_EQ(component.property("Copyright").toString(), notice);
-    EXPECT_TRUE(component.setProperty("Tag", 42));
-    EXPECT_EQ(component.Tag(), 42);
 }
 
 TEST(Component, TheOwnerOwnsAndPassesOnTheDesigningState)
@@ -38,15 +36,6 @@ TEST(Component, TheOwnerOwnsAndPassesOnTheDesigningState)
     QObject::connect(grandChild, &QObject::destroyed, [&] { destroyed = true; });
     delete form;
     EXPECT_TRUE(destroyed);
-}
-
-TEST(Component, LoadedEndsTheLoadingState)
-{
-    TQVComponent component;
-    component.BeginLoading();
-    EXPECT_EQ(component.ComponentState(), unsigned(TQVComponentState::csLoading));
-    component.Loaded();
-    EXPECT_FALSE(component.IsLoading());
 }
 
 TEST(Component, ExceptionsCarryTheirMessage)

@@ -7,8 +7,6 @@
 #include <limits>
 #include <random>
 
-#include <QtCore/QMetaProperty>
-
 #include "analysis/qvCatalogue.h"
 #include "analysis/qvFilter.h"
 #include "framework/qvExceptions.h"
@@ -17,7 +15,6 @@
 #include "framework/qvRegistry.h"
 #include "host/qvSignalGenerator.h"
 #include "stream/qvMLSSimpleSources.h"
-#include "stream/qvMLSTrigger.h"
 
 namespace {
 
@@ -81,54 +78,12 @@ protected:
     {
         Counters::Reset();
         RegisterCounted<TQVSignalGenerator>(m_registry);
-        RegisterCounted<TQVAnalyzer>(m_registry);
-        RegisterCounted<TQVMLSTrigger>(m_registry);
         RegisterCounted<TQVFIRFilter>(m_registry);
         RegisterCounted<TQVSelectorMatrix>(m_registry);
     }
 
-    // Expects reading `text` to fail with `message` at `line`/`column`, leaving nothing.
-    void ExpectFormError(const QByteArray &text, const QString &message, int line, int column)
-    {
-        QObject owner;
-        TQVFormReader reader(m_registry);
-        try {
-            reader.ReadUtf8(text, &owner);
-            ADD_FAILURE() << "no error for: " << text.constData();
-        } catch (const EQVFormError &e) {
-            EXPECT_EQ(e.Message(), message) << text.constData();
-            EXPECT_EQ(e.Line(), line);
-            EXPECT_EQ(e.Column(), column);
-        }
-        EXPECT_TRUE(owner.children().isEmpty());
-        EXPECT_EQ(Counters::Live, 0);
-    }
-
     TQVClassRegistry m_registry;
 };
-
-// Every readable property of the library's classes, compared through the meta-object;
-// references by the name of their target.
-void ExpectSameProperties(QObject *a, QObject *b)
-{
-    const QMetaObject *meta = a->metaObject();
-    ASSERT_EQ(meta, b->metaObject());
-    for (int i = QObject::staticMetaObject.propertyCount(); i < meta->propertyCount(); ++i) {
-        const QMetaProperty p = meta->property(i);
-        const QVariant x = p.read(a);
-        const QVariant y = p.read(b);
-        if (p.metaType().flags() & QMetaType::PointerToQObject) {
-            QObject *tx = *static_cast<QObject *const *>(x.constData());
-            QObject *ty = *static_cast<QObject *const *>(y.constData());
-            EXPECT_EQ(tx ? tx->objectName() : QString(), ty ? ty->objectName() : QString()) << p.name();
-        } else if (p.metaType().id() == QMetaType::Float || p.metaType().id() == QMetaType::Double) {
-            const double dx = x.toDouble(), dy = y.toDouble();
-            EXPECT_EQ(std::memcmp(&dx, &dy, sizeof dx), 0) << p.name() << ' ' << dx << ' ' << dy;
-        } else {
-            EXPECT_EQ(x, y) << meta->className() << '.' << p.name();
-        }
-    }
-}
 
 } // namespace
 
@@ -271,12 +226,9 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
         {"+NAN(0x0000000000000001)", 1,
          "Form line 1, column 1: Floating point value +NAN(0x0000000000000001) out of range"},
         {"", 1, "Form line 1, column 1: Floating point value expected but end of input found"},
-        {"\"abc", 2, "Form line 1, column 1: Unterminated string"},
-        {"  \"a\\qb\"", 2, "Form line 1, column 5: Invalid escape sequence in string"},
         {"\"a\\u12\"", 2, "Form line 1, column 3: Invalid escape sequence in string"},
         {"\"tab\x01\"", 2, "Form line 1, column 5: Invalid character U+0001"},
         {"( 1 2", 3, "Form line 1, column 6: Value expected but end of input found"},
-        {"#", 3, "Form line 1, column 1: Invalid character '#'"},
     };
     for (const Case &c : cases) {
         TQVReader reader(QString::fromUtf8(c.text));
@@ -300,89 +252,6 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
     } catch (const EQVFormError &e) {
         EXPECT_EQ(e.Message(), QStringLiteral("Form line 1, column 33: Nesting deeper than 32 levels"));
     }
-}
-
-TEST(FilerPrimitives, FilersWriteWhatHasDataAndDispatchByName)
-{
-    int reads = 0;
-    auto define = [&](TQVFiler &filer) {
-        filer.DefineProperty(QStringLiteral("Shown"), [&](TQVReader &r) { reads += int(r.ReadInteger()); },
-                             [](TQVWriter &w) { w.WriteInteger(4); }, true);
-        filer.DefineProperty(QStringLiteral("Hidden"), [&](TQVReader &r) { reads += 100 * int(r.ReadInteger()); },
-                             [](TQVWriter &w) { w.WriteInteger(5); }, false);
-    };
-    TQVWriter writer;
-    TQVWriterFiler out(writer);
-    define(out);
-    EXPECT_EQ(writer.Text(), QStringLiteral("Shown = 4"));
-
-    TQVReader reader(QStringLiteral("3 2"));
-    TQVReaderFiler hidden(reader, QStringLiteral("Hidden"));
-    define(hidden);
-    TQVReaderFiler other(reader, QStringLiteral("Other"));
-    define(other);
-    EXPECT_TRUE(hidden.Found());
-    EXPECT_FALSE(other.Found());
-    EXPECT_EQ(reads, 300);
-}
-
-TEST_F(FormTest, CoreChainRoundTripsThroughTheText)
-{
-    QObject form;
-    auto *gen = new Counted<TQVSignalGenerator>(&form);
-    gen->setObjectName(QStringLiteral("Generator1"));
-    gen->SetBlockLength(256);
-    gen->SetFrequency(123.456);
-    gen->SetAmplitude(0.1);
-    gen->SetWaveform(TQVSignalGenerator::wfTriangle);
-    gen->SetSeed(4000000000u);
-    auto *trigger = new Counted<TQVMLSTrigger>(&form);
-    trigger->setObjectName(QStringLiteral("Trigger1"));
-    trigger->SetTriggerType(TQVMLSTrigger::trtNeg);
-    trigger->SetTriggerLimit(0.1f);
-    trigger->SetQVMeasureSource(gen);
-    auto *fir = new Counted<TQVFIRFilter>(&form);
-    fir->setObjectName(QStringLiteral("FIR1"));
-    fir->SetCoefficientList({QStringLiteral("0.25"), QStringLiteral("0.5"), QStringLiteral("0.25")});
-    const QList<float> floats{1.0f / 3.0f, -2.5e-8f, std::numeric_limits<float>::denorm_min()};
-    fir->SetFloats(floats); // differs from the text on purpose: the stored floats win
-    fir->SetQVMeasureSource(trigger);
-    auto *matrix = new Counted<TQVSelectorMatrix>(&form);
-    matrix->setObjectName(QStringLiteral("Matrix1"));
-    matrix->SetSelector({QStringLiteral("0 -> 1"), QStringLiteral("1 → 0")});
-    matrix->SetQVMeasureSource(gen);
-    auto *analyzer = new Counted<TQVAnalyzer>(&form);
-    analyzer->setObjectName(QStringLiteral("Analyzer1"));
-    analyzer->SetCompression(TQVAnalyzer::mcoRMS);
-    analyzer->SetQVMeasureSource(fir);
-    const int created = Counters::Live;
-
-    const QString text = TQVFormWriter(m_registry).Write({gen, trigger, fir, matrix, analyzer});
-    EXPECT_TRUE(text.contains(QStringLiteral("\n  Compression = mcoRMS\n"))) << qPrintable(text);
-    EXPECT_TRUE(text.contains(QStringLiteral("\n  MeasureSource = FIR1\n")));
-
-    QObject owner;
-    const QList<QObject *> read = TQVFormReader(m_registry).Read(text, &owner);
-    ASSERT_EQ(read.size(), 5);
-    EXPECT_EQ(Counters::Live, 2 * created);
-    EXPECT_EQ(Counters::Loaded, created);
-    const QObject *originals[] = {gen, trigger, fir, matrix, analyzer};
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(read[i]->parent(), &owner);
-        EXPECT_EQ(read[i]->objectName(), originals[i]->objectName());
-        ExpectSameProperties(const_cast<QObject *>(originals[i]), read[i]);
-        EXPECT_FALSE(TQVComponentState::Of(read[i])->IsLoading());
-    }
-    auto *fir2 = static_cast<TQVFIRFilter *>(read[2]);
-    EXPECT_EQ(fir2->Floats(), floats);
-    EXPECT_EQ(static_cast<TQVMLSTrigger *>(read[1])->GetQVMeasureSource(), read[0]);
-    EXPECT_EQ(static_cast<TQVAnalyzer *>(read[4])->GetQVMeasureSource(), read[2]);
-    // Loaded installed the stored lines.
-    EXPECT_EQ(static_cast<TQVSelectorMatrix *>(read[3])->RoutingTable(), matrix->RoutingTable());
-    EXPECT_EQ(matrix->RoutingTable()[0], 1);
-    EXPECT_EQ(matrix->RoutingTable()[1], 0);
-    // The copy is a form of its own: written again it gives the same text.
-    EXPECT_EQ(TQVFormWriter(m_registry).Write(read), text);
 }
 
 TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
@@ -410,49 +279,6 @@ TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
     EXPECT_EQ(fir->Tag(), 9); // reading went on after the dropped values
     EXPECT_EQ(fir->GetQVMeasureSource(), &host);
     delete fir;
-}
-
-TEST_F(FormTest, MalformedFormsNameLineAndColumnAndLeaveNothing)
-{
-    QByteArray deep;
-    for (int i = 0; i < 33; ++i)
-        deep += "object A" + QByteArray::number(i) + ": TQVAnalyzer\n";
-    struct Case
-    {
-        QByteArray text;
-        const char *message;
-        int line, column;
-    };
-    const Case cases[] = {
-        {"object A: TQVNoSuch\nend\n", "Class TQVNoSuch not found", 1, 11},
-        {"object A: TQVAnalyzer\n  Colour = 3\nend\n", "Property Colour does not exist in TQVAnalyzer", 2, 3},
-        {"object A: TQVAnalyzer\n  Compression =\n", "Key of TQVMLSCompression expected but end of input found", 3, 1},
-        {"object A: TQVAnalyzer\n  Compression = mcoLoud\nend",
-         "Key of TQVMLSCompression expected but 'mcoLoud' found", 2, 17},
-        {"object A: TQVMLSTrigger\n  BufferSize = \"x\"\nend", "Integer expected but '\"x\"' found", 2, 16},
-        {"object A: TQVAnalyzer\n  Tag = 2147483648\nend", "Integer 2147483648 out of range", 2, 9},
-        {"object A: TQVAnalyzer\n  Tag = 1;\nend", "Invalid character ';'", 2, 10},
-        {"object A: TQVAnalyzer\n  MeasureSource = Nowhere\nend",
-         "Property MeasureSource of A refers to the unknown component Nowhere", 2, 19},
-        {"object A: TQVAnalyzer\nend\nobject A: TQVAnalyzer\nend", "A component named A already exists", 3, 8},
-        {"object A: TQVFIRFilter\n  CoefficientList = ( )\nend",
-         "Property CoefficientList of A not accepted: FIRFilter: The number of coefficients must amount to between "
-         "1 and 512",
-         2, 21},
-        {"object M: TQVSelectorMatrix\n  Selector = ( \"x -> 1\" )\nend",
-         "Component M could not finish loading: Selector line 1 (\"x -> 1\"): 'x' is not a valid integer value", 1, 1},
-        {"object A: TQVAnalyzer\n  \xff", "Invalid UTF-8 data", 2, 3},
-        {"object A: TQVAnalyzer\n  Floats = ( )\nend", "Property Floats does not exist in TQVAnalyzer", 2, 3},
-        {"end", "'object' expected but 'end' found", 1, 1},
-        {deep, "Nesting deeper than 32 levels", 33, 1},
-    };
-    for (const Case &c : cases) {
-        const QString message = QStringLiteral("Form line %1, column %2: %3")
-                                    .arg(c.line)
-                                    .arg(c.column)
-                                    .arg(QString::fromUtf8(c.message));
-        ExpectFormError(c.text, message, c.line, c.column);
-    }
 }
 
 TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)

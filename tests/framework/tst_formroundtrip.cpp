@@ -246,7 +246,9 @@ void CountInstances(TQVClassRegistry &registry, int &live)
 
 } // namespace
 
-TEST_F(WidgetFormTest, BarGraphAndSliderRoundTripWithTheirCustomData)
+// The text of the range tables is pinned by the widgets seed of the fuzz corpus (FuzzSeedsLoad),
+// their round trip by EveryRegisteredComponentKeepsItsStoredState; here a child on a panel.
+TEST_F(WidgetFormTest, BarGraphOnAPanelRoundTripsWithItsSIPrefixAsANumber)
 {
     TQVCustomPanel form;
     form.setObjectName(QStringLiteral("Form1"));
@@ -256,29 +258,11 @@ TEST_F(WidgetFormTest, BarGraphAndSliderRoundTripWithTheirCustomData)
     bar->setGeometry(10, 20, 60, 180);
     bar->SetValueMax(200.0);
     bar->SetValue(150.1);
-    bar->SetLabelingGap(12.5);
     bar->SetRangeNumber(3);
-    const QList<Range> barRanges{{QVColors::clRed, 50.0}, {QVColors::clYellow, 0.1}, {QVColors::clBtnFace, 200.0}};
-    bar->SetRanges(barRanges);
+    bar->SetRanges({{QVColors::clRed, 50.0}, {QVColors::clYellow, 0.1}, {QVColors::clBtnFace, 200.0}});
     bar->SetLabelScientificUnitPosfix(sipKilo);
-    auto *slider = new TQVSlider(&form);
-    slider->setObjectName(QStringLiteral("Slider1"));
-    slider->setGeometry(100, 5, 49, 220);
-    slider->SetValueMin(-5.0);
-    slider->SetValueMax(95.0);
-    slider->SetValueStepWidth(0.1);
-    slider->SetLabelingGap(7.5);
-    slider->SetValue(1.0 / 3.0);
-    const QList<Range> sliderRanges{{0x123456, -1.0 / 3.0}, {QVColors::clRed, 95.0}};
-    slider->ReadRanges(sliderRanges);
 
     const QString text = TQVFormWriter(m_registry).Write(&form);
-    const QString barRange = QStringLiteral("\n    Range = ( ( 255 50.0 65535 0.1 %1 200.0 ) 150.1 0.0 200.0 12.5 )\n")
-                                 .arg(QVColors::clBtnFace);
-    EXPECT_TRUE(text.contains(barRange)) << qPrintable(text);
-    EXPECT_TRUE(text.contains(QStringLiteral("\n    Ranges = ( 1193046 ")));
-    EXPECT_TRUE(text.contains(QStringLiteral("\n    Doubles = ( ")));
-    EXPECT_FALSE(text.contains(QStringLiteral("RangeTable"))) << "a property that is not stored was written";
     // The SI prefix is typed at the Qt face but stays a number in forms.
     EXPECT_TRUE(bar->metaObject()->property(bar->metaObject()->indexOfProperty("LabelScientificUnitPosfix")).isEnumType());
     EXPECT_TRUE(text.contains(QStringLiteral("\n    LabelScientificUnitPosfix = %1\n").arg(int(sipKilo))))
@@ -287,21 +271,11 @@ TEST_F(WidgetFormTest, BarGraphAndSliderRoundTripWithTheirCustomData)
     auto *form2 = qobject_cast<TQVCustomPanel *>(ReadOne(text));
     ASSERT_NE(form2, nullptr);
     auto *bar2 = form2->findChild<TQVBarGraphInt *>(QStringLiteral("Bar1"));
-    auto *slider2 = form2->findChild<TQVSlider *>(QStringLiteral("Slider1"));
     ASSERT_NE(bar2, nullptr);
-    ASSERT_NE(slider2, nullptr);
     EXPECT_EQ(bar2->parentWidget(), form2);
-    EXPECT_EQ(bar2->geometry(), QRect(10, 20, 60, 180));
-    EXPECT_EQ(slider2->geometry(), QRect(100, 5, 49, 220));
-    EXPECT_EQ(bar2->Ranges(), barRanges);
-    EXPECT_EQ(bar2->Value(), 150.1);
-    EXPECT_EQ(bar2->LabelingGap(), 12.5);
-    EXPECT_EQ(slider2->Ranges(), sliderRanges);
-    EXPECT_EQ(slider2->Doubles(), slider->Doubles());
-    EXPECT_FALSE(slider2->IsLoading());
+    EXPECT_EQ(bar2->Ranges(), bar->Ranges());
     ExpectSameProperties(&form, form2);
     ExpectSameProperties(bar, bar2);
-    ExpectSameProperties(slider, slider2);
 }
 
 TEST_F(WidgetFormTest, MeterRangesCarryColourLimitAndCheck)
@@ -314,17 +288,12 @@ TEST_F(WidgetFormTest, MeterRangesCarryColourLimitAndCheck)
     EXPECT_TRUE(text.contains(QStringLiteral("\n  Ranges = ( %1 -2.5 True 1193046 0.1 False 0 1E+300 True )\n")
                                   .arg(QVColors::clBtnFace)))
         << qPrintable(text);
-    auto *copy = qobject_cast<TQVMeterInt *>(ReadOne(text));
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->Ranges(), ranges);
-    EXPECT_EQ(copy->RangeNumber(), 3);
-    delete copy;
 
     // No ranges: nothing custom is written, and the count of 0 comes back.
     meter.SetRanges({});
     const QString empty = TQVFormWriter(m_registry).Write(&meter);
     EXPECT_FALSE(empty.contains(QStringLiteral("Ranges"))) << qPrintable(empty);
-    copy = qobject_cast<TQVMeterInt *>(ReadOne(empty));
+    auto *copy = qobject_cast<TQVMeterInt *>(ReadOne(empty));
     ASSERT_NE(copy, nullptr);
     EXPECT_EQ(copy->RangeNumber(), 0);
     delete copy;
@@ -354,69 +323,34 @@ TEST_F(WidgetFormTest, OlderSliderStreamLoadsRangesAndFiveValuesUnchecked)
 
 TEST_F(WidgetFormTest, RangeEntriesBeyondSixteenAreReadAndDropped)
 {
+    // Twenty entries i, i + 0.5 (and a check on odd i); the first sixteen stay, read back
+    // through the range table text (its format: RangeTableText).
     QString pairs, triples;
+    QStringList rows, meterRows;
     for (int i = 1; i <= 20; ++i) {
         pairs += QStringLiteral("%1 %2.5 ").arg(i).arg(i);
         triples += QStringLiteral("%1 %2.5 %3 ").arg(i).arg(i).arg(i % 2 ? QStringLiteral("True") : QStringLiteral("False"));
+        if (i <= 16) {
+            rows.append(QStringLiteral("0x%1:%2.5").arg(QString::number(i, 16).toUpper().rightJustified(8, u'0')).arg(i));
+            meterRows.append(rows.last() + (i % 2 ? QStringLiteral(":1") : QStringLiteral(":0")));
+        }
     }
-    struct Case
+    const struct
     {
         const char *className;
-        QString property;
+        QString property, table;
+    } cases[] = {
+        {"TQVBarGraphInt", QStringLiteral("Range = ( ( %1) 1.0 0.0 30.0 2.0 )").arg(pairs), rows.join(u';')},
+        {"TQVSlider", QStringLiteral("Ranges = ( %1)").arg(pairs), rows.join(u';')},
+        {"TQVMeterInt", QStringLiteral("Ranges = ( %1)").arg(triples), meterRows.join(u';')},
     };
-    const Case cases[] = {
-        {"TQVBarGraphInt", QStringLiteral("Range = ( ( %1) 1.0 0.0 30.0 2.0 )").arg(pairs)},
-        {"TQVSlider", QStringLiteral("Ranges = ( %1)").arg(pairs)},
-        {"TQVMeterInt", QStringLiteral("Ranges = ( %1)").arg(triples)},
-    };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         QObject *object = ReadOne(
             QStringLiteral("object X: %1\n  %2\n  Tag = 5\nend\n").arg(QLatin1StringView(c.className), c.property));
         ASSERT_NE(object, nullptr) << c.className;
-        QList<Range> ranges;
-        if (auto *bar = qobject_cast<TQVBarGraphInt *>(object)) {
-            ranges = bar->Ranges();
-        } else if (auto *slider = qobject_cast<TQVSlider *>(object)) {
-            ranges = slider->Ranges();
-        } else {
-            const QList<MeterRange> meterRanges = qobject_cast<TQVMeterInt *>(object)->Ranges();
-            for (int i = 0; i < meterRanges.size(); ++i) {
-                EXPECT_EQ(meterRanges[i].Check, i % 2 == 0);
-                ranges.append(Range{meterRanges[i].Color, meterRanges[i].Limit});
-            }
-        }
-        ASSERT_EQ(ranges.size(), 16) << c.className;
-        for (int i = 0; i < 16; ++i)
-            EXPECT_EQ(ranges[i], (Range{TQVColor(i + 1), i + 1.5}));
+        EXPECT_EQ(object->property("RangeTable").toString(), c.table) << c.className;
         EXPECT_EQ(object->property("Tag").toInt(), 5); // reading went on after the list
         delete object;
-    }
-}
-
-TEST_F(WidgetFormTest, ShortCustomDataIsAnErrorAndLeavesNothing)
-{
-    const struct
-    {
-        const char *text;
-        const char *message;
-    } cases[] = {
-        {"object P: TQVCustomPanel\n  object S: TQVSlider\n    Doubles = ( 1 2 3 )\n  end\nend\n",
-         "Form line 3, column 23: Floating point value expected but ')' found"},
-        {"object B: TQVBarGraphInt\n  Range = ( ( 1 2.0 3 ) 1.0 2.0 3.0 4.0 )\nend\n",
-         "Form line 2, column 23: Floating point value expected but ')' found"},
-        {"object B: TQVBarGraphInt\n  Range = ( ( 4294967296 2.0 ) 1.0 2.0 3.0 4.0 )\nend\n",
-         "Form line 2, column 15: Integer 4294967296 out of range"},
-        {"object M: TQVMeterInt\n  Ranges = ( 1 2.0 )\nend\n", "Form line 2, column 20: Boolean expected but ')' found"},
-        {"object B: TQVBarGraphInt\n  Width = -4\nend\n", "Form line 2, column 11: Integer -4 out of range"},
-    };
-    for (const auto &c : cases) {
-        try {
-            TQVFormReader(m_registry).Read(QString::fromUtf8(c.text), &m_owner);
-            ADD_FAILURE() << c.text;
-        } catch (const EQVFormError &e) {
-            EXPECT_EQ(e.Message(), QString::fromUtf8(c.message));
-        }
-        EXPECT_TRUE(m_owner.children().isEmpty());
     }
 }
 
@@ -527,19 +461,16 @@ TEST(FormRoundTrip, EveryRegisteredComponentKeepsItsStoredState)
 
 // The geometry is set before the published properties, and a reference to a component read
 // before is set at once, so that properties depending on either come out as stored.
-TEST(FormRoundTrip, SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
+TEST_F(WidgetFormTest, SliderButtonWidthDoesNotDependOnTheOrderOfGeometry)
 {
-    TQVClassRegistry registry;
-    Register(registry);
     TQVSlider slider;
     slider.setObjectName(QStringLiteral("S"));
     slider.setGeometry(0, 0, 120, 300);
     slider.SetButtonWidth(100);
     ASSERT_EQ(slider.ButtonWidth(), 100);
-    QWidget owner;
-    const QList<QObject *> read = TQVFormReader(registry).Read(TQVFormWriter(registry).Write(&slider), &owner);
-    ASSERT_EQ(read.size(), 1);
-    EXPECT_EQ(qobject_cast<TQVSlider *>(read.first())->ButtonWidth(), 100);
+    auto *copy = qobject_cast<TQVSlider *>(ReadOne(TQVFormWriter(m_registry).Write(&slider)));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->ButtonWidth(), 100);
 }
 
 TEST(FormRoundTrip, HarmonizedRequestSurvivesTheReferences)
@@ -563,17 +494,13 @@ TEST(FormRoundTrip, HarmonizedRequestSurvivesTheReferences)
     EXPECT_TRUE(qobject_cast<TQVSelectorMatrix *>(read[1])->RequestHarmonizedData());
 }
 
-TEST(FormRoundTrip, CompoundStagesDoNotDuplicateTheirInnerFFTs)
+TEST_F(WidgetFormTest, CompoundStagesDoNotDuplicateTheirInnerFFTs)
 {
-    TQVClassRegistry registry;
-    Register(registry);
     TQVFFTSingleSingle stage;
     stage.setObjectName(QStringLiteral("F"));
-    const int inner = int(stage.findChildren<TQVFFT *>().size());
-    QObject owner;
-    const QList<QObject *> read = TQVFormReader(registry).Read(TQVFormWriter(registry).Write(&stage), &owner);
-    ASSERT_EQ(read.size(), 1);
-    EXPECT_EQ(read.first()->findChildren<TQVFFT *>().size(), inner);
+    QObject *copy = ReadOne(TQVFormWriter(m_registry).Write(&stage));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->findChildren<TQVFFT *>().size(), stage.findChildren<TQVFFT *>().size());
 }
 
 TEST(RangeTableText, RoundTripsEveryColourAndLimitExactly)
@@ -731,6 +658,8 @@ TEST(FormCorpus, MalformedFormsGiveTheirExactErrorAndLeaveNothing)
             ADD_FAILURE() << qPrintable(name) << " was accepted";
         } catch (const EQVFormError &e) {
             EXPECT_EQ(e.Message(), message) << qPrintable(name);
+            EXPECT_TRUE(message.startsWith(QStringLiteral("Form line %1, column %2: ").arg(e.Line()).arg(e.Column())))
+                << qPrintable(name);
         }
         EXPECT_TRUE(owner.children().isEmpty()) << qPrintable(name);
         EXPECT_EQ(live, 0) << qPrintable(name);
