@@ -522,7 +522,8 @@ void FormReading::ReadPublished(QObject *object, const QMetaProperty &property, 
                                    Tr(TQVResString::FormExpected).arg(what, u'\'' + QString::fromLatin1(key) + u'\''));
         }
         value = QVariant(int(n));
-        if (!value.convert(property.metaType()))
+        // An enumeration held in fewer bits than an int would take the number cut short.
+        if (!value.convert(property.metaType()) || value.toLongLong() != n)
             TQVReader::ErrorAt(line, column,
                                Tr(TQVResString::FormPropertyFailed)
                                    .arg(name, Describe(object), Tr(TQVResString::FormInvalidValue)));
