@@ -27,7 +27,7 @@ export QT_QPA_PLATFORM=offscreen
 # A private PulseAudio server for the sound card tests: a null sink the tests play a tone
 # into, and its monitor remapped as an ordinary input (Qt lists no monitor sources). It runs
 # as root too (with a warning), in a runtime folder of its own, and stops when this script
-# ends. The audio tests fail instead of skipping when it is not reachable.
+# ends. While it runs, the audio tests fail instead of skipping when it is not reachable.
 start_audio_server() {
   local dir
   dir=$(mktemp -d /tmp/velmora-pulse.XXXXXX)
@@ -41,7 +41,11 @@ start_audio_server() {
   audio_server=$!
   trap 'kill "$audio_server" 2>/dev/null || true' EXIT
   for _ in $(seq 50); do [ -S "$dir/native" ] && return 0; sleep 0.1; done
-  echo "the PulseAudio server did not start:" >&2; cat "$dir/log" >&2; return 1
+  # A machine that cannot run the server at all still runs everything else: the capture
+  # tests then skip, saying why, and this warning stands in the log.
+  echo "WARNING: the PulseAudio server did not start; the sound card capture tests will skip:" >&2
+  cat "$dir/log" >&2 || true
+  unset PULSE_SERVER VELMORA_REQUIRE_AUDIO
 }
 start_audio_server
 
