@@ -102,6 +102,9 @@ public:
     QPen markPen;
     QBrush markBrush;
     QPen focusPen;
+    // Follows the focus events rather than hasFocus(): a host that forwards them (a Qt Quick
+    // item around a never-shown widget) gets the focus ring as well.
+    bool focused = false;
     QRect valueRegion; // the area a value repaint is painting, else empty
 };
 
@@ -655,7 +658,7 @@ void TQVDial::PaintMovingParts(QPainter &painter)
         break;
     }
 
-    if (hasFocus()) {
+    if (m_data->focused) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(m_data->focusPen);
         painter.drawEllipse(c, rk + 2.0, rk + 2.0);
@@ -789,11 +792,13 @@ void TQVDial::changeEvent(QEvent *event)
 void TQVDial::focusInEvent(QFocusEvent *event)
 {
     TQVCustomPanel::focusInEvent(event);
+    m_data->focused = true;
     update(KnobRect());
 }
 
 void TQVDial::focusOutEvent(QFocusEvent *event)
 {
     TQVCustomPanel::focusOutEvent(event);
+    m_data->focused = false;
     update(KnobRect());
 }

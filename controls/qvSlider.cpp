@@ -79,6 +79,9 @@ public:
     // change blits it instead of drawing the frames again.
     QPixmap ButtonImage;
     QRect ButtonImageInner;
+    // Follows the focus events rather than hasFocus(): a host that forwards them (a Qt Quick
+    // item around a never-shown widget) gets the focus ring as well.
+    bool Focused = false;
     QRect ValueRegion; // the area a value repaint is painting, else empty
 };
 
@@ -850,7 +853,7 @@ void TQVSlider::PaintThumb(QPainter &painter, const QRect &thumb)
     const double radius = std::min(r.width(), r.height()) * 0.22;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    if (hasFocus()) {
+    if (m_data->Focused) {
         painter.setPen(QPen(pal.color(QPalette::Highlight), 2.0));
         painter.setBrush(Qt::NoBrush);
         painter.drawRoundedRect(r.adjusted(-1, -1, 1, 1), radius + 1, radius + 1);
@@ -908,6 +911,7 @@ bool TQVSlider::event(QEvent *event)
 void TQVSlider::focusInEvent(QFocusEvent *event)
 {
     TQVLinearScaleControl::focusInEvent(event);
+    m_data->Focused = true;
     if (Adaptive()) {
         m_data->ButtonImage = QPixmap();
         update(m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2));
@@ -917,6 +921,7 @@ void TQVSlider::focusInEvent(QFocusEvent *event)
 void TQVSlider::focusOutEvent(QFocusEvent *event)
 {
     TQVLinearScaleControl::focusOutEvent(event);
+    m_data->Focused = false;
     if (Adaptive()) {
         m_data->ButtonImage = QPixmap();
         update(m_data->ButtonPaintArea.adjusted(-2, -2, 2, 2));

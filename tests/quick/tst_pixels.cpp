@@ -87,6 +87,49 @@ TEST_P(QuickPixels, ItemShowsTheWidgetsPixelsAtRatio2)
     }
 }
 
+// The dial and the slider show their focus ring while the item has the active focus, as the
+// widget does while it has the focus of an active window.
+class QuickFocusPixels : public QuickPixels
+{
+};
+
+TEST_P(QuickFocusPixels, FocusedItemShowsTheFocusedWidgetsPixels)
+{
+    const TPixelCase &c = GetParam();
+    std::unique_ptr<QWidget> widget(c.MakeWidget());
+    widget->resize(c.Size);
+    widget->setProperty("ScaleLayout", 1); // the slider's ring belongs to this layout
+    widget->show();
+    widget->activateWindow();
+    widget->setFocus();
+    QCoreApplication::processEvents();
+    ASSERT_TRUE(widget->hasFocus());
+    const QImage expected = WidgetPixels(*widget);
+    widget->hide();
+
+    QQuickView view;
+    view.setColor(Qt::white);
+    view.resize(c.Size);
+    TQVQuickInstrument *item = c.MakeItem(view.contentItem());
+    item->setSize(QSizeF(c.Size));
+    item->widget()->setProperty("ScaleLayout", 1);
+    view.show();
+    view.requestActivate();
+    QCoreApplication::processEvents();
+    const QImage unfocused = view.grabWindow().convertToFormat(QImage::Format_RGB32);
+    item->forceActiveFocus();
+    QCoreApplication::processEvents();
+    ASSERT_TRUE(item->hasActiveFocus());
+    const QImage shown = view.grabWindow().convertToFormat(QImage::Format_RGB32);
+    EXPECT_GT(Mismatches(unfocused, expected), 0) << c.Name << ": no focus ring to compare";
+    EXPECT_EQ(Mismatches(shown, expected), 0) << c.Name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Focus, QuickFocusPixels,
+                         ::testing::Values(Case<TQVQuickDial, TQVDial>("dial", {170, 170}),
+                                           Case<TQVQuickSlider, TQVSlider>("slider", {70, 220})),
+                         [](const ::testing::TestParamInfo<TPixelCase> &info) { return std::string(info.param.Name); });
+
 INSTANTIATE_TEST_SUITE_P(
     Items, QuickPixels,
     ::testing::Values(Case<TQVQuickMeter, TQVMeter>("meter", {260, 180}), Case<TQVQuickDial, TQVDial>("dial", {170, 170}),
