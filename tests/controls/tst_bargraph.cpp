@@ -130,7 +130,7 @@ TEST(BarGraphPaint, ColourRangesInOrderAndDevicePixelRatio)
         hi.setDevicePixelRatio(2);
         bar->render(&hi);
         const int end = BarEnd(*bar, 90);
-        const int mid = 2 * ((kind == Bar::sbVertical ? 45 : 45) / 2);
+        const int mid = 2 * (45 / 2);
         const int filled = kind == Bar::sbVertical ? 2 * end : 2 * end - 1;
         const int empty = kind == Bar::sbVertical ? 2 * end - 1 : 2 * end;
         const auto at = [&](int a) { return kind == Bar::sbVertical ? hi.pixel(mid, a) : hi.pixel(a, mid); };
@@ -265,23 +265,19 @@ TEST(BarGraphProperties, LimitsAndRangeTable)
     bar.SetValueMin(45);
     EXPECT_EQ(bar.Ranges(), (QList<Bar::RangeEntry>{{0, 45}, {0, 45}, {0, 50}}));
 
-    // ValueMin/ValueMax must stay ordered; neither touches Value.
+    // The value is clamped into the range, a narrowed range leaves it (the limits' own rules are
+    // shared with the slider and tested there); a bad gap is ignored.
     bar.SetValueParams(0, 100);
-    bar.SetValue(150);
-    EXPECT_EQ(bar.Value(), 100);
-    bar.SetValueMin(100);
-    bar.SetValueMax(0);
     bar.SetLabelingGap(0);
     bar.SetLabelingGap(-1);
-    bar.SetValue(std::nan(""));
-    EXPECT_EQ(bar.ValueMin(), 0);
-    EXPECT_EQ(bar.ValueMax(), 100);
     EXPECT_EQ(bar.LabelingGap(), 5);
-    EXPECT_EQ(bar.Value(), 100);
+    for (const auto &[v, expected] : {std::pair{150.0, 100.0}, {std::nan(""), 100.0}, {-3.0, 0.0}}) {
+        bar.SetValue(v);
+        EXPECT_EQ(bar.Value(), expected) << v;
+    }
+    bar.SetValue(100);
     bar.SetValueMax(80);
     EXPECT_EQ(bar.Value(), 100);
-    bar.SetValue(-3);
-    EXPECT_EQ(bar.Value(), 0);
     bar.SetValueParams(10, 10); // allowed; painting must survive it
     bar.SetValue(5);
     EXPECT_EQ(bar.Value(), 10);
@@ -340,7 +336,7 @@ TEST(BarGraphRepaint, SetValueRepaintsOnlyTheStrip)
         PaintRecorder recorder;
         bar->installEventFilter(&recorder);
 
-        const int len = (kind == Bar::sbVertical ? 200 : 200) - 16;
+        const int len = 200 - 16;
         double old = 20;
         for (double v : {60.0, 59.9, 3.0, 100.0}) {
             recorder.regions.clear();
@@ -354,15 +350,12 @@ TEST(BarGraphRepaint, SetValueRepaintsOnlyTheStrip)
             EXPECT_EQ(recorder.regions[0], QRegion(strip)) << v;
             old = v;
         }
-        // Unchanged and clamped-unchanged values paint nothing.
+        // Unchanged and clamped-unchanged values paint nothing. That the screen equals a full
+        // repaint is tested in tst_valuerepaint.cpp.
         recorder.regions.clear();
         bar->SetValue(100);
         bar->SetValue(250);
         EXPECT_TRUE(recorder.regions.empty());
-
-        // What the partial repaints left on screen equals a full repaint.
-        const QImage screen = bar->screen()->grabWindow(bar->winId()).toImage().convertToFormat(QImage::Format_RGB32);
-        EXPECT_EQ(screen, Render(*bar));
 
         // A pending full update is merged into the value repaint, which then paints it all.
         recorder.regions.clear();

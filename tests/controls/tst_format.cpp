@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "controls/qvFormat.h"
 
@@ -118,11 +119,11 @@ const Pattern Patterns[] = {
 
 } // namespace
 
-// Hand-picked values at the edges of rounding and of the exponent, every pattern against the
-// exact decimal reference.
-TEST(FormatFloat, EdgeValuesMatchTheExactReference)
+// Hand-picked values at the edges of rounding and of the exponent, then random values near decimal
+// ties and across magnitudes: every pattern against the exact decimal reference.
+TEST(FormatFloat, MatchesExactDecimalReference)
 {
-    const double values[] = {
+    std::vector<double> values = {
         0, 200000, 0.00025, -1234.5, 1e5, 1e-100, 1e20, 1e-20,
         9.999, 99.999,              // carry into the exponent or the integer part
         1e123,                      // more exponent digits than the pattern's zeros
@@ -134,64 +135,38 @@ TEST(FormatFloat, EdgeValuesMatchTheExactReference)
         std::numeric_limits<double>::max(), std::numeric_limits<double>::denorm_min(), -std::numeric_limits<double>::min(),
         5e-324 * 3, 1.7976931348623157e308 / 3,
     };
-    for (double value : values) {
-        for (const Pattern &p : Patterns)
-            EXPECT_EQ(QVFormatFloat(QString::fromLatin1(p.text), value, C).toStdString(), p.Expected(value))
-                << p.text << " " << value;
-    }
-}
-
-// Patterns outside the reference: optional integer digit, padding, grouping, literals, none.
-TEST(FormatFloat, OtherPatterns)
-{
-    const struct { const char *pattern; double value; const char *expected; } cases[] = {
-        {"#.##", 0.5, ".5"},       {"#.##", 0, "0"},       {"000", 7, "007"}, {"#,##0.00", 1234567.891, "1,234,567.89"},
-        {"0.00 V", 1.5, "1.50 V"}, {"", 0.1, "0.1"},       {"", 1e20, "1e+20"},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(QVFormatFloat(QString::fromLatin1(c.pattern), c.value, C), QString::fromLatin1(c.expected))
-            << c.pattern << " " << c.value;
-}
-
-TEST(FormatFloat, NonFiniteValues)
-{
-    EXPECT_EQ(QVFormatFloat("0.00", std::numeric_limits<double>::quiet_NaN(), C), "NAN");
-    EXPECT_EQ(QVFormatFloat("0.00E-00", std::numeric_limits<double>::infinity(), C), "INF");
-    EXPECT_EQ(QVFormatFloat("0", -std::numeric_limits<double>::infinity(), C), "-INF");
-}
-
-TEST(FormatFloat, UsesTheLocaleDecimalSeparator)
-{
-    const QLocale german(QLocale::German, QLocale::Germany);
-    EXPECT_EQ(QVFormatFloat("0.00", 2.5, german), "2,50");
-    EXPECT_EQ(QVFormatFloat("0.00E-00", 0.00025, german), "2,50E-04");
-    EXPECT_EQ(QVFormatFloat("#,##0.0", 12345.25, german), "12.345,3");
-    EXPECT_EQ(QVFormatFloat("", 1.5, german), "1,5");
-    EXPECT_EQ(QVFormatFloat("0", 2.5, german), "3");
-}
-
-// Values near decimal ties and across magnitudes against the exact expansion.
-TEST(FormatFloat, MatchesExactDecimalReference)
-{
     std::mt19937_64 random(20240611);
     std::uniform_int_distribution<int> mantissa(-999999, 999999);
     std::uniform_int_distribution<int> scale(-12, 12);
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     for (int i = 0; i < 4000; ++i) {
-        double value;
-        switch (i % 3) {
-        case 0: // ties like 12.345 given as the nearest double
-            value = std::stod(std::to_string(mantissa(random)) + "5e" + std::to_string(scale(random)));
-            break;
-        case 1:
-            value = mantissa(random) * std::pow(10.0, scale(random));
-            break;
-        default:
-            value = unit(random) * std::pow(10.0, 3 * scale(random));
-            break;
-        }
+        if (i % 3 == 0) // ties like 12.345 given as the nearest double
+            values.push_back(std::stod(std::to_string(mantissa(random)) + "5e" + std::to_string(scale(random))));
+        else
+            values.push_back(i % 3 == 1 ? mantissa(random) * std::pow(10.0, scale(random))
+                                        : unit(random) * std::pow(10.0, 3 * scale(random)));
+    }
+    for (double value : values) {
         SCOPED_TRACE(value);
         for (const Pattern &p : Patterns)
             ASSERT_EQ(QVFormatFloat(QString::fromLatin1(p.text), value, C).toStdString(), p.Expected(value)) << p.text;
     }
+}
+
+// Outside the reference: optional integer digit, padding, grouping, literals, no pattern, values
+// that are not finite, another decimal separator.
+TEST(FormatFloat, OtherPatternsNonFiniteValuesAndLocales)
+{
+    const QLocale german(QLocale::German, QLocale::Germany);
+    const double inf = std::numeric_limits<double>::infinity();
+    const struct { const char *pattern; double value; const char *expected; const QLocale &locale; } cases[] = {
+        {"#.##", 0.5, ".5", C},        {"#.##", 0, "0", C},              {"000", 7, "007", C},
+        {"#,##0.00", 1234567.891, "1,234,567.89", C}, {"0.00 V", 1.5, "1.50 V", C}, {"", 0.1, "0.1", C},
+        {"", 1e20, "1e+20", C},         {"0.00", std::nan(""), "NAN", C}, {"0.00E-00", inf, "INF", C},
+        {"0", -inf, "-INF", C},         {"0.00", 2.5, "2,50", german},    {"0.00E-00", 0.00025, "2,50E-04", german},
+        {"#,##0.0", 12345.25, "12.345,3", german}, {"", 1.5, "1,5", german}, {"0", 2.5, "3", german},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(QVFormatFloat(QString::fromLatin1(c.pattern), c.value, c.locale), QString::fromLatin1(c.expected))
+            << c.pattern << " " << c.value;
 }

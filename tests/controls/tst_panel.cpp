@@ -4,7 +4,8 @@
 #include <QtGui/QPalette>
 #include <QtGui/QPixmap>
 
-#include <array>
+#include <utility>
+#include <vector>
 
 #include "controls/qvControl.h"
 
@@ -32,24 +33,16 @@ QImage Render(TQVCustomPanel &panel)
     return pixmap.toImage().scaled(panel.size()).convertToFormat(QImage::Format_RGB32);
 }
 
-// The colour of the ring `depth` pixels in from the edge, sampled in the middle of each side:
-// top, left, bottom, right.
-std::array<QColor, 4> Ring(const QImage &image, int depth)
-{
-    const int w = image.width();
-    const int h = image.height();
-    return {image.pixelColor(w / 2, depth), image.pixelColor(depth, h / 2),
-            image.pixelColor(w / 2, h - 1 - depth), image.pixelColor(w - 1 - depth, h / 2)};
-}
-
+// The ring `depth` pixels in from the edge, sampled in the middle of each side: top and left in
+// one colour, bottom and right in the other.
 void ExpectRing(const QImage &image, int depth, const QColor &topLeft, const QColor &bottomRight)
 {
-    const auto ring = Ring(image, depth);
     SCOPED_TRACE(depth);
-    EXPECT_EQ(ring[0], topLeft);
-    EXPECT_EQ(ring[1], topLeft);
-    EXPECT_EQ(ring[2], bottomRight);
-    EXPECT_EQ(ring[3], bottomRight);
+    const int w = image.width(), h = image.height();
+    EXPECT_EQ(image.pixelColor(w / 2, depth), topLeft);
+    EXPECT_EQ(image.pixelColor(depth, h / 2), topLeft);
+    EXPECT_EQ(image.pixelColor(w / 2, h - 1 - depth), bottomRight);
+    EXPECT_EQ(image.pixelColor(w - 1 - depth, h / 2), bottomRight);
 }
 
 } // namespace
@@ -83,18 +76,6 @@ TEST(Panel, ClientRectFollowsBevelsAndBorder)
     EXPECT_GE(panel.ClientRect().height(), 0);
 }
 
-TEST(Panel, IgnoresInvalidSettings)
-{
-    TQVCustomPanel panel;
-    panel.SetBevelWidth(2);
-    panel.SetBevelWidth(0);
-    EXPECT_EQ(panel.BevelWidth(), 2);
-    panel.SetBorderWidth(-1);
-    EXPECT_EQ(panel.BorderWidth(), 0);
-    panel.SetBevelOuter(Cut(7));
-    EXPECT_EQ(panel.BevelOuter(), TQVCustomPanel::bvRaised);
-}
-
 TEST(Panel, PaintsBevelsBorderAndBackground)
 {
     TQVCustomPanel panel;
@@ -102,36 +83,32 @@ TEST(Panel, PaintsBevelsBorderAndBackground)
     panel.resize(40, 30);
     panel.SetColor(QVColors::clRed);
     const QColor red(255, 0, 0);
+    // A border is in the background colour, and so is a spacing bevel.
+    const struct { Cut outer, inner; int bevel, border; std::vector<std::pair<QColor, QColor>> rings; } cases[] = {
+        {TQVCustomPanel::bvRaised, TQVCustomPanel::bvNone, 2, 0, {{Light, Dark}, {Light, Dark}, {red, red}}},
+        {TQVCustomPanel::bvRaised, TQVCustomPanel::bvLowered, 1, 2,
+         {{Light, Dark}, {red, red}, {red, red}, {Dark, Light}, {red, red}}},
+        {TQVCustomPanel::bvSpace, TQVCustomPanel::bvRaised, 1, 0, {{red, red}, {Light, Dark}, {red, red}}},
+    };
+    for (const auto &c : cases) {
+        panel.SetBevelOuter(c.outer);
+        panel.SetBevelInner(c.inner);
+        panel.SetBevelWidth(c.bevel);
+        panel.SetBorderWidth(c.border);
+        const QImage image = Render(panel);
+        ASSERT_EQ(image.size(), QSize(40, 30));
+        for (int depth = 0; depth < int(c.rings.size()); ++depth)
+            ExpectRing(image, depth, c.rings[size_t(depth)].first, c.rings[size_t(depth)].second);
+        EXPECT_EQ(image.pixelColor(37, 27), red);
+    }
 
-    panel.SetBevelOuter(TQVCustomPanel::bvRaised);
-    panel.SetBevelWidth(2);
-    QImage image = Render(panel);
-    ASSERT_EQ(image.size(), QSize(40, 30));
-    ExpectRing(image, 0, Light, Dark);
-    ExpectRing(image, 1, Light, Dark);
-    ExpectRing(image, 2, red, red);
-    EXPECT_EQ(image.pixelColor(2, 2), red);
-    EXPECT_EQ(image.pixelColor(37, 27), red);
-
-    // Raised outer bevel, a border in the background colour, lowered inner bevel.
-    panel.SetBevelWidth(1);
-    panel.SetBorderWidth(2);
-    panel.SetBevelInner(TQVCustomPanel::bvLowered);
-    image = Render(panel);
-    ExpectRing(image, 0, Light, Dark);
-    ExpectRing(image, 1, red, red);
-    ExpectRing(image, 2, red, red);
-    ExpectRing(image, 3, Dark, Light);
-    ExpectRing(image, 4, red, red);
-
-    // A spacing bevel leaves its width in the background colour.
-    panel.SetBorderWidth(0);
-    panel.SetBevelOuter(TQVCustomPanel::bvSpace);
-    panel.SetBevelInner(TQVCustomPanel::bvRaised);
-    image = Render(panel);
-    ExpectRing(image, 0, red, red);
-    ExpectRing(image, 1, Light, Dark);
-    ExpectRing(image, 2, red, red);
+    // Invalid settings are ignored.
+    panel.SetBevelWidth(0);
+    EXPECT_EQ(panel.BevelWidth(), 1);
+    panel.SetBorderWidth(-1);
+    EXPECT_EQ(panel.BorderWidth(), 0);
+    panel.SetBevelOuter(Cut(7));
+    EXPECT_EQ(panel.BevelOuter(), TQVCustomPanel::bvSpace);
 }
 
 TEST(Panel, SystemColoursFollowThePalette)

@@ -128,11 +128,9 @@ TEST(ScaleEngine, AdaptiveTextsUseTheStepsDecimals)
     for (double step : {0.5, 1.0, 2.0}) {
         r.MinTickGap = step;
         const TQVScaleDivision div = QVAdaptiveDivision(r);
-        const int decimals = QVStepDecimals(div.MajorStep);
-        for (const QString &text : div.Texts) {
-            const qsizetype dot = text.indexOf(QLatin1Char('.'));
-            EXPECT_EQ(dot < 0 ? 0 : text.size() - dot - 1, decimals) << text.toStdString();
-        }
+        for (const QString &text : div.Texts) // QVStepDecimals is checked against the closed form above
+            EXPECT_EQ(text.contains(QLatin1Char('.')) ? text.size() - text.indexOf(QLatin1Char('.')) - 1 : 0,
+                      QVStepDecimals(div.MajorStep)) << text.toStdString();
     }
     r.Decimals = 3; // the user's decimals win
     EXPECT_EQ(QVAdaptiveDivision(r).Texts.front(), QStringLiteral("0.000"));
@@ -147,14 +145,20 @@ struct LayoutCase
     int w, h;
 };
 
-void ExpectApart(const std::vector<QRectF> &labels, const QRectF &body, const QRectF &widget, const char *what)
+// The labels of a linear control: inside the widget, off the track, apart; returns how many.
+std::size_t ExpectApart(const TQVLinearScaleControl &control, const char *what)
 {
+    std::vector<QRectF> labels;
+    for (const auto &label : control.AdaptiveLayout().Labels)
+        labels.push_back(label.Box);
+    const QRectF body(control.AdaptiveLayout().Track), widget(control.rect());
     for (std::size_t i = 0; i < labels.size(); ++i) {
         EXPECT_TRUE(widget.contains(labels[i])) << what << " label " << i << " leaves the widget";
         EXPECT_FALSE(labels[i].intersects(body)) << what << " label " << i << " covers the bar";
         for (std::size_t j = i + 1; j < labels.size(); ++j)
             EXPECT_FALSE(labels[i].intersects(labels[j])) << what << " labels " << i << " and " << j << " overlap";
     }
+    return labels.size();
 }
 
 } // namespace
@@ -181,12 +185,9 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
             bar.resize(c.w, c.h);
             bar.render(&image);
             EXPECT_EQ(bar.LabelingGap(), (c.hi - c.lo) / 1000);
-            std::vector<QRectF> boxes;
-            for (const auto &label : bar.AdaptiveLayout().Labels)
-                boxes.push_back(label.Box);
-            ExpectApart(boxes, QRectF(bar.AdaptiveLayout().Track), QRectF(bar.rect()), "bar");
+            const std::size_t count = ExpectApart(bar, "bar");
             if (std::min(c.w, c.h) >= 120) {
-                EXPECT_GE(boxes.size(), 4u); // both ends, on both sides
+                EXPECT_GE(count, 4u); // both ends, on both sides
             }
 
             TQVSlider slider;
@@ -199,10 +200,7 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
             slider.SetLabelingOrientation(TQVSlider::lboRight);
             slider.resize(c.w, c.h);
             slider.render(&image);
-            boxes.clear();
-            for (const auto &label : slider.AdaptiveLayout().Labels)
-                boxes.push_back(label.Box);
-            ExpectApart(boxes, QRectF(slider.AdaptiveLayout().Track), QRectF(slider.rect()), "slider");
+            ExpectApart(slider, "slider");
         }
 
         TQVMeterInt meter;

@@ -21,6 +21,15 @@ const bool ScreensConfigured = [] {
     return true;
 }();
 
+// Painting through an off-screen buffer; the meter also with a needle.
+QWidget *Flickerless(QWidget *w)
+{
+    w->setProperty("ReduceFlicker", true);
+    if (auto *meter = qobject_cast<TQVMeterInt *>(w))
+        meter->SetIndicatorStyle(TQVMeterInt::indNeedle);
+    return w;
+}
+
 // After value repaints, also after a colour or size change, the window's backing store equals a full render.
 TEST(ValueRepaint, ScreenEqualsAFullRender)
 {
@@ -28,10 +37,12 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
     // The widget, its size, a colour a value repaint must not miss, and values with small and large jumps.
     const struct { std::function<QWidget *()> make; QSize size; const char *colour; double values[4]; } cases[] = {
         {[] { return new TQVMeterInt; }, {200, 200}, "IndicatorColor", {1.0, 1.4, -9.0, 9.7}},
+        {[] { return Flickerless(new TQVMeterInt); }, {180, 180}, "IndicatorColor", {1.0, -9.0, 9.5, 30.0}},
         {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
         {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
         {[] { return new TQVBarGraphInt; }, {60, 200}, "BarColor", {20, 21, 80, 3}},
         {[] { return new TQVSlider; }, {60, 200}, "ButtonColor", {20, 21, 80, 3}},
+        {[] { return Flickerless(new TQVSlider); }, {49, 165}, "ButtonColor", {52, 90, 95, 400}},
     };
     for (const auto &c : cases)
         for (QScreen *screen : QGuiApplication::screens())
