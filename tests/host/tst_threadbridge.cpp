@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
-
 
 #include "host/qvThreadBridge.h"
 #include "support/qvTestConsumer.h"
