@@ -299,11 +299,8 @@ TEST(WorkbenchModel, SourceChooserOffersWhatTheCapabilityRulesAccept)
     // What each consumer's class requires of a source with `channels` channels.
     const struct { const char *Consumer; std::function<bool(Caps, int)> Accepts; } rules[] = {
         {"TQVMeter", [](Caps c, int n) { return c.ContainsAll({mscContinuous, mscSingleValue, mscSingleChannel}) && n == 1; }},
-        {"TQVPlot", [](Caps c, int) { return c.Contains(mscContinuous); }},
-        {"TQVAnalyzer", [](Caps c, int) { return c.Contains(mscContinuous); }},
         {"TQVIIRFilter", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscSingleChannel}); }},
         {"TQVFFTSingleSingle", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscSingleChannel}) && !c.Contains(mscSingleValue); }},
-        {"TQVFFTDualSingle", [](Caps c, int) { return c.ContainsAll({mscContinuous, mscDualChannel}) && !c.Contains(mscSingleValue); }},
         {"TQVSelectorDual", [](Caps c, int) { return c.Contains(mscContinuous) && !c.Contains(mscSingleChannel); }},
     };
     // Consumers fresh on the form, and the filter of the chain, which cannot take the FFT
