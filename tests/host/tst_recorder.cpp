@@ -43,11 +43,13 @@ struct Rig
     TQVRecorder recorder;
 };
 
-// Channel by channel, every sample the player delivers.
-std::vector<std::vector<float>> Played(const QString &file)
+// Channel by channel, every sample the player delivers, and the player's rate.
+std::vector<std::vector<float>> Played(const QString &file, double *rate = nullptr)
 {
     TQVFilePlayer player;
     player.SetFileName(file);
+    if (rate)
+        *rate = player.SampleRate();
     TQVTestConsumer consumer;
     consumer.Connect(&player);
     while (!player.AtEnd())
@@ -81,10 +83,9 @@ TEST(Recorder, RoundTripsThroughThePlayerBitForBit)
             rig.generator.Tick(); // after the stop: not recorded
             EXPECT_EQ(rig.recorder.FramesWritten(), 4 * Block);
 
-            TQVFilePlayer player;
-            player.SetFileName(dir.filePath("r"));
-            EXPECT_NEAR(player.SampleRate(), rate, rate * 1e-12);
-            const auto played = Played(dir.filePath("r"));
+            double playedRate = 0.0;
+            const auto played = Played(dir.filePath("r"), &playedRate);
+            EXPECT_NEAR(playedRate, rate, rate * 1e-12);
             ASSERT_EQ(played.size(), std::size_t(channels));
             for (int k = 0; k < channels; ++k) {
                 std::vector<float> expected = rig.sent.Joined(k, 1);
