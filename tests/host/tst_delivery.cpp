@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -51,9 +51,7 @@ struct DeletionCase
     std::function<void(TQVMeasureSource *source, TQVTestSource &upstream)> Provoke;
 };
 
-class DeletedInsideItsDelivery : public ::testing::TestWithParam<DeletionCase>
-{
-};
+using DeletedInsideItsDelivery = ::testing::TestWithParam<DeletionCase>;
 
 TEST_P(DeletedInsideItsDelivery, StopsServingAndLeavesTheUpstreamRunning)
 {
@@ -146,12 +144,8 @@ namespace {
 // channel, and checks what they did.
 bool LongestBlocksRefusedUnderAMemoryLimit()
 {
-    long pages = 0;
-    if (FILE *statm = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(statm, "%ld", &pages) != 1)
-            pages = 0;
-        std::fclose(statm);
-    }
+    long pages = 0; // the size of the address space in use
+    std::ifstream("/proc/self/statm") >> pages;
     const rlim_t room = rlim_t(pages) * rlim_t(sysconf(_SC_PAGESIZE)) + (rlim_t(64) << 20);
     const rlimit limit{room, room};
     setrlimit(RLIMIT_AS, &limit);
