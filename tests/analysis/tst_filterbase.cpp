@@ -89,19 +89,6 @@ TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateSurvives)
         }
     }
 
-    // Harmonized delivery to this link: n is the harmonized length.
-    TQVSignalGenerator generator;
-    generator.SetSampleRate(10000.0);
-    generator.SetBlockLength(1000);
-    generator.SetHarmonizedBlockLength(500);
-    filter.SetQVMeasureSource(&generator);
-    EXPECT_EQ(filter.SampleFrequency(), 10000.0f);
-    ASSERT_TRUE(filter.InputLink()->SetHarmonize(true));
-    generator.SetSampleRate(20000.0);
-    EXPECT_EQ(filter.SampleFrequency(), 10000.0f); // 500 / 0.05
-    ASSERT_TRUE(filter.InputLink()->SetHarmonize(false));
-    generator.SetSampleRate(40000.0);
-    EXPECT_EQ(filter.SampleFrequency(), 40000.0f);
 }
 
 TEST(FilterBaseProperties, FrequencySettersAndLoaded)
