@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <numbers>
-#include <random>
 #include <tuple>
 #include <vector>
 
@@ -57,7 +54,9 @@ public:
 
 } // namespace
 
-TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateSurvives)
+// The state survives a change of the sample rate and is cleared when the source runs again,
+// before that state goes on.
+TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateLastsUntilRun)
 {
     Source source(Single, 1, 1000, 0.1L);
     TQVRCLowpass filter;
@@ -89,6 +88,22 @@ TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateSurvives)
         }
     }
 
+    // A downstream observer that looks at the state when a state change reaches it: the
+    // low-pass output for input 0 is a s, zero exactly when the state was cleared.
+    std::vector<float> seen;
+    QObject owner;
+    TQVMeasureLink observer(&owner);
+    observer.OnChangedState = [&](TQVMeasureLink *, TQVMeasureSourceState) { seen.push_back(filter.Filter(0.0f)); };
+    observer.SeTQVMeasureSource(&filter);
+    for (TQVMeasureSourceState state : {mssStop, mssPause, mssError, mssAbort, mssRun}) {
+        source.Send(block);
+        source.SendState(state);
+    }
+    ASSERT_EQ(seen.size(), 5u);
+    for (int k = 0; k < 4; ++k)
+        EXPECT_GT(seen[k], 0.5f) << k;
+    EXPECT_EQ(seen[4], 0.0f);
+    EXPECT_EQ(consumer.States, (std::vector<TQVMeasureSourceState>{mssStop, mssPause, mssError, mssAbort, mssRun}));
 }
 
 TEST(FilterBaseProperties, FrequencySettersAndLoaded)
@@ -168,36 +183,6 @@ TEST(FilterBaseSettings, IncompatibleSourcesAreRefused)
     ASSERT_EQ(filter.GetQVMeasureSource(), &generator);
     EXPECT_THROW(generator.SetChannelCount(2), EQVMSIncompatibleSource);
     EXPECT_EQ(filter.GetQVMeasureSource(), nullptr);
-}
-
-TEST(FilterBaseState, RunResetsBeforeForwarding)
-{
-    Source source(Single, 1, 100, 0.01L);
-    TQVRCLowpass filter;
-    filter.SetCutoffFrequency(200.0f);
-    filter.SetQVMeasureSource(&source);
-    TQVTestConsumer consumer;
-    consumer.Connect(&filter);
-    // A downstream observer that looks at the state when the state change reaches it:
-    // the low-pass output for input 0 is a s, zero exactly when the state was cleared.
-    std::vector<float> seen;
-    QObject owner;
-    TQVMeasureLink observer(&owner);
-    observer.OnChangedState = [&](TQVMeasureLink *, TQVMeasureSourceState) { seen.push_back(filter.Filter(0.0f)); };
-    observer.SeTQVMeasureSource(&filter);
-
-    std::vector<float> ones(100, 1.0f);
-    TQVDescArraySingle block{};
-    block.Channels[0] = QVDescArraySingle{ones.data(), 100};
-    for (TQVMeasureSourceState state : {mssStop, mssPause, mssError, mssAbort, mssRun}) {
-        source.Send(block);
-        source.SendState(state);
-    }
-    ASSERT_EQ(seen.size(), 5u);
-    for (int k = 0; k < 4; ++k)
-        EXPECT_GT(seen[k], 0.5f) << k;
-    EXPECT_EQ(seen[4], 0.0f);
-    EXPECT_EQ(consumer.States, (std::vector<TQVMeasureSourceState>{mssStop, mssPause, mssError, mssAbort, mssRun}));
 }
 
 TEST(FilterBaseData, OwnBufferHeaderAndEmptyBlocks)
