@@ -54,8 +54,8 @@ public:
 
 } // namespace
 
-// The state survives a change of the sample rate and is cleared when the source runs again,
-// before that state goes on.
+// The state survives a change of the sample rate (which recalculates the gain as a cutoff
+// change does) and is cleared when the source runs again, before that state goes on.
 TEST(FilterBaseChain, SampleFrequencyFollowsTheSourceAndTheStateLastsUntilRun)
 {
     Source source(Single, 1, 1000, 0.1L);
@@ -204,9 +204,7 @@ TEST(FilterBaseData, OwnBufferHeaderAndEmptyBlocks)
     EXPECT_EQ(first.Samples, pristine.Samples);
     ASSERT_EQ(consumer.Blocks.size(), 1u);
     const TQVTestConsumer::Block out = consumer.Blocks[0];
-    EXPECT_EQ(out.HeaderValueA, 1.5L);
-    EXPECT_EQ(out.HeaderValueB, -2.0L);
-    EXPECT_EQ(out.HeaderWord, 3);
+    EXPECT_EQ(std::tuple(out.HeaderValueA, out.HeaderValueB, out.HeaderWord), std::tuple(1.5L, -2.0L, 3));
     EXPECT_NE(out.Channel0Pointer, first.Samples[0].data());
     for (int c = 1; c < QVChannelSlots; ++c)
         EXPECT_TRUE(out.Channels[c].empty()) << c;

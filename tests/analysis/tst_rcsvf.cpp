@@ -80,19 +80,6 @@ TEST(RCFilter, StepResponsesDecayByDPerSample)
     }
 }
 
-TEST(RCFilter, FrequencyChangeKeepsTheState)
-{
-    TQVRCLowpass filter;
-    Configure(filter, 1000.0f, 50.0f);
-    LD s = 0; // s[n] = sum of d^k for k < 20
-    for (int n = 0; n < 20; ++n) {
-        filter.Filter(1.0f);
-        s = s * std::exp(-2 * Pi * 50 / 1000) + 1;
-    }
-    filter.SetCutoffFrequency(80.0f);
-    EXPECT_NEAR(filter.Filter(1.0f), (1 - std::exp(-2 * Pi * 80 / 1000)) * s, 1e-6);
-}
-
 TEST(SVFilter, QRuleAndDefaults)
 {
     SVF filter;
