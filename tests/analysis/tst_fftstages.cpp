@@ -164,7 +164,7 @@ class FFTStageOutputs : public testing::TestWithParam<OutputCase>
 
 } // namespace
 
-TEST_P(FFTStageOutputs, SettingsResultsAndSlotsMatchDirectSumsAndEmptyBlocksRepeatThem)
+TEST_P(FFTStageOutputs, ResultsAndSlotsMatchDirectSumsAndEmptyBlocksRepeatThem)
 {
     const OutputCase &c = GetParam();
     Source source(c.DualInput ? Dual : Single, c.DualInput ? 2 : 1, 100, 0.25L);
