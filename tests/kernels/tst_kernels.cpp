@@ -392,14 +392,14 @@ void Recurse(const LComplex *x, std::size_t n, std::size_t step, const std::vect
     }
 }
 
-// The forward transform by its definition, (1/N) sum x[i] e^(+2 pi i i k / N): the direct sum,
-// or the recursive split where that is too slow.
-std::vector<LComplex> ReferenceDFT(const std::vector<LComplex> &x)
+// The transform by its definition, sum x[i] e^(sign 2 pi i i k / N), 1/N-scaled when forward
+// (sign +1): the direct sum, or the recursive split where that is too slow.
+std::vector<LComplex> ReferenceDFT(const std::vector<LComplex> &x, int sign)
 {
     const std::size_t n = x.size();
     std::vector<LComplex> roots(n), y(n);
     for (std::size_t k = 0; k < n; ++k)
-        roots[k] = std::polar(1.0L, 2 * Pi * k / n);
+        roots[k] = std::polar(1.0L, sign * 2 * Pi * k / n);
     if (n > 256) {
         Recurse(x.data(), n, 1, roots, y.data());
     } else {
@@ -408,7 +408,7 @@ std::vector<LComplex> ReferenceDFT(const std::vector<LComplex> &x)
                 y[k] += x[i] * roots[(i * k) % n];
     }
     for (LComplex &v : y)
-        v /= (long double)n;
+        v /= sign > 0 ? (long double)n : 1.0L;
     return y;
 }
 
@@ -422,9 +422,9 @@ long double RelativeRms(const float *re, const float *im, const std::vector<LCom
     return std::sqrt(error / norm);
 }
 
-// Every size 2..2^16: forward against the definition, and the round trip back to the input
-// (which with a correct forward transform proves the inverse). Every other size runs in
-// arrays that start off any vector alignment; the points around them stay untouched.
+// Every size 2..2^16: forward and inverse against the definition, and the round trip back to
+// the input. Every other size runs in arrays that start off any vector alignment; the points
+// around them stay untouched.
 TEST_P(KernelPath, MatchesDefinitionAndInverts)
 {
     std::mt19937 random(1);
@@ -443,10 +443,16 @@ TEST_P(KernelPath, MatchesDefinitionAndInverts)
             im[k] = value(random);
             x[std::size_t(k)] = {re[k], im[k]};
         }
+        const std::vector<float> re0(re, re + n), im0(im, im + n);
         kernel.Transform(re, im, false);
-        EXPECT_LT(RelativeRms(re, im, ReferenceDFT(x)), 1e-6L);
+        EXPECT_LT(RelativeRms(re, im, ReferenceDFT(x, +1)), 1e-6L);
         kernel.Transform(re, im, true);
         EXPECT_LT(RelativeRms(re, im, x), 1e-6L);
+        // The inverse alone, from the input.
+        std::copy(re0.begin(), re0.end(), re);
+        std::copy(im0.begin(), im0.end(), im);
+        kernel.Transform(re, im, true);
+        EXPECT_LT(RelativeRms(re, im, ReferenceDFT(x, -1)), 1e-6L);
         for (const std::vector<float> *buffer : {&reBuffer, &imBuffer})
             EXPECT_TRUE((*buffer)[std::size_t(n + offset)] == 7.0f && (offset == 0 || buffer->front() == 7.0f));
     }
