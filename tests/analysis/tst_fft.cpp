@@ -290,7 +290,8 @@ TEST(WindowTest, ClosedForms)
         for (int length : {5, 16, 1000, 4096}) {
             const std::vector<float> w = Applied(fft, length);
             for (int j = 0; j < length; ++j)
-                ASSERT_NEAR(Textbook(form, j, length), w[std::size_t(j)], Tolerance) << form << " " << length << " " << j;
+                ASSERT_NEAR(Textbook(form, j, length), w[std::size_t(j)], Tolerance)
+                    << form << " " << length << " " << j;
         }
     }
     for (int length : {2, 3, 17, 3001}) {
