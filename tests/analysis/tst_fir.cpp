@@ -51,7 +51,7 @@ std::vector<float> ToVector(const QList<float> &list)
 
 } // namespace
 
-TEST(FIRResponse, NewFilterPassesTheSignalAndImpulseResponseIsTheCoefficients)
+TEST(FIRResponse, NewFilterPassesTheSignalAndPerSampleOutputIsTheConvolution)
 {
     FIR filter;
     EXPECT_EQ(filter.CoefficientNumber(), 1);
@@ -66,16 +66,12 @@ TEST(FIRResponse, NewFilterPassesTheSignalAndImpulseResponseIsTheCoefficients)
     impulse[0] = 1.0f;
     filter.Reset();
     EXPECT_EQ(PerSample(filter, impulse), (std::vector<float>{0.25f, -1.5f, 0.03f, 7.0f, -0.5f, 0, 0, 0, 0}));
-}
 
-// 512 taps one sample at a time (Filter has its own loop) against the direct sum; in blocks:
-// KernelPath.FirMatches80BitConvolution.
-TEST(FIRResponse, FullLengthConvolutionPerSample)
-{
-    const std::vector<float> h = Random(512, 3);
-    const std::vector<float> signal = Random(2500, 4);
-    FIR filter;
+    // 512 taps one sample at a time (Filter has its own loop) against the direct sum; in
+    // blocks: KernelPath.FirMatches80BitConvolution.
+    const std::vector<float> h = Random(512, 3), signal = Random(2500, 4);
     filter.SetCoefficients(512, h.data());
+    filter.Reset();
     EXPECT_EQ(PerSample(filter, signal), Convolve(h, signal));
 }
 
