@@ -73,6 +73,10 @@ TEST(FIRResponse, NewFilterPassesTheSignalAndPerSampleOutputIsTheConvolution)
     filter.SetCoefficients(512, h.data());
     filter.Reset();
     EXPECT_EQ(PerSample(filter, signal), Convolve(h, signal));
+    // -1 + 2^-60 + 1 through unit taps: only an 80-bit sum keeps the small term.
+    filter.SetCoefficientList({"1", "1", "1"});
+    const float tiny = std::ldexp(1.0f, -60);
+    EXPECT_EQ(PerSample(filter, {1.0f, tiny, -1.0f}), (std::vector<float>{1.0f, 1.0f, tiny}));
 }
 
 TEST(FIRProperties, CoefficientNumberCutsOrExtendsTheList)
