@@ -99,63 +99,17 @@ TEST(IIRResponse, MagnitudeFollowsTheButterworthDesignForEveryOrder)
             for (int k = Length - 64; k < Length; ++k)
                 ASSERT_LT(std::fabs(h[k]), 1e-9f);
 
-            std::vector<LD> pass; // pass band and edges
-            std::vector<LD> stop; // transition and stop band
-            if (d.Output == IIR::iirLowPass) {
-                pass = {0, 0.3L * d.F1, 0.7L * d.F1, 0.9L * d.F1, d.F1};
-                if (1.3L * d.F1 < Fs / 2)
-                    stop.push_back(1.3L * d.F1);
-            } else if (d.Output == IIR::iirHighPass) {
-                pass = {d.F1, 1.1L * d.F1, 0.5L * (d.F1 + Fs / 2), 0.499L * Fs};
-                stop.push_back(0.75L * d.F1);
-            } else {
-                const LD w0 = std::sqrt(std::tan(Pi * d.F1 / Fs) * std::tan(Pi * d.F2 / Fs));
-                const LD f0 = std::atan(w0) * Fs / Pi;
-                pass = {d.F1, 0.5L * (d.F1 + f0), f0, 0.5L * (f0 + d.F2), d.F2};
-                stop = {0.8L * d.F1, d.F2 + 0.3L * (Fs / 2 - d.F2)};
-            }
-            for (LD f : pass) {
-                const LD expected = Db(AnalyticGain2(d.Output, order, f, Fs, d.F1, d.F2));
-                EXPECT_NEAR(Db(MeasuredGain2(h, f, Fs)), expected, 0.05L) << "f " << double(f);
-            }
-            for (LD f : stop) {
+            // The edges (-3 dB), the middle of the band and a grid up to half the rate: 0.05 dB
+            // in the pass band, 0.2 dB beyond, down to -80 dB.
+            std::vector<LD> points{d.F1, d.F2, (d.F1 + d.F2) / 2};
+            for (int k = 0; k < 50; ++k)
+                points.push_back(k * Fs / 100);
+            for (LD f : points) {
                 const LD expected = Db(AnalyticGain2(d.Output, order, f, Fs, d.F1, d.F2));
                 if (expected > -80) {
-                    EXPECT_NEAR(Db(MeasuredGain2(h, f, Fs)), expected, 0.2L) << "f " << double(f);
+                    EXPECT_NEAR(Db(MeasuredGain2(h, f, Fs)), expected, expected > Db(0.5L) - 1e-9L ? 0.05L : 0.2L)
+                        << "f " << double(f);
                 }
-            }
-            // -3 dB at the band edges.
-            EXPECT_NEAR(Db(MeasuredGain2(h, d.F1, Fs)), Db(0.5L), 0.05L);
-            if (d.Output == IIR::iirBandPass) {
-                EXPECT_NEAR(Db(MeasuredGain2(h, d.F2, Fs)), Db(0.5L), 0.05L);
-            }
-        }
-    }
-}
-
-TEST(IIRResponse, ConstantInputSettlesToTheGainAtZeroFrequency)
-{
-    constexpr float C = 1.7f;
-    for (int order = 2; order <= 10; order += 2) {
-        for (IIR::TQVIirFilterOutput output : {IIR::iirLowPass, IIR::iirBandPass, IIR::iirHighPass}) {
-            SCOPED_TRACE(testing::Message() << "order " << order << " output " << int(output));
-            IIR filter;
-            filter.SetSampleFrequency(1000.0f);
-            filter.SetCutoffFrequency(50.0f);
-            filter.SetCutoffHighFrequency(120.0f);
-            filter.SetOrder(order);
-            filter.SetFilterOutput(output);
-            std::vector<float> x(6000, C);
-            filter.FilterArray(x.data(), int(x.size()));
-            float y = 0;
-            for (int k = 0; k < 200; ++k)
-                y = filter.Filter(C);
-            if (output == IIR::iirLowPass) {
-                EXPECT_NEAR(x.back(), C, 1e-5f);
-                EXPECT_NEAR(y, C, 1e-5f);
-            } else {
-                EXPECT_NEAR(x.back(), 0.0f, 1e-5f);
-                EXPECT_NEAR(y, 0.0f, 1e-5f);
             }
         }
     }
@@ -218,10 +172,8 @@ TEST(IIRProperties, OrderAndOutputRules)
     EXPECT_EQ(filter.FilterOutput(), IIR::iirBandPass);
 
     const int calls = filter.Calls;
-    filter.SetCutoffHighFrequency(0.75f);
-    filter.SetCutoffHighFrequency(0.0f);
-    filter.SetCutoffHighFrequency(-3.0f);
-    filter.SetCutoffHighFrequency(std::nanf(""));
+    for (float refused : {0.75f, 0.0f, -3.0f, std::nanf("")})
+        filter.SetCutoffHighFrequency(refused);
     EXPECT_EQ(filter.CutoffHighFrequency(), 0.75f);
     EXPECT_EQ(filter.Calls, calls);
     filter.SetCutoffHighFrequency(0.8f);
@@ -231,23 +183,15 @@ TEST(IIRProperties, OrderAndOutputRules)
 
 TEST(IIRProperties, CoefficientChangeKeepsTheState)
 {
-    // After a cutoff change the output continues from the old history: compare with a
-    // filter that got the same change at the same sample, and with one that was reset.
-    IIR a, b;
-    for (IIR *f : {&a, &b}) {
-        f->SetSampleFrequency(1000.0f);
-        f->SetCutoffFrequency(100.0f);
-        f->SetOrder(4);
-    }
-    for (int k = 0; k < 50; ++k) {
-        a.Filter(1.0f);
-        b.Filter(1.0f);
-    }
-    a.SetCutoffFrequency(60.0f);
-    b.SetCutoffFrequency(60.0f);
-    b.Reset();
-    const float ya = a.Filter(1.0f);
-    const float yb = b.Filter(1.0f);
-    EXPECT_GT(ya, 0.9f); // settled low-pass output, not a restart
-    EXPECT_LT(yb, 0.1f);
+    // After a cutoff change the output continues from the old history, unlike after a reset.
+    IIR filter;
+    filter.SetSampleFrequency(1000.0f);
+    filter.SetCutoffFrequency(100.0f);
+    filter.SetOrder(4);
+    for (int k = 0; k < 50; ++k)
+        filter.Filter(1.0f);
+    filter.SetCutoffFrequency(60.0f);
+    EXPECT_GT(filter.Filter(1.0f), 0.9f); // settled low-pass output, not a restart
+    filter.Reset();
+    EXPECT_LT(filter.Filter(1.0f), 0.1f);
 }

@@ -1,25 +1,83 @@
 // Every kernel on every code path this processor has, against independent references:
 // per-sample 80-bit recursions, long-double sums, the direct DFT, the scan rules one sample
-// at a time. The portable path runs everywhere.
+// at a time. The portable path runs everywhere. The IIR cascade has one path.
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <complex>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <numbers>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "analysis/qvFFTKernel.h"
 #include "kernels/qvKernelDispatch_p.h"
-#include "kernels/qvKernelTestSignals.h"
+#include "kernels/qvKernels.h"
 
 namespace {
 
 using namespace QVKernels;
+
+using Signal = std::vector<float>;
+
+constexpr long double Pi = std::numbers::pi_v<long double>;
+constexpr int LongSignal = 100000;
+
+Signal NoiseAndSines(int count, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::normal_distribution<float> noise(0.0f, 0.3f);
+    Signal x(std::size_t(count), 0.0f);
+    for (int n = 0; n < count; ++n)
+        x[std::size_t(n)] = noise(random) + float(0.7 * std::sin(0.0123 * n) + 0.4 * std::sin(0.31 * n + 1.0)
+                                                  + 0.2 * std::sin(0.0011 * n) + 0.05);
+    return x;
+}
+
+// Distance in representable floats (finite values).
+std::int64_t Ulps(float a, float b)
+{
+    const auto ordinal = [](float v) {
+        std::int32_t i;
+        std::memcpy(&i, &v, sizeof i);
+        return i < 0 ? -std::int64_t(i & 0x7fffffff) : std::int64_t(i);
+    };
+    return std::llabs(ordinal(a) - ordinal(b));
+}
+
+::testing::AssertionResult WithinUlps(const Signal &got, const Signal &want, std::int64_t ulps)
+{
+    if (got.size() != want.size())
+        return ::testing::AssertionFailure() << "sizes differ";
+    int bad = 0;
+    std::size_t first = 0;
+    for (std::size_t n = 0; n < got.size(); ++n) {
+        if (!std::isfinite(want[n]) || Ulps(got[n], want[n]) > ulps) {
+            if (bad++ == 0)
+                first = n;
+        }
+    }
+    if (bad == 0)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << bad << " samples off by more than " << ulps << " ulp, first at " << first
+                                         << ": " << got[first] << " instead of " << want[first];
+}
+
+/// Runs `filter` over `x` in calls of `chunk` samples (all at once when 0).
+template <typename Filter>
+Signal InChunks(Signal x, int chunk, Filter &&filter)
+{
+    const int count = int(x.size()), step = chunk > 0 ? chunk : count;
+    for (int base = 0; base < count; base += step)
+        filter(x.data() + base, std::min(step, count - base));
+    return x;
+}
 
 // Runs the test on the parameter's path, where the processor has it.
 class KernelPath : public ::testing::TestWithParam<TQVKernelPath>
@@ -104,63 +162,50 @@ struct TQVFirReference
     int Position = 0;
 };
 
+// Random taps of every length class on a long signal, in every way of cutting it; then
+// 1 + 2^-60 - 1 through three unit taps from odd start positions: a double sum loses the small
+// term that the 80-bit sum keeps, in two of the three orders in which the pattern passes the taps.
 TEST_P(KernelPath, FirMatches80BitConvolution)
 {
-    const Signal x = NoiseAndSines(LongSignal, 2);
     std::mt19937 random(5);
     std::uniform_real_distribution<float> value(-1.0f, 1.0f);
-    for (int taps : {1, 2, 7, 64, 333, 512}) {
-        SCOPED_TRACE("taps " + std::to_string(taps));
-        std::vector<float> h(std::size_t(taps), 0.0f);
-        for (float &v : h)
-            v = value(random) / float(std::sqrt(double(taps)));
+    Signal cancelling;
+    for (int n = 0; n < 100; ++n)
+        cancelling.insert(cancelling.end(), {1.0f, std::ldexp(1.0f, -60), -1.0f});
+    cancelling[150] = 7.0f;
+    const Signal noise = NoiseAndSines(LongSignal, 2);
+    // Start position -1: random taps on the noise from an empty line; otherwise the pattern.
+    for (const auto &[taps, start] : {std::pair{1, -1}, {2, -1}, {7, -1}, {64, -1}, {333, -1}, {512, -1}, {3, 0},
+                                     {3, 1}, {3, 3}, {3, 4}}) {
+        SCOPED_TRACE("taps " + std::to_string(taps) + ", from position " + std::to_string(start));
+        const Signal &x = start < 0 ? noise : cancelling;
+        std::vector<float> h(std::size_t(taps), 1.0f), delay(h.size(), 0.0f);
+        if (start < 0) {
+            for (float &v : h)
+                v = value(random) / float(std::sqrt(double(taps)));
+        } else {
+            delay = {1.0f, 2.0f, 3.0f};
+        }
         TQVFirReference reference(h);
+        reference.Delay = delay;
+        reference.Position = std::max(start, 0);
         Signal want = x;
         for (float &v : want)
             v = reference.Step(v);
         for (int chunk : {0, 1, 7, 1000}) {
-            if (chunk == 1 && taps > 64)
-                continue; // per-sample calls only add time here
+            if (chunk && (start >= 0 || (chunk == 1 && taps > 64)))
+                continue; // per-sample calls only add time on long lines
             SCOPED_TRACE("calls of " + std::to_string(chunk));
-            std::vector<float> delay(std::size_t(taps), 0.0f);
-            int position = 0;
+            std::vector<float> line = delay;
+            int position = std::max(start, 0);
             const Signal got = InChunks(x, chunk, [&](float *data, int count) {
-                FirFilter(h.data(), taps, delay.data(), position, data, count);
+                FirFilter(h.data(), taps, line.data(), position, data, count);
             });
             // Outputs the double lanes cannot prove are summed in 80 bits: nothing may differ.
             EXPECT_TRUE(WithinUlps(got, want, 0));
             EXPECT_EQ(reference.Position, position);
-            EXPECT_EQ(reference.Delay, delay);
+            EXPECT_EQ(reference.Delay, line);
         }
-    }
-}
-
-TEST_P(KernelPath, FirCancellationAndOddPositions)
-{
-    // 1 + 2^-60 - 1: a double sum loses the small term that the 80-bit sum keeps, in two of
-    // the three orders in which the pattern passes the taps.
-    const std::vector<float> h = {1.0f, 1.0f, 1.0f};
-    const float tiny = std::ldexp(1.0f, -60);
-    Signal x;
-    for (int n = 0; n < 100; ++n)
-        x.insert(x.end(), {1.0f, tiny, -1.0f});
-    x[150] = 7.0f;
-    const std::vector<float> delay = {1.0f, 2.0f, 3.0f};
-    for (int start : {0, 1, 3, 4}) {
-        SCOPED_TRACE("position " + std::to_string(start));
-        TQVFirReference reference(h);
-        reference.Delay = delay;
-        reference.Position = start;
-        Signal want = x;
-        for (float &v : want)
-            v = reference.Step(v);
-        std::vector<float> line = delay;
-        int position = start;
-        Signal got = x;
-        FirFilter(h.data(), int(h.size()), line.data(), position, got.data(), int(got.size()));
-        EXPECT_TRUE(WithinUlps(got, want, 0));
-        EXPECT_EQ(reference.Position, position);
-        EXPECT_EQ(reference.Delay, line);
     }
 }
 
@@ -331,21 +376,7 @@ struct TQVTables
     std::vector<float> Cos, Sin;
 };
 
-// Direct sum of the definition: sign +1 for the forward exponent, -1 for the inverse.
-std::vector<LComplex> DirectDFT(const std::vector<LComplex> &x, int sign)
-{
-    const std::size_t n = x.size();
-    std::vector<LComplex> roots(n), y(n);
-    for (std::size_t k = 0; k < n; ++k)
-        roots[k] = std::polar(1.0L, sign * 2 * Pi * k / n);
-    for (std::size_t k = 0; k < n; ++k)
-        for (std::size_t i = 0; i < n; ++i)
-            y[k] += x[i] * roots[(i * k) % n];
-    return y;
-}
-
-// Recursive textbook transform in extended precision with exact roots, for sizes where
-// the direct sum is too slow; checked against the direct sum below.
+// Recursive textbook split in extended precision with exact roots.
 void Recurse(const LComplex *x, std::size_t n, std::size_t step, const std::vector<LComplex> &roots, LComplex *y)
 {
     if (n == 1) {
@@ -361,17 +392,27 @@ void Recurse(const LComplex *x, std::size_t n, std::size_t step, const std::vect
     }
 }
 
-std::vector<LComplex> ReferenceFFT(const std::vector<LComplex> &x, int sign)
+// The transform by its definition, sum x[i] e^(sign 2 pi i i k / N), 1/N-scaled when forward
+// (sign +1): the direct sum, or the recursive split where that is too slow.
+std::vector<LComplex> ReferenceDFT(const std::vector<LComplex> &x, int sign)
 {
     const std::size_t n = x.size();
     std::vector<LComplex> roots(n), y(n);
     for (std::size_t k = 0; k < n; ++k)
         roots[k] = std::polar(1.0L, sign * 2 * Pi * k / n);
-    Recurse(x.data(), n, 1, roots, y.data());
+    if (n > 256) {
+        Recurse(x.data(), n, 1, roots, y.data());
+    } else {
+        for (std::size_t k = 0; k < n; ++k)
+            for (std::size_t i = 0; i < n; ++i)
+                y[k] += x[i] * roots[(i * k) % n];
+    }
+    for (LComplex &v : y)
+        v /= sign > 0 ? (long double)n : 1.0L;
     return y;
 }
 
-long double RelativeRms(const std::vector<float> &re, const std::vector<float> &im, const std::vector<LComplex> &ref)
+long double RelativeRms(const float *re, const float *im, const std::vector<LComplex> &ref)
 {
     long double error = 0, norm = 0;
     for (std::size_t k = 0; k < ref.size(); ++k) {
@@ -381,85 +422,39 @@ long double RelativeRms(const std::vector<float> &re, const std::vector<float> &
     return std::sqrt(error / norm);
 }
 
-TEST(FFTKernelReference, RecursiveMatchesDirectSum)
-{
-    std::mt19937 random(7);
-    std::uniform_real_distribution<long double> value(-1, 1);
-    std::vector<LComplex> x(512);
-    for (auto &v : x)
-        v = {value(random), value(random)};
-    for (int sign : {1, -1}) {
-        const auto direct = DirectDFT(x, sign);
-        const auto recursive = ReferenceFFT(x, sign);
-        for (std::size_t k = 0; k < x.size(); ++k)
-            ASSERT_LT(std::abs(direct[k] - recursive[k]), 1e-15L);
-    }
-}
-
-// Every size 2..2^16: forward and inverse against the extended-precision definition, and
-// the round trip back to the input.
+// Every size 2..2^16: forward and inverse against the definition, and the round trip back to
+// the input. Every other size runs in arrays that start off any vector alignment; the points
+// around them stay untouched.
 TEST_P(KernelPath, MatchesDefinitionAndInverts)
 {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> value(-1.0f, 1.0f);
-    for (int n = 2; n <= 1 << 16; n *= 2) {
+    for (int n = 2, offset = 0; n <= 1 << 16; n *= 2, offset = 1 - offset) {
         SCOPED_TRACE(n);
         const TQVTables tables(n);
         TQVFFTKernel kernel;
         kernel.Prepare(n, tables.Cos.data(), tables.Sin.data());
         ASSERT_EQ(kernel.Size(), n);
-        std::vector<float> re(n, 0.0f), im(n, 0.0f);
+        std::vector<float> reBuffer(n + 2, 7.0f), imBuffer(n + 2, 7.0f);
+        float *re = reBuffer.data() + offset, *im = imBuffer.data() + offset;
         std::vector<LComplex> x(n);
-        for (std::size_t k = 0; k < x.size(); ++k) {
+        for (int k = 0; k < n; ++k) {
             re[k] = value(random);
             im[k] = value(random);
-            x[k] = {re[k], im[k]};
+            x[std::size_t(k)] = {re[k], im[k]};
         }
-        const std::vector<float> re0 = re, im0 = im;
-
-        kernel.Transform(re.data(), im.data(), false);
-        auto forward = n <= 256 ? DirectDFT(x, +1) : ReferenceFFT(x, +1);
-        for (auto &v : forward)
-            v /= n;
-        EXPECT_LT(RelativeRms(re, im, forward), 1e-6L);
-
-        kernel.Transform(re.data(), im.data(), true);
-        EXPECT_LT(RelativeRms(re, im, x), 1e-6L);
-
-        // The inverse alone, from the untouched input.
-        std::vector<float> re1 = re0, im1 = im0;
-        kernel.Transform(re1.data(), im1.data(), true);
-        const auto inverse = n <= 256 ? DirectDFT(x, -1) : ReferenceFFT(x, -1);
-        EXPECT_LT(RelativeRms(re1, im1, inverse), 1e-6L);
-    }
-}
-
-// Single tones land on their bin with the positive forward exponent and the 1/N scale, also
-// in arrays that start off any vector alignment; the points around them stay untouched.
-TEST_P(KernelPath, ToneLandsOnItsBinInUnalignedArrays)
-{
-    for (int n : {4, 64, 4096}) {
-        const TQVTables tables(n);
-        TQVFFTKernel kernel;
-        kernel.Prepare(n, tables.Cos.data(), tables.Sin.data());
-        ASSERT_EQ(kernel.Size(), n);
-        const int bin = n / 4 + 1;
-        std::vector<float> reBuffer(n + 2, 7.0f), imBuffer(n + 2, 7.0f);
-        float *re = reBuffer.data() + 1, *im = imBuffer.data() + 1;
-        for (int k = 0; k < n; ++k) {
-            // e^(-2 pi i bin k / n) correlates with the forward kernel at bin.
-            re[k] = float(std::cos(2 * Pi * bin * k / n));
-            im[k] = float(-std::sin(2 * Pi * bin * k / n));
-        }
+        const std::vector<float> re0(re, re + n), im0(im, im + n);
         kernel.Transform(re, im, false);
-        for (int k = 0; k < n; ++k) {
-            EXPECT_NEAR(re[k], k == bin ? 1.0f : 0.0f, 1e-5f) << n << " " << k;
-            EXPECT_NEAR(im[k], 0.0f, 1e-5f) << n << " " << k;
-        }
-        EXPECT_EQ(reBuffer.front(), 7.0f);
-        EXPECT_EQ(reBuffer.back(), 7.0f);
-        EXPECT_EQ(imBuffer.front(), 7.0f);
-        EXPECT_EQ(imBuffer.back(), 7.0f);
+        EXPECT_LT(RelativeRms(re, im, ReferenceDFT(x, +1)), 1e-6L);
+        kernel.Transform(re, im, true);
+        EXPECT_LT(RelativeRms(re, im, x), 1e-6L);
+        // The inverse alone, from the input.
+        std::copy(re0.begin(), re0.end(), re);
+        std::copy(im0.begin(), im0.end(), im);
+        kernel.Transform(re, im, true);
+        EXPECT_LT(RelativeRms(re, im, ReferenceDFT(x, -1)), 1e-6L);
+        for (const std::vector<float> *buffer : {&reBuffer, &imBuffer})
+            EXPECT_TRUE((*buffer)[std::size_t(n + offset)] == 7.0f && (offset == 0 || buffer->front() == 7.0f));
     }
 }
 
@@ -467,32 +462,23 @@ TEST(FFTKernelState, UnpreparedOrClearedDoesNothing)
 {
     std::vector<float> re{1, 2, 3, 4}, im{5, 6, 7, 8};
     const std::vector<float> re0 = re, im0 = im;
-    TQVFFTKernel kernel;
-    EXPECT_EQ(kernel.Size(), 0);
-    kernel.Transform(re.data(), im.data(), false);
-    EXPECT_EQ(re, re0);
-    EXPECT_EQ(im, im0);
-
     const TQVTables tables(4);
-    kernel.Prepare(4, tables.Cos.data(), tables.Sin.data());
-    EXPECT_EQ(kernel.Size(), 4);
-    kernel.Clear();
-    EXPECT_EQ(kernel.Size(), 0);
-    kernel.Transform(re.data(), im.data(), true);
-    EXPECT_EQ(re, re0);
-
-    // Sizes that are not powers of two, or missing tables, leave it unprepared.
-    for (int n : {0, 1, 3, 12, -8}) {
-        kernel.Prepare(n, tables.Cos.data(), tables.Sin.data());
+    // -1: never prepared; 4: prepared and cleared; 2: without a cosine table; the others are
+    // no powers of two. The transform leaves the data alone.
+    for (int n : {-1, 4, 2, 0, 1, 3, 12, -8}) {
+        TQVFFTKernel kernel;
+        if (n != -1)
+            kernel.Prepare(n, n == 2 ? nullptr : tables.Cos.data(), tables.Sin.data());
+        if (n == 4) {
+            EXPECT_EQ(kernel.Size(), 4);
+            kernel.Clear();
+        }
         EXPECT_EQ(kernel.Size(), 0) << n;
+        kernel.Transform(re.data(), im.data(), n % 2 != 0);
+        EXPECT_EQ(re, re0) << n;
+        EXPECT_EQ(im, im0) << n;
     }
-    kernel.Prepare(4, nullptr, tables.Sin.data());
-    EXPECT_EQ(kernel.Size(), 0);
-    kernel.Transform(re.data(), im.data(), false);
-    EXPECT_EQ(re, re0);
-    EXPECT_EQ(im, im0);
 }
-
 
 // The split of the real transform in long double, against the float steps of every path;
 // and the same floats as the portable path.
@@ -646,6 +632,122 @@ TEST(CopySamples, CopiesExactlyTheGivenSamplesWhereverTheyLie)
         }
     }
 }
+
+// ---------------------------------------------------------------------------------------
+// IIR cascade
+
+// IIR: Butterworth sections by the bilinear design, filtered by the stage recursion.
+struct TQVIirCase
+{
+    TQVIirKind Kind;
+    int Order;
+    long double F1, F2; // cutoffs relative to the sample rate
+};
+
+std::vector<TQVIirSection> Butterworth(const TQVIirCase &c)
+{
+    const int m = c.Order / 2;
+    std::vector<TQVIirSection> sections(std::size_t(m), TQVIirSection{});
+    for (int k = 1; k <= m; ++k) {
+        const long double ck = float(std::cos((2 * (m + k) - 1) * Pi / (4 * m)));
+        long double *s = sections[std::size_t(k - 1)].C;
+        if (c.Kind == TQVIirKind::BandPass) {
+            const long double w1 = float(std::tan(Pi * c.F1)), w2 = float(std::tan(Pi * c.F2));
+            const long double bw = float(w2 - w1), sum = float(bw * bw + 2 * w1 * w2), p = float(w2 * w2 * w1 * w1);
+            const long double b = float(-2 * bw * ck), q = float(b * w1 * w2), d = float(1 + b + sum + q + p);
+            s[0] = bw * bw / d;
+            s[1] = (-4 - 2 * b + 2 * q + 4 * p) / d;
+            s[2] = (6 - 2 * sum + 6 * p) / d;
+            s[3] = (2 * b - 4 - 2 * q + 4 * p) / d;
+            s[4] = (1 - b + sum - q + p) / d;
+        } else {
+            const long double w = float(std::tan(Pi * c.F1)), b = 2 * w * ck;
+            long double g = 1 / (w * w + 1 - b);
+            if (c.Kind == TQVIirKind::LowPass)
+                g = float(g);
+            s[0] = c.Kind == TQVIirKind::LowPass ? w * w * g : g;
+            s[1] = (w * w - 1) * 2 * g;
+            s[2] = (w * w + 1 + b) * g;
+            s[3] = s[4] = 0;
+        }
+    }
+    return sections;
+}
+
+// Per sample: x into stage 1's newest slot, each section into the next stage's newest
+// slot, then every stage ages by one slot.
+Signal IirReference(const TQVIirCase &c, const std::vector<TQVIirSection> &sections, std::vector<TQVIirStage> &stages,
+                    Signal x)
+{
+    const int m = int(sections.size());
+    const bool band = c.Kind == TQVIirKind::BandPass;
+    const int newest = band ? 4 : 2;
+    for (float &sample : x) {
+        stages[0].S[newest] = sample;
+        for (int k = 0; k < m; ++k) {
+            const long double *a = sections[std::size_t(k)].C, *in = stages[std::size_t(k)].S;
+            long double *out = stages[std::size_t(k) + 1].S;
+            if (band)
+                out[4] = (in[4] - 2 * in[2] + in[0]) * a[0] - a[1] * out[3] - a[2] * out[2] - a[3] * out[1]
+                         - a[4] * out[0];
+            else if (c.Kind == TQVIirKind::LowPass)
+                out[2] = (in[2] + 2 * in[1] + in[0]) * a[0] - a[1] * out[1] - a[2] * out[0];
+            else
+                out[2] = (in[2] - 2 * in[1] + in[0]) * a[0] - a[1] * out[1] - a[2] * out[0];
+        }
+        for (TQVIirStage &stage : stages)
+            std::memmove(stage.S, stage.S + 1, std::size_t(newest) * sizeof(long double));
+        sample = float(stages[std::size_t(m)].S[newest]);
+    }
+    return x;
+}
+
+// Every kind and order, in every way of cutting the signal: the kernel runs the 80-bit
+// recursion itself, so nothing may differ, outputs or stage slots. The cuts reach every pass
+// plan (1 to 5 sections), the first samples of a call, odd call lengths and chunk boundaries;
+// the scaled case has coefficients that do not split into two doubles (beyond double range:
+// the kernel falls back to the plain recursion).
+struct TQVIirCutCase
+{
+    TQVIirCase Filter;
+    long double Scale; // applied to c0 of the first section
+};
+
+class FilterKernelIirCuts : public ::testing::TestWithParam<TQVIirCutCase>
+{
+};
+
+TEST_P(FilterKernelIirCuts, EveryCallLengthMatchesTheRecursion)
+{
+    const TQVIirCutCase c = GetParam();
+    std::vector<TQVIirSection> sections = Butterworth(c.Filter);
+    sections[0].C[0] *= c.Scale;
+    const int m = int(sections.size());
+    const Signal x = NoiseAndSines(LongSignal, 1);
+    std::vector<TQVIirStage> reference(std::size_t(m) + 1, TQVIirStage{});
+    const Signal want = IirReference(c.Filter, sections, reference, x);
+    for (const std::vector<int> &calls : {std::vector<int>{LongSignal}, {1}, {7}, {1000}, {1, 2, 3, 4, 5},
+                                          {255, 1, 256, 257}, {2, 511, 6}}) {
+        std::vector<TQVIirStage> stages(std::size_t(m) + 1, TQVIirStage{});
+        Signal got = x;
+        for (int base = 0, call = 0; base < int(got.size()); base += calls[std::size_t(call++) % calls.size()])
+            IirFilter(c.Filter.Kind, sections.data(), stages.data(), m, got.data() + base,
+                      std::min(calls[std::size_t(call) % calls.size()], int(got.size()) - base));
+        EXPECT_TRUE(WithinUlps(got, want, 0)) << "calls of " << calls[0] << ", ...";
+        for (std::size_t k = 0; k < stages.size(); ++k)
+            EXPECT_TRUE(std::equal(std::begin(reference[k].S), std::end(reference[k].S), stages[k].S)) << "stage " << k;
+    }
+}
+
+constexpr TQVIirKind Lp = TQVIirKind::LowPass, Hp = TQVIirKind::HighPass, Bp = TQVIirKind::BandPass;
+// Every section count of each kind, the scaled case, very low and high cutoffs, narrow bands.
+const TQVIirCutCase IirCuts[] = {
+    {{Lp, 2, 0.001L, 0}, 1},  {{Lp, 4, 0.1L, 0}, 1},    {{Lp, 6, 0.2L, 0}, 1},       {{Lp, 8, 0.45L, 0}, 1},
+    {{Lp, 10, 0.001L, 0}, 1}, {{Hp, 2, 0.2L, 0}, 1},    {{Hp, 4, 0.001L, 0}, 1},     {{Hp, 6, 0.1L, 0}, 1},
+    {{Hp, 10, 0.3L, 0}, 1},   {{Lp, 6, 0.1L, 0}, 0x1p-1100L}, {{Bp, 2, 0.003L, 0.006L}, 1},
+    {{Bp, 4, 0.01L, 0.011L}, 1}, {{Bp, 6, 0.05L, 0.1L}, 1}, {{Bp, 8, 0.1L, 0.101L}, 1}, {{Bp, 10, 0.2L, 0.3L}, 1},
+};
+INSTANTIATE_TEST_SUITE_P(FilterKernel, FilterKernelIirCuts, ::testing::ValuesIn(IirCuts));
 
 } // namespace
 
