@@ -216,17 +216,14 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
         int op; // 0 integer, 1 float, 2 string, 3 skip value
         const char *message;
     };
+    // The items the corpus of malformed forms (FormCorpus) does not hold.
     const Case cases[] = {
         {"99999999999999999999", 0, "Form line 1, column 1: Integer 99999999999999999999 out of range"},
-        {"\n  1.5", 0, "Form line 2, column 3: Integer expected but '1.5' found"},
         {"1e99999", 1, "Form line 1, column 1: Floating point value 1e99999 out of range"},
-        {"1.", 1, "Form line 1, column 2: Invalid character '.'"},
         {"12abc", 1, "Form line 1, column 3: Invalid character 'a'"},
         {"+INFX", 1, "Form line 1, column 1: Invalid character '+'"},
         {"+NAN(0x0000000000000001)", 1,
          "Form line 1, column 1: Floating point value +NAN(0x0000000000000001) out of range"},
-        {"", 1, "Form line 1, column 1: Floating point value expected but end of input found"},
-        {"\"a\\u12\"", 2, "Form line 1, column 3: Invalid escape sequence in string"},
         {"\"tab\x01\"", 2, "Form line 1, column 5: Invalid character U+0001"},
         {"( 1 2", 3, "Form line 1, column 6: Value expected but end of input found"},
     };
@@ -242,15 +239,8 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
             ADD_FAILURE() << "no error for " << c.text;
         } catch (const EQVFormError &e) {
             EXPECT_EQ(e.Message(), QString::fromUtf8(c.message)) << c.text;
+            EXPECT_STREQ(e.what(), c.message);
         }
-    }
-    // Lists nest at most 32 deep.
-    TQVReader deep(QString(40, u'('));
-    try {
-        deep.SkipValue();
-        ADD_FAILURE() << "no depth error";
-    } catch (const EQVFormError &e) {
-        EXPECT_EQ(e.Message(), QStringLiteral("Form line 1, column 33: Nesting deeper than 32 levels"));
     }
 }
 

@@ -104,20 +104,6 @@ TEST(MLSBase, SettingsAndCapabilitiesFollowTheUpstream)
     EXPECT_EQ(settings.BlockLength, 333);
 }
 
-TEST(MLSBase, DestroyingAStageDetachesBothSides)
-{
-    TQVTestSource source;
-    Prepare(source, ContinuousSingle, 1);
-    TQVTestConsumer consumer;
-    {
-        TQVMLSBase stage;
-        stage.SetQVMeasureSource(&source);
-        consumer.Connect(&stage);
-    }
-    EXPECT_TRUE(source.Links().isEmpty());
-    EXPECT_EQ(consumer.Link().Source(), nullptr);
-}
-
 // The request is made on the stage itself, which does not list its own input link, so the
 // upstream flag stays as it was; the capability is added but never removed here.
 TEST(MLSBase, RequestHarmonizedDataFollowsTheSourceAndLeavesTheUpstreamFlag)
