@@ -52,17 +52,12 @@ protected:
     QWidget m_owner;
 };
 
-bool IsQtClass(const QMetaObject *meta)
-{
-    const char *name = meta->className();
-    return name[0] == 'Q' && name[1] >= 'A' && name[1] <= 'Z';
-}
-
-// Index of the first property that a class of the library declares.
+// Index of the first property that a class of the library declares (Qt's classes: Q and a capital).
 int FirstLibraryProperty(const QMetaObject *meta)
 {
     for (const QMetaObject *m = meta; m; m = m->superClass()) {
-        if (IsQtClass(m))
+        const char *name = m->className();
+        if (name[0] == 'Q' && name[1] >= 'A' && name[1] <= 'Z')
             return m->propertyCount();
     }
     return 0;
@@ -75,20 +70,10 @@ QObject *ReferenceOf(const QVariant &value)
 
 bool IsComparable(const QMetaProperty &p)
 {
-    if (p.isEnumType() || (p.metaType().flags() & QMetaType::PointerToQObject))
-        return true;
-    switch (p.metaType().id()) {
-    case QMetaType::Bool:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Float:
-    case QMetaType::Double:
-    case QMetaType::QString:
-    case QMetaType::QStringList: return true;
-    default: return false;
-    }
+    static const QList<int> types{QMetaType::Bool,   QMetaType::Int,    QMetaType::UInt,    QMetaType::LongLong,
+                                  QMetaType::ULongLong, QMetaType::Float, QMetaType::Double, QMetaType::QString,
+                                  QMetaType::QStringList};
+    return p.isEnumType() || (p.metaType().flags() & QMetaType::PointerToQObject) || types.contains(p.metaType().id());
 }
 
 // Every readable property of the library's classes of a comparable type, stored or not
@@ -121,12 +106,21 @@ void ExpectSameProperties(QObject *a, QObject *b)
     }
 }
 
+template <typename T>
+QList<QVariant> Variants(std::initializer_list<T> values)
+{
+    QList<QVariant> list;
+    for (T v : values)
+        list.append(QVariant::fromValue(v));
+    return list;
+}
+
 // Values that differ from `current`, most interesting first; the test takes the first one
 // the setter keeps as it is.
 QList<QVariant> Candidates(const QMetaProperty &p, const QVariant &current)
 {
-    QList<QVariant> list;
     if (p.isEnumType()) {
+        QList<QVariant> list;
         const QMetaEnum e = p.enumerator();
         for (int k = e.keyCount() - 1; k >= 0; --k) {
             if (e.value(k) != current.toInt())
@@ -134,37 +128,22 @@ QList<QVariant> Candidates(const QMetaProperty &p, const QVariant &current)
         }
         return list;
     }
+    const int i = current.toInt();
+    const quint32 u = current.toUInt();
+    const double d = current.toDouble();
+    const float f = current.toFloat();
+    // Values that a float holds too come last, for setters that round to float.
     switch (p.metaType().id()) {
-    case QMetaType::Bool: list.append(QVariant(!current.toBool())); break;
-    case QMetaType::Int: {
-        const int c = current.toInt();
-        for (int v : {c + 3, c + 1, c - 1, 2 * c, 7, 1, 0})
-            list.append(QVariant(v));
-        break;
+    case QMetaType::Bool: return {QVariant(!current.toBool())};
+    case QMetaType::Int: return Variants<int>({i + 3, i + 1, i - 1, 2 * i, 7, 1, 0});
+    case QMetaType::UInt: return Variants<quint32>({u ^ 0x00A5C3E1u, u + 1, 5u});
+    case QMetaType::Double:
+        return Variants<double>({d + 1.0 / 3.0, d - 1.0 / 3.0, d * 1.5 + 0.1, d / 3.0, 0.3, 0.5, 2.5, -1.25});
+    case QMetaType::Float:
+        return Variants<float>({f + 1.0f / 3.0f, f - 1.0f / 3.0f, f * 1.5f + 0.1f, f / 3.0f, 0.3f, 0.5f, 2.5f});
+    case QMetaType::QString: return {QVariant(QStringLiteral("Text µ \"1\"\n2"))};
     }
-    case QMetaType::UInt: {
-        const quint32 c = current.toUInt();
-        for (quint32 v : {c ^ 0x00A5C3E1u, c + 1, 5u})
-            list.append(QVariant(v));
-        break;
-    }
-    case QMetaType::Double: {
-        const double c = current.toDouble();
-        // Values that a float holds too come last, for setters that round to float.
-        for (double v : {c + 1.0 / 3.0, c - 1.0 / 3.0, c * 1.5 + 0.1, c / 3.0, 0.3, 0.5, 2.5, -1.25})
-            list.append(QVariant(v));
-        break;
-    }
-    case QMetaType::Float: {
-        const float c = current.toFloat();
-        for (float v : {c + 1.0f / 3.0f, c - 1.0f / 3.0f, c * 1.5f + 0.1f, c / 3.0f, 0.3f, 0.5f, 2.5f})
-            list.append(QVariant(v));
-        break;
-    }
-    case QMetaType::QString: list.append(QVariant(QStringLiteral("Text µ \"1\"\n2"))); break;
-    default: break;
-    }
-    return list;
+    return {};
 }
 
 bool Takes(QObject *object, const QMetaProperty &p, const QVariant &value)
@@ -182,12 +161,6 @@ bool Takes(QObject *object, const QMetaProperty &p, const QVariant &value)
     return p.isEnumType() ? actual.toInt() == value.toInt() : actual == expected;
 }
 
-bool IsStored(const QMetaObject *meta, int index)
-{
-    const QMetaProperty p = meta->property(index);
-    return index >= FirstLibraryProperty(meta) && p.isStored() && p.isWritable();
-}
-
 // Gives every stored property of `object` of a type the form keeps a value of its own:
 // a reference that is still null the first source in `sources` that is accepted, values
 // from `presets` (by "Class.Property" or property name) where given, the rest generic
@@ -201,7 +174,8 @@ QStringList SetNonDefaultValues(QObject *object, const QList<QObject *> &sources
         const QMetaProperty p = meta->property(i);
         const QString property = QString::fromLatin1(p.name());
         const QString name = QString::fromLatin1(meta->className()) + u'.' + property;
-        if (!IsStored(meta, i) || !IsComparable(p) || skipped.contains(property) || skipped.contains(name))
+        if (!p.isStored() || !p.isWritable() || !IsComparable(p) || skipped.contains(property)
+            || skipped.contains(name))
             continue;
         bool taken = false;
         if (p.metaType().flags() & QMetaType::PointerToQObject) {
