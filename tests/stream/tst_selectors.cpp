@@ -89,7 +89,7 @@ TEST(Selector, SingleAndDualRouteTheChosenChannels)
     }
 }
 
-// The trigger's message too.
+// The trigger's and the stage base's messages too.
 TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
 {
     using Caps = TQVMeasureSourceCapabilities;
@@ -99,6 +99,7 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
     TQVSelectorDual dual;
     TQVSelectorMatrix matrix, matrix3;
     TQVMLSTrigger trigger;
+    TQVMLSBase plain;
     matrix3.SetSelector({"0 -> 0", "1 -> 1", "2 -> 2"});
     struct Case { TQVMLSBase *stage; Caps source; int channels; Caps caps; int count; const char *message; };
     const Case cases[] = {
@@ -114,6 +115,7 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
         {&dual, {mscDualChannel}, 2, {}, 0, dualMessage},
         {&matrix, {mscEquidistant, mscDualChannel}, 2, {}, 0, "SelectorMatrix: Component needs continuous operation."},
         {&trigger, {mscEquidistant}, 1, {}, 0, "Trigger: Component needs continuous operation."},
+        {&plain, {mscEquidistant, mscSingleChannel}, 1, {}, 0, "Component needs continuous operation."},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.stage->metaObject()->className() << ", caps " << int(c.source.Bits()));
