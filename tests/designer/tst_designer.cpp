@@ -189,11 +189,6 @@ TEST(PaletteRegistration, PagesInOrderAndNothingTwice)
     Register(streamsFirst);
     EXPECT_EQ(streamsFirst.PageClasses(QStringLiteral("Velmora")), StreamClasses + PaletteOrder);
 
-    TQVClassRegistry other;
-    RegisterStreamComponents(other, QStringLiteral("Streams"));
-    EXPECT_EQ(other.PageClasses(QStringLiteral("Streams")), StreamClasses);
-    EXPECT_TRUE(other.PageClasses(QStringLiteral("Velmora")).isEmpty());
-
     // No page: known to the form reader, on no palette.
     TQVClassRegistry readerOnly;
     RegisterStreamComponents(readerOnly, QString());
