@@ -88,17 +88,10 @@ testing::AssertionResult Matches(const FormProperty &expected, const QMetaProper
     const QString text = expected.Text(expected.Kind);
     const auto number = [&expected](const QString &element) { return expected.Text(element).toInt(); };
     bool same = false;
-    if (expected.Kind == u"double")
-        same = actual.toDouble() == text.toDouble();
-    else if (expected.Kind == u"number")
-        same = actual.toInt() == text.toInt();
-    else if (expected.Kind == u"UInt")
-        same = actual.toUInt() == text.toUInt();
-    else if (expected.Kind == u"bool")
-        same = actual.toBool() == (text == u"true");
-    else if (expected.Kind == u"string")
-        same = actual.toString() == text;
-    else if (expected.Kind == u"enum") {
+    if (QStringList{u"double"_s, u"number"_s, u"UInt"_s, u"bool"_s, u"string"_s}.contains(expected.Kind)) {
+        QVariant stated(text); // the text in the property's own type
+        same = stated.convert(actual.metaType()) && stated == actual;
+    } else if (expected.Kind == u"enum") {
         bool known = false;
         const int value = property.enumerator().keyToValue(text.section(u"::"_s, -1).toLatin1().constData(), &known);
         same = known && actual.toInt() == value;
