@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <memory>
 #include <tuple>
 
 #include <QtCore/QVariant>
