@@ -275,19 +275,16 @@ TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)
     TQVFormReader reader(m_registry);
     QObject owner;
     EXPECT_TRUE(reader.ReadUtf8(QByteArray(), &owner).isEmpty());
-    int errors = 0;
     for (qsizetype n = 1; n < complete; ++n) {
         try {
             reader.ReadUtf8(text.left(n), &owner);
             ADD_FAILURE() << "prefix of " << n << " bytes was accepted";
         } catch (const EQVFormError &e) {
-            ++errors;
             EXPECT_GE(e.Line(), 1);
         }
         ASSERT_TRUE(owner.children().isEmpty()) << n;
         ASSERT_EQ(Counters::Live, 0) << n;
     }
-    EXPECT_EQ(errors, complete - 1);
     EXPECT_EQ(Counters::Loaded, 0);
     const QList<QObject *> whole = reader.ReadUtf8(text.left(complete), &owner);
     ASSERT_EQ(whole.size(), 1);
