@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <set>
 
@@ -32,19 +33,19 @@ std::unique_ptr<QWidget> Create(const QString &className)
     return nullptr;
 }
 
-// A property element of a .ui file, read without uic.
+// A property element of a .ui file, read without uic: the texts of its value elements
+// (a font's "family", a colour's "red"; a plain value under its kind).
 struct FormProperty
 {
-    QString Widget;
-    QString Class;
-    QString Name;
+    QString Widget, Class, Name;
     QString Kind; // the value element: double, number, UInt, bool, string, enum, font, color
-    QString Text;
     bool StdsetZero = false;
-    int Rgb[3] = {-1, -1, -1};
-    QString FontFamily;
-    int FontPointSize = -1;
-    bool FontBold = false;
+    std::map<QString, QString> Texts;
+    QString Text(const QString &element) const
+    {
+        const auto it = Texts.find(element);
+        return it == Texts.end() ? QString() : it->second;
+    }
 };
 
 QList<FormProperty> ReadVelmoraProperties(const QString &path)
@@ -55,7 +56,6 @@ QList<FormProperty> ReadVelmoraProperties(const QString &path)
         return list;
     QXmlStreamReader xml(&file);
     QString widget, widgetClass, element;
-    FormProperty current;
     bool inProperty = false;
     while (!xml.atEnd()) {
         xml.readNext();
@@ -65,29 +65,15 @@ QList<FormProperty> ReadVelmoraProperties(const QString &path)
                 widget = xml.attributes().value(QStringLiteral("name")).toString();
                 widgetClass = xml.attributes().value(QStringLiteral("class")).toString();
             } else if (element == u"property" && widgetClass.startsWith(u"TQV")) {
-                current = FormProperty();
-                current.Widget = widget;
-                current.Class = widgetClass;
-                current.Name = xml.attributes().value(QStringLiteral("name")).toString();
-                current.StdsetZero = xml.attributes().value(QStringLiteral("stdset")) == u"0";
+                list.append({widget, widgetClass, xml.attributes().value(QStringLiteral("name")).toString(), {},
+                             xml.attributes().value(QStringLiteral("stdset")) == u"0", {}});
                 inProperty = true;
-            } else if (inProperty && current.Kind.isEmpty()) {
-                current.Kind = element;
+            } else if (inProperty && list.last().Kind.isEmpty()) {
+                list.last().Kind = element;
             }
         } else if (xml.isCharacters() && !xml.isWhitespace() && inProperty) {
-            const QString text = xml.text().toString();
-            if (element == u"family")
-                current.FontFamily = text;
-            else if (element == u"pointsize")
-                current.FontPointSize = text.toInt();
-            else if (element == u"bold")
-                current.FontBold = text == u"true";
-            else if (const qsizetype k = QStringList{u"red"_s, u"green"_s, u"blue"_s}.indexOf(element); k >= 0)
-                current.Rgb[k] = text.toInt();
-            else
-                current.Text = text;
-        } else if (xml.isEndElement() && xml.name() == u"property" && inProperty) {
-            list.append(current);
+            list.last().Texts[element] = xml.text().toString();
+        } else if (xml.isEndElement() && xml.name() == u"property") {
             inProperty = false;
         }
     }
@@ -99,35 +85,29 @@ QList<FormProperty> ReadVelmoraProperties(const QString &path)
 testing::AssertionResult Matches(const FormProperty &expected, const QMetaProperty &property,
                                  const QVariant &actual)
 {
+    const QString text = expected.Text(expected.Kind);
+    const auto number = [&expected](const QString &element) { return expected.Text(element).toInt(); };
     bool same = false;
-    if (expected.Kind == u"double")
-        same = actual.toDouble() == expected.Text.toDouble();
-    else if (expected.Kind == u"number")
-        same = actual.toInt() == expected.Text.toInt();
-    else if (expected.Kind == u"UInt")
-        same = actual.toUInt() == expected.Text.toUInt();
-    else if (expected.Kind == u"bool")
-        same = actual.toBool() == (expected.Text == u"true");
-    else if (expected.Kind == u"string")
-        same = actual.toString() == expected.Text;
-    else if (expected.Kind == u"enum") {
-        const QByteArray key = expected.Text.section(QStringLiteral("::"), -1).toLatin1();
+    if (QStringList{u"double"_s, u"number"_s, u"UInt"_s, u"bool"_s, u"string"_s}.contains(expected.Kind)) {
+        QVariant stated(text); // the text in the property's own type
+        same = stated.convert(actual.metaType()) && stated == actual;
+    } else if (expected.Kind == u"enum") {
         bool known = false;
-        const int value = property.enumerator().keyToValue(key.constData(), &known);
+        const int value = property.enumerator().keyToValue(text.section(u"::"_s, -1).toLatin1().constData(), &known);
         same = known && actual.toInt() == value;
     } else if (expected.Kind == u"font") {
         const QFont font = actual.value<QFont>();
-        same = font.family() == expected.FontFamily && font.pointSize() == expected.FontPointSize
-            && font.bold() == expected.FontBold;
+        same = font.family() == expected.Text(u"family"_s) && font.pointSize() == number(u"pointsize"_s)
+            && font.bold() == (expected.Text(u"bold"_s) == u"true");
     } else if (expected.Kind == u"color") {
-        same = actual.value<QColor>() == QColor(expected.Rgb[0], expected.Rgb[1], expected.Rgb[2]);
+        same = actual.value<QColor>() == QColor(number(u"red"_s), number(u"green"_s), number(u"blue"_s));
     } else {
         return testing::AssertionFailure() << "unexpected value element " << qPrintable(expected.Kind);
     }
     if (same)
         return testing::AssertionSuccess();
     return testing::AssertionFailure() << "holds " << qPrintable(actual.toString()) << ", the form says "
-                                       << qPrintable(expected.Text);
+                                       << qPrintable(text);
 }
 
 // Checks every Velmora property of the form file against the widgets under `root`, and that

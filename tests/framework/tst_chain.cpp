@@ -40,19 +40,3 @@ TEST(Chain, BlocksSettingsAndStatesTravelDepthFirstInOrderOfAttachment)
     EXPECT_TRUE(s2.Capabilities().Contains(mscDualChannel));
 }
 
-TEST(Chain, AnIncompatibleChangeDeepInTheChainDisconnectsOnlyTheRefusingConsumer)
-{
-    TQVSignalGenerator generator;
-    TQVMLSBase stage;
-    stage.SetQVMeasureSource(&generator);
-    TQVTestConsumer single(TQVTestConsumer::SingleChannel), dual(TQVTestConsumer::DualChannel);
-    single.Connect(&stage);
-    EXPECT_THROW(generator.SetChannelCount(2), EQVMSIncompatibleSource);
-    EXPECT_EQ(single.Link().Source(), nullptr);
-    EXPECT_EQ(stage.GetQVMeasureSource(), &generator);
-    EXPECT_EQ(generator.ChannelCount(), 2);
-    EXPECT_NO_THROW(dual.Connect(&stage));
-    generator.Tick();
-    ASSERT_EQ(dual.Blocks.size(), 1u);
-    EXPECT_FALSE(dual.Blocks[0].Channels[1].empty());
-}

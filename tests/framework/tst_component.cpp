@@ -1,21 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <QtCore/QVariant>
-
 #include "framework/qvComponent.h"
-#include "framework/qvExceptions.h"
 #include "framework/qvMeasIntf.h"
-
-TEST(Component, InformationalStringsIgnoreWrites)
-{
-    TQVComponent component;
-    const QString notice = component.property("Copyright").toString();
-    EXPECT_FALSE(notice.isEmpty());
-    EXPECT_TRUE(component.setProperty("Version", QStringLiteral("1.0")));
-    EXPECT_TRUE(component.setProperty("Copyright", QStringLiteral("someone else")));
-    EXPECT_EQ(component.property("Version").toString(), QStringLiteral("7.0"));
-    EXPECT_EQ(component.property("Copyright").toString(), notice);
-}
 
 TEST(Component, TheOwnerOwnsAndPassesOnTheDesigningState)
 {
@@ -36,17 +22,6 @@ TEST(Component, TheOwnerOwnsAndPassesOnTheDesigningState)
     QObject::connect(grandChild, &QObject::destroyed, [&] { destroyed = true; });
     delete form;
     EXPECT_TRUE(destroyed);
-}
-
-TEST(Component, ExceptionsCarryTheirMessage)
-{
-    const QString text = QStringLiteral("Wert außerhalb des Bereichs");
-    try {
-        throw EListError(text);
-    } catch (const EQVException &e) {
-        EXPECT_EQ(e.Message(), text);
-        EXPECT_EQ(QString::fromUtf8(e.what()), text);
-    }
 }
 
 TEST(Component, CapabilitySetUsesOrdinalBits)

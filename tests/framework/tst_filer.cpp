@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <random>
 
 #include "analysis/qvCatalogue.h"
@@ -164,45 +165,28 @@ TEST(FilerPrimitives, FloatTextIgnoresTheProcessLocale)
     EXPECT_EQ(b, 0.75);
 }
 
-TEST(FilerPrimitives, StringsListsAndValueTypes)
+// Lists, booleans, integers and floats are typed by the form reader in every form read.
+TEST(FilerPrimitives, StringsAndValueTypes)
 {
     const QString strings[] = {
         QString(), QStringLiteral("plain"), QStringLiteral("say \"hi\" \\ back"), QStringLiteral("a\nb\r\tc"),
         QString(QChar(1)) + QChar(0x7F), QStringLiteral("µΩ€ 𝄞"), QString(QChar(0xD800)) + u'x',
     };
     TQVWriter writer;
-    writer.WriteListBegin();
     for (const QString &s : strings)
         writer.WriteString(s);
-    writer.WriteListBegin();
-    writer.WriteListBegin();
-    writer.WriteListEnd();
-    writer.WriteBoolean(true);
-    writer.WriteBoolean(false);
     writer.WriteNil();
     writer.WriteIdent(QStringLiteral("mcoRMS"));
-    writer.WriteListEnd();
-    writer.WriteInteger(-5);
-    writer.WriteFloat(-2.5L);
-    writer.WriteListEnd();
-    EXPECT_EQ(TQVWriter::QuotedString(QStringLiteral("a\n\"b\\")), QStringLiteral("\"a\\n\\\"b\\\\\""));
+    writer.WriteBoolean(false);
 
     TQVReader reader(writer.Text());
-    reader.ReadListBegin();
     for (const QString &s : strings) {
         ASSERT_EQ(reader.NextValueType(), vaString);
         EXPECT_EQ(reader.ReadString(), s);
     }
-    const TQVValueType expected[] = {vaList, vaList, vaEndOfList, vaTrue, vaFalse, vaNil, vaIdent, vaEndOfList,
-                                     vaInteger, vaFloat, vaEndOfList};
-    for (TQVValueType type : expected) {
+    for (TQVValueType type : {vaNil, vaIdent, vaFalse}) {
         ASSERT_EQ(reader.NextValueType(), type);
-        if (type == vaList)
-            reader.ReadListBegin();
-        else if (type == vaEndOfList)
-            reader.ReadListEnd();
-        else
-            reader.SkipValue();
+        reader.SkipValue();
     }
     EXPECT_EQ(reader.NextValueType(), vaNone);
     EXPECT_TRUE(reader.AtEnd());
@@ -216,17 +200,14 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
         int op; // 0 integer, 1 float, 2 string, 3 skip value
         const char *message;
     };
+    // The items the corpus of malformed forms (FormCorpus) does not hold.
     const Case cases[] = {
         {"99999999999999999999", 0, "Form line 1, column 1: Integer 99999999999999999999 out of range"},
-        {"\n  1.5", 0, "Form line 2, column 3: Integer expected but '1.5' found"},
         {"1e99999", 1, "Form line 1, column 1: Floating point value 1e99999 out of range"},
-        {"1.", 1, "Form line 1, column 2: Invalid character '.'"},
         {"12abc", 1, "Form line 1, column 3: Invalid character 'a'"},
         {"+INFX", 1, "Form line 1, column 1: Invalid character '+'"},
         {"+NAN(0x0000000000000001)", 1,
          "Form line 1, column 1: Floating point value +NAN(0x0000000000000001) out of range"},
-        {"", 1, "Form line 1, column 1: Floating point value expected but end of input found"},
-        {"\"a\\u12\"", 2, "Form line 1, column 3: Invalid escape sequence in string"},
         {"\"tab\x01\"", 2, "Form line 1, column 5: Invalid character U+0001"},
         {"( 1 2", 3, "Form line 1, column 6: Value expected but end of input found"},
     };
@@ -242,15 +223,8 @@ TEST(FilerPrimitives, MalformedItemsNameLineAndColumn)
             ADD_FAILURE() << "no error for " << c.text;
         } catch (const EQVFormError &e) {
             EXPECT_EQ(e.Message(), QString::fromUtf8(c.message)) << c.text;
+            EXPECT_STREQ(e.what(), c.message);
         }
-    }
-    // Lists nest at most 32 deep.
-    TQVReader deep(QString(40, u'('));
-    try {
-        deep.SkipValue();
-        ADD_FAILURE() << "no depth error";
-    } catch (const EQVFormError &e) {
-        EXPECT_EQ(e.Message(), QStringLiteral("Form line 1, column 33: Nesting deeper than 32 levels"));
     }
 }
 
@@ -272,10 +246,9 @@ TEST_F(FormTest, ExcessFloatsAreDroppedAndExternalSourcesResolve)
                                                   .arg(floats));
     ASSERT_EQ(read.size(), 1);
     auto *fir = static_cast<TQVFIRFilter *>(read[0]);
-    const QList<float> h = fir->Floats();
-    ASSERT_EQ(h.size(), 512);
-    for (int i = 0; i < 512; ++i)
-        ASSERT_EQ(h[i], float(i + 1));
+    QList<float> expected(512);
+    std::iota(expected.begin(), expected.end(), 1.0f);
+    EXPECT_EQ(fir->Floats(), expected);
     EXPECT_EQ(fir->Tag(), 9); // reading went on after the dropped values
     EXPECT_EQ(fir->GetQVMeasureSource(), &host);
     delete fir;
@@ -302,19 +275,16 @@ TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)
     TQVFormReader reader(m_registry);
     QObject owner;
     EXPECT_TRUE(reader.ReadUtf8(QByteArray(), &owner).isEmpty());
-    int errors = 0;
     for (qsizetype n = 1; n < complete; ++n) {
         try {
             reader.ReadUtf8(text.left(n), &owner);
             ADD_FAILURE() << "prefix of " << n << " bytes was accepted";
         } catch (const EQVFormError &e) {
-            ++errors;
             EXPECT_GE(e.Line(), 1);
         }
         ASSERT_TRUE(owner.children().isEmpty()) << n;
         ASSERT_EQ(Counters::Live, 0) << n;
     }
-    EXPECT_EQ(errors, complete - 1);
     EXPECT_EQ(Counters::Loaded, 0);
     const QList<QObject *> whole = reader.ReadUtf8(text.left(complete), &owner);
     ASSERT_EQ(whole.size(), 1);
@@ -324,14 +294,9 @@ TEST_F(FormTest, TruncatedFormFailsAtEveryByteAndLeavesNothing)
 
 TEST(ClassRegistry, FactoriesAndPalettePages)
 {
+    // Creating and the core registration: PaletteRegistration (designer tests).
     TQVClassRegistry registry;
     QVRegisterCoreClasses(registry);
-    EXPECT_TRUE(registry.IsRegistered(QStringLiteral("TQVFIRFilter")));
-    EXPECT_TRUE(registry.PalettePage(QStringLiteral("TQVFIRFilter")).isEmpty());
-    QObject owner;
-    QObject *created = registry.Create(QStringLiteral("TQVIIRFilter"), &owner);
-    ASSERT_NE(qobject_cast<TQVIIRFilter *>(created), nullptr);
-    EXPECT_EQ(created->parent(), &owner);
     EXPECT_EQ(registry.Create(QStringLiteral("TQVNoSuch")), nullptr);
 
     registry.RegisterComponents(QStringLiteral("Velmora"),
@@ -343,7 +308,6 @@ TEST(ClassRegistry, FactoriesAndPalettePages)
               QStringList({QStringLiteral("TQVAnalyzer"), QStringLiteral("TQVFIRFilter"),
                            QStringLiteral("TQVSignalGenerator")}));
     EXPECT_TRUE(registry.PageClasses(QStringLiteral("Extra")).isEmpty());
-    EXPECT_EQ(registry.PaletteBitmap(QStringLiteral("TQVAnalyzer")), QStringLiteral("TQVAnalyzer"));
     registry.UnregisterClass(QStringLiteral("TQVAnalyzer"));
     EXPECT_FALSE(registry.IsRegistered(QStringLiteral("TQVAnalyzer")));
     EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")).size(), 2);

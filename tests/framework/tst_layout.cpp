@@ -9,15 +9,8 @@
 
 TEST(Layout, ClearedSettingsKeepBlockLengthAndHostArea)
 {
-    TQVMeasureSourceSettings settings{};
-    settings.XStart = 3.0L;
-    settings.XSpan = 1.0L;
-    settings.ChannelCount = 2;
-    settings.RangeMin = -1.0f;
-    settings.RangeMax = 1.0f;
-    settings.BlockLength = 512;
-    settings.HarmonizedBlockLength = 1024;
-    std::memset(settings.HostArea, 0xAB, sizeof settings.HostArea);
+    TQVMeasureSourceSettings settings;
+    std::memset(static_cast<void *>(&settings), 0xAB, sizeof settings);
 
     QVClearSettings(settings);
     EXPECT_EQ(static_cast<long double>(settings.XStart), 0.0L);
@@ -26,7 +19,7 @@ TEST(Layout, ClearedSettingsKeepBlockLengthAndHostArea)
     EXPECT_EQ(settings.RangeMin, 0.0f);
     EXPECT_EQ(settings.RangeMax, 0.0f);
     EXPECT_EQ(settings.HarmonizedBlockLength, 0);
-    EXPECT_EQ(settings.BlockLength, 512);
+    EXPECT_EQ(settings.BlockLength, int(0xABABABABu));
     for (unsigned char b : settings.HostArea)
         ASSERT_EQ(b, 0xAB);
 }

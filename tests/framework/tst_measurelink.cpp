@@ -23,14 +23,13 @@ TEST(MeasureLink, CallsNothingWithoutASource)
 TEST(MeasureLink, ConnectsSwitchesDisconnectsAndDetachesWhenDestroyed)
 {
     TQVTestSource first, second;
-    first.SetSettings(3, 16, 0.25L);
+    first.SetSettings(3);
     second.SetSettings(1);
     {
         TQVTestConsumer consumer;
         consumer.Connect(&first);
         EXPECT_EQ(consumer.Link().Source(), &first);
-        EXPECT_EQ(consumer.LastSettings.ChannelCount, 3);
-        EXPECT_EQ(static_cast<long double>(consumer.LastSettings.XSpan), 0.25L);
+        EXPECT_EQ(consumer.LastSettings.ChannelCount, 3); // the settings themselves: Chain
         consumer.Connect(&first); // the same source again does nothing
         EXPECT_EQ(consumer.SettingsCalls, 1);
         EXPECT_EQ(first.Links().size(), 1);

@@ -47,26 +47,6 @@ TEST(MLSBase, MeasureSourceIsAPublishedPropertyAndLoopsAreRefusedSilently)
     EXPECT_EQ(e.GetQVMeasureSource(), &b);
 }
 
-TEST(MLSBase, IncompatibleSourceRaisesTheStageMessageAndDisconnects)
-{
-    TQVTestSource source;
-    Prepare(source, {mscEquidistant, mscSingleChannel}, 1); // not continuous
-    TQVMLSBase stage;
-    try {
-        stage.SetQVMeasureSource(&source);
-        FAIL() << "expected EQVMSIncompatibleSource";
-    } catch (const EQVMSIncompatibleSource &e) {
-        EXPECT_EQ(e.Message(), QStringLiteral("Component needs continuous operation."));
-    }
-    EXPECT_EQ(stage.GetQVMeasureSource(), nullptr);
-    EXPECT_TRUE(source.Links().isEmpty());
-
-    TQVPairStage pair; // its own rule
-    source.SetCaps(ContinuousSingle);
-    EXPECT_THROW(pair.SetQVMeasureSource(&source), EQVMSIncompatibleSource);
-    EXPECT_EQ(pair.GetQVMeasureSource(), nullptr);
-}
-
 // Adjusted by the stage, kept through invalid upstream settings (which are not checked and do
 // not ripple), and cleared when the upstream goes.
 TEST(MLSBase, SettingsAndCapabilitiesFollowTheUpstream)
@@ -102,20 +82,6 @@ TEST(MLSBase, SettingsAndCapabilitiesFollowTheUpstream)
     EXPECT_EQ(settings.ChannelCount, 0);
     EXPECT_EQ(static_cast<long double>(settings.XSpan), 0.0L);
     EXPECT_EQ(settings.BlockLength, 333);
-}
-
-TEST(MLSBase, DestroyingAStageDetachesBothSides)
-{
-    TQVTestSource source;
-    Prepare(source, ContinuousSingle, 1);
-    TQVTestConsumer consumer;
-    {
-        TQVMLSBase stage;
-        stage.SetQVMeasureSource(&source);
-        consumer.Connect(&stage);
-    }
-    EXPECT_TRUE(source.Links().isEmpty());
-    EXPECT_EQ(consumer.Link().Source(), nullptr);
 }
 
 // The request is made on the stage itself, which does not list its own input link, so the

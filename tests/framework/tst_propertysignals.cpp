@@ -69,12 +69,16 @@ TEST(PropertySignals, EveryWriteOfAChangedValueEmitsTheNotifySignalOnce)
             const auto it = Exemptions.count(where) ? Exemptions.find(where) : Exemptions.find(p.name());
             const Exempt exempt = it == Exemptions.end() ? Exempt::None : it->second;
             ASSERT_EQ(p.hasNotifySignal(), exempt != Exempt::NoSignal) << where;
-            if (exempt == Exempt::NoSignal || !p.isWritable())
+            if (!p.isWritable())
                 continue;
             TQVMLSBase fresh;
             const QVariant before = object->property(p.name());
             const QVariant changed = ChangedValue(p, before, &fresh);
             ASSERT_TRUE(changed.isValid()) << where << " has a type the test cannot change";
+            if (exempt == Exempt::NoSignal) { // the informational texts ignore writes
+                EXPECT_TRUE(object->setProperty(p.name(), changed) && object->property(p.name()) == before) << where;
+                continue;
+            }
             QSignalSpy notified(object.get(), p.notifySignal());
             auto *source = qobject_cast<TQVMeasureSource *>(object.get());
             QSignalSpy errors(source ? source : &fresh, &TQVMeasureSource::ErrorOccurred);

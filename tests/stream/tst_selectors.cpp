@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <memory>
 #include <tuple>
 
 #include <QtCore/QVariant>
 
 #include "host/qvSignalGenerator.h"
 #include "stream/qvMLSSimpleSources.h"
+#include "stream/qvMLSTrigger.h"
 #include "support/qvTestConsumer.h"
 
 namespace {
@@ -88,6 +88,7 @@ TEST(Selector, SingleAndDualRouteTheChosenChannels)
     }
 }
 
+// The trigger's and the stage base's messages too.
 TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
 {
     using Caps = TQVMeasureSourceCapabilities;
@@ -96,6 +97,8 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
     TQVSelectorSingle single;
     TQVSelectorDual dual;
     TQVSelectorMatrix matrix, matrix3;
+    TQVMLSTrigger trigger;
+    TQVMLSBase plain;
     matrix3.SetSelector({"0 -> 0", "1 -> 1", "2 -> 2"});
     struct Case { TQVMLSBase *stage; Caps source; int channels; Caps caps; int count; const char *message; };
     const Case cases[] = {
@@ -110,6 +113,8 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
         {&dual, {mscContinuous, mscSingleChannel}, 2, {}, 0, dualMessage},
         {&dual, {mscDualChannel}, 2, {}, 0, dualMessage},
         {&matrix, {mscEquidistant, mscDualChannel}, 2, {}, 0, "SelectorMatrix: Component needs continuous operation."},
+        {&trigger, {mscEquidistant}, 1, {}, 0, "Trigger: Component needs continuous operation."},
+        {&plain, {mscEquidistant, mscSingleChannel}, 1, {}, 0, "Component needs continuous operation."},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.stage->metaObject()->className() << ", caps " << int(c.source.Bits()));
@@ -133,24 +138,6 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
         EXPECT_EQ(c.stage->Capabilities(), c.caps);
         EXPECT_EQ(consumer.LastSettings.ChannelCount, c.count);
         c.stage->SetQVMeasureSource(nullptr);
-    }
-}
-
-// Unconnected, only Single keeps the request; connected, the stage pattern applies.
-TEST(Selector, RequestHarmonizedDataWhileUnconnectedIsKeptOnlyBySingle)
-{
-    TQVSelectorSingle single;
-    TQVSelectorDual dual;
-    TQVSelectorMatrix matrix;
-    TQVTestSource harmonizing;
-    harmonizing.SetCaps({mscContinuous, mscCanHarmonize});
-    harmonizing.SetSettings(2);
-    for (TQVMLSBase *stage : std::initializer_list<TQVMLSBase *>{&single, &dual, &matrix}) {
-        stage->setProperty("RequestHarmonizedData", true);
-        EXPECT_EQ(stage->property("RequestHarmonizedData").toBool(), stage == &single);
-        stage->SetQVMeasureSource(&harmonizing);
-        stage->setProperty("RequestHarmonizedData", true);
-        EXPECT_TRUE(stage->property("RequestHarmonizedData").toBool());
     }
 }
 
