@@ -1,3 +1,9 @@
+// The sinks on real chains, and the Qt face of the widget classes. A signal generator feeds an
+// RMS analyzer, whose single values the sinks show; a plain tap on the generator keeps the raw
+// block, from which the test computes the expected RMS itself in long double. Every property
+// notifies, colours read and write as QColor, and a refused source written through the
+// meta-object becomes ErrorOccurred.
+
 #include "indicators/QVMLSingleSinks.h"
 #include <gtest/gtest.h>
 
@@ -5,17 +11,24 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <set>
 #include <vector>
 
+#include <QtCore/QEventLoop>
+#include <QtCore/QMetaProperty>
+#include <QtCore/QTimer>
 #include <QtCore/QVariant>
+#include <QtTest/QSignalSpy>
 
+#include "framework/qvForm.h"
+#include "framework/qvResStrings.h"
 #include "host/qvSignalGenerator.h"
+#include "indicators/QVPlot.h"
+#include "indicators/qvRegister.h"
 #include "stream/qvMLSSimpleSources.h"
 #include "support/qvTestConsumer.h"
 
-// The sinks on real chains: a signal generator feeds an RMS analyzer, whose single values
-// the sinks show. A plain tap on the generator keeps the raw block, from which the test
-// computes the expected RMS itself in long double.
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -46,13 +59,14 @@ struct TQVRmsChain
     TQVTestConsumer Tap;
 };
 
-// A source that reports single values of one channel in -1..1 and sends chosen blocks.
+// A source of `channels` channels with `caps`, by default single values of one channel.
 struct TQVValueSource : TQVTestSource
 {
-    TQVValueSource()
+    explicit TQVValueSource(TQVMeasureSourceCapabilities caps = {mscContinuous, mscSingleChannel, mscSingleValue},
+                            int channels = 1)
     {
-        SetCaps({mscContinuous, mscSingleChannel, mscSingleValue});
-        SetSettings(1);
+        SetCaps(caps);
+        SetSettings(channels);
     }
     void SendSamples(std::vector<float> x)
     {
@@ -70,6 +84,47 @@ const std::vector<TQVMakeSink> kNumericSinks{[] { return std::make_unique<TQVPan
 
 double Value(QWidget *sink) { return sink->property("Value").toDouble(); }
 TQVSingleValueSink *Input(QWidget *w) { return dynamic_cast<TQVSingleValueSink *>(w); }
+
+std::unique_ptr<QWidget> Create(const TQVCatalogueEntry &entry)
+{
+    return std::unique_ptr<QWidget>(qobject_cast<QWidget *>(entry.Factory(nullptr)));
+}
+
+// Properties no write changes: Version and Copyright ignore writes (forms load whatever they
+// hold); MeasureSource, an object pointer, is tested with sources below.
+const std::set<QByteArray> kUnchangeable{"Version", "Copyright", "MeasureSource"};
+
+// Values other than `old` of the property's type; the setters refuse some (ranges, limits).
+QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
+{
+    QList<QVariant> values;
+    if (property.isEnumType()) {
+        for (int k = 0; k < property.enumerator().keyCount(); ++k)
+            values.append(property.enumerator().value(k));
+        return values;
+    }
+    const double x = old.toDouble();
+    QFont font = old.value<QFont>();
+    font.setPointSize(font.pointSize() + 3);
+    const QColor c = old.value<QColor>();
+    QPixmap picture(4, 4);
+    picture.fill(Qt::red);
+    switch (property.metaType().id()) {
+    case QMetaType::Double: // an infinite end becomes finite, a huge one is halved
+        return x - 1.0 == x ? QList<QVariant>{std::isinf(x) ? std::copysign(1e9, x) : x / 2}
+                            : QList<QVariant>{x - 1.0, x + 1.0};
+    case QMetaType::Int: return {old.toInt() - 1, old.toInt() + 1};
+    case QMetaType::UInt: return {old.toUInt() ^ 0x10u};
+    case QMetaType::Bool: return {!old.toBool()};
+    case QMetaType::QString: // RangeTable: rows without and with the check flag
+        return qstrcmp(property.name(), "RangeTable") == 0 ? QList<QVariant>{u"0x000000FF:1"_s, u"0x000000FF:1:1"_s}
+                                                           : QList<QVariant>{old.toString() + u'x'};
+    case QMetaType::QColor: return {QColor(c.red() ^ 0x40, c.green(), c.blue() ^ 0x08)};
+    case QMetaType::QFont: return {font};
+    case QMetaType::QPixmap: return {picture};
+    default: return {};
+    }
+}
 
 } // namespace
 
@@ -97,26 +152,6 @@ TEST(SinksData, EveryDisplayShowsTheFirstValueOfEachBlock)
         source.Send(nullData);
         EXPECT_EQ(Value(sink.get()), 0.75);
     }
-
-    // An empty block through the analyzer leaves the LED as it is.
-    TQVTestSource raw;
-    raw.SetCaps({mscContinuous, mscSingleChannel});
-    raw.SetSettings(1);
-    TQVAnalyzer analyzer;
-    analyzer.SetQVMeasureSource(&raw);
-    TQVLed led;
-    led.SetMeasureSource(&analyzer);
-    int changes = 0;
-    QObject::connect(&led, &TQVLedInt::ValueChanged, [&changes] { ++changes; });
-    TQVTestBlock one(1, 4); // samples 0, 1, 2, 3: the first is 0, not over 0
-    raw.Send(one.Block);
-    EXPECT_FALSE(led.Value());
-    led.SetLimit(-1.0f);
-    EXPECT_TRUE(led.Value());
-    TQVTestBlock empty(1, 0);
-    raw.Send(empty.Block);
-    EXPECT_TRUE(led.Value());
-    EXPECT_EQ(changes, 1);
 }
 
 TEST(SinksAutoConfig, MeterKeepsItsDivisionsAndBarGraphTakesTheRange)
@@ -133,9 +168,6 @@ TEST(SinksAutoConfig, MeterKeepsItsDivisionsAndBarGraphTakesTheRange)
         meter.SetValueMax(c.max);
         meter.SetValueMin(c.min);
         meter.SetValueGap(c.gap);
-        ASSERT_EQ(meter.ValueMin(), c.min);
-        ASSERT_EQ(meter.ValueMax(), c.max);
-        ASSERT_EQ(meter.ValueGap(), c.gap);
         meter.SetMeasureSource(&source);
         EXPECT_EQ(meter.ValueMin(), c.low);
         EXPECT_EQ(meter.ValueMax(), c.high);
@@ -177,21 +209,13 @@ TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
         TQVSingleValueSink *sink = Input(widget.get());
         SCOPED_TRACE(widget->metaObject()->className());
 
-        // Two channels behind the analyzer, and a raw stream of one channel.
+        // A raw stream of one channel is refused (its message: QtFace.SourcesThroughTheMetaObject);
+        // a source that turns into two channels while connected throws out of the change and
+        // leaves the sink unconnected.
         TQVRmsChain chain;
-        chain.Generator.SetChannelCount(2);
-        for (TQVMeasureSource *source : {static_cast<TQVMeasureSource *>(&chain.Analyzer),
-                                         static_cast<TQVMeasureSource *>(&chain.Generator)}) {
-            if (source == &chain.Generator)
-                chain.Generator.SetChannelCount(1);
-            // Its message through the meta-object: QtFace.SourcesThroughTheMetaObject.
-            EXPECT_THROW(sink->SetMeasureSource(source), EQVMSIncompatibleSource);
-            EXPECT_EQ(sink->MeasureSource(), nullptr);
-            EXPECT_FALSE(source->Links().contains(sink->InputLink()));
-        }
-
-        // A source that turns into two channels while connected throws out of the change
-        // and leaves the sink unconnected.
+        EXPECT_THROW(sink->SetMeasureSource(&chain.Generator), EQVMSIncompatibleSource);
+        EXPECT_EQ(sink->MeasureSource(), nullptr);
+        EXPECT_FALSE(chain.Generator.Links().contains(sink->InputLink()));
         sink->SetMeasureSource(&chain.Analyzer);
         ASSERT_EQ(sink->MeasureSource(), &chain.Analyzer);
         EXPECT_THROW(chain.Generator.SetChannelCount(2), EQVMSIncompatibleSource);
@@ -246,10 +270,139 @@ TEST(SinksLed, ThresholdsAreFloatsAndReevaluateOnlyOnRealChanges)
     EXPECT_EQ(changes, 3);
     led.SetRangeUpper(8.0f); // a real change re-evaluates (still cmpOver: 5 > 10 is off)
     EXPECT_FALSE(led.Value());
-    led.SetValue(true);
-    led.SetCompare(TQVLed::cmpInRange); // 0 <= 5 <= 8
-    EXPECT_TRUE(led.Value());
-    led.SetRangeLower(6.0f);
-    EXPECT_FALSE(led.Value());
-    EXPECT_EQ(changes, 6);
+}
+
+TEST(QtFace, EveryPropertyNotifiesAndEveryChangingWriteEmits)
+{
+    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
+        const std::unique_ptr<QWidget> widget = Create(entry);
+        const QMetaObject *meta = widget->metaObject();
+        SCOPED_TRACE(meta->className());
+        widget->setProperty("RangeNumber", 3); // so that the range properties address one in use
+        for (int i = QWidget::staticMetaObject.propertyCount(); i < meta->propertyCount(); ++i) {
+            const QMetaProperty property = meta->property(i);
+            SCOPED_TRACE(property.name());
+            ASSERT_TRUE(property.hasNotifySignal());
+            QSignalSpy spy(widget.get(), ('2' + property.notifySignal().methodSignature()).constData());
+            const QVariant old = property.read(widget.get());
+            property.write(widget.get(), old);
+            EXPECT_EQ(spy.count(), 0) << "writing the current value";
+
+            bool changed = false;
+            for (const QVariant &value : OtherValues(property, old)) {
+                spy.clear();
+                const QVariant before = property.read(widget.get());
+                property.write(widget.get(), value);
+                const QVariant after = property.read(widget.get());
+                if (before == after) // refused
+                    continue;
+                changed = true;
+                ASSERT_GE(spy.count(), 1) << "no notify signal for a change";
+                if (!spy.first().isEmpty()) { // a value signal carries the new value
+                    EXPECT_EQ(spy.last().first(), after);
+                }
+            }
+            EXPECT_EQ(changed, !kUnchangeable.count(property.name())) << "no write changed it";
+        }
+    }
+}
+
+TEST(QtFace, ColoursWriteAsQColorAndSystemColoursFollowThePalette)
+{
+    const QColor plain[] = {QColor(0x12, 0x34, 0x56), QColor(255, 0, 0), QColor(0, 0, 255, 100), Qt::white};
+    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
+        const std::unique_ptr<QWidget> widget = Create(entry);
+        widget->setProperty("RangeNumber", 2);
+        const QMetaObject *meta = widget->metaObject();
+        int faces = 0;
+        for (int i = 0; i < meta->propertyCount(); ++i) {
+            const QMetaProperty face = meta->property(i);
+            if (face.metaType() != QMetaType::fromType<QColor>())
+                continue;
+            ++faces;
+            const QByteArray stored = QByteArray(face.name()).mid(2); // QtBarColor -> BarColor
+            SCOPED_TRACE((QByteArray(meta->className()) + "::" + face.name()).constData());
+            ASSERT_GE(meta->indexOfProperty(stored.constData()), 0);
+            EXPECT_FALSE(face.isStored());
+            for (const QColor &c : plain) {
+                ASSERT_TRUE(face.write(widget.get(), c));
+                const quint32 expected = quint32(c.red()) | quint32(c.green()) << 8 | quint32(c.blue()) << 16;
+                EXPECT_EQ(widget->property(stored.constData()).toUInt(), expected);
+            }
+            // A system colour reads as the palette's, follows it, and stays a system colour
+            // when the colour read is written back (as Qt Designer does).
+            for (const auto &[system, role] : {std::pair{QVColors::clBtnFace, QPalette::Button},
+                                               std::pair{QVColors::clWindow, QPalette::Base}}) {
+                widget->setProperty(stored.constData(), system);
+                QPalette palette = widget->palette();
+                palette.setColor(role, QColor(1, 2, 3));
+                widget->setPalette(palette);
+                EXPECT_EQ(face.read(widget.get()).value<QColor>(), QColor(1, 2, 3));
+                face.write(widget.get(), face.read(widget.get()));
+                EXPECT_EQ(widget->property(stored.constData()).toUInt(), system);
+            }
+        }
+        EXPECT_GE(faces, 1) << meta->className(); // the panel's Color at least
+    }
+}
+
+// Values of the good source reach ValueChanged, once per changing block; a refused source
+// written from the event loop is reported, and a form load still raises it at its line.
+TEST(QtFace, SourcesThroughTheMetaObject)
+{
+    struct Case
+    {
+        std::unique_ptr<QWidget> Widget;
+        TQVMeasureSourceCapabilities Refused;
+        TQVResString Message;
+    };
+    Case cases[] = {
+        {std::make_unique<TQVLed>(), {mscContinuous, mscDualChannel}, TQVResString::IncompatibleSingleValue},
+        {std::make_unique<TQVMeter>(), {mscContinuous}, TQVResString::IncompatibleSingleValue},
+        {std::make_unique<TQVBarGraph>(), {mscContinuous, mscDualChannel}, TQVResString::IncompatibleSingleValue},
+        {std::make_unique<TQVPanelMeter>(), {mscContinuous}, TQVResString::IncompatibleSingleValue},
+        {std::make_unique<TQVPlot>(), {mscSingleChannel, mscSingleValue}, TQVResString::StageNeedsContinuous},
+    };
+    for (Case &k : cases) {
+        QWidget *widget = k.Widget.get();
+        SCOPED_TRACE(widget->metaObject()->className());
+        TQVValueSource good;
+        TQVValueSource bad(k.Refused, 2);
+        ASSERT_TRUE(widget->setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&good)));
+        if (widget->metaObject()->indexOfSignal("ValueChanged(double)") >= 0) {
+            QSignalSpy values(widget, SIGNAL(ValueChanged(double)));
+            for (float x : {0.25f, 0.5f, 0.5f, -0.75f})
+                good.SendSamples({x});
+            EXPECT_EQ(values, (QList<QVariantList>{{0.25}, {0.5}, {double(-0.75f)}}));
+        }
+
+        QSignalSpy errors(widget, SIGNAL(ErrorOccurred(QString)));
+        QSignalSpy settings(widget, SIGNAL(SettingsChanged()));
+        QEventLoop loop;
+        QTimer::singleShot(0, widget, [&] {
+            widget->setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&bad));
+            loop.quit();
+        });
+        loop.exec();
+        EXPECT_EQ(errors, QList<QVariantList>{{QVLoadResString(k.Message)}});
+        EXPECT_EQ(widget->property("MeasureSource").value<TQVMeasureSource *>(), nullptr);
+        EXPECT_EQ(settings.count(), 1) << "disconnected from the good source";
+        EXPECT_TRUE(bad.Links().isEmpty());
+    }
+
+    TQVClassRegistry registry;
+    registry.RegisterClass<TQVMeter, QWidget>();
+    TQVSignalGenerator host; // blocks of samples, not single values
+    host.setObjectName(u"Host"_s);
+    TQVFormReader reader(registry);
+    reader.SetExternalComponents({&host});
+    QString message;
+    try {
+        reader.Read(u"object Meter1: TQVMeter\n  MeasureSource = Host\nend\n"_s);
+    } catch (const EQVFormError &e) {
+        message = e.Message();
+    }
+    EXPECT_TRUE(message.startsWith(u"Form line 2, column "_s) && message.contains(u"MeasureSource"_s)
+                && message.endsWith(QVLoadResString(TQVResString::IncompatibleSingleValue)) && host.Links().isEmpty())
+        << qPrintable(message);
 }
