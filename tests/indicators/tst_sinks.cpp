@@ -1,13 +1,10 @@
-// The sinks on real chains, and the Qt face of the widget classes. A signal generator feeds an
-// RMS analyzer, whose single values the sinks show; a plain tap on the generator keeps the raw
-// block, from which the test computes the expected RMS itself in long double. Every property
-// notifies, colours read and write as QColor, and a refused source written through the
-// meta-object becomes ErrorOccurred.
+// The sinks on real chains (a signal generator feeding an RMS analyzer), and the Qt face of the
+// widget classes: every property notifies, colours read and write as QColor, and a refused
+// source written through the meta-object becomes ErrorOccurred.
 
 #include "indicators/QVMLSingleSinks.h"
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -42,21 +39,9 @@ struct TQVRmsChain
         Generator.SetNoiseAmplitude(0.25);
         Analyzer.SetCompression(TQVAnalyzer::mcoRMS);
         Analyzer.SetQVMeasureSource(&Generator);
-        Tap.Connect(&Generator);
-    }
-    // One block through the chain; returns its RMS computed here.
-    long double Tick()
-    {
-        Generator.Tick();
-        const std::vector<float> &x = Tap.Blocks.back().Channels[0];
-        long double squares = 0;
-        for (float v : x)
-            squares += static_cast<long double>(v) * v;
-        return std::sqrt(squares / x.size());
     }
     TQVSignalGenerator Generator;
     TQVAnalyzer Analyzer;
-    TQVTestConsumer Tap;
 };
 
 // A source of `channels` channels with `caps`, by default single values of one channel.
@@ -128,20 +113,12 @@ QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
 
 } // namespace
 
+// Only the first sample of a block counts; empty blocks change nothing.
 TEST(SinksData, EveryDisplayShowsTheFirstValueOfEachBlock)
 {
     for (const TQVMakeSink &make : kNumericSinks) {
         std::unique_ptr<QWidget> sink = make();
         SCOPED_TRACE(sink->metaObject()->className());
-        TQVRmsChain chain;
-        ASSERT_TRUE(sink->setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&chain.Analyzer)));
-        EXPECT_EQ(Input(sink.get())->MeasureSource(), &chain.Analyzer);
-        for (int block = 0; block < 4; ++block) {
-            const long double rms = chain.Tick();
-            EXPECT_NEAR(Value(sink.get()), double(rms), double(2 * FLT_EPSILON * rms)) << "block " << block;
-        }
-
-        // Only the first sample of a block counts; empty blocks change nothing.
         TQVValueSource source;
         Input(sink.get())->SetMeasureSource(&source);
         source.SendSamples({0.75f, -0.5f, 0.25f});
