@@ -57,11 +57,7 @@ std::unique_ptr<Meter> MakeMeter(int w, int h, int digits, int decimals)
 
 // Digit area from the documented layout, for the default frame (raised outer bevel of 1
 // pixel) and no unit label.
-struct Cells
-{
-    QRect area;
-    int h = 0, dw = 0, pitch = 0, t = 0;
-};
+struct Cells { QRect area; int h = 0, dw = 0, pitch = 0, t = 0; };
 
 Cells ExpectedCells(int w, int h, int digits)
 {
@@ -78,21 +74,16 @@ Cells ExpectedCells(int w, int h, int digits)
     return c;
 }
 
-// Centre of segment k (a..g) of cell i, and of the decimal point after cell i.
+// Centre of segment k (a..g) of cell i; k = 7: the decimal point after cell i.
 QPointF SegmentCentre(const Cells &c, int i, int k)
 {
     const double x = c.area.left() + i * c.pitch, y = c.area.top(), t = c.t;
-    const QPointF centres[7] = {
+    const QPointF centres[8] = {
         {x + c.dw / 2.0, y + t / 2},           {x + c.dw - t / 2, y + c.h / 4.0}, {x + c.dw - t / 2, y + c.h * 0.75},
         {x + c.dw / 2.0, y + c.h - t / 2},     {x + t / 2, y + c.h * 0.75},       {x + t / 2, y + c.h / 4.0},
-        {x + c.dw / 2.0, y + c.h / 2.0},
+        {x + c.dw / 2.0, y + c.h / 2.0},       {x + c.dw + (c.pitch - c.dw) / 2.0, y + c.h - t / 2},
     };
     return centres[k];
-}
-
-QPointF PointCentre(const Cells &c, int i)
-{
-    return {c.area.left() + i * c.pitch + c.dw + (c.pitch - c.dw) / 2.0, c.area.top() + c.h - c.t / 2.0};
 }
 } // namespace
 
@@ -204,18 +195,17 @@ TEST(PanelMeterRepaint, OnlyChangedTextRepaintsTheDigitArea)
             EXPECT_EQ(recorder.regions[0], QRegion(area)) << s.value;
         }
     }
-    meter->removeEventFilter(&recorder);
 }
 
 TEST(PanelMeterPaint, LitAndUnlitSegmentsAtTheDocumentedPositions)
 {
     // "-1.80" in six positions: sign, two blanks, "1." , "8", "0".
-    const int a = 0, b = 1, c = 2, d = 3, e = 4, f = 5, g = 6;
+    const int a = 0, b = 1, c = 2, d = 3, e = 4, f = 5, g = 6, point = 7;
     struct Probe { int cell; int seg; bool lit; };
     const Probe probes[] = {
         {0, g, true}, {0, a, false}, {1, g, false}, {1, b, false}, {3, b, true}, {3, c, true}, {3, a, false},
         {3, f, false}, {3, g, false}, {3, d, false}, {4, a, true}, {4, e, true}, {4, g, true}, {5, a, true},
-        {5, e, true}, {5, g, false},
+        {5, e, true}, {5, g, false}, {3, point, true}, {4, point, false},
     };
     const QColor dim = Dim(Lit, Back);
     for (qreal dpr : {1.0, 2.0}) {
@@ -230,8 +220,6 @@ TEST(PanelMeterPaint, LitAndUnlitSegmentsAtTheDocumentedPositions)
         for (const Probe &p : probes)
             EXPECT_EQ(at(SegmentCentre(cells, p.cell, p.seg)), p.lit ? Rgb(Lit) : dim)
                 << "dpr " << dpr << " cell " << p.cell << " segment " << p.seg;
-        EXPECT_EQ(at(PointCentre(cells, 3)), Rgb(Lit));
-        EXPECT_EQ(at(PointCentre(cells, 4)), dim);
         EXPECT_EQ(at(QPointF(cells.area.left() - 2, cells.area.top() + 2)), Rgb(Back));
     }
 }
@@ -275,13 +263,10 @@ TEST(PanelMeterQt, SizeHintAndAccessibility)
     meter->SetSIPrefix(sipKilo);
     meter->SetUnitText(QStringLiteral("V"));
     meter->SetValue(2500);
-    meter->SetCaption(QStringLiteral("Output"));
+    // The shared value interface: ValueAccessibility.NameValueAndWrites; the text is the display's.
     QAccessibleInterface *iface = QAccessible::queryAccessibleInterface(meter.get());
     ASSERT_NE(iface, nullptr);
     EXPECT_EQ(iface->text(QAccessible::Value), QStringLiteral("2.500 kV"));
-    EXPECT_EQ(iface->text(QAccessible::Name), QStringLiteral("Output"));
-    ASSERT_NE(iface->valueInterface(), nullptr);
-    EXPECT_EQ(iface->valueInterface()->currentValue().toDouble(), 2500.0);
 }
 
 TEST(PanelMeterAdaptive, FollowsThePaletteAndFitsDigitsAndUnit)
