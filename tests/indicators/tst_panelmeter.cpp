@@ -195,6 +195,13 @@ TEST(PanelMeterRepaint, OnlyChangedTextRepaintsTheDigitArea)
             EXPECT_EQ(recorder.regions[0], QRegion(area)) << s.value;
         }
     }
+    // A display property repaints the whole control, later.
+    recorder.regions.clear();
+    meter->SetDigitColor(0x00FF00);
+    EXPECT_TRUE(recorder.regions.empty());
+    QCoreApplication::processEvents();
+    ASSERT_FALSE(recorder.regions.empty());
+    EXPECT_EQ(recorder.regions.back(), QRegion(meter->rect()));
 }
 
 TEST(PanelMeterPaint, LitAndUnlitSegmentsAtTheDocumentedPositions)
