@@ -34,20 +34,19 @@ void SendSamples(TQVTestSource &source, std::vector<float> &samples)
 }
 
 // A plot on a continuous source of `channels` channels, blocks of `n` samples over `span` from `xStart`.
-struct TQVBoundPlot
+struct TQVBoundPlot : TQVPlot
 {
     TQVBoundPlot(int channels, int n, LD span, LD xStart = 0, QSize size = {400, 250})
     {
         source.SetCaps({mscContinuous, mscEquidistant});
         source.SetSettings(channels, n, span);
         source.Settings.XStart = xStart;
-        plot->setLocale(QLocale::c());
-        plot->resize(size);
-        plot->SetMeasureSource(&source);
+        setLocale(QLocale::c());
+        resize(size);
+        SetMeasureSource(&source);
     }
-    void Send(std::vector<float> &samples) { SendSamples(source, samples); }
+    void Feed(std::vector<float> &samples) { SendSamples(source, samples); }
     TQVTestSource source;
-    std::unique_ptr<TQVPlot> plot = std::make_unique<TQVPlot>();
 };
 
 // The 1-2-5 step of at most `maxTicks` intervals, by trying every candidate in turn.
@@ -86,38 +85,37 @@ double Variance(const std::vector<float> &v)
 
 TEST(PlotData, StoresTheBlockAndItsAbscissa)
 {
-    TQVBoundPlot b(2, 100, 0.01L, 0.5L);
+    TQVBoundPlot plot(2, 100, 0.01L, 0.5L);
     TQVTestBlock block(2, 100);
-    b.source.Send(block.Block);
+    plot.source.Send(block.Block);
     for (int k = 0; k < 2; ++k) {
-        EXPECT_EQ(b.plot->TraceData(k), block.Samples[std::size_t(k)]);
+        EXPECT_EQ(plot.TraceData(k), block.Samples[std::size_t(k)]);
         for (int i : {0, 1, 57, 99})
-            EXPECT_NEAR(b.plot->SampleX(k, i), double(0.5L + i * 0.01L / 100), 1e-15);
+            EXPECT_NEAR(plot.SampleX(k, i), double(0.5L + i * 0.01L / 100), 1e-15);
     }
-    EXPECT_DOUBLE_EQ(b.plot->XMinShown(), 0.5);
-    EXPECT_DOUBLE_EQ(b.plot->XMaxShown(), 0.51);
+    EXPECT_DOUBLE_EQ(plot.XMinShown(), 0.5);
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 0.51);
 
     // A settings change re-reads the axis and drops channels the source no longer has.
-    b.source.SetSettings(1, 200, 2.0L);
-    b.source.UpdateLinks();
-    EXPECT_NEAR(b.plot->SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
-    EXPECT_TRUE(b.plot->TraceData(1).empty());
-    EXPECT_DOUBLE_EQ(b.plot->XMaxShown(), 2.0);
+    plot.source.SetSettings(1, 200, 2.0L);
+    plot.source.UpdateLinks();
+    EXPECT_NEAR(plot.SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
+    EXPECT_TRUE(plot.TraceData(1).empty());
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 2.0);
 }
 
 TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
 {
-    TQVBoundPlot b(1, 8, 1);
-    TQVPlot &plot = *b.plot;
+    TQVBoundPlot plot(1, 8, 1);
     std::vector<float> samples{1, 2, 3, 4};
-    b.Send(samples);
+    plot.Feed(samples);
     int changes = 0;
     QObject::connect(&plot, &TQVPlot::DataChanged, [&] { ++changes; });
     TQVDescArraySingle empty{}, zeroCount{}, nullData{};
     zeroCount.Channels[0] = {samples.data(), 0};
     nullData.Channels[0].Count = 5;
     for (TQVDescArraySingle *block : {&empty, &zeroCount, &nullData})
-        b.source.Send(*block);
+        plot.source.Send(*block);
     EXPECT_EQ(changes, 0);
     EXPECT_EQ(plot.TraceData(0), samples);
 
@@ -135,7 +133,7 @@ TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
 
     // NaN and infinite samples are stored and painted without trouble.
     samples = {1, std::nanf(""), INFINITY, -2};
-    b.Send(samples);
+    plot.Feed(samples);
     EXPECT_TRUE(std::isnan(plot.TraceData(0)[1]));
     EXPECT_LE(plot.YMinShown(), -2.0);
     EXPECT_FALSE(plot.grab().isNull());
@@ -167,14 +165,13 @@ TEST(PlotScale, AutoScaleCoversTheDataWithoutJitter)
     struct Case { double amplitude, offset; };
     for (const Case c : {Case{1, 0}, Case{3, 1}, Case{2e-6, 0}, Case{0.5, -40}, Case{0, 5}, Case{0, 0}}) {
         SCOPED_TRACE(testing::Message() << c.amplitude << " " << c.offset);
-        TQVBoundPlot b(1, 500, 1);
-        const TQVPlot &plot = *b.plot;
+        TQVBoundPlot plot(1, 500, 1);
         std::vector<float> s(500);
         // Sends the sine scaled by `scale`, checks that the shown range covers it, returns its range.
         const auto sendCovered = [&](double scale) {
             for (int i = 0; i < 500; ++i)
                 s[std::size_t(i)] = float(c.offset + scale * c.amplitude * std::sin(i * 0.05));
-            b.Send(s);
+            plot.Feed(s);
             const auto [lo, hi] = std::minmax_element(s.begin(), s.end());
             EXPECT_LE(plot.YMinShown(), *lo);
             EXPECT_GE(plot.YMaxShown(), *hi);
@@ -265,8 +262,7 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
 
 TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
 {
-    TQVBoundPlot b(1, 20000, 1);
-    TQVPlot &plot = *b.plot;
+    TQVBoundPlot plot(1, 20000, 1);
     plot.SetAutoScale(false);
     plot.SetYRange(-1, 1);
     plot.SetGrid(false);
@@ -274,7 +270,7 @@ TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
     for (int spike : {3, 7777, 12345, 19990}) {
         std::vector<float> s(20000, 0.0f);
         s[std::size_t(spike)] = 0.8f;
-        b.Send(s);
+        plot.Feed(s);
         const QImage img = plot.grab().toImage().convertToFormat(QImage::Format_RGB32);
         const QRect p = plot.PlotRect();
         // Documented mapping: x from [0, 1] onto the plot's width, y from [1, -1] onto its height.
@@ -294,14 +290,13 @@ TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
 
 TEST(PlotRepaint, NewBlockRepaintsOnlyThePlotArea)
 {
-    TQVBoundPlot b(1, 300, 0.1L);
-    TQVPlot &plot = *b.plot;
+    TQVBoundPlot plot(1, 300, 0.1L);
     plot.SetTitle(QStringLiteral("Repaint"));
     std::vector<float> s(300);
     auto send = [&](float amplitude) {
         for (int i = 0; i < 300; ++i)
             s[std::size_t(i)] = amplitude * float(std::sin(i * 0.1));
-        b.Send(s);
+        plot.Feed(s);
         QCoreApplication::processEvents();
     };
     send(1.0f);
@@ -317,7 +312,7 @@ TEST(PlotRepaint, NewBlockRepaintsOnlyThePlotArea)
 
     recorder.regions.clear();
     TQVDescArraySingle empty{};
-    b.source.Send(empty);
+    plot.source.Send(empty);
     QCoreApplication::processEvents();
     EXPECT_TRUE(recorder.regions.empty());
 
@@ -345,8 +340,7 @@ TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
     for (const Case &c : cases)
         for (QSize size : {QSize(120, 80), QSize(200, 130), QSize(400, 250), QSize(700, 300), QSize(1200, 800)}) {
             SCOPED_TRACE(testing::Message() << c.yLo << ".." << c.xHi << " at " << size.width() << "x" << size.height());
-            TQVBoundPlot b(1, 100, c.xHi - c.xLo, c.xLo, size);
-            TQVPlot &plot = *b.plot;
+            TQVBoundPlot plot(1, 100, c.xHi - c.xLo, c.xLo, size);
             plot.SetScaleLayout(slAdaptive);
             plot.SetScaleY(c.decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
             plot.SetXLog(c.logX);
@@ -400,12 +394,11 @@ TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
         }
         for (const auto scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
             SCOPED_TRACE(testing::Message() << fraction << " bin, scale " << scale);
-            TQVBoundPlot b(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
-            TQVPlot &plot = *b.plot;
+            TQVBoundPlot plot(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
             plot.SetScaleY(scale);
             plot.SetXUnit(QStringLiteral("Hz"));
             plot.SetPeakMarker(true);
-            b.Send(magnitude);
+            plot.Feed(magnitude);
             EXPECT_NEAR(plot.PeakX(), double(k0) * Bin, 0.05 * Bin);
             // The reading carries the axis unit with its SI prefix.
             EXPECT_TRUE(plot.ReadoutLines().value(0).contains(QStringLiteral(" kHz"))) << plot.ReadoutLines().join('|').toStdString();
@@ -422,13 +415,12 @@ TEST(PlotMeasure, AveragingDividesTheVarianceOfNoise)
                          Case{TQVPlot::avExponential, 8, 300, 1.0 / 15}}) {
         SCOPED_TRACE(testing::Message() << c.Kind << " over " << c.Count);
         std::mt19937 random(c.Count);
-        TQVBoundPlot b(1, 8192, 8192, 0, {600, 300});
-        TQVPlot &plot = *b.plot;
+        TQVBoundPlot plot(1, 8192, 8192, 0, {600, 300});
         plot.SetAveraging(c.Kind);
         plot.SetAverageCount(c.Count);
         for (int n = 0; n < c.Blocks; ++n) {
             std::vector<float> block = Noise(random, 8192);
-            b.Send(block);
+            plot.Feed(block);
         }
         EXPECT_EQ(plot.AveragedBlocks(0), std::min(c.Count, c.Blocks));
         EXPECT_NEAR(Variance(plot.TraceData(0)) / (1.0 / 3.0), c.Ratio, 0.1 * c.Ratio);
@@ -438,8 +430,7 @@ TEST(PlotMeasure, AveragingDividesTheVarianceOfNoise)
 TEST(PlotMeasure, HoldsAreTheElementWiseExtremesUntilAReset)
 {
     std::mt19937 random(7);
-    TQVBoundPlot b(1, 500, 500, 0, {600, 300});
-    TQVPlot &plot = *b.plot;
+    TQVBoundPlot plot(1, 500, 500, 0, {600, 300});
     plot.SetMaxHold(true);
     plot.SetMinHold(true);
     std::vector<float> high(500, -INFINITY), low(500, INFINITY);
@@ -449,7 +440,7 @@ TEST(PlotMeasure, HoldsAreTheElementWiseExtremesUntilAReset)
             high[i] = std::max(high[i], block[i]);
             low[i] = std::min(low[i], block[i]);
         }
-        b.Send(block);
+        plot.Feed(block);
     }
     EXPECT_EQ(plot.MaxHoldData(0), high);
     EXPECT_EQ(plot.MinHoldData(0), low);
@@ -461,12 +452,11 @@ TEST(PlotMeasure, HoldsAreTheElementWiseExtremesUntilAReset)
 // band drawn with the mouse zooms onto its range, rounded out to a 1-2-5 step.
 TEST(PlotMeasure, ZoomStackRestoresExactAxes)
 {
-    TQVBoundPlot b(1, 1000, LD(1000) * 1e-3, 0, {600, 300});
-    TQVPlot &plot = *b.plot;
+    TQVBoundPlot plot(1, 1000, LD(1000) * 1e-3, 0, {600, 300});
     std::vector<float> ramp(1000);
     for (int i = 0; i < 1000; ++i)
         ramp[std::size_t(i)] = 0.002f * float(i) - 1.0f;
-    b.Send(ramp);
+    plot.Feed(ramp);
     const auto view = [&] { return std::vector<double>{plot.XMinShown(), plot.XMaxShown(), plot.YMinShown(), plot.YMaxShown()}; };
     const std::vector<double> home = view();
     plot.ZoomTo(0.1, 0.3, -0.5, 0.25);
@@ -509,15 +499,14 @@ TEST(PlotMeasure, CursorReadoutsFollowTheLine)
     struct Case { TQVPlot::TQVPlotScale Scale; double X1, X2; };
     for (const Case c : {Case{TQVPlot::scLinear, 1e-3, 3.5e-3}, Case{TQVPlot::scDecibel, 7.25e-3, 2.0e-3}}) {
         SCOPED_TRACE(c.Scale);
-        TQVBoundPlot b(1, 100, LD(100) * 1e-4, 0, {600, 300});
-        TQVPlot &plot = *b.plot;
+        TQVBoundPlot plot(1, 100, LD(100) * 1e-4, 0, {600, 300});
         plot.SetScaleY(c.Scale);
         // Linear: y = 0.5 + 200 x; dB: a level of -2000 x dB.
         const auto expected = [&](double x) { return c.Scale == TQVPlot::scLinear ? 0.5 + 200 * x : -2000 * x; };
         std::vector<float> samples(100);
         for (int i = 0; i < 100; ++i)
             samples[std::size_t(i)] = float(c.Scale == TQVPlot::scLinear ? expected(i * 1e-4) : std::pow(10.0, expected(i * 1e-4) / 20));
-        b.Send(samples);
+        plot.Feed(samples);
         plot.SetCursors(true);
         plot.SetCursor1(c.X1);
         plot.SetCursor2(c.X2);
