@@ -63,10 +63,8 @@ LD ReferenceStep(LD lo, LD hi, int maxTicks)
 
 std::vector<float> Noise(std::mt19937 &random, int n)
 {
-    std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
     std::vector<float> v(std::size_t(n), 0.0f);
-    for (float &x : v)
-        x = uniform(random);
+    std::generate(v.begin(), v.end(), [&] { return std::uniform_real_distribution<float>(-1.0f, 1.0f)(random); });
     return v;
 }
 
