@@ -13,7 +13,6 @@
 #include <QtGui/QImage>
 #include <QtGui/QMouseEvent>
 
-#include "host/qvSignalGenerator.h"
 #include "indicators/QVPlot.h"
 #include "indicators/qvColorMap.h"
 #include "indicators/qvWaterfall.h"
@@ -33,12 +32,14 @@ void SendSamples(TQVTestSource &source, std::vector<float> &samples)
     source.Send(block);
 }
 
-// A plot on a continuous source of `channels` channels, blocks of `n` samples over `span` from `xStart`.
+// A plot on a source of `channels` channels (continuous and equidistant unless `caps` say
+// otherwise), blocks of `n` samples over `span` from `xStart`.
 struct TQVBoundPlot : TQVPlot
 {
-    TQVBoundPlot(int channels, int n, LD span, LD xStart = 0, QSize size = {400, 250})
+    TQVBoundPlot(int channels, int n, LD span, LD xStart = 0, QSize size = {400, 250},
+                 TQVMeasureSourceCapabilities caps = {mscContinuous, mscEquidistant})
     {
-        source.SetCaps({mscContinuous, mscEquidistant});
+        source.SetCaps(caps);
         source.SetSettings(channels, n, span);
         source.Settings.XStart = xStart;
         setLocale(QLocale::c());
@@ -81,7 +82,7 @@ double Variance(const std::vector<float> &v)
 
 } // namespace
 
-TEST(PlotData, StoresTheBlockAndItsAbscissa)
+TEST(PlotData, StoresTheBlockAndItsAbscissaAndIgnoresEmptyBlocksAndBadInput)
 {
     TQVBoundPlot plot(2, 100, 0.01L, 0.5L);
     TQVTestBlock block(2, 100);
@@ -94,28 +95,17 @@ TEST(PlotData, StoresTheBlockAndItsAbscissa)
     EXPECT_DOUBLE_EQ(plot.XMinShown(), 0.5);
     EXPECT_DOUBLE_EQ(plot.XMaxShown(), 0.51);
 
-    // A settings change re-reads the axis and drops channels the source no longer has.
-    plot.source.SetSettings(1, 200, 2.0L);
-    plot.source.UpdateLinks();
-    EXPECT_NEAR(plot.SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
-    EXPECT_TRUE(plot.TraceData(1).empty());
-    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 2.0);
-}
-
-TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
-{
-    TQVBoundPlot plot(1, 8, 1);
-    std::vector<float> samples{1, 2, 3, 4};
-    plot.Feed(samples);
+    // Blocks without samples change nothing.
     int changes = 0;
     QObject::connect(&plot, &TQVPlot::DataChanged, [&] { ++changes; });
-    TQVDescArraySingle empty{}, zeroCount{}, nullData{};
-    zeroCount.Channels[0] = {samples.data(), 0};
+    TQVDescArraySingle empty{}, zeroCount = block.Block, nullData{};
+    zeroCount.Channels[0].Count = 0;
+    zeroCount.Channels[1].Count = 0;
     nullData.Channels[0].Count = 5;
-    for (TQVDescArraySingle *block : {&empty, &zeroCount, &nullData})
-        plot.source.Send(*block);
+    for (TQVDescArraySingle *b : {&empty, &zeroCount, &nullData})
+        plot.source.Send(*b);
     EXPECT_EQ(changes, 0);
-    EXPECT_EQ(plot.TraceData(0), samples);
+    EXPECT_EQ(plot.TraceData(1), block.Samples[1]);
 
     // Out-of-range channels and invalid settings are refused without harm.
     EXPECT_TRUE(plot.TraceData(-1).empty());
@@ -129,8 +119,15 @@ TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
     EXPECT_EQ(plot.DecibelReference(), 1.0);
     EXPECT_EQ(plot.HistoryLength(), 500);
 
+    // A settings change re-reads the axis and drops channels the source no longer has.
+    plot.source.SetSettings(1, 200, 2.0L);
+    plot.source.UpdateLinks();
+    EXPECT_NEAR(plot.SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
+    EXPECT_TRUE(plot.TraceData(1).empty());
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 2.0);
+
     // NaN and infinite samples are stored and painted without trouble.
-    samples = {1, std::nanf(""), INFINITY, -2};
+    std::vector<float> samples{1, std::nanf(""), INFINITY, -2};
     plot.Feed(samples);
     EXPECT_TRUE(std::isnan(plot.TraceData(0)[1]));
     EXPECT_LE(plot.YMinShown(), -2.0);
@@ -140,16 +137,11 @@ TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
 // A single-value source: the plot keeps a history of the first value of each block.
 TEST(PlotSource, SingleValuesMakeAHistoryEndingAtXStart)
 {
-    TQVTestSource values;
-    values.SetCaps({mscContinuous, mscSingleValue, mscSingleChannel});
-    values.SetSettings(1, 1, 0.25L);
-    values.Settings.XStart = 10.0L;
-    TQVPlot plot;
-    plot.SetMeasureSource(&values);
+    TQVBoundPlot plot(1, 1, 0.25L, 10.0L, {400, 250}, {mscContinuous, mscSingleValue, mscSingleChannel});
     plot.SetHistoryLength(3);
     for (float v : {1.f, 2.f, 3.f, 4.f, 5.f}) {
         std::vector<float> one{v, 99.f};
-        SendSamples(values, one);
+        plot.Feed(one);
     }
     EXPECT_EQ(plot.TraceData(0), (std::vector<float>{3, 4, 5}));
     EXPECT_DOUBLE_EQ(plot.SampleX(0, 2), 10.0);
@@ -242,12 +234,8 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
     for (const Label &l : labels)
         EXPECT_EQ(TQVPlot::TickLabel(l.value, l.step, l.magnitude, QString::fromLatin1(l.unit), l.prefix, c), l.text);
 
-    // The time axis of a plot bound to a 48 kHz generator block of 1024 samples (21.33 ms).
-    TQVSignalGenerator generator;
-    TQVPlot plot;
-    plot.setLocale(c);
-    plot.resize(400, 250);
-    plot.SetMeasureSource(&generator);
+    // The time axis of a plot bound to blocks of 1024 samples at 48 kHz (21.33 ms).
+    TQVBoundPlot plot(1, 1024, 1024 / 48000.0L);
     const QList<double> xt = plot.XTicks();
     ASSERT_GE(xt.size(), 3);
     const double step = xt[1] - xt[0];
