@@ -1,6 +1,6 @@
-// The sinks on real chains (a signal generator feeding an RMS analyzer), and the Qt face of the
-// widget classes: every property notifies, colours read and write as QColor, and a refused
-// source written through the meta-object becomes ErrorOccurred.
+// The sinks on their sources, and the Qt face of the widget classes: every property notifies,
+// colours read and write as QColor, and a refused source written through the meta-object
+// becomes ErrorOccurred.
 
 #include "indicators/QVMLSingleSinks.h"
 #include <gtest/gtest.h>
@@ -22,27 +22,11 @@
 #include "host/qvSignalGenerator.h"
 #include "indicators/QVPlot.h"
 #include "indicators/qvRegister.h"
-#include "stream/qvMLSSimpleSources.h"
 #include "support/qvTestConsumer.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct TQVRmsChain
-{
-    TQVRmsChain()
-    {
-        Generator.SetBlockLength(256);
-        Generator.SetAmplitude(2.0);
-        Generator.SetOffset(0.5);
-        Generator.SetNoiseAmplitude(0.25);
-        Analyzer.SetCompression(TQVAnalyzer::mcoRMS);
-        Analyzer.SetQVMeasureSource(&Generator);
-    }
-    TQVSignalGenerator Generator;
-    TQVAnalyzer Analyzer;
-};
 
 // A source of `channels` channels with `caps`, by default single values of one channel.
 struct TQVValueSource : TQVTestSource
@@ -126,28 +110,25 @@ TEST(SinksAutoConfig, MeterKeepsItsDivisionsAndBarGraphTakesTheRange)
         EXPECT_DOUBLE_EQ(meter.ValueGap(), double((static_cast<long double>(c.high) - c.low) / c.divisions));
     }
 
-    // The bar graph follows the generator's range down the chain, also when it changes later.
-    TQVRmsChain chain;
+    // The bar graph takes the range, also when it changes later; without AutoConfig the
+    // scales take nothing from the source.
+    TQVValueSource source;
     TQVBarGraph bar;
     TQVMeter meter;
-    bar.SetMeasureSource(&chain.Analyzer);
-    EXPECT_EQ(bar.ValueMin(), -1.75);
-    EXPECT_EQ(bar.ValueMax(), 2.75);
-    chain.Generator.SetAmplitude(4.0);
-    EXPECT_EQ(bar.ValueMin(), -3.75);
-    EXPECT_EQ(bar.ValueMax(), 4.75);
-
-    // Without AutoConfig the scales take nothing from the source.
+    bar.SetMeasureSource(&source);
+    EXPECT_EQ(std::pair(bar.ValueMin(), bar.ValueMax()), std::pair(-1.0, 1.0));
+    source.Settings.RangeMin = -3.75f;
+    source.UpdateLinks();
+    EXPECT_EQ(std::pair(bar.ValueMin(), bar.ValueMax()), std::pair(-3.75, 1.0));
     bar.SetAutoConfig(false);
     meter.SetAutoConfig(false);
-    const double meterMin = meter.ValueMin(), meterMax = meter.ValueMax(), meterGap = meter.ValueGap();
-    meter.SetMeasureSource(&chain.Analyzer);
-    chain.Generator.SetAmplitude(1.0);
-    EXPECT_EQ(bar.ValueMin(), -3.75);
-    EXPECT_EQ(bar.ValueMax(), 4.75);
-    EXPECT_EQ(meter.ValueMin(), meterMin);
-    EXPECT_EQ(meter.ValueMax(), meterMax);
-    EXPECT_EQ(meter.ValueGap(), meterGap);
+    const auto scale = [&] { return std::tuple(meter.ValueMin(), meter.ValueMax(), meter.ValueGap()); };
+    const auto meterScale = scale();
+    meter.SetMeasureSource(&source);
+    source.Settings.RangeMax = 4.75f;
+    source.UpdateLinks();
+    EXPECT_EQ(std::pair(bar.ValueMin(), bar.ValueMax()), std::pair(-3.75, 1.0));
+    EXPECT_EQ(scale(), meterScale);
 }
 
 TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
@@ -163,13 +144,14 @@ TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
         // A raw stream of one channel is refused (its message: QtFace.SourcesThroughTheMetaObject);
         // a source that turns into two channels while connected throws out of the change and
         // leaves the sink unconnected.
-        TQVRmsChain chain;
-        EXPECT_THROW(sink->SetMeasureSource(&chain.Generator), EQVMSIncompatibleSource);
+        TQVValueSource raw({mscContinuous, mscSingleChannel}), turning;
+        EXPECT_THROW(sink->SetMeasureSource(&raw), EQVMSIncompatibleSource);
         EXPECT_EQ(sink->MeasureSource(), nullptr);
-        EXPECT_FALSE(chain.Generator.Links().contains(sink->InputLink()));
-        sink->SetMeasureSource(&chain.Analyzer);
-        ASSERT_EQ(sink->MeasureSource(), &chain.Analyzer);
-        EXPECT_THROW(chain.Generator.SetChannelCount(2), EQVMSIncompatibleSource);
+        EXPECT_TRUE(raw.Links().isEmpty());
+        sink->SetMeasureSource(&turning);
+        ASSERT_EQ(sink->MeasureSource(), &turning);
+        turning.SetSettings(2);
+        EXPECT_THROW(turning.UpdateLinks(), EQVMSIncompatibleSource);
         EXPECT_EQ(sink->MeasureSource(), nullptr);
 
         // A destroyed source leaves the sink unconnected; a destroyed sink leaves the source.
@@ -300,12 +282,7 @@ TEST(QtFace, ColoursWriteAsQColorAndSystemColoursFollowThePalette)
 // reported, and a form load still raises it at its line.
 TEST(QtFace, SourcesThroughTheMetaObject)
 {
-    struct Case
-    {
-        std::unique_ptr<QWidget> Widget;
-        TQVMeasureSourceCapabilities Refused;
-        TQVResString Message;
-    };
+    struct Case { std::unique_ptr<QWidget> Widget; TQVMeasureSourceCapabilities Refused; TQVResString Message; };
     Case cases[] = {
         {std::make_unique<TQVLed>(), {mscContinuous, mscDualChannel}, TQVResString::IncompatibleSingleValue},
         {std::make_unique<TQVMeter>(), {mscContinuous}, TQVResString::IncompatibleSingleValue},
