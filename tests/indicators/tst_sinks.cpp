@@ -47,11 +47,6 @@ struct TQVValueSource : TQVTestSource
 
 using TQVMakeSink = std::function<std::unique_ptr<QWidget>()>;
 
-std::unique_ptr<QWidget> Create(const TQVCatalogueEntry &entry)
-{
-    return std::unique_ptr<QWidget>(qobject_cast<QWidget *>(entry.Factory(nullptr)));
-}
-
 // Properties no write changes: Version and Copyright ignore writes (forms load whatever they
 // hold); MeasureSource, an object pointer, is tested with sources below.
 const std::set<QByteArray> kUnchangeable{"Version", "Copyright", "MeasureSource"};
@@ -206,7 +201,7 @@ TEST(SinksLed, ThresholdsAreFloatsAndReevaluateOnlyOnRealChanges)
 TEST(QtFace, EveryPropertyNotifiesAndEveryChangingWriteEmits)
 {
     for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
-        const std::unique_ptr<QWidget> widget = Create(entry);
+        const std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
         const QMetaObject *meta = widget->metaObject();
         SCOPED_TRACE(meta->className());
         widget->setProperty("RangeNumber", 3); // so that the range properties address one in use
@@ -242,7 +237,7 @@ TEST(QtFace, ColoursWriteAsQColorAndSystemColoursFollowThePalette)
 {
     const QColor plain[] = {QColor(0x12, 0x34, 0x56), QColor(255, 0, 0), QColor(0, 0, 255, 100), Qt::white};
     for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
-        const std::unique_ptr<QWidget> widget = Create(entry);
+        const std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
         widget->setProperty("RangeNumber", 2);
         const QMetaObject *meta = widget->metaObject();
         int faces = 0;
