@@ -198,13 +198,18 @@ TEST(SinksLed, ThresholdsAreFloatsAndReevaluateOnlyOnRealChanges)
     EXPECT_FALSE(led.Value());
 }
 
-TEST(QtFace, EveryPropertyNotifiesAndEveryChangingWriteEmits)
+// Every property notifies, and every write that changes it emits. A colour face (QtBarColor)
+// writes the stored colour (BarColor, 0x00BBGGRR); a system colour reads as the palette's,
+// follows it, and stays a system colour when the colour read is written back (as Qt Designer does).
+TEST(QtFace, EveryPropertyNotifiesAndColourFacesWriteTheStoredColours)
 {
+    const QColor plain[] = {QColor(0x12, 0x34, 0x56), QColor(255, 0, 0), QColor(0, 0, 255, 100), Qt::white};
     for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
         const std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
         const QMetaObject *meta = widget->metaObject();
         SCOPED_TRACE(meta->className());
         widget->setProperty("RangeNumber", 3); // so that the range properties address one in use
+        int faces = 0;
         for (int i = QWidget::staticMetaObject.propertyCount(); i < meta->propertyCount(); ++i) {
             const QMetaProperty property = meta->property(i);
             SCOPED_TRACE(property.name());
@@ -229,46 +234,30 @@ TEST(QtFace, EveryPropertyNotifiesAndEveryChangingWriteEmits)
                 }
             }
             EXPECT_EQ(changed, !kUnchangeable.count(property.name())) << "no write changed it";
-        }
-    }
-}
 
-TEST(QtFace, ColoursWriteAsQColorAndSystemColoursFollowThePalette)
-{
-    const QColor plain[] = {QColor(0x12, 0x34, 0x56), QColor(255, 0, 0), QColor(0, 0, 255, 100), Qt::white};
-    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
-        const std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
-        widget->setProperty("RangeNumber", 2);
-        const QMetaObject *meta = widget->metaObject();
-        int faces = 0;
-        for (int i = 0; i < meta->propertyCount(); ++i) {
-            const QMetaProperty face = meta->property(i);
-            if (face.metaType() != QMetaType::fromType<QColor>())
+            if (property.metaType() != QMetaType::fromType<QColor>())
                 continue;
             ++faces;
-            const QByteArray stored = QByteArray(face.name()).mid(2); // QtBarColor -> BarColor
-            SCOPED_TRACE((QByteArray(meta->className()) + "::" + face.name()).constData());
+            const QByteArray stored = QByteArray(property.name()).mid(2);
             ASSERT_GE(meta->indexOfProperty(stored.constData()), 0);
-            EXPECT_FALSE(face.isStored());
+            EXPECT_FALSE(property.isStored());
             for (const QColor &c : plain) {
-                ASSERT_TRUE(face.write(widget.get(), c));
+                ASSERT_TRUE(property.write(widget.get(), c));
                 const quint32 expected = quint32(c.red()) | quint32(c.green()) << 8 | quint32(c.blue()) << 16;
                 EXPECT_EQ(widget->property(stored.constData()).toUInt(), expected);
             }
-            // A system colour reads as the palette's, follows it, and stays a system colour
-            // when the colour read is written back (as Qt Designer does).
             for (const auto &[system, role] : {std::pair{QVColors::clBtnFace, QPalette::Button},
                                                std::pair{QVColors::clWindow, QPalette::Base}}) {
                 widget->setProperty(stored.constData(), system);
                 QPalette palette = widget->palette();
                 palette.setColor(role, QColor(1, 2, 3));
                 widget->setPalette(palette);
-                EXPECT_EQ(face.read(widget.get()).value<QColor>(), QColor(1, 2, 3));
-                face.write(widget.get(), face.read(widget.get()));
+                EXPECT_EQ(property.read(widget.get()).value<QColor>(), QColor(1, 2, 3));
+                property.write(widget.get(), property.read(widget.get()));
                 EXPECT_EQ(widget->property(stored.constData()).toUInt(), system);
             }
         }
-        EXPECT_GE(faces, 1) << meta->className(); // the panel's Color at least
+        EXPECT_GE(faces, 1); // the panel's Color at least
     }
 }
 
