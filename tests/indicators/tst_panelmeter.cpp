@@ -111,7 +111,6 @@ TEST(PanelMeterText, FormatsScaledValueWithLocaleSeparator)
     auto meter = MakeMeter(220, 80, 3, 5);
     meter->SetValue(1.23456);
     EXPECT_EQ(meter->DisplayText(), RefText(1.23456, 0, 2, u'.'));
-    // A locale change re-formats at once.
     meter->setLocale(QLocale(QLocale::German));
     EXPECT_EQ(meter->DisplayText(), RefText(1.23456, 0, 2, u','));
 }

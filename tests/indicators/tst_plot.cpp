@@ -95,7 +95,6 @@ TEST(PlotData, StoresTheBlockAndItsAbscissaAndIgnoresEmptyBlocksAndBadInput)
     EXPECT_DOUBLE_EQ(plot.XMinShown(), 0.5);
     EXPECT_DOUBLE_EQ(plot.XMaxShown(), 0.51);
 
-    // Blocks without samples change nothing.
     int changes = 0;
     QObject::connect(&plot, &TQVPlot::DataChanged, [&] { ++changes; });
     TQVDescArraySingle empty{}, zeroCount = block.Block, nullData{};
@@ -386,7 +385,6 @@ TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
             plot.SetPeakMarker(true);
             plot.Feed(magnitude);
             EXPECT_NEAR(plot.PeakX(), double(k0) * Bin, 0.05 * Bin);
-            // The reading carries the axis unit with its SI prefix.
             EXPECT_TRUE(plot.ReadoutLines().value(0).contains(QStringLiteral(" kHz"))) << plot.ReadoutLines().join('|').toStdString();
         }
     }
@@ -508,8 +506,10 @@ TEST(PlotMeasure, CursorReadoutsFollowTheLine)
     }
 }
 
-// CIE lightness of the map's colours rises strictly from end to end.
-TEST(Waterfall, ColourMapLightnessRises)
+// CIE lightness of the map's colours rises strictly from end to end. Each block becomes the
+// top row: a column holds the loudest of its bins in dB, the older rows move down, and on the
+// screen only that row is painted.
+TEST(Waterfall, EachBlockIsOneRowOnTopInAMapOfRisingLightness)
 {
     const auto lightness = [](QRgb c) {
         const auto linear = [](int v) { const double s = v / 255.0; return s <= 0.04045 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4); };
@@ -524,12 +524,7 @@ TEST(Waterfall, ColourMapLightnessRises)
         EXPECT_GT(lightness(table[k]), lightness(table[k - 1]) - 0.1) << k;
         EXPECT_GT(lightness(table[k]), lightness(table[k - std::min<std::size_t>(k, 8)]) + (k >= 8 ? 1.0 : 0.0)) << k;
     }
-}
 
-// Each block becomes the top row: a column holds the loudest of its bins in dB, the older
-// rows move down, and on the screen only that row is painted.
-TEST(Waterfall, EachBlockIsOneRowOnTop)
-{
     TQVTestSource source;
     source.SetCaps({mscContinuous, mscEquidistant});
     source.SetSettings(1, 1);
