@@ -19,13 +19,15 @@
 #include "support/qvPaintRecorder.h"
 #include "support/qvTestConsumer.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using LD = long double;
 const LD Pi = std::numbers::pi_v<LD>;
 
 // One block of one channel pointing into `samples`.
-void SendSamples(TQVTestSource &source, std::vector<float> &samples)
+void SendSamples(TQVTestSource &source, std::vector<float> samples)
 {
     TQVDescArraySingle block{};
     block.Channels[0] = {samples.data(), std::int32_t(samples.size())};
@@ -46,7 +48,7 @@ struct TQVBoundPlot : TQVPlot
         resize(size);
         SetMeasureSource(&source);
     }
-    void Feed(std::vector<float> &samples) { SendSamples(source, samples); }
+    void Feed(std::vector<float> samples) { SendSamples(source, std::move(samples)); }
     TQVTestSource source;
 };
 
@@ -126,8 +128,7 @@ TEST(PlotData, StoresTheBlockAndItsAbscissaAndIgnoresEmptyBlocksAndBadInput)
     EXPECT_DOUBLE_EQ(plot.XMaxShown(), 2.0);
 
     // NaN and infinite samples are stored and painted without trouble.
-    std::vector<float> samples{1, std::nanf(""), INFINITY, -2};
-    plot.Feed(samples);
+    plot.Feed({1, std::nanf(""), INFINITY, -2});
     EXPECT_TRUE(std::isnan(plot.TraceData(0)[1]));
     EXPECT_LE(plot.YMinShown(), -2.0);
     EXPECT_FALSE(plot.grab().isNull());
@@ -138,10 +139,8 @@ TEST(PlotSource, SingleValuesMakeAHistoryEndingAtXStart)
 {
     TQVBoundPlot plot(1, 1, 0.25L, 10.0L, {400, 250}, {mscContinuous, mscSingleValue, mscSingleChannel});
     plot.SetHistoryLength(3);
-    for (float v : {1.f, 2.f, 3.f, 4.f, 5.f}) {
-        std::vector<float> one{v, 99.f};
-        plot.Feed(one);
-    }
+    for (float v : {1.f, 2.f, 3.f, 4.f, 5.f})
+        plot.Feed({v, 99.f});
     EXPECT_EQ(plot.TraceData(0), (std::vector<float>{3, 4, 5}));
     EXPECT_DOUBLE_EQ(plot.SampleX(0, 2), 10.0);
     EXPECT_DOUBLE_EQ(plot.SampleX(0, 0), 9.5);
@@ -220,15 +219,11 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
     const QLocale c = QLocale::c();
     struct Label { double value, step, magnitude; const char *unit; bool prefix; QString text; };
     const Label labels[] = {
-        {5e-4, 1e-4, 9e-4, "s", true, QStringLiteral("500 \u00B5s")},
-        {2000, 1000, 24000, "Hz", true, QStringLiteral("2 kHz")},
-        {2500, 500, 24000, "Hz", true, QStringLiteral("2.5 kHz")},
-        {0.015, 0.005, 0.02, "s", true, QStringLiteral("15 ms")},
-        {-0.5, 0.5, 1.2, "V", true, QStringLiteral("-0.5 V")},
-        {0, 0.2, 1.0, "V", true, QStringLiteral("0.0 V")},
-        {-60, 20, 140, "dB", false, QStringLiteral("-60 dB")},
-        {3e6, 1e6, 5e6, "", true, QStringLiteral("3 M")},
-        {42, 2, 50, "", true, QStringLiteral("42")},
+        {5e-4, 1e-4, 9e-4, "s", true, u"500 \u00B5s"_s},  {2000, 1000, 24000, "Hz", true, u"2 kHz"_s},
+        {2500, 500, 24000, "Hz", true, u"2.5 kHz"_s},     {0.015, 0.005, 0.02, "s", true, u"15 ms"_s},
+        {-0.5, 0.5, 1.2, "V", true, u"-0.5 V"_s},         {0, 0.2, 1.0, "V", true, u"0.0 V"_s},
+        {-60, 20, 140, "dB", false, u"-60 dB"_s},         {3e6, 1e6, 5e6, "", true, u"3 M"_s},
+        {42, 2, 50, "", true, u"42"_s},
     };
     for (const Label &l : labels)
         EXPECT_EQ(TQVPlot::TickLabel(l.value, l.step, l.magnitude, QString::fromLatin1(l.unit), l.prefix, c), l.text);
@@ -402,10 +397,8 @@ TEST(PlotMeasure, AveragingDividesTheVarianceOfNoise)
         TQVBoundPlot plot(1, 8192, 8192, 0, {600, 300});
         plot.SetAveraging(c.Kind);
         plot.SetAverageCount(c.Count);
-        for (int n = 0; n < c.Blocks; ++n) {
-            std::vector<float> block = Noise(random, 8192);
-            plot.Feed(block);
-        }
+        for (int n = 0; n < c.Blocks; ++n)
+            plot.Feed(Noise(random, 8192));
         EXPECT_EQ(plot.AveragedBlocks(0), std::min(c.Count, c.Blocks));
         EXPECT_NEAR(Variance(plot.TraceData(0)) / (1.0 / 3.0), c.Ratio, 0.1 * c.Ratio);
     }
