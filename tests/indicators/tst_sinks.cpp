@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <set>
 #include <vector>
@@ -42,8 +41,6 @@ struct TQVValueSource : TQVTestSource
         Send(block);
     }
 };
-
-using TQVMakeSink = std::function<std::unique_ptr<QWidget>()>;
 
 // Properties no write changes: Version and Copyright ignore writes (forms load whatever they
 // hold); MeasureSource, an object pointer, is tested with sources below.
@@ -126,12 +123,11 @@ TEST(SinksAutoConfig, MeterKeepsItsDivisionsAndBarGraphTakesTheRange)
 
 TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
 {
-    for (const TQVMakeSink &make : {TQVMakeSink([] { return std::make_unique<TQVPanelMeter>(); }),
-                                    TQVMakeSink([] { return std::make_unique<TQVMeter>(); }),
-                                    TQVMakeSink([] { return std::make_unique<TQVBarGraph>(); }),
-                                    TQVMakeSink([] { return std::make_unique<TQVLed>(); })}) {
-        std::unique_ptr<QWidget> widget = make();
+    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
+        std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
         auto *sink = dynamic_cast<TQVSingleValueSink *>(widget.get());
+        if (!sink)
+            continue;
         SCOPED_TRACE(widget->metaObject()->className());
 
         // A raw stream of one channel is refused (its message: QtFace.SourcesThroughTheMetaObject);
