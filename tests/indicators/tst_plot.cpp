@@ -386,43 +386,36 @@ TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
 }
 
 // N blocks of uniform noise (variance 1/3): a linear average has 1/N of it, and stays after N
-// blocks; an exponential one of weight 1/N settles at 1/(2N - 1).
-TEST(PlotMeasure, AveragingDividesTheVarianceOfNoise)
+// blocks; an exponential one of weight 1/N settles at 1/(2N - 1); none leaves it. The holds
+// are the element-wise extremes of the traces shown since the last reset.
+TEST(PlotMeasure, AveragingDividesTheVarianceOfNoiseAndHoldsKeepTheExtremes)
 {
     struct Case { TQVPlot::TQVPlotAveraging Kind; int Count, Blocks; double Ratio; };
     for (const Case c : {Case{TQVPlot::avLinear, 4, 4, 1.0 / 4}, Case{TQVPlot::avLinear, 16, 40, 1.0 / 16},
-                         Case{TQVPlot::avExponential, 8, 300, 1.0 / 15}}) {
+                         Case{TQVPlot::avExponential, 8, 300, 1.0 / 15}, Case{TQVPlot::avNone, 0, 6, 1.0}}) {
         SCOPED_TRACE(testing::Message() << c.Kind << " over " << c.Count);
         std::mt19937 random(c.Count);
         TQVBoundPlot plot(1, 8192, 8192, 0, {600, 300});
         plot.SetAveraging(c.Kind);
         plot.SetAverageCount(c.Count);
-        for (int n = 0; n < c.Blocks; ++n)
+        plot.SetMaxHold(true);
+        plot.SetMinHold(true);
+        std::vector<float> high(8192, -INFINITY), low(8192, INFINITY);
+        for (int n = 0; n < c.Blocks; ++n) {
             plot.Feed(Noise(random, 8192));
+            const std::vector<float> &shown = plot.TraceData(0);
+            for (std::size_t i = 0; i < shown.size(); ++i) {
+                high[i] = std::max(high[i], shown[i]);
+                low[i] = std::min(low[i], shown[i]);
+            }
+        }
         EXPECT_EQ(plot.AveragedBlocks(0), std::min(c.Count, c.Blocks));
         EXPECT_NEAR(Variance(plot.TraceData(0)) / (1.0 / 3.0), c.Ratio, 0.1 * c.Ratio);
+        EXPECT_EQ(plot.MaxHoldData(0), high);
+        EXPECT_EQ(plot.MinHoldData(0), low);
+        plot.ResetProcessing();
+        EXPECT_TRUE(plot.MaxHoldData(0).empty());
     }
-}
-
-TEST(PlotMeasure, HoldsAreTheElementWiseExtremesUntilAReset)
-{
-    std::mt19937 random(7);
-    TQVBoundPlot plot(1, 500, 500, 0, {600, 300});
-    plot.SetMaxHold(true);
-    plot.SetMinHold(true);
-    std::vector<float> high(500, -INFINITY), low(500, INFINITY);
-    for (int n = 0; n < 6; ++n) {
-        std::vector<float> block = Noise(random, 500);
-        for (std::size_t i = 0; i < block.size(); ++i) {
-            high[i] = std::max(high[i], block[i]);
-            low[i] = std::min(low[i], block[i]);
-        }
-        plot.Feed(block);
-    }
-    EXPECT_EQ(plot.MaxHoldData(0), high);
-    EXPECT_EQ(plot.MinHoldData(0), low);
-    plot.ResetProcessing();
-    EXPECT_TRUE(plot.MaxHoldData(0).empty());
 }
 
 // Zooms push views that back and reset restore exactly; absurd views are refused; a rubber
