@@ -148,11 +148,11 @@ TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
         sink->SetMeasureSource(source.get());
         source.reset();
         EXPECT_EQ(sink->MeasureSource(), nullptr);
-        TQVValueSource survivor;
-        sink->SetMeasureSource(&survivor);
+        turning.SetSettings(1);
+        sink->SetMeasureSource(&turning);
         widget.reset();
-        EXPECT_TRUE(survivor.Links().isEmpty());
-        survivor.SendSamples({1.0f});
+        EXPECT_TRUE(turning.Links().isEmpty());
+        turning.SendSamples({1.0f});
     }
 }
 
