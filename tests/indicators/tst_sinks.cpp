@@ -121,41 +121,6 @@ TEST(SinksAutoConfig, MeterKeepsItsDivisionsAndBarGraphTakesTheRange)
     EXPECT_EQ(scale(), meterScale);
 }
 
-TEST(SinksConnection, RefusesAllButSingleValuesAndForgetsDestroyedSources)
-{
-    for (const TQVCatalogueEntry &entry : QVWidgetCatalogue()) {
-        std::unique_ptr<QWidget> widget(qobject_cast<QWidget *>(entry.Factory(nullptr)));
-        auto *sink = dynamic_cast<TQVSingleValueSink *>(widget.get());
-        if (!sink)
-            continue;
-        SCOPED_TRACE(widget->metaObject()->className());
-
-        // A raw stream of one channel is refused (its message: QtFace.SourcesThroughTheMetaObject);
-        // a source that turns into two channels while connected throws out of the change and
-        // leaves the sink unconnected.
-        TQVValueSource raw({mscContinuous, mscSingleChannel}), turning;
-        EXPECT_THROW(sink->SetMeasureSource(&raw), EQVMSIncompatibleSource);
-        EXPECT_EQ(sink->MeasureSource(), nullptr);
-        EXPECT_TRUE(raw.Links().isEmpty());
-        sink->SetMeasureSource(&turning);
-        ASSERT_EQ(sink->MeasureSource(), &turning);
-        turning.SetSettings(2);
-        EXPECT_THROW(turning.UpdateLinks(), EQVMSIncompatibleSource);
-        EXPECT_EQ(sink->MeasureSource(), nullptr);
-
-        // A destroyed source leaves the sink unconnected; a destroyed sink leaves the source.
-        auto source = std::make_unique<TQVValueSource>();
-        sink->SetMeasureSource(source.get());
-        source.reset();
-        EXPECT_EQ(sink->MeasureSource(), nullptr);
-        turning.SetSettings(1);
-        sink->SetMeasureSource(&turning);
-        widget.reset();
-        EXPECT_TRUE(turning.Links().isEmpty());
-        turning.SendSamples({1.0f});
-    }
-}
-
 // The comparison rules are the lamp's (LedCompare); received values must reach them.
 TEST(SinksLed, ThresholdsAreFloatsAndReevaluateOnlyOnRealChanges)
 {
@@ -255,7 +220,7 @@ TEST(QtFace, EveryPropertyNotifiesAndColourFacesWriteTheStoredColours)
 
 // The first value of each block of the good source reaches ValueChanged, once per change, and
 // blocks without samples change nothing; a refused source written from the event loop is
-// reported, and a form load still raises it at its line.
+// reported, one the C++ setter refuses raises, and a form load still raises it at its line.
 TEST(QtFace, SourcesThroughTheMetaObject)
 {
     struct Case { std::unique_ptr<QWidget> Widget; TQVMeasureSourceCapabilities Refused; TQVResString Message; };
@@ -294,6 +259,31 @@ TEST(QtFace, SourcesThroughTheMetaObject)
         EXPECT_EQ(widget->property("MeasureSource").value<TQVMeasureSource *>(), nullptr);
         EXPECT_EQ(settings.count(), 1) << "disconnected from the good source";
         EXPECT_TRUE(bad.Links().isEmpty());
+
+        // Through the C++ setter of a sink: a raw stream of one channel is refused; a source
+        // that turns into two channels while connected throws out of the change and leaves the
+        // sink unconnected; a destroyed source leaves it unconnected, a destroyed sink its source.
+        auto *sink = dynamic_cast<TQVSingleValueSink *>(widget);
+        if (!sink)
+            continue;
+        TQVValueSource raw({mscContinuous, mscSingleChannel}), turning;
+        EXPECT_THROW(sink->SetMeasureSource(&raw), EQVMSIncompatibleSource);
+        EXPECT_EQ(sink->MeasureSource(), nullptr);
+        EXPECT_TRUE(raw.Links().isEmpty());
+        sink->SetMeasureSource(&turning);
+        ASSERT_EQ(sink->MeasureSource(), &turning);
+        turning.SetSettings(2);
+        EXPECT_THROW(turning.UpdateLinks(), EQVMSIncompatibleSource);
+        EXPECT_EQ(sink->MeasureSource(), nullptr);
+        auto source = std::make_unique<TQVValueSource>();
+        sink->SetMeasureSource(source.get());
+        source.reset();
+        EXPECT_EQ(sink->MeasureSource(), nullptr);
+        turning.SetSettings(1);
+        sink->SetMeasureSource(&turning);
+        k.Widget.reset();
+        EXPECT_TRUE(turning.Links().isEmpty());
+        turning.SendSamples({1.0f});
     }
 
     TQVClassRegistry registry;
