@@ -319,7 +319,8 @@ TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
     };
     for (const Case &c : cases)
         for (QSize size : {QSize(120, 80), QSize(200, 130), QSize(400, 250), QSize(700, 300), QSize(1200, 800)}) {
-            SCOPED_TRACE(testing::Message() << c.yLo << ".." << c.xHi << " at " << size.width() << "x" << size.height());
+            SCOPED_TRACE(testing::Message() << c.yLo << ".." << c.xHi << " at " << size.width() << "x"
+                                            << size.height());
             TQVBoundPlot plot(1, 100, c.xHi - c.xLo, c.xLo, size);
             plot.SetScaleLayout(slAdaptive);
             plot.SetScaleY(c.decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
