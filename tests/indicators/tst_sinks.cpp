@@ -58,9 +58,6 @@ QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
     const double x = old.toDouble();
     QFont font = old.value<QFont>();
     font.setPointSize(font.pointSize() + 3);
-    const QColor c = old.value<QColor>();
-    QPixmap picture(4, 4);
-    picture.fill(Qt::red);
     switch (property.metaType().id()) {
     case QMetaType::Double: // an infinite end becomes finite, a huge one is halved
         return x - 1.0 == x ? QList<QVariant>{std::isinf(x) ? std::copysign(1e9, x) : x / 2}
@@ -71,9 +68,9 @@ QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
     case QMetaType::QString: // RangeTable: rows without and with the check flag
         return qstrcmp(property.name(), "RangeTable") == 0 ? QList<QVariant>{u"0x000000FF:1"_s, u"0x000000FF:1:1"_s}
                                                            : QList<QVariant>{old.toString() + u'x'};
-    case QMetaType::QColor: return {QColor(c.red() ^ 0x40, c.green(), c.blue() ^ 0x08)};
+    case QMetaType::QColor: return {QColor::fromRgb(old.value<QColor>().rgb() ^ 0x400008u)};
     case QMetaType::QFont: return {font};
-    case QMetaType::QPixmap: return {picture};
+    case QMetaType::QPixmap: return {QPixmap(4, 4)};
     default: return {};
     }
 }
