@@ -24,12 +24,11 @@ constexpr TQVColor Lit = 0x3050F0, Back = 0x101820; // 0x00BBGGRR
 QColor Rgb(TQVColor c) { return QColor(int(c & 0xFF), int((c >> 8) & 0xFF), int((c >> 16) & 0xFF)); }
 
 // The unlit colour: one fifth of the way from the background to the digit colour.
-QColor Dim(TQVColor lit, TQVColor back)
-{
-    const QColor l = Rgb(lit), b = Rgb(back);
+const QColor Dim = [] {
+    const QColor l = Rgb(Lit), b = Rgb(Back);
     const auto mix = [](int bc, int lc) { return int(std::lround(bc + (lc - bc) / 5.0L)); };
     return QColor(mix(b.red(), l.red()), mix(b.green(), l.green()), mix(b.blue(), l.blue()));
-}
+}();
 
 // Reference text: printf rounding on the prefix-scaled value (cases avoid exact ties), the
 // locale's separator, and no sign on a value that rounds to zero.
@@ -218,7 +217,6 @@ TEST(PanelMeterPaint, LitAndUnlitSegmentsAtTheDocumentedPositions)
         {3, f, false}, {3, g, false}, {3, d, false}, {4, a, true}, {4, e, true}, {4, g, true}, {5, a, true},
         {5, e, true}, {5, g, false}, {3, point, true}, {4, point, false},
     };
-    const QColor dim = Dim(Lit, Back);
     for (qreal dpr : {1.0, 2.0}) {
         auto meter = MakeMeter(220, 80, 5, 2);
         meter->SetValue(-1.8);
@@ -229,7 +227,7 @@ TEST(PanelMeterPaint, LitAndUnlitSegmentsAtTheDocumentedPositions)
         const Cells cells = ExpectedCells(220, 80, 5);
         const auto at = [&](QPointF p) { return image.pixelColor(int(p.x() * dpr), int(p.y() * dpr)); };
         for (const Probe &p : probes)
-            EXPECT_EQ(at(SegmentCentre(cells, p.cell, p.seg)), p.lit ? Rgb(Lit) : dim)
+            EXPECT_EQ(at(SegmentCentre(cells, p.cell, p.seg)), p.lit ? Rgb(Lit) : Dim)
                 << "dpr " << dpr << " cell " << p.cell << " segment " << p.seg;
         EXPECT_EQ(at(QPointF(cells.area.left() - 2, cells.area.top() + 2)), Rgb(Back));
     }
@@ -251,7 +249,7 @@ TEST(PanelMeterPaint, FontStyleDrawsFullHeightTextWithoutUnlitSegments)
             for (int x = area.left(); x <= area.right(); ++x) {
                 const bool lit = image.pixelColor(x, y) == Rgb(Lit);
                 c.lit += lit;
-                c.dim += image.pixelColor(x, y) == Dim(Lit, Back);
+                c.dim += image.pixelColor(x, y) == Dim;
                 c.top |= lit && y < area.top() + area.height() / 8;
                 c.bottom |= lit && y > area.bottom() - area.height() / 8;
             }
