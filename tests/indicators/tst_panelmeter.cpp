@@ -88,34 +88,29 @@ QPointF SegmentCentre(const Cells &c, int i, int k)
 
 TEST(PanelMeterText, FormatsScaledValueWithLocaleSeparator)
 {
-    struct Case { double value; int decimals; int prefix, exponent; const char *unit; QLocale locale; const char *label; };
-    const QLocale c = QLocale::c(), de(QLocale::German, QLocale::Germany);
+    struct Case { double value; int digits, decimals, prefix, exponent; const char *unit, *label; };
     const Case cases[] = {
-        {2500, 3, sipKilo, 3, "V", c, "kV"},        {2500, 3, sipKilo, 3, "V", de, "kV"},
-        {-12.3456, 2, sipNone, 0, "V", c, "V"},     {0.0047, 3, sipMilli, -3, "A", de, "mA"},
-        {3.3e-6, 1, sipMikro, -6, "A", c, "\u00b5A"}, {1234.4, 0, sipNone, 0, "", c, ""},
-        {-0.001, 2, sipNone, 0, "Hz", c, "Hz"},     {7.25e9, 2, sipGiga, 9, "Hz", de, "GHz"},
-        {-4.2e-10, 1, sipNano, -9, "F", c, "nF"},   {0.0, 4, sipNone, 0, "", de, ""},
+        {2500, 5, 3, sipKilo, 3, "V", "kV"},         {-12.3456, 5, 2, sipNone, 0, "V", "V"},
+        {0.0047, 5, 3, sipMilli, -3, "A", "mA"},     {3.3e-6, 5, 1, sipMikro, -6, "A", "\u00b5A"},
+        {1234.4, 5, 0, sipNone, 0, "", ""},          {-0.001, 5, 2, sipNone, 0, "Hz", "Hz"},
+        {7.25e9, 5, 2, sipGiga, 9, "Hz", "GHz"},     {-4.2e-10, 5, 1, sipNano, -9, "F", "nF"},
+        {0.0, 5, 4, sipNone, 0, "", ""},             {1.23456, 3, 5, sipNone, 0, "", ""},
     };
     for (const Case &k : cases) {
-        auto meter = MakeMeter(220, 80, 5, k.decimals);
-        meter->setLocale(k.locale);
+        auto meter = MakeMeter(220, 80, k.digits, k.decimals);
         meter->SetSIPrefix(k.prefix);
         meter->SetUnitText(QString::fromUtf8(k.unit));
         meter->SetValue(k.value);
-        EXPECT_EQ(meter->DisplayText(), RefText(k.value, k.exponent, k.decimals, k.locale.decimalPoint().at(0))) << k.value;
+        const int shown = std::min(k.decimals, k.digits - 1); // decimals beyond Digits - 1 are not shown
+        for (const QLocale &locale : {QLocale::c(), QLocale(QLocale::German, QLocale::Germany)}) {
+            meter->setLocale(locale); // re-formats at once
+            EXPECT_EQ(meter->DisplayText(), RefText(k.value, k.exponent, shown, locale.decimalPoint()[0])) << k.value;
+        }
         const QString unit = QString::fromUtf8(k.label);
         EXPECT_EQ(meter->UnitLabel(), unit);
-        // Screen readers get the text shown, with the unit.
         EXPECT_EQ(QAccessible::queryAccessibleInterface(meter.get())->text(QAccessible::Value),
                   meter->DisplayText() + (unit.isEmpty() ? QString() : u' ' + unit));
     }
-    // Decimals beyond Digits - 1 are not shown.
-    auto meter = MakeMeter(220, 80, 3, 5);
-    meter->SetValue(1.23456);
-    EXPECT_EQ(meter->DisplayText(), RefText(1.23456, 0, 2, u'.'));
-    meter->setLocale(QLocale(QLocale::German));
-    EXPECT_EQ(meter->DisplayText(), RefText(1.23456, 0, 2, u','));
 }
 
 TEST(PanelMeterText, OverRangeAndNoValue)

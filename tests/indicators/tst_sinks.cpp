@@ -230,8 +230,7 @@ TEST(QtFace, SourcesThroughTheMetaObject)
     for (Case &k : cases) {
         QWidget *widget = k.Widget.get();
         SCOPED_TRACE(widget->metaObject()->className());
-        TQVValueSource good;
-        TQVValueSource bad(k.Refused, 2);
+        TQVValueSource good, bad(k.Refused, 2);
         ASSERT_TRUE(widget->setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&good)));
         if (widget->metaObject()->indexOfSignal("ValueChanged(double)") >= 0) {
             QSignalSpy values(widget, SIGNAL(ValueChanged(double)));

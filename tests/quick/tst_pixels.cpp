@@ -80,8 +80,7 @@ TEST_P(QuickPixels, ItemShowsTheWidgetsPixelsAtRatio2)
         for (QWidget *w : {item->widget(), widget.get()})
             w->setProperty("Value", value);
         QCoreApplication::processEvents();
-        const QImage shown = view.grabWindow().convertToFormat(QImage::Format_RGB32);
-        const QImage expected = WidgetPixels(*widget);
+        const QImage shown = view.grabWindow().convertToFormat(QImage::Format_RGB32), expected = WidgetPixels(*widget);
         ASSERT_EQ(shown.size(), expected.size()) << c.Name;
         EXPECT_EQ(Mismatches(shown, expected), 0) << c.Name << " at value " << value;
     }
