@@ -53,11 +53,6 @@ struct Input
 
 QWidget *Create(const char *cls)
 {
-    // The plot and the waterfall are not on the palette.
-    if (qstrcmp(cls, "TQVPlot") == 0)
-        return new TQVPlot;
-    if (qstrcmp(cls, "TQVWaterfall") == 0)
-        return new TQVWaterfall;
     return qobject_cast<QWidget *>(Registry->Create(QString::fromLatin1(cls)));
 }
 
@@ -102,6 +97,8 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
     new QApplication(*argc, *argv); // never destroyed: the events' pointing device would outlive it at exit
     Registry = new TQVClassRegistry;
     Register(*Registry);
+    Registry->RegisterClass<TQVPlot, QWidget>(); // the plot and the waterfall are not on the palette
+    Registry->RegisterClass<TQVWaterfall, QWidget>();
     // Fonts and the caches behind them, set up on first use, are no leak of an input.
     for (const char *cls : Classes) {
         const std::unique_ptr<QWidget> widget(Create(cls));

@@ -1,222 +1,189 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
 #include <memory>
+#include <numeric>
+#include <numbers>
+#include <random>
 #include <tuple>
 #include <vector>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QLocale>
+#include <QtCore/QRegularExpression>
 #include <QtGui/QImage>
+#include <QtGui/QMouseEvent>
 
-#include "host/qvSignalGenerator.h"
 #include "indicators/QVPlot.h"
-#include "support/qvTestConsumer.h"
+#include "indicators/qvColorMap.h"
+#include "indicators/qvWaterfall.h"
 #include "support/qvPaintRecorder.h"
+#include "support/qvTestConsumer.h"
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const TQVMeasureSourceCapabilities Continuous{mscContinuous, mscEquidistant};
+using LD = long double;
+const LD Pi = std::numbers::pi_v<LD>;
 
-std::unique_ptr<TQVPlot> MakePlot(int w = 400, int h = 250)
-{
-    auto plot = std::make_unique<TQVPlot>();
-    plot->setLocale(QLocale::c());
-    plot->resize(w, h);
-    return plot;
-}
-
-// One block of `channels` slots pointing into `samples`.
-TQVDescArraySingle BlockOf(std::vector<std::vector<float>> &samples)
+// One block of one channel pointing into `samples`.
+void SendSamples(TQVTestSource &source, std::vector<float> samples)
 {
     TQVDescArraySingle block{};
-    for (std::size_t k = 0; k < samples.size(); ++k)
-        block.Channels[k] = {samples[k].data(), std::int32_t(samples[k].size())};
-    return block;
+    block.Channels[0] = {samples.data(), std::int32_t(samples.size())};
+    source.Send(block);
 }
 
+// A plot on a source of `channels` channels (continuous and equidistant unless `caps` say
+// otherwise), blocks of `n` samples over `span` from `xStart`.
+struct TQVBoundPlot : TQVPlot
+{
+    TQVBoundPlot(int channels, int n, LD span, LD xStart = 0, QSize size = {400, 250},
+                 TQVMeasureSourceCapabilities caps = {mscContinuous, mscEquidistant})
+    {
+        source.SetCaps(caps);
+        source.SetSettings(channels, n, span);
+        source.Settings.XStart = xStart;
+        setLocale(QLocale::c());
+        resize(size);
+        SetMeasureSource(&source);
+    }
+    void Feed(std::vector<float> samples) { SendSamples(source, std::move(samples)); }
+    TQVTestSource source;
+};
+
 // The 1-2-5 step of at most `maxTicks` intervals, by trying every candidate in turn.
-long double ReferenceStep(long double lo, long double hi, int maxTicks)
+LD ReferenceStep(LD lo, LD hi, int maxTicks)
 {
     for (int e = -30; e <= 30; ++e)
-        for (long double m : {1.0L, 2.0L, 5.0L}) {
-            const long double step = m * std::pow(10.0L, e);
+        for (LD m : {1.0L, 2.0L, 5.0L}) {
+            const LD step = m * std::pow(10.0L, e);
             if ((hi - lo) / step <= maxTicks * (1 + 1e-9L))
                 return step;
         }
     return 0;
 }
 
+// The mean square of `v`: its variance when its mean is 0, as that of noise.
+double MeanSquare(const std::vector<float> &v)
+{
+    return double(std::inner_product(v.begin(), v.end(), v.begin(), 0.0L) / LD(v.size()));
+}
+
 } // namespace
 
-TEST(PlotData, StoresTheBlockAndItsAbscissa)
+TEST(PlotData, StoresTheBlockAndItsAbscissaAndIgnoresEmptyBlocksAndBadInput)
 {
-    TQVTestSource source;
-    source.SetCaps(Continuous);
-    source.SetSettings(2, 100, 0.01L);
-    source.Settings.XStart = 0.5L;
-    auto plot = MakePlot();
-    plot->SetMeasureSource(&source);
+    TQVBoundPlot plot(2, 100, 0.01L, 0.5L);
     TQVTestBlock block(2, 100);
-    source.Send(block.Block);
+    plot.source.Send(block.Block);
     for (int k = 0; k < 2; ++k) {
-        EXPECT_EQ(plot->TraceData(k), block.Samples[std::size_t(k)]);
+        EXPECT_EQ(plot.TraceData(k), block.Samples[std::size_t(k)]);
         for (int i : {0, 1, 57, 99})
-            EXPECT_NEAR(plot->SampleX(k, i), double(0.5L + i * 0.01L / 100), 1e-15);
+            EXPECT_NEAR(plot.SampleX(k, i), double(0.5L + i * 0.01L / 100), 1e-15);
     }
-    EXPECT_DOUBLE_EQ(plot->XMinShown(), 0.5);
-    EXPECT_DOUBLE_EQ(plot->XMaxShown(), 0.51);
+    EXPECT_DOUBLE_EQ(plot.XMinShown(), 0.5);
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 0.51);
 
-    // A settings change re-reads the axis and drops channels the source no longer has.
-    source.SetSettings(1, 200, 2.0L);
-    source.UpdateLinks();
-    EXPECT_NEAR(plot->SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
-    EXPECT_TRUE(plot->TraceData(1).empty());
-    EXPECT_DOUBLE_EQ(plot->XMaxShown(), 2.0);
-
-    // Bound to the generator: the plot holds what another consumer of the same block got.
-    TQVSignalGenerator generator;
-    generator.SetChannelCount(2);
-    generator.SetSampleRate(8000.0);
-    generator.SetBlockLength(400);
-    TQVSignalGenerator::TQVGeneratorChannel square = generator.Channel(1);
-    square.Waveform = TQVSignalGenerator::wfSquare;
-    generator.SetChannel(1, square);
-    TQVTestConsumer witness;
-    witness.Connect(&generator);
-    plot->SetMeasureSource(&generator);
-    generator.Tick();
-    ASSERT_EQ(witness.Blocks.size(), 1u);
-    for (int k = 0; k < 2; ++k)
-        EXPECT_EQ(plot->TraceData(k), witness.Blocks[0].Channels[std::size_t(k)]);
-    EXPECT_NEAR(plot->SampleX(1, 399), 399 / 8000.0, 1e-15);
-    EXPECT_DOUBLE_EQ(plot->XMaxShown(), 400 / 8000.0);
-}
-
-TEST(PlotData, EmptyBlocksAndBadInputChangeNothing)
-{
-    TQVTestSource source;
-    source.SetCaps(Continuous);
-    source.SetSettings(1, 8);
-    auto plot = MakePlot();
-    plot->SetMeasureSource(&source);
-    std::vector<std::vector<float>> samples{{1, 2, 3, 4}};
-    TQVDescArraySingle full = BlockOf(samples);
-    source.Send(full);
     int changes = 0;
-    QObject::connect(plot.get(), &TQVPlot::DataChanged, [&] { ++changes; });
-
-    TQVDescArraySingle empty{};
-    TQVDescArraySingle zeroCount = full;
+    QObject::connect(&plot, &TQVPlot::DataChanged, [&] { ++changes; });
+    TQVDescArraySingle empty{}, zeroCount = block.Block, nullData{};
     zeroCount.Channels[0].Count = 0;
-    TQVDescArraySingle nullData{};
+    zeroCount.Channels[1].Count = 0;
     nullData.Channels[0].Count = 5;
-    for (TQVDescArraySingle *block : {&empty, &zeroCount, &nullData})
-        source.Send(*block);
+    for (TQVDescArraySingle *b : {&empty, &zeroCount, &nullData})
+        plot.source.Send(*b);
     EXPECT_EQ(changes, 0);
-    EXPECT_EQ(plot->TraceData(0), samples[0]);
+    EXPECT_EQ(plot.TraceData(1), block.Samples[1]);
 
     // Out-of-range channels and invalid settings are refused without harm.
-    EXPECT_TRUE(plot->TraceData(-1).empty());
-    EXPECT_TRUE(plot->TraceData(99).empty());
-    plot->SetYRange(5, 1);
-    plot->SetYMin(std::nan(""));
-    plot->SetDecibelReference(0);
-    plot->SetHistoryLength(1);
-    EXPECT_EQ(plot->YMin(), -1.0);
-    EXPECT_EQ(plot->YMax(), 1.0);
-    EXPECT_EQ(plot->DecibelReference(), 1.0);
-    EXPECT_EQ(plot->HistoryLength(), 500);
+    EXPECT_TRUE(plot.TraceData(-1).empty());
+    EXPECT_TRUE(plot.TraceData(99).empty());
+    plot.SetYRange(5, 1);
+    plot.SetYMin(std::nan(""));
+    plot.SetDecibelReference(0);
+    plot.SetHistoryLength(1);
+    EXPECT_EQ(plot.YMin(), -1.0);
+    EXPECT_EQ(plot.YMax(), 1.0);
+    EXPECT_EQ(plot.DecibelReference(), 1.0);
+    EXPECT_EQ(plot.HistoryLength(), 500);
+
+    // A settings change re-reads the axis and drops channels the source no longer has.
+    plot.source.SetSettings(1, 200, 2.0L);
+    plot.source.UpdateLinks();
+    EXPECT_NEAR(plot.SampleX(0, 40), 40 * 2.0 / 100, 1e-15);
+    EXPECT_TRUE(plot.TraceData(1).empty());
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 2.0);
 
     // NaN and infinite samples are stored and painted without trouble.
-    samples[0] = {1, std::nanf(""), INFINITY, -2};
-    source.Send(full);
-    EXPECT_TRUE(std::isnan(plot->TraceData(0)[1]));
-    EXPECT_LE(plot->YMinShown(), -2.0);
-    EXPECT_FALSE(plot->grab().isNull());
+    plot.Feed({1, std::nanf(""), INFINITY, -2});
+    EXPECT_TRUE(std::isnan(plot.TraceData(0)[1]));
+    EXPECT_LE(plot.YMinShown(), -2.0);
+    EXPECT_FALSE(plot.grab().isNull());
 }
 
-TEST(PlotSource, RefusesBlocksOfNonContinuousSourcesAndPlotsSingleValueHistory)
+// A single-value source: the plot keeps a history of the first value of each block.
+TEST(PlotSource, SingleValuesMakeAHistoryEndingAtXStart)
 {
-    TQVTestSource stepwise;
-    stepwise.SetSettings(1);
-    auto plot = MakePlot();
-    EXPECT_THROW(plot->SetMeasureSource(&stepwise), EQVMSIncompatibleSource);
-    EXPECT_EQ(plot->MeasureSource(), nullptr);
-
-    TQVTestSource values;
-    values.SetCaps({mscContinuous, mscSingleValue, mscSingleChannel});
-    values.SetSettings(1, 1, 0.25L);
-    values.Settings.XStart = 10.0L;
-    plot->SetMeasureSource(&values);
-    plot->SetHistoryLength(3);
-    for (float v : {1.f, 2.f, 3.f, 4.f, 5.f}) {
-        std::vector<std::vector<float>> one{{v, 99.f}};
-        TQVDescArraySingle block = BlockOf(one);
-        values.Send(block);
-    }
-    EXPECT_EQ(plot->TraceData(0), (std::vector<float>{3, 4, 5}));
-    EXPECT_DOUBLE_EQ(plot->SampleX(0, 2), 10.0); // newest at XStart
-    EXPECT_DOUBLE_EQ(plot->SampleX(0, 0), 9.5);
-    EXPECT_DOUBLE_EQ(plot->XMinShown(), 9.5);
-    EXPECT_DOUBLE_EQ(plot->XMaxShown(), 10.0);
+    TQVBoundPlot plot(1, 1, 0.25L, 10.0L, {400, 250}, {mscContinuous, mscSingleValue, mscSingleChannel});
+    plot.SetHistoryLength(3);
+    for (float v : {1.f, 2.f, 3.f, 4.f, 5.f})
+        plot.Feed({v, 99.f});
+    EXPECT_EQ(plot.TraceData(0), (std::vector<float>{3, 4, 5}));
+    EXPECT_DOUBLE_EQ(plot.SampleX(0, 2), 10.0);
+    EXPECT_DOUBLE_EQ(plot.SampleX(0, 0), 9.5);
+    EXPECT_DOUBLE_EQ(plot.XMinShown(), 9.5);
+    EXPECT_DOUBLE_EQ(plot.XMaxShown(), 10.0);
 }
 
 TEST(PlotScale, AutoScaleCoversTheDataWithoutJitter)
 {
     struct Case { double amplitude, offset; };
     for (const Case c : {Case{1, 0}, Case{3, 1}, Case{2e-6, 0}, Case{0.5, -40}, Case{0, 5}, Case{0, 0}}) {
-        TQVTestSource source;
-        source.SetCaps(Continuous);
-        source.SetSettings(1, 500);
-        auto plot = MakePlot();
-        plot->SetMeasureSource(&source);
-        std::vector<std::vector<float>> s(1, std::vector<float>(500));
-        auto send = [&](double scale) {
+        SCOPED_TRACE(testing::Message() << c.amplitude << " " << c.offset);
+        TQVBoundPlot plot(1, 500, 1);
+        std::vector<float> s(500);
+        // Sends the sine scaled by `scale`, checks that the shown range covers it, returns its range.
+        const auto sendCovered = [&](double scale) {
             for (int i = 0; i < 500; ++i)
-                s[0][std::size_t(i)] = float(c.offset + scale * c.amplitude * std::sin(i * 0.05));
-            TQVDescArraySingle block = BlockOf(s);
-            source.Send(block);
-            return std::pair(*std::min_element(s[0].begin(), s[0].end()), *std::max_element(s[0].begin(), s[0].end()));
+                s[std::size_t(i)] = float(c.offset + scale * c.amplitude * std::sin(i * 0.05));
+            plot.Feed(s);
+            const auto [lo, hi] = std::minmax_element(s.begin(), s.end());
+            EXPECT_LE(plot.YMinShown(), *lo);
+            EXPECT_GE(plot.YMaxShown(), *hi);
+            return double(*hi - *lo);
         };
-        const auto [lo, hi] = send(1.0);
-        EXPECT_LE(plot->YMinShown(), lo) << c.amplitude << " " << c.offset;
-        EXPECT_GE(plot->YMaxShown(), hi);
-        const double span = plot->YMaxShown() - plot->YMinShown();
+        const double range = sendCovered(1.0), span = plot.YMaxShown() - plot.YMinShown();
         EXPECT_GT(span, 0.0);
-        if (hi > lo) { // a little headroom, not a lot
-            EXPECT_LE(span, 2.0 * (hi - lo));
-        }
+        EXPECT_TRUE(range == 0 || span <= 2.0 * range) << span; // a little headroom, not a lot
         // A slightly smaller signal keeps the range; a much larger one widens it.
-        const double keepLo = plot->YMinShown(), keepHi = plot->YMaxShown();
-        send(0.9);
-        EXPECT_EQ(plot->YMinShown(), keepLo);
-        EXPECT_EQ(plot->YMaxShown(), keepHi);
-        if (c.amplitude > 0) {
-            const auto [lo3, hi3] = send(3.0);
-            EXPECT_LE(plot->YMinShown(), lo3);
-            EXPECT_GE(plot->YMaxShown(), hi3);
-        }
+        const double keepLo = plot.YMinShown(), keepHi = plot.YMaxShown();
+        sendCovered(0.9);
+        EXPECT_EQ(plot.YMinShown(), keepLo);
+        EXPECT_EQ(plot.YMaxShown(), keepHi);
+        sendCovered(3.0);
     }
 }
 
 TEST(PlotScale, DecibelLevelsFollowTheClosedFormula)
 {
-    auto plot = MakePlot();
-    plot->SetScaleY(TQVPlot::scDecibel);
-    plot->SetDecibelFloor(-150);
+    TQVPlot plot;
+    plot.SetScaleY(TQVPlot::scDecibel);
+    plot.SetDecibelFloor(-150);
     for (double ref : {1.0, 0.775, 1e-6})
         for (bool power : {false, true}) {
-            plot->SetDecibelReference(ref);
-            plot->SetPowerValues(power);
+            plot.SetDecibelReference(ref);
+            plot.SetPowerValues(power);
             for (double y : {1.0, -0.5, 3e-3, 1234.5, 1e-9}) {
-                const long double expect = (power ? 10.0L : 20.0L) * std::log10(std::fabs((long double)y) / ref);
-                EXPECT_NEAR(plot->DisplayValue(y), double(std::max(expect, -150.0L)), 1e-9) << y << " " << ref;
+                const LD expect = (power ? 10.0L : 20.0L) * std::log10(std::fabs(LD(y)) / ref);
+                EXPECT_NEAR(plot.DisplayValue(y), double(std::max(expect, -150.0L)), 1e-9) << y << " " << ref;
             }
-            EXPECT_EQ(plot->DisplayValue(0.0), -INFINITY);
+            EXPECT_EQ(plot.DisplayValue(0.0), -INFINITY);
         }
-    plot->SetScaleY(TQVPlot::scLinear);
-    EXPECT_EQ(plot->DisplayValue(-0.25), -0.25);
+    plot.SetScaleY(TQVPlot::scLinear);
+    EXPECT_EQ(plot.DisplayValue(-0.25), -0.25);
 }
 
 TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
@@ -226,7 +193,7 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
                           Range{-140, 10, 7}, Range{1e-9, 7e-9, 3}, Range{990, 1010, 4}}) {
         double step = 0;
         const QList<double> ticks = TQVPlot::LinearTicks(r.lo, r.hi, r.maxTicks, &step);
-        const long double ref = ReferenceStep(r.lo, r.hi, r.maxTicks);
+        const LD ref = ReferenceStep(r.lo, r.hi, r.maxTicks);
         EXPECT_NEAR(step, double(ref), double(ref) * 1e-12) << r.lo << ".." << r.hi;
         ASSERT_FALSE(ticks.isEmpty());
         EXPECT_GE(ticks.first(), r.lo - ref * 1e-9);
@@ -242,53 +209,40 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
     const QLocale c = QLocale::c();
     struct Label { double value, step, magnitude; const char *unit; bool prefix; QString text; };
     const Label labels[] = {
-        {5e-4, 1e-4, 9e-4, "s", true, QStringLiteral("500 \u00B5s")},
-        {2000, 1000, 24000, "Hz", true, QStringLiteral("2 kHz")},
-        {2500, 500, 24000, "Hz", true, QStringLiteral("2.5 kHz")},
-        {0.015, 0.005, 0.02, "s", true, QStringLiteral("15 ms")},
-        {-0.5, 0.5, 1.2, "V", true, QStringLiteral("-0.5 V")},
-        {0, 0.2, 1.0, "V", true, QStringLiteral("0.0 V")},
-        {-60, 20, 140, "dB", false, QStringLiteral("-60 dB")},
-        {3e6, 1e6, 5e6, "", true, QStringLiteral("3 M")},
-        {42, 2, 50, "", true, QStringLiteral("42")},
+        {5e-4, 1e-4, 9e-4, "s", true, u"500 \u00B5s"_s},  {2000, 1000, 24000, "Hz", true, u"2 kHz"_s},
+        {2500, 500, 24000, "Hz", true, u"2.5 kHz"_s},     {0.015, 0.005, 0.02, "s", true, u"15 ms"_s},
+        {-0.5, 0.5, 1.2, "V", true, u"-0.5 V"_s},         {0, 0.2, 1.0, "V", true, u"0.0 V"_s},
+        {-60, 20, 140, "dB", false, u"-60 dB"_s},         {3e6, 1e6, 5e6, "", true, u"3 M"_s},
+        {42, 2, 50, "", true, u"42"_s},
     };
     for (const Label &l : labels)
         EXPECT_EQ(TQVPlot::TickLabel(l.value, l.step, l.magnitude, QString::fromLatin1(l.unit), l.prefix, c), l.text);
 
-    // The axes of a plot bound to a 48 kHz generator block of 1024 samples (21.33 ms).
-    TQVSignalGenerator generator;
-    auto plot = MakePlot();
-    plot->SetMeasureSource(&generator);
-    const QList<double> xt = plot->XTicks();
+    // The time axis of a plot bound to blocks of 1024 samples at 48 kHz (21.33 ms).
+    TQVBoundPlot plot(1, 1024, 1024 / 48000.0L);
+    const QList<double> xt = plot.XTicks();
     ASSERT_GE(xt.size(), 3);
     const double step = xt[1] - xt[0];
     const double mantissa = step / std::pow(10.0, std::floor(std::log10(step) + 1e-9));
     EXPECT_TRUE(std::fabs(mantissa - 1) < 1e-9 || std::fabs(mantissa - 2) < 1e-9 || std::fabs(mantissa - 5) < 1e-9)
         << step;
-    EXPECT_EQ(plot->XTickLabels().first(), QStringLiteral("0 ms"));
-    EXPECT_EQ(plot->XTickLabels()[1], TQVPlot::TickLabel(step, step, 1024 / 48000.0, "s", true, c));
+    EXPECT_EQ(plot.XTickLabels().first(), QStringLiteral("0 ms"));
+    EXPECT_EQ(plot.XTickLabels()[1], TQVPlot::TickLabel(step, step, 1024 / 48000.0, "s", true, c));
 }
 
 TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
 {
-    constexpr TQVColor Trace = 0x0000FF; // red
-    TQVTestSource source;
-    source.SetCaps(Continuous);
-    source.SetSettings(1, 20000, 1.0L);
-    auto plot = MakePlot(400, 250);
-    plot->SetMeasureSource(&source);
-    plot->SetAutoScale(false);
-    plot->SetYRange(-1, 1);
-    plot->SetGrid(false);
-    plot->SetTraceColor(0, Trace);
-    std::vector<std::vector<float>> s(1, std::vector<float>(20000, 0.0f));
+    TQVBoundPlot plot(1, 20000, 1);
+    plot.SetAutoScale(false);
+    plot.SetYRange(-1, 1);
+    plot.SetGrid(false);
+    plot.SetTraceColor(0, 0x0000FF); // red
     for (int spike : {3, 7777, 12345, 19990}) {
-        std::fill(s[0].begin(), s[0].end(), 0.0f);
-        s[0][std::size_t(spike)] = 0.8f;
-        TQVDescArraySingle block = BlockOf(s);
-        source.Send(block);
-        const QImage img = plot->grab().toImage().convertToFormat(QImage::Format_RGB32);
-        const QRect p = plot->PlotRect();
+        std::vector<float> s(20000, 0.0f);
+        s[std::size_t(spike)] = 0.8f;
+        plot.Feed(s);
+        const QImage img = plot.grab().toImage().convertToFormat(QImage::Format_RGB32);
+        const QRect p = plot.PlotRect();
         // Documented mapping: x from [0, 1] onto the plot's width, y from [1, -1] onto its height.
         const int column = p.left() + int(std::floor(spike / 20000.0L * p.width()));
         const int row = p.top() + int(std::floor((1.0L - 0.8L) / 2.0L * p.height()));
@@ -306,103 +260,278 @@ TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
 
 TEST(PlotRepaint, NewBlockRepaintsOnlyThePlotArea)
 {
-    TQVTestSource source;
-    source.SetCaps(Continuous);
-    source.SetSettings(1, 300, 0.1L);
-    auto plot = MakePlot();
-    plot->SetTitle(QStringLiteral("Repaint"));
-    plot->SetMeasureSource(&source);
-    std::vector<std::vector<float>> s(1, std::vector<float>(300));
+    TQVBoundPlot plot(1, 300, 0.1L);
+    plot.SetTitle(QStringLiteral("Repaint"));
+    std::vector<float> s(300);
     auto send = [&](float amplitude) {
         for (int i = 0; i < 300; ++i)
-            s[0][std::size_t(i)] = amplitude * float(std::sin(i * 0.1));
-        TQVDescArraySingle block = BlockOf(s);
-        source.Send(block);
+            s[std::size_t(i)] = amplitude * float(std::sin(i * 0.1));
+        plot.Feed(s);
         QCoreApplication::processEvents();
     };
     send(1.0f);
-    plot->show();
+    plot.show();
     QCoreApplication::processEvents();
     PaintRecorder recorder;
-    plot->installEventFilter(&recorder);
+    plot.installEventFilter(&recorder);
 
     send(0.95f); // same axes: the plot area only
     ASSERT_FALSE(recorder.regions.empty());
     for (const QRegion &r : recorder.regions)
-        EXPECT_TRUE(plot->PlotRect().contains(r.boundingRect())) << r.boundingRect().x();
+        EXPECT_TRUE(plot.PlotRect().contains(r.boundingRect())) << r.boundingRect().x();
 
     recorder.regions.clear();
     TQVDescArraySingle empty{};
-    source.Send(empty);
+    plot.source.Send(empty);
     QCoreApplication::processEvents();
     EXPECT_TRUE(recorder.regions.empty());
 
     send(50.0f); // the range changes: axes and labels too
     ASSERT_FALSE(recorder.regions.empty());
-    EXPECT_EQ(recorder.regions.back().boundingRect(), plot->rect());
+    EXPECT_EQ(recorder.regions.back().boundingRect(), plot.rect());
 }
 
 // The adaptive axes on a matrix of sizes and ranges: label boxes clear of each other and of
 // the plot area, inside the widget; labelled values on the 1-2-5 series (the ends exempt).
 TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
 {
-    struct Case
-    {
-        double yLo, yHi, xLo, xHi;
-        bool decibel, logX;
-    };
+    struct Case { double yLo, yHi, xLo, xHi; bool decibel, logX; };
     const Case cases[] = {{0, 1, 0, 1, false, false},           {-1e6, 1e6, -1e6, 1e6, false, false},
                           {2.5, 2.5 + 1e-6, 1, 1 + 1e-6, false, false}, {-5e-7, 5e-7, 0, 1e-6, false, false},
                           {-120, 0, 0, 24000, true, false},    {-87, 3, 20, 20000, true, true}};
     // The value of the 1-2-5 series within 1e-6 of `v`, or 0.
-    const auto oneTwoFive = [](long double v) -> long double {
-        const long double e = std::pow(10.0L, std::floor(std::log10(std::fabs(v)) + 1e-12L));
-        for (long double m : {1.0L, 2.0L, 5.0L, 10.0L})
+    const auto oneTwoFive = [](LD v) -> LD {
+        const LD e = std::pow(10.0L, std::floor(std::log10(std::fabs(v)) + 1e-12L));
+        for (LD m : {1.0L, 2.0L, 5.0L, 10.0L})
             if (std::fabs(std::fabs(v) / e - m) < 1e-6L)
                 return m * e;
         return 0;
     };
     for (const Case &c : cases)
         for (QSize size : {QSize(120, 80), QSize(200, 130), QSize(400, 250), QSize(700, 300), QSize(1200, 800)}) {
-            TQVTestSource source;
-            source.SetCaps(Continuous);
-            source.SetSettings(1, 100, c.xHi - c.xLo);
-            source.Settings.XStart = c.xLo;
-            auto plot = MakePlot(size.width(), size.height());
-            plot->SetMeasureSource(&source);
-            plot->SetScaleLayout(slAdaptive);
-            plot->SetScaleY(c.decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
-            plot->SetXLog(c.logX);
-            plot->SetAutoScale(false);
-            plot->SetYRange(c.yLo, c.yHi);
-            const std::vector<TQVScaleLabelBox> &labels = plot->AdaptiveLayout().Labels;
-            const QString at = QStringLiteral("%1..%2 at %3x%4").arg(c.yLo).arg(c.xHi).arg(size.width()).arg(size.height());
-            EXPECT_GE(plot->XTicks().size() + plot->YTicks().size(), 4) << qPrintable(at);
+            SCOPED_TRACE(testing::Message() << c.yLo << ".." << c.xHi << " at " << size.width() << "x"
+                                            << size.height());
+            TQVBoundPlot plot(1, 100, c.xHi - c.xLo, c.xLo, size);
+            plot.SetScaleLayout(slAdaptive);
+            plot.SetScaleY(c.decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
+            plot.SetXLog(c.logX);
+            plot.SetAutoScale(false);
+            plot.SetYRange(c.yLo, c.yHi);
+            const std::vector<TQVScaleLabelBox> &labels = plot.AdaptiveLayout().Labels;
+            EXPECT_GE(plot.XTicks().size() + plot.YTicks().size(), 4);
             for (std::size_t i = 0; i < labels.size(); ++i) {
-                EXPECT_TRUE(QRectF(plot->rect()).contains(labels[i].Box)) << qPrintable(at + labels[i].Text);
-                EXPECT_FALSE(labels[i].Box.intersects(plot->PlotRect())) << qPrintable(at + labels[i].Text);
+                EXPECT_TRUE(QRectF(plot.rect()).contains(labels[i].Box)) << qPrintable(labels[i].Text);
+                EXPECT_FALSE(labels[i].Box.intersects(plot.PlotRect())) << qPrintable(labels[i].Text);
                 for (std::size_t j = i + 1; j < labels.size(); ++j)
-                    EXPECT_FALSE(labels[i].Box.intersects(labels[j].Box)) << qPrintable(at + labels[i].Text + labels[j].Text);
+                    EXPECT_FALSE(labels[i].Box.intersects(labels[j].Box))
+                        << qPrintable(labels[i].Text + labels[j].Text);
             }
-            for (const auto &[ticks, lo, hi, log] : {std::tuple(plot->XTicks(), c.xLo, c.xHi, c.logX),
-                                                     std::tuple(plot->YTicks(), c.yLo, c.yHi, false)}) {
+            for (const auto &[ticks, lo, hi, log] : {std::tuple(plot.XTicks(), c.xLo, c.xHi, c.logX),
+                                                     std::tuple(plot.YTicks(), c.yLo, c.yHi, false)}) {
                 QList<double> inner;
                 for (double v : ticks)
                     if (std::fabs(v - lo) > (hi - lo) * 1e-9 && std::fabs(v - hi) > (hi - lo) * 1e-9)
                         inner.append(v);
                 if (inner.size() < 2 && !log)
                     continue;
-                const long double step = log ? 1.0L : oneTwoFive(inner[1] - inner[0]);
-                EXPECT_GT(step, 0.0L) << qPrintable(at);
-                const long double tolerance = 1e-12L * std::max({std::fabs(lo), std::fabs(hi), double(step)});
-                for (qsizetype i = 0; i < inner.size(); ++i) {
-                    if (log) {
-                        EXPECT_NEAR(inner[i], double(oneTwoFive(inner[i])), inner[i] * 1e-12) << qPrintable(at);
-                    } else {
-                        EXPECT_NEAR(inner[i], double(std::nearbyint(inner[i] / step) * step), double(tolerance))
-                            << qPrintable(at) << " step " << double(step);
-                    }
+                const LD step = log ? 1.0L : oneTwoFive(inner[1] - inner[0]);
+                EXPECT_GT(step, 0.0L);
+                const LD tolerance = 1e-12L * std::max({std::fabs(lo), std::fabs(hi), double(step)});
+                for (double v : inner) {
+                    const LD expected = log ? oneTwoFive(v) : std::nearbyint(v / step) * step;
+                    EXPECT_NEAR(v, double(expected), log ? v * 1e-12 : double(tolerance)) << " step " << double(step);
                 }
             }
         }
+}
+
+// A Hann-windowed sine between two bins, its magnitude spectrum by a direct DFT in long
+// double: the refined peak lies within 0.05 bin of the true frequency, in both scales.
+TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
+{
+    constexpr int N = 256;
+    constexpr double Fs = 48000.0, Bin = Fs / N;
+    for (const double fraction : {0.1, 0.25, 0.37, 0.5, 0.77}) {
+        const LD k0 = 40 + LD(fraction);
+        std::vector<float> magnitude(N / 2);
+        for (int k = 0; k < N / 2; ++k) {
+            std::complex<LD> bin = 0;
+            for (int n = 0; n < N; ++n)
+                bin += std::sin(2 * Pi * k0 * n / N + 0.3L) * (0.5L - 0.5L * std::cos(2 * Pi * n / N))
+                       * std::polar(1.0L, -2 * Pi * k * n / N);
+            magnitude[std::size_t(k)] = float(std::abs(bin) * 4 / N); // 1 for a bin-centred sine
+        }
+        for (const auto scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
+            SCOPED_TRACE(testing::Message() << fraction << " bin, scale " << scale);
+            TQVBoundPlot plot(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
+            plot.SetScaleY(scale);
+            plot.SetXUnit(QStringLiteral("Hz"));
+            plot.SetPeakMarker(true);
+            plot.Feed(magnitude);
+            EXPECT_NEAR(plot.PeakX(), double(k0) * Bin, 0.05 * Bin);
+            EXPECT_TRUE(plot.ReadoutLines().value(0).contains(QStringLiteral(" kHz"))) << plot.ReadoutLines().join('|').toStdString();
+        }
+    }
+}
+
+// N blocks of uniform noise (variance 1/3): a linear average has 1/N of it, and stays after N
+// blocks; an exponential one of weight 1/N settles at 1/(2N - 1); none leaves it. The holds
+// are the element-wise extremes of the traces shown since the last reset.
+TEST(PlotMeasure, AveragingDividesTheVarianceOfNoiseAndHoldsKeepTheExtremes)
+{
+    struct Case { TQVPlot::TQVPlotAveraging Kind; int Count, Blocks; double Ratio; };
+    for (const Case c : {Case{TQVPlot::avLinear, 4, 4, 1.0 / 4}, Case{TQVPlot::avLinear, 16, 40, 1.0 / 16},
+                         Case{TQVPlot::avExponential, 8, 300, 1.0 / 15}, Case{TQVPlot::avNone, 0, 6, 1.0}}) {
+        SCOPED_TRACE(testing::Message() << c.Kind << " over " << c.Count);
+        std::mt19937 random(c.Count);
+        std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
+        std::vector<float> block(8192);
+        TQVBoundPlot plot(1, 8192, 8192, 0, {600, 300});
+        plot.SetAveraging(c.Kind);
+        plot.SetAverageCount(c.Count);
+        plot.SetMaxHold(true);
+        plot.SetMinHold(true);
+        std::vector<float> high(8192, -INFINITY), low(8192, INFINITY);
+        for (int n = 0; n < c.Blocks; ++n) {
+            std::generate(block.begin(), block.end(), [&] { return uniform(random); });
+            plot.Feed(block);
+            const std::vector<float> &shown = plot.TraceData(0);
+            for (std::size_t i = 0; i < shown.size(); ++i) {
+                high[i] = std::max(high[i], shown[i]);
+                low[i] = std::min(low[i], shown[i]);
+            }
+        }
+        EXPECT_EQ(plot.AveragedBlocks(0), std::min(c.Count, c.Blocks));
+        EXPECT_NEAR(MeanSquare(plot.TraceData(0)) / (1.0 / 3.0), c.Ratio, 0.1 * c.Ratio);
+        EXPECT_EQ(plot.MaxHoldData(0), high);
+        EXPECT_EQ(plot.MinHoldData(0), low);
+        plot.ResetProcessing();
+        EXPECT_TRUE(plot.MaxHoldData(0).empty());
+    }
+}
+
+// Zooms push views that back and reset restore exactly; absurd views are refused; a rubber
+// band drawn with the mouse zooms onto its range, rounded out to a 1-2-5 step.
+TEST(PlotMeasure, ZoomStackRestoresExactAxes)
+{
+    TQVBoundPlot plot(1, 1000, LD(1000) * 1e-3, 0, {600, 300});
+    std::vector<float> ramp(1000);
+    for (int i = 0; i < 1000; ++i)
+        ramp[std::size_t(i)] = 0.002f * float(i) - 1.0f;
+    plot.Feed(ramp);
+    const auto view = [&] { return std::vector<double>{plot.XMinShown(), plot.XMaxShown(), plot.YMinShown(), plot.YMaxShown()}; };
+    const std::vector<double> home = view();
+    plot.ZoomTo(0.1, 0.3, -0.5, 0.25);
+    const std::vector<double> first = view();
+    EXPECT_EQ(first, (std::vector<double>{0.1, 0.3, -0.5, 0.25}));
+    plot.ZoomBy(0.5, 0.25, 0.5);
+    plot.ZoomTo(0.2, 0.21, 0.0, 1e-3);
+    EXPECT_EQ(plot.ZoomDepth(), 3);
+    for (const auto &bad : std::vector<std::vector<double>>{{0.2, 0.2, 0, 1}, {NAN, 1, 0, 1}, {0, INFINITY, 0, 1}, {0, 1, 1, 0},
+                                                            {-1e308, 1e308, 0, 1}, {1, 1 + 1e-15, 0, 1}})
+        plot.ZoomTo(bad[0], bad[1], bad[2], bad[3]);
+    EXPECT_EQ(plot.ZoomDepth(), 3);
+    plot.ZoomBack();
+    plot.ZoomBack();
+    EXPECT_EQ(view(), first);
+    plot.ZoomReset();
+    EXPECT_EQ(view(), home);
+
+    plot.SetInteractive(true);
+    const QRect p = plot.PlotRect();
+    const QPointF from(p.left() + 0.2 * p.width(), p.top() + 2), to(p.left() + 0.6 * p.width(), p.top() + 2);
+    const double x0 = home[0] + 0.2 * (home[1] - home[0]), x1 = home[0] + 0.6 * (home[1] - home[0]);
+    for (auto [type, at] : {std::pair{QEvent::MouseButtonPress, from}, {QEvent::MouseMove, to}, {QEvent::MouseButtonRelease, to}}) {
+        QMouseEvent event(type, at, at, Qt::LeftButton, type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, {});
+        QCoreApplication::sendEvent(&plot, &event);
+    }
+    ASSERT_EQ(plot.ZoomDepth(), 1);
+    const double step = 2.5 * (x1 - x0) / 20; // the ends snap out by less than a 1-2-5 step of a twentieth
+    EXPECT_LE(plot.XMinShown(), x0 + 1e-12);
+    EXPECT_GE(plot.XMinShown(), x0 - step);
+    EXPECT_GE(plot.XMaxShown(), x1 - 2.0 / p.width() * (home[1] - home[0]));
+    EXPECT_LE(plot.XMaxShown(), x1 + step);
+    EXPECT_EQ(plot.YMinShown(), home[2]); // a flat band leaves y alone
+}
+
+// A trace that is a straight line in displayed units: the cursors read a + b x, and the
+// difference line shows Δt and 1/Δt.
+TEST(PlotMeasure, CursorReadoutsFollowTheLine)
+{
+    struct Case { TQVPlot::TQVPlotScale Scale; double X1, X2; };
+    for (const Case c : {Case{TQVPlot::scLinear, 1e-3, 3.5e-3}, Case{TQVPlot::scDecibel, 7.25e-3, 2.0e-3}}) {
+        SCOPED_TRACE(c.Scale);
+        TQVBoundPlot plot(1, 100, LD(100) * 1e-4, 0, {600, 300});
+        plot.SetScaleY(c.Scale);
+        // Linear: y = 0.5 + 200 x; dB: a level of -2000 x dB.
+        const auto expected = [&](double x) { return c.Scale == TQVPlot::scLinear ? 0.5 + 200 * x : -2000 * x; };
+        std::vector<float> samples(100);
+        for (int i = 0; i < 100; ++i)
+            samples[std::size_t(i)] = float(c.Scale == TQVPlot::scLinear ? expected(i * 1e-4) : std::pow(10.0, expected(i * 1e-4) / 20));
+        plot.Feed(samples);
+        plot.SetCursors(true);
+        plot.SetCursor1(c.X1);
+        plot.SetCursor2(c.X2);
+        EXPECT_NEAR(plot.CursorValue(1), expected(c.X1), 1e-5);
+        EXPECT_NEAR(plot.CursorValue(2), expected(c.X2), 1e-5);
+        const QString delta = plot.ReadoutLines().value(2);
+        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral(R"(([-\d.]+) ms \(([\d.]+) Hz\))")).match(delta);
+        ASSERT_TRUE(m.hasMatch()) << delta.toStdString();
+        EXPECT_NEAR(m.captured(1).toDouble(), (c.X2 - c.X1) * 1e3, 1e-3 * std::fabs(c.X2 - c.X1) * 1e3);
+        EXPECT_NEAR(m.captured(2).toDouble(), 1 / std::fabs(c.X2 - c.X1), 1e-3 / std::fabs(c.X2 - c.X1));
+        plot.SetCursor1(1.0); // outside the trace
+        EXPECT_TRUE(std::isnan(plot.CursorValue(1)));
+    }
+}
+
+// CIE lightness of the map's colours rises strictly from end to end. Each block becomes the
+// top row: a column holds the loudest of its bins in dB, the older rows move down, and on the
+// screen only that row is painted.
+TEST(Waterfall, EachBlockIsOneRowOnTopInAMapOfRisingLightness)
+{
+    const auto lightness = [](QRgb c) {
+        const auto linear = [](int v) { const double s = v / 255.0; return s <= 0.04045 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4); };
+        const double y = 0.2126 * linear(qRed(c)) + 0.7152 * linear(qGreen(c)) + 0.0722 * linear(qBlue(c));
+        return y > 216.0 / 24389 ? 116 * std::cbrt(y) - 16 : y * 24389.0 / 27;
+    };
+    const auto &table = QVLevelColorTable();
+    EXPECT_LT(lightness(table.front()), 20);
+    EXPECT_GT(lightness(table.back()), 85);
+    // Steadily: never falling by more than 8-bit rounding, rising over every 8 entries.
+    for (std::size_t k = 1; k < table.size(); ++k) {
+        EXPECT_GT(lightness(table[k]), lightness(table[k - 1]) - 0.1) << k;
+        EXPECT_GT(lightness(table[k]), lightness(table[k - std::min<std::size_t>(k, 8)]) + (k >= 8 ? 1.0 : 0.0)) << k;
+    }
+
+    TQVTestSource source;
+    source.SetCaps({mscContinuous, mscEquidistant});
+    source.SetSettings(1, 1);
+    TQVWaterfall waterfall;
+    waterfall.resize(500, 300);
+    waterfall.SetMeasureSource(&source);
+    waterfall.show();
+    QCoreApplication::processEvents();
+    const int w = waterfall.PlotRect().width();
+    std::vector<float> first(std::size_t(2 * w)), second(std::size_t(2 * w), 1e-9f);
+    for (int i = 0; i < 2 * w; ++i)
+        first[std::size_t(i)] = float(std::pow(10.0, -(i % 97) / 20.0)); // 0 to -96 dB
+    SendSamples(source, first);
+
+    PaintRecorder spy;
+    QCoreApplication::processEvents();
+    waterfall.installEventFilter(&spy);
+    SendSamples(source, second);
+    QCoreApplication::processEvents();
+    const QRect p = waterfall.PlotRect();
+    EXPECT_EQ(spy.regions, std::vector{QRegion(p.left(), p.top(), p.width(), 1)});
+
+    ASSERT_EQ(waterfall.RowCount(), 2);
+    for (int c : {0, 1, w / 2, w - 1}) {
+        const double loudest = std::max(-(2 * c % 97), -((2 * c + 1) % 97)) ;
+        EXPECT_NEAR(waterfall.Level(1, c), loudest, 1e-4) << c;
+        EXPECT_NEAR(waterfall.Level(0, c), -180.0, 1e-4);
+    }
+    const QImage image = waterfall.Image();
+    EXPECT_EQ(image.pixel(0, 0), QVLevelColor(0)); // below LevelMin
+    EXPECT_EQ(image.pixel(0, 1), QVLevelColor(1)); // 0 dB, at LevelMax
 }

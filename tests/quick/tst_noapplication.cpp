@@ -11,11 +11,10 @@ TEST(QuickWithoutApplication, ItemsStayEmptyAndTakeEverything)
 {
     QQuickView view;
     view.resize(200, 200);
-    const std::vector<TQVQuickInstrument *> items{
-        new TQVQuickMeter(view.contentItem()),  new TQVQuickDial(view.contentItem()),
-        new TQVQuickBarGraph(view.contentItem()), new TQVQuickSlider(view.contentItem()),
-        new TQVQuickPanelMeter(view.contentItem()), new TQVQuickLed(view.contentItem()),
-        new TQVQuickPlot(view.contentItem())};
+    QQuickItem *root = view.contentItem();
+    const std::vector<TQVQuickInstrument *> items{new TQVQuickMeter(root), new TQVQuickDial(root),
+        new TQVQuickBarGraph(root), new TQVQuickSlider(root), new TQVQuickPanelMeter(root), new TQVQuickLed(root),
+        new TQVQuickPlot(root)};
     view.show();
     for (TQVQuickInstrument *item : items) {
         EXPECT_EQ(item->widget(), nullptr);

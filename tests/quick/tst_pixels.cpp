@@ -31,9 +31,9 @@ TPixelCase Case(const char *name, QSize size)
     return {name, [](QQuickItem *parent) { return new Item(parent); }, [] { return new Widget; }, size};
 }
 
-class QuickPixels : public ::testing::TestWithParam<TPixelCase>
-{
-};
+using QuickPixels = ::testing::TestWithParam<TPixelCase>;
+
+std::string CaseName(const ::testing::TestParamInfo<TPixelCase> &info) { return info.param.Name; }
 
 // The widget's own rendering at ratio 2 on the window's white.
 QImage WidgetPixels(QWidget &widget)
@@ -77,11 +77,10 @@ TEST_P(QuickPixels, ItemShowsTheWidgetsPixelsAtRatio2)
     QCoreApplication::processEvents();
     ASSERT_EQ(view.effectiveDevicePixelRatio(), 2.0);
     for (double value : {3.0, 7.5}) {
-        item->widget()->setProperty("Value", value);
-        widget->setProperty("Value", value);
+        for (QWidget *w : {item->widget(), widget.get()})
+            w->setProperty("Value", value);
         QCoreApplication::processEvents();
-        const QImage shown = view.grabWindow().convertToFormat(QImage::Format_RGB32);
-        const QImage expected = WidgetPixels(*widget);
+        const QImage shown = view.grabWindow().convertToFormat(QImage::Format_RGB32), expected = WidgetPixels(*widget);
         ASSERT_EQ(shown.size(), expected.size()) << c.Name;
         EXPECT_EQ(Mismatches(shown, expected), 0) << c.Name << " at value " << value;
     }
@@ -89,9 +88,7 @@ TEST_P(QuickPixels, ItemShowsTheWidgetsPixelsAtRatio2)
 
 // The dial and the slider show their focus ring while the item has the active focus, as the
 // widget does while it has the focus of an active window.
-class QuickFocusPixels : public QuickPixels
-{
-};
+class QuickFocusPixels : public QuickPixels {};
 
 TEST_P(QuickFocusPixels, FocusedItemShowsTheFocusedWidgetsPixels)
 {
@@ -127,8 +124,7 @@ TEST_P(QuickFocusPixels, FocusedItemShowsTheFocusedWidgetsPixels)
 
 INSTANTIATE_TEST_SUITE_P(Focus, QuickFocusPixels,
                          ::testing::Values(Case<TQVQuickDial, TQVDial>("dial", {170, 170}),
-                                           Case<TQVQuickSlider, TQVSlider>("slider", {70, 220})),
-                         [](const ::testing::TestParamInfo<TPixelCase> &info) { return std::string(info.param.Name); });
+                                           Case<TQVQuickSlider, TQVSlider>("slider", {70, 220})), CaseName);
 
 INSTANTIATE_TEST_SUITE_P(
     Items, QuickPixels,
@@ -137,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case<TQVQuickSlider, TQVSlider>("slider", {70, 220}),
                       Case<TQVQuickPanelMeter, TQVPanelMeter>("panelmeter", {220, 70}),
                       Case<TQVQuickLed, TQVLed>("led", {40, 40}), Case<TQVQuickPlot, TQVPlot>("plot", {360, 220})),
-    [](const ::testing::TestParamInfo<TPixelCase> &info) { return std::string(info.param.Name); });
+    CaseName);
 
 } // namespace
 
