@@ -58,11 +58,13 @@ void TQVClassRegistry::RegisterComponents(const QString &page, const QList<TQVCo
         if (cls.Name.isEmpty() || !cls.Factory)
             continue;
         Entry &entry = m_classes[cls.Name];
+        entry.Factory = cls.Factory;
+        entry.Bitmap = cls.Bitmap.isEmpty() ? cls.Name : cls.Bitmap;
+        if (entry.Page == page)
+            continue; // registered again on its page: it keeps its place
         if (!entry.Page.isEmpty())
             m_pageClasses[entry.Page].removeAll(cls.Name);
-        entry.Factory = cls.Factory;
         entry.Page = page;
-        entry.Bitmap = cls.Bitmap.isEmpty() ? cls.Name : cls.Bitmap;
         if (!m_pages.contains(page))
             m_pages.append(page);
         m_pageClasses[page].append(cls.Name);

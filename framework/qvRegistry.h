@@ -83,7 +83,8 @@ public:
     QStringList ClassNames() const;
 
     /// Registers `classes` and puts them on palette page `page` in the given order after
-    /// those already there; a class already on a page moves to the end of `page`.
+    /// those already there; a class already on another page moves to the end of `page`,
+    /// one already on `page` keeps its place (registering twice changes no page).
     void RegisterComponents(const QString &page, std::initializer_list<TQVComponentClass> classes);
     void RegisterComponents(const QString &page, const QList<TQVComponentClass> &classes);
     /// Palette pages in the order of their first registration.

@@ -43,7 +43,9 @@ int main(int argc, char **argv)
     parser.addPositionalArgument(QStringLiteral("form"), QStringLiteral("Form file to open."));
     parser.process(app);
 
-    // Before the window builds its palette from the registry.
+    // Before the window builds its palette from the registry, after the library's own
+    // classes, so that their pages come first.
+    TQVWorkbenchModel::RegisterClasses();
     QVClassRegistry().RegisterComponents(TQVWorkbenchModel::HostPageName(), {QVComponentClassOf<TQVNetSource>()});
     TQVWorkbench window;
     const bool batch = parser.isSet(snapshotOption);

@@ -303,6 +303,7 @@ TEST(ClassRegistry, FactoriesAndPalettePages)
                                 {QVComponentClassOf<TQVAnalyzer>(), QVComponentClassOf<TQVFIRFilter>()});
     registry.RegisterComponents(QStringLiteral("Extra"), {QVComponentClassOf<TQVSignalGenerator>()});
     registry.RegisterComponents(QStringLiteral("Velmora"), {QVComponentClassOf<TQVSignalGenerator>()});
+    registry.RegisterComponents(QStringLiteral("Velmora"), {QVComponentClassOf<TQVAnalyzer>()}); // keeps its place
     EXPECT_EQ(registry.Pages(), QStringList({QStringLiteral("Velmora"), QStringLiteral("Extra")}));
     EXPECT_EQ(registry.PageClasses(QStringLiteral("Velmora")),
               QStringList({QStringLiteral("TQVAnalyzer"), QStringLiteral("TQVFIRFilter"),
