@@ -9,6 +9,7 @@
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMimeData>
 #include <QtCore/QSettings>
+#include <QtCore/QTimer>
 #include <QtGui/QPainterPath>
 #include <QtGui/QUndoStack>
 #include <QtGui/QCloseEvent>
@@ -384,7 +385,15 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
         UpdateTitle();
         UpdateOverlays();
     });
+    m_liveTimer = new QTimer(this);
+    m_liveTimer->setInterval(250);
+    connect(m_liveTimer, &QTimer::timeout, this, [this] { RefreshProperties(true); });
     connect(m_model, &TQVWorkbenchModel::RunningChanged, this, [this](bool running) {
+        if (running)
+            m_liveTimer->start();
+        else
+            m_liveTimer->stop();
+        RefreshProperties(true);
         m_overlay->setVisible(!running);
         m_dragWidget = nullptr;
         m_resizeHandle = -1;
@@ -881,13 +890,19 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
     }
 }
 
-void TQVWorkbench::RefreshProperties()
+void TQVWorkbench::RefreshProperties(bool live)
 {
+    // An open popup (a combo box's list) would close under a refresh of its editor.
+    if (live && QApplication::activePopupWidget())
+        return;
+    const QWidget *focus = live ? QApplication::focusWidget() : nullptr;
     if (m_selected)
         m_propertyTitle->setText(
             tr("%1 (%2)").arg(m_selected->objectName(), QString::fromLatin1(m_selected->metaObject()->className())));
     m_refreshing = true;
     for (const PropertyRow &row : m_rows) {
+        if (focus && (focus == row.Editor || row.Editor->isAncestorOf(focus)))
+            continue; // the user's edit, not yet applied
         const QSignalBlocker blocker(row.Editor);
         if (row.Refresh)
             row.Refresh();

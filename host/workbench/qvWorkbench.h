@@ -18,6 +18,7 @@ class QListWidgetItem;
 class QPainter;
 class QScrollArea;
 class QTableWidget;
+class QTimer;
 class QToolBox;
 
 /// \brief The workbench main window: the palette on the left, the form in the centre
@@ -94,7 +95,8 @@ private:
     void UpdateActions();
     void RebuildTray();
     void RebuildProperties();
-    void RefreshProperties();
+    /// Re-reads every shown value; `live` leaves the editor with the focus alone.
+    void RefreshProperties(bool live = false);
     void AddPropertyRow(const QString &label, QWidget *editor, std::function<void()> refresh, bool readOnly = false);
     QWidget *CreateEditor(const QMetaProperty &property, std::function<void()> &refresh);
     void Watch(QWidget *component);
@@ -142,4 +144,6 @@ private:
 
     bool m_modalErrors = true;
     bool m_refreshing = false;
+    // While the form runs: the shown values follow the components a few times a second.
+    QTimer *m_liveTimer = nullptr;
 };

@@ -17,6 +17,7 @@
 #include <QtTest/QTest>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QToolBox>
@@ -246,6 +247,19 @@ TEST(WorkbenchWindow, PropertyEditorOffersEnumNamesAndCompatibleSources)
     EXPECT_EQ(meter->MeasureSource(), analyzer);
     EXPECT_EQ(sources->currentText(), QStringLiteral("Analyzer1"));
     EXPECT_EQ(shown.count(), 0);
+
+    // While the form runs the editor follows the values, except the one being edited.
+    auto *value = qobject_cast<QLineEdit *>(w.PropertyEditorWidget(QStringLiteral("Value")));
+    auto *gap = qobject_cast<QLineEdit *>(w.PropertyEditorWidget(QStringLiteral("ValueGap")));
+    w.show();
+    w.activateWindow();
+    ASSERT_TRUE(value && gap && QTest::qWaitForWindowActive(&w));
+    gap->setFocus();
+    gap->setText(QStringLiteral("0.2"));
+    m.Run();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return meter->Value() > 0.1 && std::abs(value->text().toDouble() - meter->Value()) < 0.01; }));
+    EXPECT_EQ(gap->text(), QStringLiteral("0.2"));
+    m.Stop();
 
     EXPECT_NE(qobject_cast<QToolButton *>(w.PropertyEditorWidget(QStringLiteral("IndicatorColor"))), nullptr);
     auto *autoConfig = qobject_cast<QCheckBox *>(w.PropertyEditorWidget(QStringLiteral("AutoConfig")));
