@@ -15,12 +15,9 @@
 TEST(CustomControl, PublishesTheComponentProperties)
 {
     TQVCustomControl control;
-    EXPECT_EQ(control.property("Version").toString(), QStringLiteral("7.0"));
-    control.setProperty("Version", QStringLiteral("8.0"));
+    control.setProperty("Version", QStringLiteral("8.0")); // read-only
     EXPECT_EQ(control.property("Version").toString(), QStringLiteral("7.0"));
     EXPECT_EQ(control.property("Copyright").toString(), QVCopyrightText());
-    control.setProperty("Tag", -7);
-    EXPECT_EQ(control.Tag(), -7);
 }
 
 TEST(CustomControl, SharesDesignStateWithNonVisualComponents)
