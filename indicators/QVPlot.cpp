@@ -943,10 +943,18 @@ QString TQVPlot::TickLabel(double value, double step, double magnitude, const QS
                            const QLocale &locale)
 {
     int e3 = 0;
-    if (usePrefix && Finite(magnitude) && magnitude > 0.0) {
-        e3 = int(std::floor(std::floor(std::log10(magnitude) + 1e-9) / 3.0)) * 3;
-        e3 = std::clamp(e3, -24, 24);
+    const int e10 = Finite(magnitude) && magnitude > 0.0 ? int(std::floor(std::log10(magnitude) + 1e-9)) : 0;
+    if (usePrefix ? e10 < -24 || e10 >= 27 : e10 >= 15) {
+        // Beyond the prefixes (or a number that would need more than 15 digits): a mantissa
+        // with the decimals of the step, as the adaptive scales write it.
+        const double unitStep = std::fabs(step) / std::pow(10.0, e10);
+        const int decimals = std::clamp(QVStepDecimals(Finite(unitStep) ? unitStep : 1.0), 1, 15);
+        const QString number = QVFormatFloat(QStringLiteral("0.") + QString(decimals, QLatin1Char('0'))
+                                                 + QStringLiteral("E-00"), value, locale);
+        return unit.isEmpty() ? number : number + QLatin1Char(' ') + unit;
     }
+    if (usePrefix)
+        e3 = int(std::floor(e10 / 3.0)) * 3;
     TSiPrefixesStruct prefix;
     GetSIInfos(PrefixIdForExponent(e3), prefix);
     const double factor = e3 == 0 ? 1.0 : prefix.Factor;

@@ -213,7 +213,8 @@ TEST(PlotTicks, OneTwoFiveStepsWithSiPrefixes)
         {2500, 500, 24000, "Hz", true, u"2.5 kHz"_s},     {0.015, 0.005, 0.02, "s", true, u"15 ms"_s},
         {-0.5, 0.5, 1.2, "V", true, u"-0.5 V"_s},         {0, 0.2, 1.0, "V", true, u"0.0 V"_s},
         {-60, 20, 140, "dB", false, u"-60 dB"_s},         {3e6, 1e6, 5e6, "", true, u"3 M"_s},
-        {42, 2, 50, "", true, u"42"_s},
+        {42, 2, 50, "", true, u"42"_s},                   {5e302, 5e302, 1e303, "s", true, u"5.0E302 s"_s},
+        {-2.5e-30, 5e-31, 3e-30, "V", true, u"-2.5E-30 V"_s}, {3e16, 1e16, 5e16, "dB", false, u"3.0E16 dB"_s},
     };
     for (const Label &l : labels)
         EXPECT_EQ(TQVPlot::TickLabel(l.value, l.step, l.magnitude, QString::fromLatin1(l.unit), l.prefix, c), l.text);
@@ -298,7 +299,8 @@ TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
     struct Case { double yLo, yHi, xLo, xHi; bool decibel, logX; };
     const Case cases[] = {{0, 1, 0, 1, false, false},           {-1e6, 1e6, -1e6, 1e6, false, false},
                           {2.5, 2.5 + 1e-6, 1, 1 + 1e-6, false, false}, {-5e-7, 5e-7, 0, 1e-6, false, false},
-                          {-120, 0, 0, 24000, true, false},    {-87, 3, 20, 20000, true, true}};
+                          {-120, 0, 0, 24000, true, false},    {-87, 3, 20, 20000, true, true},
+                          {-1e300, 1e300, 0, 1.024e303, false, false}}; // beyond the SI prefixes
     // The value of the 1-2-5 series within 1e-6 of `v`, or 0.
     const auto oneTwoFive = [](LD v) -> LD {
         const LD e = std::pow(10.0L, std::floor(std::log10(std::fabs(v)) + 1e-12L));
