@@ -336,6 +336,10 @@
         <source>Cannot subscribe to &quot;%1&quot;: %2</source>
         <translation>Abonnieren von &quot;%1&quot; nicht möglich: %2</translation>
     </message>
+    <message>
+        <source>the port must be 1 to 65535</source>
+        <translation>der Port muss zwischen 1 und 65535 liegen</translation>
+    </message>
 </context>
 <context>
     <name>TQVPanelMeterInt</name>

@@ -336,6 +336,10 @@
         <source>Cannot subscribe to &quot;%1&quot;: %2</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>the port must be 1 to 65535</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVPanelMeterInt</name>

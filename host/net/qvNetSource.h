@@ -34,7 +34,9 @@ public:
 
     QString Endpoint() const { return m_endpoint; }
     /// Subscribes to `endpoint` (empty: unsubscribes; the settings are kept). Raises
-    /// `EQVException` when ZeroMQ refuses it; the source then receives nothing.
+    /// `EQVException` when ZeroMQ refuses it or a TCP port is not 1 to 65535; the source
+    /// then receives nothing. A host name that does not resolve is reported later through
+    /// `ErrorOccurred`.
     void SetEndpoint(const QString &endpoint);
     QV_GUARDED_WRITE(Endpoint, const QString &)
     /// Messages queued before the newest are dropped, 1 or more (default 64); taken at the

@@ -133,7 +133,7 @@ TEST(NetMessage, MalformedMessagesAreRejectedWithTheirReason)
     EXPECT_EQ(message.State, mssPause);
 }
 
-TEST(NetSource, AForeignPublisherIsReportedNotDelivered)
+TEST(NetSource, ForeignPublishersAndBadEndpointsAreReported)
 {
     zmq::context_t context;
     zmq::socket_t publisher(context, zmq::socket_type::pub);
@@ -152,6 +152,11 @@ TEST(NetSource, AForeignPublisherIsReportedNotDelivered)
     EXPECT_THROW(source.SetEndpoint(QStringLiteral("nonsense")), EQVException);
     EXPECT_TRUE(source.setProperty("Endpoint", QStringLiteral("tcp://")));
     EXPECT_EQ(errors.size(), 2);
+    // ZeroMQ would retry these for ever: the port is checked at once, the host looked up.
+    EXPECT_THROW(source.SetEndpoint(QStringLiteral("tcp://127.0.0.1:65536")), EQVException);
+    source.SetEndpoint(QStringLiteral("tcp://nosuchhost.invalid:5555"));
+    ASSERT_TRUE(errors.wait(60000)); // a machine without a name server may take a while
+    EXPECT_TRUE(errors.last().first().toString().contains(QLatin1String("\"tcp://nosuchhost.invalid:5555\"")));
 }
 
 // velmora-node publishing its generator (48 kHz, 1024 samples) on a free port.
