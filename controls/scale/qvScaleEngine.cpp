@@ -133,6 +133,22 @@ double QVClassicGuardedGap(double valueMin, double valueMax, double gap, double 
     return span * density / gap > length ? span * density / length : gap;
 }
 
+namespace {
+
+// The adaptive layout's label: number and unit apart, as the plot writes them ("400 kHz"); a
+// unit that is a sign ("45°", "50%") or brings its own space stays as it is.
+QString AdaptiveLabelText(const QString &format, double value, int prefixId, const QString &suffix,
+                          const QLocale &locale)
+{
+    TSiPrefixesStruct info;
+    const bool prefixed = prefixId != sipNone && GetSIInfos(prefixId, info);
+    const QString unit = (prefixed ? info.Symbol : QString()) + suffix;
+    const QString number = QVFormatFloat(format, prefixed ? value / info.Factor : value, locale);
+    return !unit.isEmpty() && unit.front().isLetter() ? number + QLatin1Char(' ') + unit : number + unit;
+}
+
+} // namespace
+
 TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
 {
     TQVScaleDivision div;
@@ -161,18 +177,18 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     };
     const auto text = [&](double value, bool onGrid) {
         if (onGrid)
-            return QVScaleLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
+            return AdaptiveLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
         if (pattern.contains(QLatin1Char('E'))) {
             // An end between two steps shows its own mantissa, as far as a double holds it.
             const double scaled = std::fabs(value / factor);
             const double mantissa = scaled > 0.0 ? scaled / std::pow(10.0, std::floor(std::log10(scaled))) : 0.0;
             const int own = std::clamp(OwnDecimals(mantissa), decimals, 15);
-            return QVScaleLabelText(QStringLiteral("0.") + QString(own, QLatin1Char('0')) + QStringLiteral("E-00"), value,
-                                    r.PrefixId, r.Suffix, r.Locale);
+            return AdaptiveLabelText(QStringLiteral("0.") + QString(own, QLatin1Char('0')) + QStringLiteral("E-00"), value,
+                                     r.PrefixId, r.Suffix, r.Locale);
         }
         // An end between two steps shows what it is, up to two decimals more than the steps.
         const int own = std::clamp(OwnDecimals(value / factor), decimals, std::min(decimals + 2, 15));
-        return QVScaleLabelText(FixedPattern(own), value, r.PrefixId, r.Suffix, r.Locale);
+        return AdaptiveLabelText(FixedPattern(own), value, r.PrefixId, r.Suffix, r.Locale);
     };
 
     struct Label

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <set>
+#include <tuple>
 
 #include <QtGui/QImage>
 
@@ -134,6 +135,15 @@ TEST(ScaleEngine, AdaptiveTextsUseTheStepsDecimals)
     }
     r.Decimals = 3; // the user's decimals win
     EXPECT_EQ(QVAdaptiveDivision(r).Texts.front(), QStringLiteral("0.000"));
+    // Number and unit apart, as on the plot's axes; a sign stays attached, a spaced unit as it is.
+    r.Decimals = 0;
+    r.ValueMax = 10000;
+    for (const auto &[suffix, prefix, last] : {std::tuple{"Hz", int(sipKilo), "10 kHz"}, {"\u00b0", int(sipNone), "10000\u00b0"},
+                                               {" V", int(sipNone), "10000 V"}}) {
+        r.Suffix = QString::fromUtf8(suffix);
+        r.PrefixId = prefix;
+        EXPECT_EQ(QVAdaptiveDivision(r).Texts.back(), QString::fromUtf8(last));
+    }
 }
 
 namespace {
