@@ -17,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>QVNet</name>
+    <message>
+        <source>the port must be a number from %1 to 65535</source>
+        <translation>der Port muss eine Zahl von %1 bis 65535 sein</translation>
+    </message>
+</context>
+<context>
     <name>TQVAudioSource</name>
     <message>
         <source>No audio input device is present</source>
@@ -335,10 +342,6 @@
     <message>
         <source>Cannot subscribe to &quot;%1&quot;: %2</source>
         <translation>Abonnieren von &quot;%1&quot; nicht möglich: %2</translation>
-    </message>
-    <message>
-        <source>the port must be 1 to 65535</source>
-        <translation>der Port muss zwischen 1 und 65535 liegen</translation>
     </message>
 </context>
 <context>

@@ -17,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>QVNet</name>
+    <message>
+        <source>the port must be a number from %1 to 65535</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>TQVAudioSource</name>
     <message>
         <source>No audio input device is present</source>
@@ -334,10 +341,6 @@
     </message>
     <message>
         <source>Cannot subscribe to &quot;%1&quot;: %2</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>the port must be 1 to 65535</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -21,9 +21,11 @@ TQVNetSink::~TQVNetSink() = default;
 
 void TQVNetSink::SetEndpoint(const QString &endpoint)
 {
+    const QString failure = QCoreApplication::translate("TQVNetSink", "Cannot publish on \"%1\": %2");
     QVNet::MoveSocket(
         m_socket, m_endpoint, endpoint,
         [&] {
+            QVNet::CheckTcpPort(endpoint, true, failure);
             m_sent = 0;
             const int highWaterMark = m_highWaterMark;
             m_socket = std::make_unique<QVNet::NotifiedSocket>(
@@ -34,7 +36,7 @@ void TQVNetSink::SetEndpoint(const QString &endpoint)
                     socket.bind(address);
                 },
                 [this] { ReadSubscriptions(); },
-                QCoreApplication::translate("TQVNetSink", "Cannot publish on \"%1\": %2"));
+                failure);
             if (m_announce.interval() > 0)
                 m_announce.start();
         },

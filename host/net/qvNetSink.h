@@ -34,7 +34,7 @@ public:
 
     QString Endpoint() const { return m_endpoint; }
     /// Binds to `endpoint` (empty: stops publishing). Raises `EQVException` when ZeroMQ
-    /// refuses it; the sink then publishes nowhere.
+    /// refuses it or a TCP port is beyond 65535; the sink then publishes nowhere.
     void SetEndpoint(const QString &endpoint);
     QV_GUARDED_WRITE(Endpoint, const QString &)
     /// Messages queued per subscriber, 1 or more (default 64); taken at the next bind.

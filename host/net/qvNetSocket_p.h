@@ -19,6 +19,15 @@ namespace QVNet {
 /// left open at exit cannot hang it.
 zmq::context_t &Context();
 
+/// The host of a "tcp://[source;]host:port" endpoint, without the brackets of an IPv6
+/// address; empty for other transports.
+QString TcpHost(const QString &endpoint);
+
+/// Raises `EQVException` with `failure` (%1 the endpoint) when a TCP endpoint's port is not a
+/// number up to 65535 (from 1 to connect; 0 or "*" lets a bind choose one). ZeroMQ would take
+/// the port modulo 65536 or retry for ever.
+void CheckTcpPort(const QString &endpoint, bool bind, const QString &failure);
+
 /// \brief A socket plus a notifier on its ZMQ_FD. The descriptor is edge-triggered, so
 /// `onReadable` must read until a non-blocking receive finds nothing (which re-arms it), or
 /// call `ReadLater()` to go on in the next turn of the event loop.

@@ -1,14 +1,12 @@
 #include "qvNetSource.h"
 
 #include <cstring>
-#include <utility>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QPointer>
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QHostInfo>
 
-#include "framework/qvExceptions.h"
 #include "qvNetSocket_p.h"
 
 namespace {
@@ -19,23 +17,6 @@ bool SameSettings(const TQVMeasureSourceSettings &a, const TQVMeasureSourceSetti
            && a.ChannelCount == b.ChannelCount && a.RangeMin == b.RangeMin && a.RangeMax == b.RangeMax
            && a.BlockLength == b.BlockLength && a.HarmonizedBlockLength == b.HarmonizedBlockLength
            && std::memcmp(a.HostArea, b.HostArea, sizeof a.HostArea) == 0;
-}
-
-// The host and port of a "tcp://[source;]host:port" endpoint; an empty host for other
-// transports. A port that is not 1 to 65535 comes back as 0.
-std::pair<QString, int> TcpHostAndPort(const QString &endpoint)
-{
-    if (!endpoint.startsWith(QLatin1String("tcp://")))
-        return {};
-    QString address = endpoint.mid(6);
-    address = address.mid(address.lastIndexOf(QLatin1Char(';')) + 1);
-    const qsizetype colon = address.lastIndexOf(QLatin1Char(':'));
-    bool number = false;
-    const int port = colon < 0 ? 0 : address.mid(colon + 1).toInt(&number);
-    QString host = colon < 0 ? address : address.left(colon);
-    if (host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']')))
-        host = host.mid(1, host.size() - 2);
-    return {host, number && port >= 1 && port <= 65535 ? port : 0};
 }
 
 } // namespace
@@ -51,15 +32,13 @@ TQVNetSource::~TQVNetSource() = default;
 void TQVNetSource::SetEndpoint(const QString &endpoint)
 {
     const QString failure = QCoreApplication::translate("TQVNetSource", "Cannot subscribe to \"%1\": %2");
-    const auto [host, port] = TcpHostAndPort(endpoint);
+    const QString host = QVNet::TcpHost(endpoint);
     QVNet::MoveSocket(
         m_socket, m_endpoint, endpoint,
         [&] {
-            // ZeroMQ takes any port and resolves the host in the background, retrying for
-            // ever: a typing error would leave the source silent.
-            if (!host.isEmpty() && port == 0)
-                throw EQVException(failure.arg(
-                    endpoint, QCoreApplication::translate("TQVNetSource", "the port must be 1 to 65535")));
+            // ZeroMQ resolves the host in the background, retrying for ever: a typing error
+            // would leave the source silent. Hence the port check and the lookup below.
+            QVNet::CheckTcpPort(endpoint, false, failure);
             m_blocks = m_gaps = m_lost = m_rejected = 0;
             m_haveSession = false;
             const int highWaterMark = m_highWaterMark;

@@ -3,6 +3,8 @@
 // plays a WAV or CSV recording, `--source audio[:DEVICE]` captures a sound card input. While it runs, lines on standard input change it: `stop`,
 // `run`, `block-length N`, `frequency F` (generator), `quit`.
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -19,30 +21,60 @@
 
 namespace {
 
-// The source named by --source: "generator", "audio[:DEVICE]" or a file name. Every kind of
-// source a node can publish is chosen here. Returns null
-// with `error` set when the choice cannot be honoured.
+// The option's value as a finite number; `ok` turns false, and `error` names the option,
+// when it is not one.
+double Number(const QCommandLineParser &parser, const QString &option, bool &ok, QString &error)
+{
+    bool number = false;
+    const double value = parser.value(option).toDouble(&number);
+    if (ok && !(number && std::isfinite(value)))
+        error = QStringLiteral("--%1 %2 is not a number").arg(option, parser.value(option));
+    ok = ok && number && std::isfinite(value);
+    return value;
+}
+
+// Checks that a setter took the option's value: the sources' setters ignore what their rules
+// refuse, which a command line must not do silently.
+void Took(bool took, const QCommandLineParser &parser, const QString &option, bool &ok, QString &error)
+{
+    if (ok && !took)
+        error = QStringLiteral("--%1 %2 is out of range").arg(option, parser.value(option));
+    ok = ok && took;
+}
+
+// The source named by --source: "generator", "audio[:DEVICE]" or a file name, with the
+// options that apply to it. Every kind of source a node can publish is chosen here. Returns
+// null with `error` set when the choice or an option's value cannot be honoured.
 std::unique_ptr<TQVBlockSource> MakeSource(const QString &choice, const QCommandLineParser &parser, QString &error)
 {
-    const int channels = parser.value(QStringLiteral("channels")).toInt();
+    bool ok = true;
+    const QString rateOption = QStringLiteral("rate"), channelsOption = QStringLiteral("channels");
+    const double rate = Number(parser, rateOption, ok, error), count = Number(parser, channelsOption, ok, error);
+    const int channels = int(std::clamp(count, -1.0, 1e6));
     if (choice == QLatin1String("generator")) {
         auto generator = std::make_unique<TQVSignalGenerator>();
-        generator->SetSampleRate(parser.value(QStringLiteral("rate")).toDouble());
+        generator->SetSampleRate(rate);
+        Took(generator->SampleRate() == rate, parser, rateOption, ok, error);
         generator->SetChannelCount(channels);
-        for (int k = 0; k < generator->ChannelCount(); ++k) {
+        Took(generator->ChannelCount() == count, parser, channelsOption, ok, error);
+        const double frequency = Number(parser, QStringLiteral("frequency"), ok, error);
+        for (int k = 0; ok && k < generator->ChannelCount(); ++k) {
             TQVSignalGenerator::TQVGeneratorChannel channel;
-            channel.Frequency = parser.value(QStringLiteral("frequency")).toDouble() * (k + 1);
+            channel.Frequency = frequency * (k + 1);
             channel.NoiseAmplitude = 0.05;
             generator->SetChannel(k, channel);
+            Took(generator->Channel(k).Frequency == channel.Frequency, parser, QStringLiteral("frequency"), ok, error);
         }
-        return generator;
+        return ok ? std::move(generator) : nullptr;
     }
     if (choice == QLatin1String("audio") || choice.startsWith(QLatin1String("audio:"))) {
         auto audio = std::make_unique<TQVAudioSource>();
         audio->SetDevice(choice.mid(6));
-        audio->SetSampleRate(parser.value(QStringLiteral("rate")).toDouble());
+        audio->SetSampleRate(rate);
+        Took(audio->SampleRate() == rate, parser, rateOption, ok, error);
         audio->SetChannelCount(channels);
-        return audio;
+        Took(audio->ChannelCount() == count, parser, channelsOption, ok, error);
+        return ok ? std::move(audio) : nullptr;
     }
     auto player = std::make_unique<TQVFilePlayer>();
     try {
@@ -60,19 +92,26 @@ void Command(const QByteArray &line, TQVBlockSource &source)
 {
     const QList<QByteArray> words = line.simplified().split(' ');
     const QByteArray &verb = words.first();
-    const double value = words.size() > 1 ? words.at(1).toDouble() : 0.0;
-    if (verb == "run")
+    bool number = false;
+    const double value = words.size() > 1 ? words.at(1).toDouble(&number) : 0.0;
+    auto *generator = qobject_cast<TQVSignalGenerator *>(&source);
+    if (verb == "run") {
         source.Run();
-    else if (verb == "stop")
+    } else if (verb == "stop") {
         source.Stop();
-    else if (verb == "block-length")
-        source.SetBlockLength(int(value));
-    else if (verb == "frequency" && qobject_cast<TQVSignalGenerator *>(&source))
-        static_cast<TQVSignalGenerator &>(source).SetFrequency(value);
-    else if (verb == "quit")
+    } else if (verb == "block-length") {
+        source.SetBlockLength(int(std::clamp(value, -1.0, 1e9)));
+        if (!number || source.BlockLength() != value)
+            std::fprintf(stderr, "refused: %s\n", line.constData());
+    } else if (verb == "frequency" && generator) {
+        generator->SetFrequency(value);
+        if (!number || generator->Channel(0).Frequency != value)
+            std::fprintf(stderr, "refused: %s\n", line.constData());
+    } else if (verb == "quit") {
         QCoreApplication::quit();
-    else if (!verb.isEmpty())
+    } else if (!verb.isEmpty()) {
         std::fprintf(stderr, "unknown command: %s\n", line.constData());
+    }
 }
 
 } // namespace
@@ -104,15 +143,21 @@ int main(int argc, char **argv)
     parser.process(app);
 
     QString error;
-    const std::unique_ptr<TQVBlockSource> source = MakeSource(parser.value(QStringLiteral("source")), parser, error);
-    if (!source) {
+    bool ok = true;
+    std::unique_ptr<TQVBlockSource> source = MakeSource(parser.value(QStringLiteral("source")), parser, error);
+    TQVNetSink sink;
+    if (source) {
+        const QString lengthOption = QStringLiteral("block-length"), hwmOption = QStringLiteral("hwm");
+        const double length = Number(parser, lengthOption, ok, error), hwm = Number(parser, hwmOption, ok, error);
+        source->SetBlockLength(int(std::clamp(length, -1.0, 1e9)));
+        Took(source->BlockLength() == length, parser, lengthOption, ok, error);
+        sink.SetHighWaterMark(int(std::clamp(hwm, -1.0, 1e9)));
+        Took(sink.HighWaterMark() == hwm, parser, hwmOption, ok, error);
+    }
+    if (!source || !ok) {
         std::fprintf(stderr, "velmora-node: %s\n", qPrintable(error));
         return 1;
     }
-    source->SetBlockLength(parser.value(QStringLiteral("block-length")).toInt());
-
-    TQVNetSink sink;
-    sink.SetHighWaterMark(parser.value(QStringLiteral("hwm")).toInt());
     sink.SetQVMeasureSource(source.get());
     try {
         sink.SetEndpoint(parser.value(QStringLiteral("bind")));

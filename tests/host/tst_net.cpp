@@ -154,6 +154,9 @@ TEST(NetSource, ForeignPublishersAndBadEndpointsAreReported)
     EXPECT_EQ(errors.size(), 2);
     // ZeroMQ would retry these for ever: the port is checked at once, the host looked up.
     EXPECT_THROW(source.SetEndpoint(QStringLiteral("tcp://127.0.0.1:65536")), EQVException);
+    EXPECT_THROW(source.SetEndpoint(QStringLiteral("tcp://localhost:*")), EQVException);
+    TQVNetSink sink; // a bind would take 65537 as port 1
+    EXPECT_THROW(sink.SetEndpoint(QStringLiteral("tcp://127.0.0.1:65537")), EQVException);
     source.SetEndpoint(QStringLiteral("tcp://nosuchhost.invalid:5555"));
     ASSERT_TRUE(errors.wait(60000)); // a machine without a name server may take a while
     EXPECT_TRUE(errors.last().first().toString().contains(QLatin1String("\"tcp://nosuchhost.invalid:5555\"")));
@@ -209,6 +212,9 @@ TEST_F(NetNode, BlocksSettingsStatesAndARestartReachTheChain)
     m_node.write("block-length 512\nstop\n");
     ASSERT_TRUE(WaitFor([&] { return consumer.States.back() == mssStop; }));
     EXPECT_EQ(consumer.LastSettings.BlockLength, 512);
+    QByteArray refusals; // a value the source refuses is reported, not dropped silently
+    m_node.write("block-length 0\n");
+    ASSERT_TRUE(WaitFor([&] { return refusals.append(m_node.readAllStandardError()).contains("refused: block-length 0"); }));
     m_node.write("run\n");
     ASSERT_TRUE(WaitFor([&] { return consumer.States.back() == mssRun && !consumer.Blocks.empty(); }));
     ASSERT_TRUE(WaitFor([&] { return consumer.Blocks.back().Channels[0].size() == 512u; }));
@@ -225,6 +231,18 @@ TEST_F(NetNode, BlocksSettingsStatesAndARestartReachTheChain)
     EXPECT_EQ(consumer.LastSettings.BlockLength, 1024);
     EXPECT_NEAR(double(consumer.Blocks.back().HeaderValueA - consumer.Blocks[before].HeaderValueA),
                 double(Span(1024) * (consumer.Blocks.size() - 1 - before)), 1e-9);
+}
+
+// Option values that are no numbers or that the sources refuse end the node, naming them.
+TEST(NetNodeOptions, RefusedValuesStopTheNode)
+{
+    for (const char *bad : {"--rate=-5", "--channels=99", "--block-length=x", "--hwm=0"}) {
+        QProcess node;
+        node.start(QStringLiteral(VELMORA_NODE_PATH), {QStringLiteral("--bind=tcp://127.0.0.1:*"), QString::fromLatin1(bad)});
+        ASSERT_TRUE(node.waitForFinished(10000)) << bad;
+        EXPECT_EQ(node.exitCode(), 1);
+        EXPECT_TRUE(node.readAllStandardError().contains(QByteArray(bad).replace('=', ' '))) << bad;
+    }
 }
 
 TEST_F(NetNode, ASlowSubscriberLosesBlocksAndCountsThemWhileTheNodeGoesOn)
