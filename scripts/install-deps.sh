@@ -3,7 +3,7 @@
 # clang and its runtimes (libFuzzer, the sanitizers) build the fuzz target of scripts/fuzz.sh;
 # Qt Multimedia builds the sound card source; PulseAudio gives its tests a server with a
 # null sink to capture from (scripts/test.sh). The QML module needs Qt Quick and, for its
-# tests, Qt Quick Test. libzmq3-dev and cppzmq-dev carry the network streams (velmora_net);
+# tests, Qt Quick Test and qmllint. libzmq3-dev and cppzmq-dev carry the network streams (velmora_net);
 # doxygen builds the API reference and python3 runs the docs check (scripts/check-docs.py);
 # gcovr reports coverage (scripts/coverage.sh).
 set -euo pipefail
@@ -11,7 +11,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build g++-multilib pkg-config
   qt6-base-dev qt6-tools-dev qt6-l10n-tools libqt6opengl6-dev libgl-dev qt6-multimedia-dev
-  qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-layouts qml6-module-qtquick-controls
+  qt6-declarative-dev qt6-declarative-dev-tools qml6-module-qtquick qml6-module-qtquick-layouts qml6-module-qtquick-controls
   qml6-module-qttest qml6-module-qtquick-window qml6-module-qtqml-workerscript
   pulseaudio pulseaudio-utils
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -65,6 +65,11 @@ run_examples() {
     [ -n "$program" ] || { echo "no program built in $out" >&2; return 1; }
     echo "== $program"
     "$program"
+    # The QML tools find the installed module's types too.
+    for qml in "$dir"*.qml; do
+      [ -e "$qml" ] || continue
+      /usr/lib/qt6/bin/qmllint -I "$(dirname "$(find "$build/stage" -path '*/qml/Velmora/qmldir')")/.." "$qml"
+    done
   done
 }
 
