@@ -12,7 +12,7 @@ packages=(
   build-essential cmake ninja-build g++-multilib pkg-config
   qt6-base-dev qt6-tools-dev qt6-l10n-tools libqt6opengl6-dev libgl-dev qt6-multimedia-dev
   qt6-declarative-dev qt6-declarative-dev-tools qml6-module-qtquick qml6-module-qtquick-layouts qml6-module-qtquick-controls
-  qml6-module-qttest qml6-module-qtquick-window qml6-module-qtqml-workerscript
+  qml6-module-qttest qml6-module-qtquick-window qml6-module-qtqml qml6-module-qtqml-workerscript
   pulseaudio pulseaudio-utils
   libgtest-dev libgmock-dev libbenchmark-dev
   libfftw3-dev libkissfft-dev libliquid-dev

@@ -77,6 +77,8 @@ cmake -S . -B build -G Ninja -DVELMORA_BUILD_TESTS=ON -DVELMORA_BUILD_BENCH=ON -
   -DVELMORA_REQUIRE_M32_CHECK=ON
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
+# The QML of the demo, the gallery and the tests against the module's type description.
+/usr/lib/qt6/bin/qmllint -I build/quick/qml host/demo/demo.qml host/gallery/quick.qml tests/quick/*.qml
 
 # The installed package: applications outside the tree find it (examples/custom-sink asks
 # for the core only and checks that nothing of QtGui or QtWidgets comes along).

@@ -5,6 +5,7 @@ import Velmora
 // into the RMS displays, the signal itself into the plot. velmora-quick-gallery grabs each
 // item that has an object name.
 Rectangle {
+    id: gallery
     width: 760; height: 560
     color: palette.window
     SystemPalette { id: palette }
@@ -19,13 +20,13 @@ Rectangle {
         x: 10; y: 10; columns: 4; spacing: 12
         Meter {
             objectName: "meter"; source: rms; width: 260; height: 180; scaleLayout: Meter.Adaptive
-            valueMin: 0; valueMax: 1; ranges: parent.parent.ranges; caption: "RMS"; legend1: "V"
+            valueMin: 0; valueMax: 1; ranges: gallery.ranges; caption: "RMS"; legend1: "V"
             Component.onCompleted: widget.AutoConfig = false
         }
         Dial { objectName: "dial"; width: 170; height: 170; valueMin: 0; valueMax: 100; value: 35; scaleLayout: Dial.Adaptive }
         BarGraph {
             objectName: "bargraph"; source: rms; width: 90; height: 220; scaleLayout: BarGraph.Adaptive
-            valueMin: 0; valueMax: 1; ranges: parent.parent.ranges
+            valueMin: 0; valueMax: 1; ranges: gallery.ranges
             Component.onCompleted: { widget.AutoConfig = false; widget.LabelingStyle = "lbsLabels" }
         }
         Slider {
