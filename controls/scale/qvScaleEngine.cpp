@@ -143,7 +143,9 @@ QString AdaptiveLabelText(const QString &format, double value, int prefixId, con
     TSiPrefixesStruct info;
     const bool prefixed = prefixId != sipNone && GetSIInfos(prefixId, info);
     const QString unit = (prefixed ? info.Symbol : QString()) + suffix;
-    const QString number = QVFormatFloat(format, prefixed ? value / info.Factor : value, locale);
+    // Zero has no exponent: "0" rather than "0.0E00" among scientific labels.
+    const bool zero = value == 0.0 && format.contains(QLatin1Char('E'));
+    const QString number = zero ? locale.toString(0) : QVFormatFloat(format, prefixed ? value / info.Factor : value, locale);
     return !unit.isEmpty() && unit.front().isLetter() ? number + QLatin1Char(' ') + unit : number + unit;
 }
 

@@ -144,6 +144,8 @@ TEST(ScaleEngine, AdaptiveTextsUseTheStepsDecimals)
         r.PrefixId = prefix;
         EXPECT_EQ(QVAdaptiveDivision(r).Texts.back(), QString::fromUtf8(last));
     }
+    r.ValueMax = 1e6; // zero without an exponent beside scientific labels
+    EXPECT_EQ(QVAdaptiveDivision(r).Texts.front(), QStringLiteral("0 V"));
 }
 
 namespace {
