@@ -9,6 +9,8 @@
 #include <QtMultimedia/QAudioSource>
 #include <QtMultimedia/QMediaDevices>
 
+#include "qvSourcesLog_p.h"
+
 namespace {
 
 template <typename T, typename Scale>
@@ -205,7 +207,7 @@ void TQVAudioSource::Fail(const QString &message)
 {
     StreamStopping();
     m_error = message;
-    qWarning("%s", qPrintable(message));
+    qCWarning(lcVelmoraSources, "%s", qPrintable(message));
     emit ErrorStringChanged();
     const QPointer<TQVAudioSource> alive(this);
     AnnounceState(mssError);

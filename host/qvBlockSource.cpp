@@ -8,6 +8,10 @@
 
 #include <QtCore/QCoreApplication>
 
+#include "qvSourcesLog_p.h"
+
+Q_LOGGING_CATEGORY(lcVelmoraSources, "velmora.sources")
+
 TQVBlockSource::TQVBlockSource(int channelCount, QObject *owner)
     : TQVMeasureSource(owner)
     , m_channelCount(channelCount)
@@ -30,7 +34,7 @@ bool TQVBlockSource::BuffersFit(int channels, int blockLength, int harmonizedLen
                                                             "Not enough memory for %1 channels of %2 samples")
                                     .arg(channels)
                                     .arg(blockLength);
-        qWarning("%s", qPrintable(message));
+        qCWarning(lcVelmoraSources, "%s", qPrintable(message));
         emit ErrorOccurred(message);
     }
     return false;

@@ -9,6 +9,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QtEndian>
 
+#include "qvSourcesLog_p.h"
+
 #ifdef Q_OS_UNIX
 #include <unistd.h>
 #endif
@@ -143,7 +145,7 @@ void TQVRecorder::Fail(const QString &message)
         emit RecordingChanged(false);
     }
     m_error = message;
-    qWarning("%s", qPrintable(message));
+    qCWarning(lcVelmoraSources, "%s", qPrintable(message));
     emit ErrorOccurred(message);
 }
 

@@ -10,6 +10,7 @@
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QLoggingCategory>
 #include <QtGui/QPixmap>
 #include <QtWidgets/QApplication>
 
@@ -59,6 +60,8 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("velmora-demo"));
+    // The demo prints its source's errors itself, once.
+    QLoggingCategory::setFilterRules(QStringLiteral("velmora.sources.warning=false"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -115,7 +118,7 @@ int main(int argc, char **argv)
         TQVDemoPanel panel;
         if (source) {
             QObject::connect(source.get(), &TQVMeasureSource::ErrorOccurred, &app,
-                             [](const QString &message) { std::fprintf(stderr, "%s\n", qPrintable(message)); });
+                             [](const QString &message) { std::fprintf(stderr, "velmora-demo: %s\n", qPrintable(message)); });
             try {
                 panel.SetExternalSource(source.get());
             } catch (const std::exception &e) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 
 #include "host/qvFilePlayer.h"
@@ -128,11 +129,21 @@ TEST(Recorder, FileSizeLimitStopsWithAnErrorAndKeepsTheBlocksBefore)
         }
     }
 
-    // A path that cannot be created is the same kind of error, before anything is written.
+    // A path that cannot be created is the same kind of error, before anything is written. It
+    // is logged in the category "velmora.sources" too, which a program can turn off.
     Rig rig(1, 8000.0, TQVRecorder::rfWave, QStringLiteral("/nonexistent-folder/r.wav"));
     int errors = 0;
     QObject::connect(&rig.recorder, &TQVRecorder::ErrorOccurred, [&] { ++errors; });
+    static QStringList logged;
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &c, const QString &m) {
+        logged << QString::fromLatin1(c.category) + u' ' + m;
+    });
     EXPECT_FALSE(rig.recorder.Start());
-    EXPECT_EQ(errors, 1);
+    QLoggingCategory::setFilterRules(QStringLiteral("velmora.sources.warning=false"));
+    EXPECT_FALSE(rig.recorder.Start());
+    QLoggingCategory::setFilterRules(QString());
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(errors, 2);
     EXPECT_TRUE(rig.recorder.ErrorString().contains(QStringLiteral("/nonexistent-folder/r.wav")));
+    EXPECT_EQ(logged, QStringList{QStringLiteral("velmora.sources ") + rig.recorder.ErrorString()});
 }
