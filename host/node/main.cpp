@@ -21,69 +21,77 @@
 
 namespace {
 
-// The option's value as a finite number; `ok` turns false, and `error` names the option,
-// when it is not one.
-double Number(const QCommandLineParser &parser, const QString &option, bool &ok, QString &error)
+// Reads numeric options and checks that the setters took them: the sources' setters ignore
+// what their rules refuse, which a command line must not do silently. The first problem is
+// kept in `Error`.
+struct TQVOptions
 {
-    bool number = false;
-    const double value = parser.value(option).toDouble(&number);
-    if (ok && !(number && std::isfinite(value)))
-        error = QStringLiteral("--%1 %2 is not a number").arg(option, parser.value(option));
-    ok = ok && number && std::isfinite(value);
-    return value;
-}
+    const QCommandLineParser &Parser;
+    QString Error;
 
-// Checks that a setter took the option's value: the sources' setters ignore what their rules
-// refuse, which a command line must not do silently.
-void Took(bool took, const QCommandLineParser &parser, const QString &option, bool &ok, QString &error)
-{
-    if (ok && !took)
-        error = QStringLiteral("--%1 %2 is out of range").arg(option, parser.value(option));
-    ok = ok && took;
-}
+    bool Ok() const { return Error.isEmpty(); }
+    double Number(const char *option)
+    {
+        bool number = false;
+        const double value = Parser.value(QLatin1String(option)).toDouble(&number);
+        if (!(number && std::isfinite(value)))
+            Fail(option, "is not a number");
+        return value;
+    }
+    // The value as an int a setter takes; out of the int range it stays out of the setter's.
+    int Int(const char *option) { return int(std::clamp(Number(option), -1.0, 1e9)); }
+    void Took(bool took, const char *option)
+    {
+        if (!took)
+            Fail(option, "is out of range");
+    }
+    void Fail(const char *option, const char *why)
+    {
+        if (Ok())
+            Error = QStringLiteral("--%1 %2 %3").arg(QLatin1String(option), Parser.value(QLatin1String(option)),
+                                                     QLatin1String(why));
+    }
+};
 
 // The source named by --source: "generator", "audio[:DEVICE]" or a file name, with the
 // options that apply to it. Every kind of source a node can publish is chosen here. Returns
-// null with `error` set when the choice or an option's value cannot be honoured.
-std::unique_ptr<TQVBlockSource> MakeSource(const QString &choice, const QCommandLineParser &parser, QString &error)
+// null with `options.Error` set when the choice or an option's value cannot be honoured.
+std::unique_ptr<TQVBlockSource> MakeSource(const QString &choice, TQVOptions &options)
 {
-    bool ok = true;
-    const QString rateOption = QStringLiteral("rate"), channelsOption = QStringLiteral("channels");
-    const double rate = Number(parser, rateOption, ok, error), count = Number(parser, channelsOption, ok, error);
-    const int channels = int(std::clamp(count, -1.0, 1e6));
+    const double rate = options.Number("rate"), channels = options.Number("channels");
     if (choice == QLatin1String("generator")) {
         auto generator = std::make_unique<TQVSignalGenerator>();
         generator->SetSampleRate(rate);
-        Took(generator->SampleRate() == rate, parser, rateOption, ok, error);
-        generator->SetChannelCount(channels);
-        Took(generator->ChannelCount() == count, parser, channelsOption, ok, error);
-        const double frequency = Number(parser, QStringLiteral("frequency"), ok, error);
-        for (int k = 0; ok && k < generator->ChannelCount(); ++k) {
+        options.Took(generator->SampleRate() == rate, "rate");
+        generator->SetChannelCount(options.Int("channels"));
+        options.Took(generator->ChannelCount() == channels, "channels");
+        const double frequency = options.Number("frequency");
+        for (int k = 0; options.Ok() && k < generator->ChannelCount(); ++k) {
             TQVSignalGenerator::TQVGeneratorChannel channel;
             channel.Frequency = frequency * (k + 1);
             channel.NoiseAmplitude = 0.05;
             generator->SetChannel(k, channel);
-            Took(generator->Channel(k).Frequency == channel.Frequency, parser, QStringLiteral("frequency"), ok, error);
+            options.Took(generator->Channel(k).Frequency == channel.Frequency, "frequency");
         }
-        return ok ? std::move(generator) : nullptr;
+        return options.Ok() ? std::move(generator) : nullptr;
     }
     if (choice == QLatin1String("audio") || choice.startsWith(QLatin1String("audio:"))) {
         auto audio = std::make_unique<TQVAudioSource>();
         audio->SetDevice(choice.mid(6));
         audio->SetSampleRate(rate);
-        Took(audio->SampleRate() == rate, parser, rateOption, ok, error);
-        audio->SetChannelCount(channels);
-        Took(audio->ChannelCount() == count, parser, channelsOption, ok, error);
-        return ok ? std::move(audio) : nullptr;
+        options.Took(audio->SampleRate() == rate, "rate");
+        audio->SetChannelCount(options.Int("channels"));
+        options.Took(audio->ChannelCount() == channels, "channels");
+        return options.Ok() ? std::move(audio) : nullptr;
     }
     auto player = std::make_unique<TQVFilePlayer>();
     try {
         player->SetFileName(choice);
     } catch (const std::exception &e) {
-        error = QString::fromLocal8Bit(e.what());
+        options.Error = QString::fromLocal8Bit(e.what());
         return nullptr;
     }
-    player->SetLoop(parser.isSet(QStringLiteral("loop")));
+    player->SetLoop(options.Parser.isSet(QStringLiteral("loop")));
     return player;
 }
 
@@ -142,20 +150,17 @@ int main(int argc, char **argv)
     });
     parser.process(app);
 
-    QString error;
-    bool ok = true;
-    std::unique_ptr<TQVBlockSource> source = MakeSource(parser.value(QStringLiteral("source")), parser, error);
+    TQVOptions options{parser, {}};
+    const std::unique_ptr<TQVBlockSource> source = MakeSource(parser.value(QStringLiteral("source")), options);
     TQVNetSink sink;
     if (source) {
-        const QString lengthOption = QStringLiteral("block-length"), hwmOption = QStringLiteral("hwm");
-        const double length = Number(parser, lengthOption, ok, error), hwm = Number(parser, hwmOption, ok, error);
-        source->SetBlockLength(int(std::clamp(length, -1.0, 1e9)));
-        Took(source->BlockLength() == length, parser, lengthOption, ok, error);
-        sink.SetHighWaterMark(int(std::clamp(hwm, -1.0, 1e9)));
-        Took(sink.HighWaterMark() == hwm, parser, hwmOption, ok, error);
+        source->SetBlockLength(options.Int("block-length"));
+        options.Took(source->BlockLength() == options.Number("block-length"), "block-length");
+        sink.SetHighWaterMark(options.Int("hwm"));
+        options.Took(sink.HighWaterMark() == options.Number("hwm"), "hwm");
     }
-    if (!source || !ok) {
-        std::fprintf(stderr, "velmora-node: %s\n", qPrintable(error));
+    if (!source || !options.Ok()) {
+        std::fprintf(stderr, "velmora-node: %s\n", qPrintable(options.Error));
         return 1;
     }
     sink.SetQVMeasureSource(source.get());
