@@ -102,12 +102,16 @@
         <translation>Generatorfrequenz</translation>
     </message>
     <message>
-        <source>Low-pass cutoff (4th order), Hz</source>
-        <translation>Tiefpass-Grenzfrequenz (4. Ordnung), Hz</translation>
-    </message>
-    <message>
         <source>Waterfall of the filtered signal, newest block on top</source>
         <translation>Wasserfall des gefilterten Signals, neuester Block oben</translation>
+    </message>
+    <message>
+        <source>Low-pass cutoff, kHz</source>
+        <translation>Tiefpass-Grenzfrequenz, kHz</translation>
+    </message>
+    <message>
+        <source>Noise amplitude, V</source>
+        <translation>Rauschamplitude, V</translation>
     </message>
 </context>
 <context>

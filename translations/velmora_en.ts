@@ -102,11 +102,15 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Low-pass cutoff (4th order), Hz</source>
+        <source>Waterfall of the filtered signal, newest block on top</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Waterfall of the filtered signal, newest block on top</source>
+        <source>Low-pass cutoff, kHz</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Noise amplitude, V</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

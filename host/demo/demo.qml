@@ -4,7 +4,8 @@ import Velmora
 // The demo panel in QML: the chain and the instruments of the widget demo (qvDemoPanel.cpp).
 // A 984.375 Hz sine with a little noise -> 4th-order IIR low-pass -> RMS -> meter, bar graph,
 // panel meter and an alarm LED; the filtered signal -> trigger -> time plot, and -> FFT ->
-// spectrum plot in dBV. The slider sets the generator's frequency, the dial the cutoff.
+// spectrum plot in dBV. The slider sets the generator's frequency, the dials the cutoff and
+// the noise amplitude.
 // The texts are the widget panel's, under its translation context.
 Rectangle {
     id: panel
@@ -28,9 +29,9 @@ Rectangle {
     SignalGenerator {
         id: generator
         sampleRate: 48000; blockLength: 1024
-        frequency: slider.value; amplitude: 1; noiseAmplitude: 0.05
+        frequency: slider.value; amplitude: 1; noiseAmplitude: noise.value
     }
-    IIRFilter { id: lowpass; source: generator; order: 4; filterOutput: IIRFilter.LowPass; cutoffFrequency: dial.value }
+    IIRFilter { id: lowpass; source: generator; order: 4; filterOutput: IIRFilter.LowPass; cutoffFrequency: dial.value * 1000 }
     Analyzer { id: rms; source: lowpass; compression: Analyzer.RMS }
     Trigger {
         id: trigger; source: lowpass
@@ -121,12 +122,21 @@ Rectangle {
                 }
             }
             Column {
-                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff (4th order), Hz") }
+                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff, kHz") }
                 Dial {
                     id: dial; width: 200; height: 200
-                    valueMax: 20000; valueMin: 500; valueStepWidth: 100; value: 4000
+                    valueMax: 20; valueMin: 0.5; valueStepWidth: 0.1; value: 4
                     scaleLayout: Dial.Adaptive
-                    Component.onCompleted: { widget.ValueGap = 2500; widget.ValueDecimals = 0 }
+                    Component.onCompleted: { widget.ValueGap = 2.5; widget.ValueDecimals = 1 }
+                }
+            }
+            Column {
+                Heading { text: qsTranslate("TQVDemoPanel", "Noise amplitude, V") }
+                Dial {
+                    id: noise; width: 200; height: 200
+                    valueMax: 0.5; valueMin: 0; valueStepWidth: 0.01; value: 0.05
+                    scaleLayout: Dial.Adaptive
+                    Component.onCompleted: { widget.ValueGap = 0.1; widget.ValueDecimals = 1 }
                 }
             }
         }

@@ -142,15 +142,24 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     QObject::connect(m_frequency, &TQVSlider::ValueChanged, this, [this](double f) { m_generator.SetFrequency(f); });
 
     m_cutoff = new TQVDial(this);
-    m_cutoff->SetValueMax(20000.0);
-    m_cutoff->SetValueMin(500.0);
-    m_cutoff->SetValueGap(2500.0);
-    m_cutoff->SetValueStepWidth(100.0);
-    m_cutoff->SetValueDecimals(0);
-    m_cutoff->SetValue(m_filter.CutoffFrequency());
+    m_cutoff->SetValueMax(20.0); // kHz: short labels leave the knob its size
+    m_cutoff->SetValueMin(0.5);
+    m_cutoff->SetValueGap(2.5);
+    m_cutoff->SetValueStepWidth(0.1);
+    m_cutoff->SetValueDecimals(1);
+    m_cutoff->SetValue(m_filter.CutoffFrequency() / 1000.0);
     m_cutoff->setMinimumSize(200, 200);
     QObject::connect(m_cutoff, &TQVDial::ValueChanged, this,
-                     [this](double fc) { m_filter.SetCutoffFrequency(float(fc)); });
+                     [this](double fc) { m_filter.SetCutoffFrequency(float(fc * 1000.0)); });
+
+    m_noise = new TQVDial(this);
+    m_noise->SetValueMax(0.5);
+    m_noise->SetValueGap(0.1);
+    m_noise->SetValueStepWidth(0.01);
+    m_noise->SetValueDecimals(1);
+    m_noise->SetValue(m_generator.NoiseAmplitude());
+    m_noise->setMinimumSize(200, 200);
+    QObject::connect(m_noise, &TQVDial::ValueChanged, this, [this](double a) { m_generator.SetNoiseAmplitude(a); });
 
     // The instruments in the adaptive look: labels measured, 1-2-5 steps, palette colours.
     m_meter->SetScaleLayout(slAdaptive);
@@ -158,6 +167,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_led->SetScaleLayout(slAdaptive);
     m_frequency->SetScaleLayout(slAdaptive);
     m_cutoff->SetScaleLayout(slAdaptive);
+    m_noise->SetScaleLayout(slAdaptive);
 
     // Top: the RMS displays; middle: the plots and the waterfall; bottom: the inputs.
     auto *readout = new QWidget(this);
@@ -177,10 +187,16 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     grid->addWidget(m_timePlot, 2, 0, 1, 2);
     grid->addWidget(m_spectrumPlot, 2, 2);
     grid->addWidget(m_waterfall, 3, 0, 1, 3);
-    grid->addWidget(Heading(tr("Generator frequency"), this), 4, 0, 1, 2);
-    grid->addWidget(m_frequency, 5, 0, 1, 2, Qt::AlignTop);
-    grid->addWidget(Heading(tr("Low-pass cutoff (4th order), Hz"), this), 4, 2);
-    grid->addWidget(m_cutoff, 5, 2, Qt::AlignLeft);
+    auto *inputs = new QGridLayout;
+    inputs->addWidget(Heading(tr("Generator frequency"), this), 0, 0);
+    inputs->addWidget(m_frequency, 1, 0, Qt::AlignTop);
+    inputs->addWidget(Heading(tr("Low-pass cutoff, kHz"), this), 0, 1);
+    inputs->addWidget(m_cutoff, 1, 1, Qt::AlignLeft);
+    inputs->addWidget(Heading(tr("Noise amplitude, V"), this), 0, 2);
+    inputs->addWidget(m_noise, 1, 2, Qt::AlignLeft);
+    inputs->setColumnStretch(0, 1);
+    inputs->setHorizontalSpacing(12);
+    grid->addLayout(inputs, 4, 0, 1, 3);
     grid->setColumnStretch(0, 1);
     grid->setColumnStretch(2, 1);
     grid->setRowStretch(2, 1);

@@ -19,8 +19,8 @@ class QTimer;
 /// \brief The demo instrument panel: a generator (sine and noise) through an IIR low-pass
 /// into an RMS analyzer that drives a needle meter, a bar graph, a panel meter and an alarm
 /// LED; a trigger on the filtered signal feeds a time plot, an FFT of it a spectrum plot
-/// (dB) and a waterfall. The slider sets the generator's frequency and the dial the
-/// filter's cutoff, live.
+/// (dB) and a waterfall. The slider sets the generator's frequency, the dials the filter's
+/// cutoff and the generator's noise amplitude, live.
 class TQVDemoPanel : public QWidget
 {
     Q_OBJECT
@@ -61,6 +61,7 @@ public:
     TQVWaterfall &Waterfall() { return *m_waterfall; }
     TQVSlider &FrequencySlider() { return *m_frequency; }
     TQVDial &CutoffDial() { return *m_cutoff; }
+    TQVDial &NoiseDial() { return *m_noise; }
 
 private:
     // The stages live here, the widgets in the layout; the sinks' links are cut before the
@@ -79,6 +80,7 @@ private:
     TQVWaterfall *m_waterfall = nullptr;
     TQVSlider *m_frequency = nullptr;
     TQVDial *m_cutoff = nullptr;
+    TQVDial *m_noise = nullptr;
     QTimer *m_timer = nullptr;
     QPointer<TQVMeasureSource> m_external;
 };

@@ -28,9 +28,9 @@ TEST(DemoChain, DisplaysShowTheRmsOfTheFilteredSine)
     for (const Case c : {Case{984.375, 4000.0}, Case{1500.0, 1500.0}, Case{5015.625, 2000.0}}) {
         SCOPED_TRACE(c.Frequency);
         TQVDemoPanel panel;
-        panel.Generator().SetNoiseAmplitude(0.0);
-        panel.FrequencySlider().SetValue(c.Frequency); // the inputs drive the chain
-        panel.CutoffDial().SetValue(c.Cutoff);
+        panel.NoiseDial().SetValue(0.0); // the inputs drive the chain
+        panel.FrequencySlider().SetValue(c.Frequency);
+        panel.CutoffDial().SetValue(c.Cutoff / 1000.0);
         ASSERT_EQ(panel.Generator().Frequency(), c.Frequency);
         ASSERT_EQ(double(panel.Filter().CutoffFrequency()), c.Cutoff);
         panel.RunBlocks(1000);
