@@ -1313,7 +1313,7 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
 void TQVPlot::PaintAdaptiveGrid(QPainter &painter)
 {
     const QRect p = m_data->layout.Plot;
-    const double dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+    const double dpr = QVTargetPixelRatio(painter, *this);
     const QColor grid = GridInk();
     QColor minor = grid;
     minor.setAlphaF(0.45f);
@@ -1344,13 +1344,14 @@ void TQVPlot::PaintSeries(QPainter &painter, int channel, const std::vector<floa
 {
     const QRect p = m_data->layout.Plot;
     const int n = int(trace.size());
-    const double dpr = std::max(devicePixelRatioF(), 1.0);
+    const double dpr = std::max(QVTargetPixelRatio(painter, *this), 1.0);
     const int columns = std::max(1, int(std::ceil(p.width() * dpr)));
 
     // A cosmetic pen: up to one pixel wide the raster engine draws it on its fast
     // antialiased line path; a geometric pen with round joins costs an angle and an arc per
-    // vertex, several times the whole trace.
-    QPen pen(colour, m_data->lineWidth);
+    // vertex, several times the whole trace. Its width counts device pixels, so the line
+    // width (logical pixels, as everything else) is scaled by the ratio.
+    QPen pen(colour, m_data->lineWidth * dpr);
     pen.setCosmetic(true);
     painter.setPen(pen);
 

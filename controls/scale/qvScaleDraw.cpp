@@ -7,6 +7,7 @@
 
 #include <QtGui/QFontMetrics>
 #include <QtGui/QFontMetricsF>
+#include <QtGui/QPaintEngine>
 #include <QtGui/QPainter>
 #include <QtGui/QPalette>
 #include <QtGui/QPainterPath>
@@ -857,7 +858,9 @@ QRectF QVSnapToDevice(const QRectF &rect, double dpr)
 
 void QVPaintPlotAxes(QPainter &painter, const TQVPlotAxesLayout &layout, const QColor &ink)
 {
-    const double dpr = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+    // The engine's device: under QWidget::render the painter's own device is the widget.
+    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : painter.device();
+    const double dpr = target ? target->devicePixelRatioF() : 1.0;
     const QRectF p(layout.Plot);
     const double f = layout.Pen;
     const auto fill = [&](const QRectF &r) { painter.fillRect(QVSnapToDevice(r, dpr), ink); };

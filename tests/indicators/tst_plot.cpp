@@ -259,6 +259,27 @@ TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
     }
 }
 
+// A flat trace covers LineWidth logical pixels at every device pixel ratio: the ink summed
+// down a column of the picture is LineWidth x ratio device pixels.
+TEST(PlotPaint, TraceWidthIsInLogicalPixels)
+{
+    for (const auto &[ratio, width] : {std::pair{1, 1.0}, {2, 1.0}, {2, 2.5}, {3, 2.0}}) {
+        TQVBoundPlot plot(1, 50, 1);
+        plot.SetGrid(false);
+        plot.SetTraceColor(0, 0x0000FF);
+        plot.SetLineWidth(width);
+        plot.Feed(std::vector<float>(50, 0.3f));
+        QImage img(plot.size() * ratio, QImage::Format_RGB32);
+        img.setDevicePixelRatio(ratio);
+        plot.render(&img);
+        const QRect p = plot.PlotRect();
+        double ink = 0.0; // red on white: one minus green is the coverage
+        for (int y = (p.top() + 1) * ratio; y < p.bottom() * ratio; ++y)
+            ink += (255 - qGreen(img.pixel((p.left() + p.width() / 2) * ratio, y))) / 255.0;
+        EXPECT_NEAR(ink, width * ratio, 0.25) << ratio << " " << width;
+    }
+}
+
 TEST(PlotRepaint, NewBlockRepaintsOnlyThePlotArea)
 {
     TQVBoundPlot plot(1, 300, 0.1L);
