@@ -510,8 +510,7 @@ bool TQVSlider::PaintValueFromBackground(QPainter &painter, const QRegion &regio
     // pending updates into the event.
     if (m_data->ValueRegion.isEmpty() || !m_data->ValueRegion.contains(region.boundingRect()))
         return false;
-    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
-    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
     if (!m_data->BackgroundValid || m_data->Background.size() != pixels || m_data->Background.devicePixelRatioF() != dpr) {
         m_data->Background = QPixmap(pixels);
@@ -566,8 +565,7 @@ void TQVSlider::paintEvent(QPaintEvent *event)
     }
     QPainter painter(this);
     // The real target decides the pixel ratio (a grab or render may differ from the screen).
-    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
-    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
     if (m_data->Offscreen.size() != pixels || m_data->Offscreen.devicePixelRatioF() != dpr) {
         m_data->Offscreen = QPixmap(pixels);

@@ -1042,8 +1042,7 @@ void TQVMeterInt::PaintIndicator(QPainter &painter)
 void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour)
 {
     // Drawn into a pixmap once and blitted: a value change then costs only the needle.
-    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
-    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
     const QColor screw = ToQColor(Color());
     const int extent = int(std::ceil(radius)) + 1;
     const quint64 key = qHashMulti(0, extent, radius, colour.rgba(), screw.rgba(), dpr);
@@ -1221,8 +1220,7 @@ void TQVMeterInt::paintEvent(QPaintEvent *event)
         m_data->backgroundValid = false;
     QPainter painter(this);
     // The real target decides the pixel ratio (a grab or render may differ from the screen).
-    const QPaintDevice *target = painter.paintEngine() ? painter.paintEngine()->paintDevice() : nullptr;
-    const qreal dpr = target ? target->devicePixelRatioF() : devicePixelRatioF();
+    const qreal dpr = QVTargetPixelRatio(painter, *this);
     if (!m_data->reduceFlicker) {
         if (valuePaint)
             PaintValue(painter, dpr);
