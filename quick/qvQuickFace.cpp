@@ -8,6 +8,7 @@
 #include <QtWidgets/QApplication>
 
 #include "controls/qvColor.h"
+#include "controls/qvCommon.h"
 #include "controls/scale/qvRangeTable.h"
 
 namespace QVQuickFace {
@@ -23,12 +24,32 @@ const char *TargetName(const QObject *target, const char *name)
         return "RangeTable";
     const QMetaObject *meta = target->metaObject();
     const QByteArray upper = face.left(1).toUpper() + face.mid(1);
-    for (const QByteArray &candidate : {QByteArray("Qt") + upper, upper}) {
-        const int index = meta->indexOfProperty(candidate.constData());
+    // The scales' label unit and prefix under the names the panel meter uses.
+    const QByteArray alias = face == "unitText" ? "LabelTextPosfix" : face == "unitPrefix" ? "LabelScientificUnitPosfix" : "";
+    for (const QByteArray &candidate : {QByteArray("Qt") + upper, upper, alias}) {
+        const int index = candidate.isEmpty() ? -1 : meta->indexOfProperty(candidate.constData());
         if (index >= 0)
             return meta->property(index).name();
     }
     return nullptr;
+}
+
+QString PrefixSymbol(const QVariant &id)
+{
+    TSiPrefixesStruct prefix;
+    return GetSIInfos(id.toInt(), prefix) ? prefix.Symbol : QString();
+}
+
+int PrefixId(const QString &symbol)
+{
+    // "u" stands for the micro sign, which keyboards seldom have.
+    const QString wanted = symbol == QStringLiteral("u") ? QStringLiteral("\u00B5") : symbol;
+    TSiPrefixesStruct prefix;
+    for (int id = 0; GetSIInfos(id, prefix); ++id) {
+        if (prefix.Symbol == wanted)
+            return id;
+    }
+    return -1;
 }
 
 void LinkNotifiers(QObject *face, int first, QObject *target)

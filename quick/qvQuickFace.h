@@ -15,8 +15,9 @@
 /// published UpperCamel properties of a target (a widget or a stream stage).
 ///
 /// A face property `name` forwards to the target's `QtName` when it has one (the `QColor`
-/// twin of a colour), else to `Name`; `source` forwards to `MeasureSource` and `ranges` to
-/// `RangeTable`. Reads and writes go through the meta-object, so a refused write reaches the
+/// twin of a colour), else to `Name`; `source` forwards to `MeasureSource`, `ranges` to
+/// `RangeTable`, and on the scales without their own `UnitText` `unitText` to
+/// `LabelTextPosfix` and `unitPrefix` to `LabelScientificUnitPosfix`. Reads and writes go through the meta-object, so a refused write reaches the
 /// target's `ErrorOccurred` signal and never raises.
 namespace QVQuickFace {
 
@@ -29,6 +30,11 @@ QV_QUICK_EXPORT void LinkNotifiers(QObject *face, int first, QObject *target);
 QV_QUICK_EXPORT QVariant Read(const QObject *target, const char *name);
 /// Writes target property `name` (UpperCamel); ignored without a target.
 QV_QUICK_EXPORT void Write(QObject *target, const char *name, const QVariant &value);
+
+/// The symbol of SI prefix `id` ("k", "M", "\u00B5"...), empty for none or an unknown id.
+QV_QUICK_EXPORT QString PrefixSymbol(const QVariant &id);
+/// The identifier of the SI prefix written `symbol` ("u" for micro too), 0 for "", -1 if unknown.
+QV_QUICK_EXPORT int PrefixId(const QString &symbol);
 
 /// \brief A range table as QML sees it: a list of `{limit, color}` objects (`check`, a bool,
 /// for the meter's rows), in ascending order of their limits.

@@ -167,9 +167,9 @@ void TQVQuickInstrument::mouseReleaseEvent(QMouseEvent *event) { Forward(event);
 
 void TQVQuickValueInstrument::WriteValue(Slot slot, double value)
 {
-    static constexpr const char *Names[Slots] = {"ValueMax", "ValueMin", "Value"};
+    const char *names[Slots] = {"ValueMax", "ValueMin", m_gapName, "Value"};
     if (isComponentComplete())
-        Write(Names[slot], value);
+        Write(names[slot], value);
     else
         m_pending[slot] = value;
 }
@@ -179,7 +179,7 @@ void TQVQuickValueInstrument::componentComplete()
     TQVQuickInstrument::componentComplete();
     // The upper end before and after the lower one: whichever way the new range lies from
     // the old one, one of the two writes of the upper end is accepted.
-    for (Slot slot : {ValueMax, ValueMin, ValueMax, Value}) {
+    for (Slot slot : {ValueMax, ValueMin, ValueMax, Step, Value}) {
         if (m_pending[slot])
             WriteValue(slot, *m_pending[slot]);
     }
@@ -193,6 +193,15 @@ TQVQuickMeter::TQVQuickMeter(QQuickItem *parent)
     LinkProperties();
 }
 
+void TQVQuickLinearScaleInstrument::setUnitPrefix(const QString &symbol)
+{
+    const int id = QVQuickFace::PrefixId(symbol);
+    if (id >= 0)
+        Write("LabelScientificUnitPosfix", id);
+    else
+        qmlWarning(this) << QStringLiteral("unknown SI prefix \"%1\"").arg(symbol);
+}
+
 TQVQuickDial::TQVQuickDial(QQuickItem *parent)
     : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVDial; }, parent)
 {
@@ -201,13 +210,13 @@ TQVQuickDial::TQVQuickDial(QQuickItem *parent)
 }
 
 TQVQuickBarGraph::TQVQuickBarGraph(QQuickItem *parent)
-    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVBarGraph; }, parent)
+    : TQVQuickLinearScaleInstrument([]() -> TQVCustomPanel * { return new TQVBarGraph; }, parent)
 {
     LinkProperties();
 }
 
 TQVQuickSlider::TQVQuickSlider(QQuickItem *parent)
-    : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVSlider; }, parent)
+    : TQVQuickLinearScaleInstrument([]() -> TQVCustomPanel * { return new TQVSlider; }, parent)
 {
     LinkProperties();
     AcceptInput();

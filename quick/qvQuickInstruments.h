@@ -99,9 +99,10 @@ private:
 
 /// \brief An instrument with a numeric value on a scale: `value`, `valueMin`, `valueMax`.
 ///
-/// While QML creates the item, the three are kept and written when it is complete, ends
-/// first, so that their order in the QML text does not matter (a widget refuses a lower end
-/// above its upper one and clamps the value to its range).
+/// While QML creates the item, the three and the step of the labels are kept and written
+/// when it is complete, ends first, so that their order in the QML text does not matter (a
+/// widget refuses a lower end above its upper one, clamps the value to its range, and
+/// widens a step that would crowd the ticks of the range it has at the time).
 class QV_QUICK_EXPORT TQVQuickValueInstrument : public TQVQuickInstrument
 {
     Q_OBJECT
@@ -124,13 +125,18 @@ signals:
     void valueMaxChanged();
 
 protected:
-    using TQVQuickInstrument::TQVQuickInstrument;
+    /// `gapName` is the widget's property of the labels' step.
+    TQVQuickValueInstrument(WidgetFactory make, QQuickItem *parent, const char *gapName = "ValueGap")
+        : TQVQuickInstrument(make, parent), m_gapName(gapName) {}
     void componentComplete() override;
+    double Gap() const { return Read(m_gapName).toDouble(); }
+    void SetGap(double gap) { WriteValue(Step, gap); }
 
 private:
-    enum Slot { ValueMax, ValueMin, Value, Slots };
+    enum Slot { ValueMax, ValueMin, Step, Value, Slots };
     void WriteValue(Slot slot, double value);
 
+    const char *m_gapName;
     std::optional<double> m_pending[Slots];
 };
 
@@ -144,8 +150,17 @@ class QV_QUICK_EXPORT TQVQuickMeter : public TQVQuickValueInstrument
     Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
     Q_PROPERTY(QColor indicatorColor READ indicatorColor WRITE setIndicatorColor NOTIFY indicatorColorChanged)
     Q_PROPERTY(QString legend1 READ legend1 WRITE setLegend1 NOTIFY legend1Changed)
+    Q_PROPERTY(QString legend2 READ legend2 WRITE setLegend2 NOTIFY legend2Changed)
+    Q_PROPERTY(double valueGap READ valueGap WRITE setValueGap NOTIFY valueGapChanged)
+    Q_PROPERTY(int valueDecimals READ valueDecimals WRITE setValueDecimals NOTIFY valueDecimalsChanged)
+    Q_PROPERTY(IndicatorStyle indicatorStyle READ indicatorStyle WRITE setIndicatorStyle NOTIFY indicatorStyleChanged)
+    /// Whether the range follows the source's (on by default); off keeps `valueMin`, `valueMax`.
+    Q_PROPERTY(bool autoConfig READ autoConfig WRITE setAutoConfig NOTIFY autoConfigChanged)
 
 public:
+    enum IndicatorStyle { Needle, Wedge };
+    Q_ENUM(IndicatorStyle)
+
     explicit TQVQuickMeter(QQuickItem *parent = nullptr);
 
     TQVMeasureSource *source() const { return SourceOf(); }
@@ -156,12 +171,27 @@ public:
     void setIndicatorColor(const QColor &color) { Write("QtIndicatorColor", color); }
     QString legend1() const { return Read("Legend1").toString(); }
     void setLegend1(const QString &text) { Write("Legend1", text); }
+    QString legend2() const { return Read("Legend2").toString(); }
+    void setLegend2(const QString &text) { Write("Legend2", text); }
+    double valueGap() const { return Gap(); }
+    void setValueGap(double gap) { SetGap(gap); }
+    int valueDecimals() const { return Read("ValueDecimals").toInt(); }
+    void setValueDecimals(int decimals) { Write("ValueDecimals", decimals); }
+    IndicatorStyle indicatorStyle() const { return IndicatorStyle(Read("IndicatorStyle").toInt()); }
+    void setIndicatorStyle(IndicatorStyle style) { Write("IndicatorStyle", int(style)); }
+    bool autoConfig() const { return Read("AutoConfig").toBool(); }
+    void setAutoConfig(bool on) { Write("AutoConfig", on); }
 
 signals:
     void sourceChanged();
     void rangesChanged();
     void indicatorColorChanged();
     void legend1Changed();
+    void legend2Changed();
+    void valueGapChanged();
+    void valueDecimalsChanged();
+    void indicatorStyleChanged();
+    void autoConfigChanged();
 };
 
 /// \brief The dial (`TQVDial`): an input; keys, mouse and wheel turn it.
@@ -171,6 +201,8 @@ class QV_QUICK_EXPORT TQVQuickDial : public TQVQuickValueInstrument
     QML_NAMED_ELEMENT(Dial)
     Q_PROPERTY(double valueStepWidth READ valueStepWidth WRITE setValueStepWidth NOTIFY valueStepWidthChanged)
     Q_PROPERTY(QColor knobColor READ knobColor WRITE setKnobColor NOTIFY knobColorChanged)
+    Q_PROPERTY(double valueGap READ valueGap WRITE setValueGap NOTIFY valueGapChanged)
+    Q_PROPERTY(int valueDecimals READ valueDecimals WRITE setValueDecimals NOTIFY valueDecimalsChanged)
 
 public:
     explicit TQVQuickDial(QQuickItem *parent = nullptr);
@@ -179,21 +211,78 @@ public:
     void setValueStepWidth(double step) { Write("ValueStepWidth", step); }
     QColor knobColor() const { return Read("QtKnobColor").value<QColor>(); }
     void setKnobColor(const QColor &color) { Write("QtKnobColor", color); }
+    double valueGap() const { return Gap(); }
+    void setValueGap(double gap) { SetGap(gap); }
+    int valueDecimals() const { return Read("ValueDecimals").toInt(); }
+    void setValueDecimals(int decimals) { Write("ValueDecimals", decimals); }
 
 signals:
     void valueStepWidthChanged();
     void knobColorChanged();
+    void valueGapChanged();
+    void valueDecimalsChanged();
+};
+
+/// \brief The linear scale of the bar graph and the slider: its orientation, labels and unit.
+class QV_QUICK_EXPORT TQVQuickLinearScaleInstrument : public TQVQuickValueInstrument
+{
+    Q_OBJECT
+    QML_ANONYMOUS
+    Q_PROPERTY(Kind kind READ kind WRITE setKind NOTIFY kindChanged)
+    Q_PROPERTY(LabelingStyle labelingStyle READ labelingStyle WRITE setLabelingStyle NOTIFY labelingStyleChanged)
+    Q_PROPERTY(double labelingGap READ labelingGap WRITE setLabelingGap NOTIFY labelingGapChanged)
+    Q_PROPERTY(int labelingDecimals READ labelingDecimals WRITE setLabelingDecimals NOTIFY labelingDecimalsChanged)
+    /// Written after every label ("Hz").
+    Q_PROPERTY(QString unitText READ unitText WRITE setUnitText NOTIFY unitTextChanged)
+    /// The SI prefix the labels are divided by, as its symbol ("k", "M", "m", "u" or "\u00B5");
+    /// empty for none. An unknown symbol is ignored.
+    Q_PROPERTY(QString unitPrefix READ unitPrefix WRITE setUnitPrefix NOTIFY unitPrefixChanged)
+
+public:
+    enum Kind { Horizontal, Vertical };
+    Q_ENUM(Kind)
+    /// Tick lines, labels, or both; on one side, or on both (`Symmetric`), with labels on
+    /// one and lines on the other (`Asymmetric`, the slider only).
+    enum LabelingStyle { NoLabeling, Lines, Labels, Both, Symmetric, Asymmetric };
+    Q_ENUM(LabelingStyle)
+
+    Kind kind() const { return Kind(Read("Kind").toInt()); }
+    void setKind(Kind kind) { Write("Kind", int(kind)); }
+    LabelingStyle labelingStyle() const { return LabelingStyle(Read("LabelingStyle").toInt()); }
+    void setLabelingStyle(LabelingStyle style) { Write("LabelingStyle", int(style)); }
+    double labelingGap() const { return Gap(); }
+    void setLabelingGap(double gap) { SetGap(gap); }
+    int labelingDecimals() const { return Read("LabelingDecimals").toInt(); }
+    void setLabelingDecimals(int decimals) { Write("LabelingDecimals", decimals); }
+    QString unitText() const { return Read("LabelTextPosfix").toString(); }
+    void setUnitText(const QString &unit) { Write("LabelTextPosfix", unit); }
+    QString unitPrefix() const { return QVQuickFace::PrefixSymbol(Read("LabelScientificUnitPosfix")); }
+    void setUnitPrefix(const QString &symbol);
+
+signals:
+    void kindChanged();
+    void labelingStyleChanged();
+    void labelingGapChanged();
+    void labelingDecimalsChanged();
+    void unitTextChanged();
+    void unitPrefixChanged();
+
+protected:
+    TQVQuickLinearScaleInstrument(WidgetFactory make, QQuickItem *parent)
+        : TQVQuickValueInstrument(make, parent, "LabelingGap") {}
 };
 
 /// \brief The bar graph (`TQVBarGraph`): a sink of a single-value `source`, with colour
 /// `ranges` of `{limit, color}`.
-class QV_QUICK_EXPORT TQVQuickBarGraph : public TQVQuickValueInstrument
+class QV_QUICK_EXPORT TQVQuickBarGraph : public TQVQuickLinearScaleInstrument
 {
     Q_OBJECT
     QML_NAMED_ELEMENT(BarGraph)
     Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
     Q_PROPERTY(QColor barColor READ barColor WRITE setBarColor NOTIFY barColorChanged)
+    /// Whether the range follows the source's (on by default); off keeps `valueMin`, `valueMax`.
+    Q_PROPERTY(bool autoConfig READ autoConfig WRITE setAutoConfig NOTIFY autoConfigChanged)
 
 public:
     explicit TQVQuickBarGraph(QQuickItem *parent = nullptr);
@@ -204,15 +293,18 @@ public:
     void setRanges(const QVariantList &ranges) { Write("RangeTable", QVQuickFace::TableFromRanges(ranges, false)); }
     QColor barColor() const { return Read("QtBarColor").value<QColor>(); }
     void setBarColor(const QColor &color) { Write("QtBarColor", color); }
+    bool autoConfig() const { return Read("AutoConfig").toBool(); }
+    void setAutoConfig(bool on) { Write("AutoConfig", on); }
 
 signals:
     void sourceChanged();
     void rangesChanged();
     void barColorChanged();
+    void autoConfigChanged();
 };
 
 /// \brief The slider (`TQVSlider`): an input; keys and mouse move it.
-class QV_QUICK_EXPORT TQVQuickSlider : public TQVQuickValueInstrument
+class QV_QUICK_EXPORT TQVQuickSlider : public TQVQuickLinearScaleInstrument
 {
     Q_OBJECT
     QML_NAMED_ELEMENT(Slider)
@@ -267,8 +359,14 @@ class QV_QUICK_EXPORT TQVQuickLed : public TQVQuickInstrument
     Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(double limit READ limit WRITE setLimit NOTIFY limitChanged)
     Q_PROPERTY(QColor colorActive READ colorActive WRITE setColorActive NOTIFY colorActiveChanged)
+    /// How the source's value lights the LED: above `limit`, below it, inside or outside the
+    /// widget's `RangeLower`..`RangeUpper`.
+    Q_PROPERTY(Compare compare READ compare WRITE setCompare NOTIFY compareChanged)
 
 public:
+    enum Compare { Over, Under, InRange, OutOfRange };
+    Q_ENUM(Compare)
+
     explicit TQVQuickLed(QQuickItem *parent = nullptr);
 
     bool value() const { return Read("Value").toBool(); }
@@ -279,12 +377,15 @@ public:
     void setLimit(double limit) { Write("Limit", limit); }
     QColor colorActive() const { return Read("QtColorActive").value<QColor>(); }
     void setColorActive(const QColor &color) { Write("QtColorActive", color); }
+    Compare compare() const { return Compare(Read("Compare").toInt()); }
+    void setCompare(Compare compare) { Write("Compare", int(compare)); }
 
 signals:
     void valueChanged();
     void sourceChanged();
     void limitChanged();
     void colorActiveChanged();
+    void compareChanged();
 };
 
 /// \brief The plot (`TQVPlot`): traces of a `source`'s channels against time or frequency.
@@ -299,6 +400,7 @@ class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
     Q_PROPERTY(double yMin READ yMin WRITE setYMin NOTIFY yMinChanged)
     Q_PROPERTY(double yMax READ yMax WRITE setYMax NOTIFY yMaxChanged)
     Q_PROPERTY(QString yUnit READ yUnit WRITE setYUnit NOTIFY yUnitChanged)
+    Q_PROPERTY(QString xUnit READ xUnit WRITE setXUnit NOTIFY xUnitChanged)
     Q_PROPERTY(bool xLog READ xLog WRITE setXLog NOTIFY xLogChanged)
     Q_PROPERTY(bool xAutoScale READ xAutoScale WRITE setXAutoScale NOTIFY xAutoScaleChanged)
     Q_PROPERTY(double xMin READ xMin WRITE setXMin NOTIFY xMinChanged)
@@ -374,6 +476,8 @@ public:
     void setYMax(double value) { Write("YMax", value); }
     QString yUnit() const { return Read("YUnit").toString(); }
     void setYUnit(const QString &unit) { Write("YUnit", unit); }
+    QString xUnit() const { return Read("XUnit").toString(); }
+    void setXUnit(const QString &unit) { Write("XUnit", unit); }
 
 signals:
     void sourceChanged();
@@ -383,6 +487,7 @@ signals:
     void yMinChanged();
     void yMaxChanged();
     void yUnitChanged();
+    void xUnitChanged();
     void xLogChanged();
     void xAutoScaleChanged();
     void xMinChanged();
@@ -410,6 +515,7 @@ class QV_QUICK_EXPORT TQVQuickWaterfall : public TQVQuickInstrument
     Q_PROPERTY(double levelMax READ levelMax WRITE setLevelMax NOTIFY levelMaxChanged)
     Q_PROPERTY(QString levelUnit READ levelUnit WRITE setLevelUnit NOTIFY levelUnitChanged)
     Q_PROPERTY(bool colorBar READ colorBar WRITE setColorBar NOTIFY colorBarChanged)
+    Q_PROPERTY(QString xUnit READ xUnit WRITE setXUnit NOTIFY xUnitChanged)
 
 public:
     explicit TQVQuickWaterfall(QQuickItem *parent = nullptr);
@@ -428,6 +534,8 @@ public:
     void setLevelUnit(const QString &unit) { Write("LevelUnit", unit); }
     bool colorBar() const { return Read("ColorBar").toBool(); }
     void setColorBar(bool on) { Write("ColorBar", on); }
+    QString xUnit() const { return Read("XUnit").toString(); }
+    void setXUnit(const QString &unit) { Write("XUnit", unit); }
 
 signals:
     void sourceChanged();
@@ -437,4 +545,5 @@ signals:
     void levelMaxChanged();
     void levelUnitChanged();
     void colorBarChanged();
+    void xUnitChanged();
 };

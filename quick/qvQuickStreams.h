@@ -213,6 +213,7 @@ class QV_QUICK_EXPORT TQVQuickTriggerExtension : public TQVQuickExtension
     Q_OBJECT
     Q_PROPERTY(int triggerType READ triggerType WRITE setTriggerType NOTIFY triggerTypeChanged)
     Q_PROPERTY(double triggerLimit READ triggerLimit WRITE setTriggerLimit NOTIFY triggerLimitChanged)
+    Q_PROPERTY(double triggerSlope READ triggerSlope WRITE setTriggerSlope NOTIFY triggerSlopeChanged)
     Q_PROPERTY(int triggerChannel READ triggerChannel WRITE setTriggerChannel NOTIFY triggerChannelChanged)
     Q_PROPERTY(int bufferSize READ bufferSize WRITE setBufferSize NOTIFY bufferSizeChanged)
     Q_PROPERTY(int preTrigger READ preTrigger WRITE setPreTrigger NOTIFY preTriggerChanged)
@@ -227,6 +228,8 @@ public:
     void setTriggerType(int type) { Write("TriggerType", type); }
     double triggerLimit() const { return Read("TriggerLimit").toDouble(); }
     void setTriggerLimit(double limit) { Write("TriggerLimit", float(limit)); }
+    double triggerSlope() const { return Read("TriggerSlope").toDouble(); }
+    void setTriggerSlope(double slope) { Write("TriggerSlope", float(slope)); }
     int triggerChannel() const { return Read("TriggerChannel").toInt(); }
     void setTriggerChannel(int channel) { Write("TriggerChannel", channel); }
     int bufferSize() const { return Read("BufferSize").toInt(); }
@@ -237,6 +240,7 @@ public:
 signals:
     void triggerTypeChanged();
     void triggerLimitChanged();
+    void triggerSlopeChanged();
     void triggerChannelChanged();
     void bufferSizeChanged();
     void preTriggerChanged();

@@ -35,8 +35,7 @@ Rectangle {
     Analyzer { id: rms; source: lowpass; compression: Analyzer.RMS }
     Trigger {
         id: trigger; source: lowpass
-        triggerType: Trigger.AboveSlope; triggerLimit: 0; bufferSize: 240; preTrigger: 24
-        Component.onCompleted: TriggerSlope = 0
+        triggerType: Trigger.AboveSlope; triggerLimit: 0; triggerSlope: 0; bufferSize: 240; preTrigger: 24
     }
     FFTSingleSingle { id: fft; source: lowpass; output: 2; leakFunction: FFTSingleSingle.Hanning }
 
@@ -54,19 +53,14 @@ Rectangle {
                     spacing: 6
                     Meter {
                         id: meter; source: rms; width: 380; height: 230
-                        valueMin: 0; valueMax: 1; ranges: panel.ranges; legend1: "V"; scaleLayout: Meter.Adaptive
-                        Component.onCompleted: {
-                            widget.AutoConfig = false; widget.ValueGap = 0.1; widget.ValueDecimals = 1
-                            widget.Legend2 = "RMS"; widget.IndicatorStyle = "indNeedle"
-                        }
+                        autoConfig: false; valueMin: 0; valueMax: 1; valueGap: 0.1; valueDecimals: 1
+                        ranges: panel.ranges; legend1: "V"; legend2: "RMS"; indicatorStyle: Meter.Needle
+                        scaleLayout: Meter.Adaptive
                     }
                     BarGraph {
                         source: rms; width: 90; height: 230
-                        valueMin: 0; valueMax: 1; ranges: panel.ranges; scaleLayout: BarGraph.Adaptive
-                        Component.onCompleted: {
-                            widget.AutoConfig = false; widget.LabelingGap = 0.1; widget.LabelingDecimals = 1
-                            widget.LabelingStyle = "lbsBoth"
-                        }
+                        autoConfig: false; valueMin: 0; valueMax: 1; labelingGap: 0.1; labelingDecimals: 1
+                        labelingStyle: BarGraph.Both; ranges: panel.ranges; scaleLayout: BarGraph.Adaptive
                     }
                 }
             }
@@ -78,8 +72,7 @@ Rectangle {
                     spacing: 8
                     Led {
                         source: rms; width: 36; height: 36; limit: panel.alarmLimit; colorActive: "#e02020"
-                        scaleLayout: Led.Adaptive
-                        Component.onCompleted: widget.Compare = "cmpOver"
+                        compare: Led.Over; scaleLayout: Led.Adaptive
                     }
                     Text { text: qsTranslate("TQVDemoPanel", "Alarm: RMS above %1 V").arg(panel.alarmLimit); color: palette.windowText; height: 36; verticalAlignment: Text.AlignVCenter }
                 }
@@ -90,21 +83,18 @@ Rectangle {
             Plot {
                 source: trigger; width: 485; height: 250
                 title: qsTranslate("TQVDemoPanel", "Filtered signal, triggered on the rising zero crossing")
-                yUnit: "V"; autoScale: false; yMin: -1.5; yMax: 1.5
-                Component.onCompleted: widget.XUnit = "s"
+                xUnit: "s"; yUnit: "V"; autoScale: false; yMin: -1.5; yMax: 1.5
             }
             Plot {
                 source: fft; width: 485; height: 250
                 title: qsTranslate("TQVDemoPanel", "Spectrum of the filtered signal (Hanning window)")
-                yUnit: "dBV"; scaleY: 1; autoScale: false; yMin: -120; yMax: 0
-                Component.onCompleted: widget.XUnit = "Hz"
+                xUnit: "Hz"; yUnit: "dBV"; scaleY: 1; autoScale: false; yMin: -120; yMax: 0
             }
         }
         Waterfall {
             source: fft; width: 980; height: 170
             title: qsTranslate("TQVDemoPanel", "Waterfall of the filtered signal, newest block on top")
-            levelUnit: "dBV"
-            Component.onCompleted: widget.XUnit = "Hz"
+            levelUnit: "dBV"; xUnit: "Hz"
         }
         Row {
             spacing: 10
@@ -113,12 +103,8 @@ Rectangle {
                 Slider {
                     id: slider; width: 485; height: 80
                     valueMax: 10000; valueMin: 100; valueStepWidth: 46.875; value: 984.375
-                    scaleLayout: Slider.Adaptive
-                    Component.onCompleted: {
-                        widget.Kind = "sbHorizontal"; widget.LabelingStyle = "lbsBoth"; widget.LabelingGap = 1000
-                        widget.LabelScientificUnitPosfix = "sipKilo"; widget.LabelingDecimals = 0
-                        widget.LabelTextPosfix = "Hz"
-                    }
+                    kind: Slider.Horizontal; labelingStyle: Slider.Both; labelingGap: 1000; labelingDecimals: 0
+                    unitPrefix: "k"; unitText: "Hz"; scaleLayout: Slider.Adaptive
                 }
             }
             Column {
@@ -126,8 +112,7 @@ Rectangle {
                 Dial {
                     id: dial; width: 200; height: 200
                     valueMax: 20; valueMin: 0.5; valueStepWidth: 0.1; value: 4
-                    scaleLayout: Dial.Adaptive
-                    Component.onCompleted: { widget.ValueGap = 2.5; widget.ValueDecimals = 1 }
+                    valueGap: 2.5; valueDecimals: 1; scaleLayout: Dial.Adaptive
                 }
             }
             Column {
@@ -135,8 +120,7 @@ Rectangle {
                 Dial {
                     id: noise; width: 200; height: 200
                     valueMax: 0.5; valueMin: 0; valueStepWidth: 0.01; value: 0.05
-                    scaleLayout: Dial.Adaptive
-                    Component.onCompleted: { widget.ValueGap = 0.1; widget.ValueDecimals = 1 }
+                    valueGap: 0.1; valueDecimals: 1; scaleLayout: Dial.Adaptive
                 }
             }
         }

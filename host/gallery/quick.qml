@@ -20,25 +20,23 @@ Rectangle {
         x: 10; y: 10; columns: 4; spacing: 12
         Meter {
             objectName: "meter"; source: rms; width: 260; height: 180; scaleLayout: Meter.Adaptive
-            valueMin: 0; valueMax: 1; ranges: gallery.ranges; caption: "RMS"; legend1: "V"
-            Component.onCompleted: widget.AutoConfig = false
+            autoConfig: false; valueMin: 0; valueMax: 1; valueGap: 0.1; valueDecimals: 1
+            ranges: gallery.ranges; caption: "RMS"; legend1: "V"
         }
         Dial { objectName: "dial"; width: 170; height: 170; valueMin: 0; valueMax: 100; value: 35; scaleLayout: Dial.Adaptive }
         BarGraph {
             objectName: "bargraph"; source: rms; width: 90; height: 220; scaleLayout: BarGraph.Adaptive
-            valueMin: 0; valueMax: 1; ranges: gallery.ranges
-            Component.onCompleted: { widget.AutoConfig = false; widget.LabelingStyle = "lbsLabels" }
+            autoConfig: false; valueMin: 0; valueMax: 1; ranges: gallery.ranges; labelingStyle: BarGraph.Labels
         }
         Slider {
             objectName: "slider"; width: 70; height: 220; valueMin: 0; valueMax: 10; value: 6.5; scaleLayout: Slider.Adaptive
-            Component.onCompleted: widget.LabelingStyle = "lbsLabels"
+            labelingStyle: Slider.Labels
         }
         PanelMeter { objectName: "panelmeter"; source: rms; width: 220; height: 70; decimals: 3; unitText: "V" }
         Led { objectName: "led"; source: rms; width: 40; height: 40; limit: 0.5; colorActive: "#e02020"; scaleLayout: Led.Adaptive }
         Plot {
             objectName: "plot"; source: generator; width: 360; height: 220
-            title: "Generator, 50 Hz"; yUnit: "V"; autoScale: false; yMin: -1; yMax: 1
-            Component.onCompleted: widget.XUnit = "s"
+            title: "Generator, 50 Hz"; xUnit: "s"; yUnit: "V"; autoScale: false; yMin: -1; yMax: 1
         }
     }
 

@@ -44,6 +44,47 @@ Item {
             verify(item.implicitWidth > 0 && item.implicitHeight > 0)
         }
 
+        // The scale, label and unit settings: each reaches the widget under its own name
+        // and notifies.
+        function test_scaleProperties_data() {
+            return [{ tag: "meter", type: meter, widgetValues: { ValueGap: 2.5, ValueDecimals: 2, Legend2: "RMS", IndicatorStyle: 0, AutoConfig: false },
+                      values: { valueGap: 2.5, valueDecimals: 2, legend2: "RMS", indicatorStyle: Meter.Needle, autoConfig: false } },
+                    { tag: "dial", type: dial, widgetValues: { ValueGap: 25, ValueDecimals: 1 }, values: { valueGap: 25, valueDecimals: 1 } },
+                    { tag: "barGraph", type: barGraph,
+                      widgetValues: { Kind: 0, LabelingStyle: 4, LabelingGap: 20, LabelingDecimals: 3, LabelTextPosfix: "Hz", LabelScientificUnitPosfix: 13, AutoConfig: false },
+                      values: { kind: BarGraph.Horizontal, labelingStyle: BarGraph.Symmetric, labelingGap: 20, labelingDecimals: 3,
+                                unitText: "Hz", unitPrefix: "k", autoConfig: false } },
+                    { tag: "slider", type: slider, widgetValues: { LabelingStyle: 5, LabelScientificUnitPosfix: 7 },
+                      values: { labelingStyle: Slider.Asymmetric, unitPrefix: "\u00b5" } },
+                    { tag: "led", type: led, widgetValues: { Compare: 3 }, values: { compare: Led.OutOfRange } },
+                    { tag: "plot", type: plot, widgetValues: { XUnit: "Hz" }, values: { xUnit: "Hz" } }]
+        }
+        function test_scaleProperties(row) {
+            const item = createTemporaryObject(row.type, root)
+            for (const name in row.values) {
+                const changed = spyOn(item, name + "Changed")
+                item[name] = row.values[name]
+                compare(item[name], row.values[name], name); verify(changed.count >= 1, name)
+            }
+            for (const name in row.widgetValues)
+                compare(item.widget[name], row.widgetValues[name], name)
+            if ("unitPrefix" in row.values) { // an unknown symbol is refused with a warning
+                ignoreWarning(/unknown SI prefix "Q"/); item.unitPrefix = "Q"
+                compare(item.unitPrefix, row.values.unitPrefix)
+            }
+        }
+
+        // A step given before the range (QML sets properties in any order) is not widened
+        // to suit the widget's default range.
+        function test_stepAfterRange_data() {
+            return [{ tag: "meter", type: meter, name: "valueGap" }, { tag: "barGraph", type: barGraph, name: "labelingGap" }]
+        }
+        function test_stepAfterRange(row) {
+            const properties = { valueMin: 0, valueMax: 1 }
+            properties[row.name] = 0.05
+            compare(createTemporaryObject(row.type, root, properties)[row.name], 0.05)
+        }
+
         function test_ranges_data() {
             return [{ tag: "meter", type: meter }, { tag: "barGraph", type: barGraph }, { tag: "slider", type: slider }]
         }

@@ -85,6 +85,7 @@ Item {
                 { tag: "filter.order", object: lowpass, property: "order", value: 6 },
                 { tag: "analyzer.compression", object: rms, property: "compression", value: Analyzer.Max },
                 { tag: "trigger.preTrigger", object: trigger, property: "preTrigger", value: 100 },
+                { tag: "trigger.triggerSlope", object: trigger, property: "triggerSlope", value: 0.25 },
                 { tag: "selector.channel0", object: selector, property: "channel0", value: 1 },
                 { tag: "fft.leakFunction", object: fft, property: "leakFunction", value: FFTSingleSingle.Hann },
                 { tag: "rc.cutoffFrequency", object: rc, property: "cutoffFrequency", value: 100 },
