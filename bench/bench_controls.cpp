@@ -545,6 +545,15 @@ void BM_PlotDecimation(benchmark::State &state)
     state.counters["short_ns"] = shortNs / Repaints;
     QVRecordResult({"plot 1000 px, repaint of a 65536-point trace", longNs / Repaints, "repaint of a 1000-point trace",
                     shortNs / Repaints, 2.0, 0.0, -1.0});
+
+    // The same trace two pixels wide (or one logical pixel at ratio 2): stroked segment by
+    // segment, off the one-pixel line path. Target: at most five times the time.
+    longPlot->SetLineWidth(2.0);
+    double wideNs = 0.0;
+    for (int b = 0; b < Batches; ++b)
+        wideNs += BatchNs([&](int) { longPlot->repaint(); }, Repaints / Batches);
+    QVRecordResult({"plot 1000 px, 65536 points, LineWidth 2", wideNs / Repaints, "LineWidth 1", longNs / Repaints, 5.0,
+                    0.0, -1.0});
 }
 BENCHMARK(BM_PlotDecimation)->Iterations(1)->Unit(benchmark::kMillisecond);
 

@@ -1358,11 +1358,21 @@ void TQVPlot::PaintSeries(QPainter &painter, int channel, const std::vector<floa
     // Screen positions; a sample that cannot be placed (NaN, x <= 0 on a log axis) breaks
     // the line.
     std::vector<QPointF> line;
+    std::vector<QLineF> segments;
     auto flush = [&]() {
-        if (line.size() == 1)
+        if (line.size() == 1) {
             painter.drawPoint(line.front());
-        else if (line.size() > 1)
+        } else if (line.size() > 1 && pen.widthF() <= 1.0) {
             painter.drawPolyline(line.data(), int(line.size()));
+        } else if (line.size() > 1) {
+            // A wider pen strokes each segment on its own: as one polyline, the outline of a
+            // dense zigzag (noise, decimated extremes) crosses itself thousands of times and
+            // takes the rasterizer seconds to fill.
+            segments.clear();
+            for (std::size_t i = 1; i < line.size(); ++i)
+                segments.emplace_back(line[i - 1], line[i]);
+            painter.drawLines(segments.data(), int(segments.size()));
+        }
         line.clear();
     };
     const double yClampLo = p.top() - 4.0 * p.height(); // keeps far-off values drawable

@@ -259,16 +259,16 @@ TEST(PlotPaint, DecimationKeepsSingleSampleSpikes)
     }
 }
 
-// A flat trace covers LineWidth logical pixels at every device pixel ratio: the ink summed
+// A flat line covers LineWidth logical pixels at every device pixel ratio: the ink summed
 // down a column of the picture is LineWidth x ratio device pixels.
 TEST(PlotPaint, TraceWidthIsInLogicalPixels)
 {
     for (const auto &[ratio, width] : {std::pair{1, 1.0}, {2, 1.0}, {2, 2.5}, {3, 2.0}}) {
-        TQVBoundPlot plot(1, 50, 1);
+        TQVBoundPlot plot(1, 2, 1);
         plot.SetGrid(false);
         plot.SetTraceColor(0, 0x0000FF);
         plot.SetLineWidth(width);
-        plot.Feed(std::vector<float>(50, 0.3f));
+        plot.Feed({0.3f, 0.3f});
         QImage img(plot.size() * ratio, QImage::Format_RGB32);
         img.setDevicePixelRatio(ratio);
         plot.render(&img);
