@@ -31,7 +31,7 @@ QV_QUICK_EXPORT QVariant Read(const QObject *target, const char *name);
 /// Writes target property `name` (UpperCamel); ignored without a target.
 QV_QUICK_EXPORT void Write(QObject *target, const char *name, const QVariant &value);
 
-/// The symbol of SI prefix `id` ("k", "M", "\u00B5"...), empty for none or an unknown id.
+/// The symbol of SI prefix `id` ("k", "M", the micro sign...), empty for none or an unknown id.
 QV_QUICK_EXPORT QString PrefixSymbol(const QVariant &id);
 /// The identifier of the SI prefix written `symbol` ("u" for micro too), 0 for "", -1 if unknown.
 QV_QUICK_EXPORT int PrefixId(const QString &symbol);

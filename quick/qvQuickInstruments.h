@@ -234,8 +234,8 @@ class QV_QUICK_EXPORT TQVQuickLinearScaleInstrument : public TQVQuickValueInstru
     Q_PROPERTY(int labelingDecimals READ labelingDecimals WRITE setLabelingDecimals NOTIFY labelingDecimalsChanged)
     /// Written after every label ("Hz").
     Q_PROPERTY(QString unitText READ unitText WRITE setUnitText NOTIFY unitTextChanged)
-    /// The SI prefix the labels are divided by, as its symbol ("k", "M", "m", "u" or "\u00B5");
-    /// empty for none. An unknown symbol is ignored.
+    /// The SI prefix the labels are divided by, as its symbol ("k", "M", "m"; micro as "u" or
+    /// the micro sign); empty for none. An unknown symbol is ignored with a warning.
     Q_PROPERTY(QString unitPrefix READ unitPrefix WRITE setUnitPrefix NOTIFY unitPrefixChanged)
 
 public:
