@@ -22,6 +22,7 @@
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
 #include "controls/scale/qvPaintKit.h"
+#include "controls/scale/qvScaleDraw.h"
 #include "controls/scale/qvScaleEngine.h"
 
 namespace {
@@ -87,6 +88,7 @@ public:
     QRect geometryClient;
     TGeometry geometry;
     QRect knobRect;
+    TQVRoundScaleLayout roundLayout; // the adaptive layout's scale, else invalid
 
     // What does not turn, as last painted: everything but the knob's moving parts in
     // `background`, the cap (with alpha) in `cap` over `knobRect`. Any paint other than a
@@ -138,7 +140,8 @@ TQVColor TQVDial::ScaleColor() const { return m_data->scaleColor; }
 bool TQVDial::Dragging() const { return m_data->dragging; }
 double TQVDial::Span() const { return m_data->valueMax - m_data->valueMin; }
 
-// `geometry`: the change moves the scale's labels or the knob.
+// `geometry`: the change moves the scale's labels or the knob (in the adaptive layout also
+// the arc and its ticks).
 void TQVDial::PropertyChanged(bool geometry)
 {
     if (geometry) {
@@ -155,7 +158,8 @@ void TQVDial::SetScaleAngle1(double angle)
     if (!(angle < m_data->scaleAngle2) || m_data->scaleAngle2 - angle > 360.0)
         return;
     m_data->scaleAngle1 = angle;
-    Changed(TQVChangeGroup::Settings);
+    PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetScaleAngle2(double angle)
@@ -165,7 +169,8 @@ void TQVDial::SetScaleAngle2(double angle)
     if (!(angle > m_data->scaleAngle1) || angle - m_data->scaleAngle1 > 360.0)
         return;
     m_data->scaleAngle2 = angle;
-    Changed(TQVChangeGroup::Settings);
+    PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValue(double value)
@@ -212,7 +217,8 @@ void TQVDial::SetValueGap(double gap)
     if (gap == m_data->valueGap || !(gap > 0.0) || !std::isfinite(gap))
         return;
     m_data->valueGap = gap;
-    Changed(TQVChangeGroup::Settings);
+    PropertyChanged(true);
+    Notify(TQVChangeGroup::Settings);
 }
 
 void TQVDial::SetValueStepWidth(double step)
@@ -292,18 +298,50 @@ TQVDial::TGeometry TQVDial::Geometry() const
     TGeometry g;
     g.Centre = QPointF(c.left() + c.width() / 2.0, c.top() + c.height() / 2.0);
     const double half = std::min(c.width(), c.height()) / 2.0;
-    const QFontMetricsF fm(font());
-    const QString format = LabelFormat();
-    const double widest = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMin, locale())),
-                                   fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMax, locale())));
-    const double m = std::max(widest, fm.height());
-    if (half - 17.0 - 1.5 * m >= 0.0) {
-        g.LabelSize = m;
-        g.ScaleRadius = half - 1.0 - LabelGap - m;
-    } else {
+    m_data->roundLayout = {};
+    if (m_data->scaleLayout == slAdaptive) {
+        // A knob has no unit text: large and small ranges read in a prefix ("50k", "200µ").
+        TQVRoundScaleSpec spec;
+        spec.Angle1 = m_data->scaleAngle1;
+        spec.Angle2 = m_data->scaleAngle2;
+        spec.ValueMin = m_data->valueMin;
+        spec.ValueMax = m_data->valueMax;
+        spec.Gap = m_data->valueGap;
+        spec.Decimals = m_data->valueDecimals;
+        const double largest = std::max(std::abs(m_data->valueMin), std::abs(m_data->valueMax));
+        spec.PrefixId = largest >= 1e4 || largest < 1e-3 ? QVEngineeringPrefix(m_data->valueMin, m_data->valueMax) : int(sipNone);
+        spec.Locale = locale();
+        spec.Font = font();
+        spec.BandPercent = 0.0;
+        spec.HubFraction = 0.97; // the knob fills the arc
+        const TQVRoundScaleLayout &layout = m_data->roundLayout = TQVRoundScaleDraw::LayoutAdaptive(spec, c);
         g.ScaleRadius = half - 2.0;
+        g.ArcRadius = g.ScaleRadius - TickLong;
+        if (layout.Valid) {
+            g.Centre = layout.Centre;
+            g.ArcRadius = g.ScaleRadius = layout.Outer;
+            for (const auto &tick : layout.Ticks)
+                g.ScaleRadius = std::max(g.ScaleRadius, QLineF(g.Centre, tick.first.p2()).length());
+            // The labels' reach decides how far out a press still counts as one on the scale.
+            for (const TQVScaleLabelBox &label : layout.Labels) {
+                for (const QPointF &corner : {label.Box.topLeft(), label.Box.topRight(), label.Box.bottomLeft(), label.Box.bottomRight()})
+                    g.LabelSize = std::max(g.LabelSize, QLineF(g.Centre, corner).length() - g.ScaleRadius - LabelGap);
+            }
+        }
+    } else {
+        const QFontMetricsF fm(font());
+        const QString format = LabelFormat();
+        const double widest = std::max(fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMin, locale())),
+                                       fm.horizontalAdvance(QVFormatFloat(format, m_data->valueMax, locale())));
+        const double m = std::max(widest, fm.height());
+        if (half - 17.0 - 1.5 * m >= 0.0) {
+            g.LabelSize = m;
+            g.ScaleRadius = half - 1.0 - LabelGap - m;
+        } else {
+            g.ScaleRadius = half - 2.0;
+        }
+        g.ArcRadius = g.ScaleRadius - TickLong;
     }
-    g.ArcRadius = g.ScaleRadius - TickLong;
     g.KnobRadius = g.ArcRadius - KnobGap;
     QRect knob;
     if (g.KnobRadius > 0.0) {
@@ -317,6 +355,12 @@ TQVDial::TGeometry TQVDial::Geometry() const
     m_data->geometryClient = c;
     m_data->geometryValid = true;
     return g;
+}
+
+const TQVRoundScaleLayout &TQVDial::AdaptiveLayout() const
+{
+    Geometry();
+    return m_data->roundLayout;
 }
 
 QRect TQVDial::KnobRect() const
@@ -474,6 +518,10 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
     if (g.ArcRadius <= 1.0)
         return;
     const QColor ink = ToQColor(m_data->scaleColor);
+    if (m_data->roundLayout.Valid) {
+        TQVRoundScaleDraw::PaintAdaptive(painter, m_data->roundLayout, {}, ink);
+        return;
+    }
     const double a1 = m_data->scaleAngle1, a2 = m_data->scaleAngle2;
     const double span = Span();
     painter.save();
@@ -491,50 +539,31 @@ void TQVDial::PaintScale(QPainter &painter, const TGeometry &g)
     std::vector<std::pair<double, QString>> ticks;
     // On a full circle the last tick falls onto the first.
     const bool fullCircle = a2 - a1 >= 360.0 - 1e-9;
-    if (m_data->scaleLayout == slAdaptive) {
-        TQVAdaptiveScaleRequest request;
-        request.ValueMin = m_data->valueMin;
-        request.ValueMax = m_data->valueMax;
-        request.Length = Radians(a2 - a1) * labelCircle;
-        request.MinTickGap = m_data->valueGap;
-        request.MinTickPixels = 4.0 * labelCircle / g.ArcRadius;
-        request.LabelPadding = 4.0;
-        request.Decimals = m_data->valueDecimals == 0 ? -1 : m_data->valueDecimals;
-        request.Locale = locale();
-        request.Extent = [&](const QString &text) { return labels ? std::max(fm.horizontalAdvance(text), fm.height()) : 1.0; };
-        const TQVScaleDivision div = QVAdaptiveDivision(request);
-        std::size_t label = 0;
-        for (const TQVScaleTick &t : div.Ticks)
-            ticks.emplace_back(t.Value, t.Major ? div.Texts[label++] : QString());
-        if (fullCircle && ticks.size() > 1)
-            ticks.pop_back();
-    } else {
-        // Effective tick gap: a multiple of `ValueGap` so that ticks stay 4 pixels apart on the arc.
-        const double arcPerValue = Radians(a2 - a1) * g.ArcRadius / span;
-        int multiple = 1;
-        while (multiple < 1000000 && m_data->valueGap * multiple * arcPerValue < 4.0)
-            multiple *= 2;
-        const double gap = m_data->valueGap * multiple;
-        if (!(gap > 0.0) || !(span / gap <= MaxTicks)) {
-            painter.restore();
-            return;
-        }
-        double first = std::nearbyint(m_data->valueMin / gap) * gap;
-        if (first < m_data->valueMin - 1e-9 * span)
-            first += gap;
-        // Label stride: every k-th tick carries a label, so that labels do not touch.
-        const QString format = LabelFormat();
-        const int stride = labels ? QVLabelStride(Radians(a2 - a1) * labelCircle * gap / span, g.LabelSize + 4.0, MaxTicks) : 1;
-        for (int i = 0; i <= MaxTicks; ++i) {
-            const double t = first + i * gap;
-            if (!(t <= m_data->valueMax + 1e-9 * span))
-                break;
-            if (fullCircle && i > 0 && t >= m_data->valueMax - 1e-9 * span && first <= m_data->valueMin + 1e-9 * span)
-                break;
-            // Values that should read 0 may carry rounding noise from the tick arithmetic.
-            const double shown = std::abs(t) < 1e-9 * span ? 0.0 : t;
-            ticks.emplace_back(t, i % stride == 0 ? QVFormatFloat(format, shown, locale()) : QString());
-        }
+    // Effective tick gap: a multiple of `ValueGap` so that ticks stay 4 pixels apart on the arc.
+    const double arcPerValue = Radians(a2 - a1) * g.ArcRadius / span;
+    int multiple = 1;
+    while (multiple < 1000000 && m_data->valueGap * multiple * arcPerValue < 4.0)
+        multiple *= 2;
+    const double gap = m_data->valueGap * multiple;
+    if (!(gap > 0.0) || !(span / gap <= MaxTicks)) {
+        painter.restore();
+        return;
+    }
+    double first = std::nearbyint(m_data->valueMin / gap) * gap;
+    if (first < m_data->valueMin - 1e-9 * span)
+        first += gap;
+    // Label stride: every k-th tick carries a label, so that labels do not touch.
+    const QString format = LabelFormat();
+    const int stride = labels ? QVLabelStride(Radians(a2 - a1) * labelCircle * gap / span, g.LabelSize + 4.0, MaxTicks) : 1;
+    for (int i = 0; i <= MaxTicks; ++i) {
+        const double t = first + i * gap;
+        if (!(t <= m_data->valueMax + 1e-9 * span))
+            break;
+        if (fullCircle && i > 0 && t >= m_data->valueMax - 1e-9 * span && first <= m_data->valueMin + 1e-9 * span)
+            break;
+        // Values that should read 0 may carry rounding noise from the tick arithmetic.
+        const double shown = std::abs(t) < 1e-9 * span ? 0.0 : t;
+        ticks.emplace_back(t, i % stride == 0 ? QVFormatFloat(format, shown, locale()) : QString());
     }
 
     const QPen minorPen(ink, 1.0, Qt::SolidLine, Qt::FlatCap);
@@ -562,7 +591,8 @@ void TQVDial::SetScaleLayout(TQVScaleLayout layout)
     if (layout == m_data->scaleLayout || layout > slAdaptive)
         return;
     m_data->scaleLayout = layout;
-    Changed(TQVChangeGroup::Appearance);
+    PropertyChanged(true);
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVDial::PaintKnob(QPainter &painter, const TGeometry &g)

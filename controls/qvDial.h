@@ -9,6 +9,8 @@
 #include "controls/qvControl.h"
 #include "controls/scale/qvScaleEngine.h"
 
+struct TQVRoundScaleLayout;
+
 /// \brief Rotary knob input control: a shaded knob turns on a circular scale with ticks and
 /// labels and sets a floating-point `Value`, optionally snapped to `ValueStepWidth`.
 ///
@@ -130,6 +132,9 @@ public:
     /// or the range is below 0.001, else "0" or "0." with `ValueDecimals` zeros.
     QString LabelFormat() const;
     TGeometry Geometry() const;
+    /// The scale of the adaptive layout, as laid out for the present size (not valid in the
+    /// classic layout).
+    const TQVRoundScaleLayout &AdaptiveLayout() const;
     /// The area a value change repaints.
     QRect KnobRect() const;
     bool Dragging() const;

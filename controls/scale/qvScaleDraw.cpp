@@ -497,6 +497,23 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, co
         const double tw = fm.horizontalAdvance(text);
         return std::max(std::max(tw, labelHeight), (tw + labelHeight) * 0.7072);
     };
+    // The labels' division for an arc of `radius`.
+    const auto divide = [&](double radius) {
+        const double labelRadius = outside ? radius + tick + gap : radius * (1.0 - band) - tick - gap;
+        TQVAdaptiveScaleRequest request;
+        request.ValueMin = scale.ValueMin;
+        request.ValueMax = scale.ValueMax;
+        request.Length = std::max(1.0, labelRadius * Radians(sweep));
+        request.MinTickGap = scale.Gap;
+        request.MinTickPixels = 4.0 * std::max(1.0, labelRadius) / std::max(1.0, radius);
+        request.LabelPadding = gap;
+        request.Decimals = scale.Decimals == scale.DefaultDecimals ? -1 : scale.Decimals;
+        request.PrefixId = scale.PrefixId;
+        request.CompactPrefix = true;
+        request.Locale = scale.Locale;
+        request.Extent = extent;
+        return QVAdaptiveDivision(request);
+    };
     for (int pass = 0; pass < 4; ++pass) {
         // Room outside the arc: the ticks, and labels standing beside them.
         const double mx = tick + 2.0 + (outside ? gap + widest + labelHeight / 2.0 : 0.0);
@@ -510,18 +527,7 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, co
         const double usedH = radius * (bottom - top) + (arcTop ? my : 2.0) + (arcBottom ? my : 2.0);
         layout.Centre = QPointF(bounds.left() + (w - usedW) / 2.0 + (arcLeft ? mx : 2.0) - radius * left,
                                 bounds.top() + (h - usedH) / 2.0 + (arcTop ? my : 2.0) - radius * top);
-        const double labelRadius = outside ? radius + tick + gap : radius * (1.0 - band) - tick - gap;
-        TQVAdaptiveScaleRequest request;
-        request.ValueMin = scale.ValueMin;
-        request.ValueMax = scale.ValueMax;
-        request.Length = std::max(1.0, labelRadius * Radians(sweep));
-        request.MinTickGap = scale.Gap;
-        request.MinTickPixels = 4.0 * std::max(1.0, labelRadius) / std::max(1.0, radius);
-        request.LabelPadding = gap;
-        request.Decimals = scale.Decimals == scale.DefaultDecimals ? -1 : scale.Decimals;
-        request.Locale = scale.Locale;
-        request.Extent = extent;
-        div = QVAdaptiveDivision(request);
+        div = divide(radius);
         double measured = 0.0;
         for (const QString &text : div.Texts)
             measured = std::max(measured, fm.horizontalAdvance(text));
@@ -591,22 +597,41 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, co
         return box;
     };
     // Size the radius until everything just fits, then centre the whole in the bounds.
-    QPointF centre = layout.Centre;
     const QRectF room = QRectF(bounds).adjusted(1, 1, -1, -1);
-    for (int pass = 0; pass < 6; ++pass) {
-        const QRectF box = build(radius, centre);
-        const double scaleW = (room.width() - (box.width() - radius * (right - left))) / (radius * (right - left));
-        const double scaleH = (room.height() - (box.height() - radius * (bottom - top))) / (radius * (bottom - top));
-        const double fit = std::min(scaleW, scaleH);
-        centre += room.center() - box.center();
-        if (fit >= 0.999 && fit <= 1.01 && room.contains(box.translated(room.center() - box.center())))
-            break;
-        // The labels and ticks keep their size: scaling the radius by `fit` fills the room.
-        const double reduced = radius * (fit > 1.0 ? std::min(fit, 1.5) : std::min(0.995, fit));
-        if (!(reduced >= 4.0))
-            return layout;
-        centre = room.center() + (centre - room.center()) * (reduced / radius);
-        radius = reduced;
+    const auto fitRadius = [&](double &radius, QPointF &centre) {
+        for (int pass = 0; pass < 6; ++pass) {
+            const QRectF box = build(radius, centre);
+            const double scaleW = (room.width() - (box.width() - radius * (right - left))) / (radius * (right - left));
+            const double scaleH = (room.height() - (box.height() - radius * (bottom - top))) / (radius * (bottom - top));
+            const double fit = std::min(scaleW, scaleH);
+            centre += room.center() - box.center();
+            if (fit >= 0.999 && fit <= 1.01 && room.contains(box.translated(room.center() - box.center())))
+                break;
+            // The labels and ticks keep their size: scaling the radius by `fit` fills the room.
+            const double reduced = radius * (fit > 1.0 ? std::min(fit, 1.5) : std::min(0.995, fit));
+            if (!(reduced >= 4.0))
+                return false;
+            centre = room.center() + (centre - room.center()) * (reduced / radius);
+            radius = reduced;
+        }
+        return true;
+    };
+    QPointF centre = layout.Centre;
+    const double divided = radius;
+    if (!fitRadius(radius, centre))
+        return layout;
+    // The division was made for the first estimate of the room; an arc that grew beyond it
+    // has room for finer labels, kept where they still fit at that size.
+    if (scale.Labels && radius > divided * 1.05) {
+        const TQVScaleDivision coarse = div;
+        const double grown = radius;
+        const QPointF grownCentre = centre;
+        div = divide(radius);
+        if (!fitRadius(radius, centre) || radius < grown * 0.995) {
+            div = coarse;
+            radius = grown;
+            centre = grownCentre;
+        }
     }
     if (scale.ScalePercent != 100.0)
         radius *= std::clamp(scale.ScalePercent, 10.0, 400.0) / 100.0;

@@ -138,6 +138,7 @@ struct TQVRoundScaleSpec
     double Gap = 1.0;      ///< the user's tick gap; minor ticks are never finer
     int Decimals = 0;
     int DefaultDecimals = 0;
+    int PrefixId = 0; ///< SI prefix of the labels, its symbol right after the number ("50k")
     QLocale Locale;
     QFont Font;
     bool Labels = true;

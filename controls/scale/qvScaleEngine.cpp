@@ -136,17 +136,20 @@ double QVClassicGuardedGap(double valueMin, double valueMax, double gap, double 
 namespace {
 
 // The adaptive layout's label: number and unit apart, as the plot writes them ("400 kHz"); a
-// unit that is a sign ("45°", "50%") or brings its own space stays as it is.
-QString AdaptiveLabelText(const QString &format, double value, int prefixId, const QString &suffix,
-                          const QLocale &locale)
+// unit that is a sign ("45°", "50%") or brings its own space stays as it is, and so does a
+// compact prefix ("50k").
+QString AdaptiveLabelText(const QString &format, double value, const TQVAdaptiveScaleRequest &r)
 {
     TSiPrefixesStruct info;
-    const bool prefixed = prefixId != sipNone && GetSIInfos(prefixId, info);
-    const QString unit = (prefixed ? info.Symbol : QString()) + suffix;
-    // Zero has no exponent: "0" rather than "0.0E00" among scientific labels.
+    const bool prefixed = r.PrefixId != sipNone && GetSIInfos(r.PrefixId, info);
+    // Zero has no exponent: "0" rather than "0.0E00" among scientific labels, nor a compact
+    // prefix ("0" beside "0.2G").
+    if (value == 0.0 && prefixed && r.CompactPrefix && r.Suffix.isEmpty())
+        return r.Locale.toString(0);
+    const QString unit = (prefixed ? info.Symbol : QString()) + r.Suffix;
     const bool zero = value == 0.0 && format.contains(QLatin1Char('E'));
-    const QString number = zero ? locale.toString(0) : QVFormatFloat(format, prefixed ? value / info.Factor : value, locale);
-    return !unit.isEmpty() && unit.front().isLetter() ? number + QLatin1Char(' ') + unit : number + unit;
+    const QString number = zero ? r.Locale.toString(0) : QVFormatFloat(format, prefixed ? value / info.Factor : value, r.Locale);
+    return !unit.isEmpty() && unit.front().isLetter() && !r.CompactPrefix ? number + QLatin1Char(' ') + unit : number + unit;
 }
 
 } // namespace
@@ -179,18 +182,17 @@ TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequest &r)
     };
     const auto text = [&](double value, bool onGrid) {
         if (onGrid)
-            return AdaptiveLabelText(pattern, value, r.PrefixId, r.Suffix, r.Locale);
+            return AdaptiveLabelText(pattern, value, r);
         if (pattern.contains(QLatin1Char('E'))) {
             // An end between two steps shows its own mantissa, as far as a double holds it.
             const double scaled = std::fabs(value / factor);
             const double mantissa = scaled > 0.0 ? scaled / std::pow(10.0, std::floor(std::log10(scaled))) : 0.0;
             const int own = std::clamp(OwnDecimals(mantissa), decimals, 15);
-            return AdaptiveLabelText(QStringLiteral("0.") + QString(own, QLatin1Char('0')) + QStringLiteral("E-00"), value,
-                                     r.PrefixId, r.Suffix, r.Locale);
+            return AdaptiveLabelText(QStringLiteral("0.") + QString(own, QLatin1Char('0')) + QStringLiteral("E-00"), value, r);
         }
         // An end between two steps shows what it is, up to two decimals more than the steps.
         const int own = std::clamp(OwnDecimals(value / factor), decimals, std::min(decimals + 2, 15));
-        return AdaptiveLabelText(FixedPattern(own), value, r.PrefixId, r.Suffix, r.Locale);
+        return AdaptiveLabelText(FixedPattern(own), value, r);
     };
 
     struct Label

@@ -109,6 +109,7 @@ struct TQVAdaptiveScaleRequest
     double LabelPadding = 6;  ///< free pixels between two labels
     int Decimals = -1;        ///< fixed decimals, or -1 for the step's decimals
     int PrefixId = 0;         ///< SI prefix of the label values
+    bool CompactPrefix = false; ///< the prefix symbol right after the number ("50k"), for scales without a unit
     QString Suffix;           ///< unit text after each label
     QLocale Locale;
     /// Extent of a label text along the scale, in pixels (its width on a horizontal scale, its

@@ -7,8 +7,10 @@
 #include <QtGui/QImage>
 
 #include "controls/qvbargraphint.h"
+#include "controls/qvDial.h"
 #include "controls/qvmeterInt.h"
 #include "controls/qvSlider.h"
+#include "controls/scale/qvScaleDraw.h"
 #include "controls/scale/qvScaleEngine.h"
 
 namespace {
@@ -138,10 +140,14 @@ TEST(ScaleEngine, AdaptiveTextsUseTheStepsDecimals)
     // Number and unit apart, as on the plot's axes; a sign stays attached, a spaced unit as it is.
     r.Decimals = 0;
     r.ValueMax = 10000;
-    for (const auto &[suffix, prefix, last] : {std::tuple{"Hz", int(sipKilo), "10 kHz"}, {"\u00b0", int(sipNone), "10000\u00b0"},
-                                               {" V", int(sipNone), "10000 V"}}) {
+    // A compact prefix follows the number at once, and zero reads without it.
+    for (const auto &[suffix, prefix, compact, first, last] :
+         {std::tuple{"", int(sipKilo), true, "0", "10k"}, {"Hz", int(sipKilo), false, "0 kHz", "10 kHz"},
+          {"\u00b0", int(sipNone), false, "0\u00b0", "10000\u00b0"}, {" V", int(sipNone), false, "0 V", "10000 V"}}) {
         r.Suffix = QString::fromUtf8(suffix);
         r.PrefixId = prefix;
+        r.CompactPrefix = compact;
+        EXPECT_EQ(QVAdaptiveDivision(r).Texts.front(), QString::fromUtf8(first));
         EXPECT_EQ(QVAdaptiveDivision(r).Texts.back(), QString::fromUtf8(last));
     }
     r.ValueMax = 1e6; // zero without an exponent beside scientific labels
@@ -181,7 +187,7 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
 {
     const LayoutCase cases[] = {{0, 1, 0, 60, 60},           {0, 10, 0, 120, 300},      {-1e6, 1e6, 0, 250, 250},
                                 {1, 1 + 1e-6, 0, 300, 120},  {0, 400000, sipKilo, 90, 800}, {0, 10, 0, 800, 140},
-                                {-40, 12, 0, 260, 160},      {0, 1e-6, sipMikro, 160, 60}};
+                                {-40, 12, 0, 260, 160},      {0, 1e-6, sipMikro, 160, 60}, {0, 1e5, 0, 160, 160}};
     for (const LayoutCase &c : cases) {
         SCOPED_TRACE(testing::Message() << c.lo << ".." << c.hi << " at " << c.w << "x" << c.h);
         QImage image(c.w, c.h, QImage::Format_ARGB32);
@@ -215,6 +221,24 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
             ExpectApart(slider, "slider");
         }
 
+        // Round scales: labels inside the widget, beyond the arc (and the dial's knob), apart.
+        const auto expectRound = [&](QWidget &widget, const TQVRoundScaleLayout &round, const char *what) {
+            ASSERT_TRUE(round.Valid) << what;
+            const auto &labels = round.Labels;
+            if (std::min(c.w, c.h) >= 120) {
+                EXPECT_GE(labels.size(), 2u) << what;
+            }
+            for (std::size_t i = 0; i < labels.size(); ++i) {
+                const QRectF &box = labels[i].Box;
+                EXPECT_TRUE(QRectF(widget.rect()).contains(box)) << what << " label " << i << " leaves the widget";
+                // The nearest point of the box to the centre lies beyond the arc.
+                const QPointF p(std::clamp(round.Centre.x(), box.left(), box.right()),
+                                std::clamp(round.Centre.y(), box.top(), box.bottom()));
+                EXPECT_GT(std::hypot(p.x() - round.Centre.x(), p.y() - round.Centre.y()), round.Outer) << what << " label " << i;
+                for (std::size_t j = i + 1; j < labels.size(); ++j)
+                    EXPECT_FALSE(box.intersects(labels[j].Box)) << what << " labels " << i << " and " << j << " overlap";
+            }
+        };
         TQVMeterInt meter;
         meter.SetScaleLayout(slAdaptive);
         meter.SetValueMax(c.hi);
@@ -223,22 +247,22 @@ TEST(ScaleLayout, AdaptiveLabelsStayApartAndInside)
         meter.resize(c.w, c.h);
         meter.render(&image);
         EXPECT_EQ(meter.ValueGap(), (c.hi - c.lo) / 1000);
-        const TQVRoundScaleLayout &round = meter.AdaptiveLayout();
-        ASSERT_TRUE(round.Valid);
-        const auto &labels = round.Labels;
-        if (std::min(c.w, c.h) >= 120) {
-            EXPECT_GE(labels.size(), 2u);
+        expectRound(meter, meter.AdaptiveLayout(), "meter");
+
+        TQVDial dial;
+        dial.SetScaleLayout(slAdaptive);
+        dial.SetValueMax(c.hi);
+        dial.SetValueMin(c.lo);
+        dial.SetValueGap((c.hi - c.lo) / 1000);
+        dial.resize(c.w, c.h);
+        dial.render(&image);
+        expectRound(dial, dial.AdaptiveLayout(), "dial");
+        if (c.hi == 1e5) { // a knob has no unit: large values read in a prefix
+            EXPECT_EQ(dial.AdaptiveLayout().Labels.back().Text, QStringLiteral("100k"));
         }
-        for (std::size_t i = 0; i < labels.size(); ++i) {
-            const QRectF &box = labels[i].Box;
-            EXPECT_TRUE(QRectF(meter.rect()).contains(box)) << "meter label " << i << " leaves the widget";
-            // The nearest point of the box to the centre lies beyond the arc.
-            const QPointF p(std::clamp(round.Centre.x(), box.left(), box.right()),
-                            std::clamp(round.Centre.y(), box.top(), box.bottom()));
-            EXPECT_GT(std::hypot(p.x() - round.Centre.x(), p.y() - round.Centre.y()), round.Outer) << "meter label " << i;
-            for (std::size_t j = i + 1; j < labels.size(); ++j)
-                EXPECT_FALSE(box.intersects(labels[j].Box)) << "meter labels " << i << " and " << j << " overlap";
-        }
+        EXPECT_LT(dial.Geometry().KnobRadius, dial.AdaptiveLayout().Outer);
+        dial.SetScaleAngle2(100.0); // a new arc is laid out again
+        EXPECT_EQ(dial.AdaptiveLayout().Angle2, 100.0);
     }
 }
 
