@@ -26,11 +26,11 @@ Rectangle {
         Dial { objectName: "dial"; width: 170; height: 170; valueMin: 0; valueMax: 100; value: 35; scaleLayout: Dial.Adaptive }
         BarGraph {
             objectName: "bargraph"; source: rms; width: 90; height: 220; scaleLayout: BarGraph.Adaptive
-            autoConfig: false; valueMin: 0; valueMax: 1; ranges: gallery.ranges; labelingStyle: BarGraph.Labels
+            autoConfig: false; valueMin: 0; valueMax: 1; ranges: gallery.ranges; labelingStyle: BarGraph.Labels; labelingGap: 0.1
         }
         Slider {
             objectName: "slider"; width: 70; height: 220; valueMin: 0; valueMax: 10; value: 6.5; scaleLayout: Slider.Adaptive
-            labelingStyle: Slider.Labels
+            labelingStyle: Slider.Labels; labelingGap: 1
         }
         PanelMeter { objectName: "panelmeter"; source: rms; width: 220; height: 70; decimals: 3; unitText: "V" }
         Led { objectName: "led"; source: rms; width: 40; height: 40; limit: 0.5; colorActive: "#e02020"; scaleLayout: Led.Adaptive }
