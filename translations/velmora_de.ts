@@ -106,8 +106,8 @@
         <translation>Wasserfall des gefilterten Signals, neuester Block oben</translation>
     </message>
     <message>
-        <source>Low-pass cutoff, kHz</source>
-        <translation>Tiefpass-Grenzfrequenz, kHz</translation>
+        <source>Low-pass cutoff, Hz</source>
+        <translation>Tiefpass-Grenzfrequenz, Hz</translation>
     </message>
     <message>
         <source>Noise amplitude, V</source>

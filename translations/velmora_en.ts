@@ -106,11 +106,11 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Low-pass cutoff, kHz</source>
+        <source>Noise amplitude, V</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Noise amplitude, V</source>
+        <source>Low-pass cutoff, Hz</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -31,7 +31,7 @@ Rectangle {
         sampleRate: 48000; blockLength: 1024
         frequency: slider.value; amplitude: 1; noiseAmplitude: noise.value
     }
-    IIRFilter { id: lowpass; source: generator; order: 4; filterOutput: IIRFilter.LowPass; cutoffFrequency: dial.value * 1000 }
+    IIRFilter { id: lowpass; source: generator; order: 4; filterOutput: IIRFilter.LowPass; cutoffFrequency: dial.value }
     Analyzer { id: rms; source: lowpass; compression: Analyzer.RMS }
     Trigger {
         id: trigger; source: lowpass
@@ -108,11 +108,11 @@ Rectangle {
                 }
             }
             Column {
-                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff, kHz") }
+                Heading { text: qsTranslate("TQVDemoPanel", "Low-pass cutoff, Hz") }
                 Dial {
                     id: dial; width: 200; height: 200
-                    valueMax: 20; valueMin: 0.5; valueStepWidth: 0.1; value: 4
-                    valueGap: 2.5; valueDecimals: 1; scaleLayout: Dial.Adaptive
+                    valueMax: 20000; valueMin: 500; valueStepWidth: 100; value: 4000
+                    valueGap: 2500; scaleLayout: Dial.Adaptive
                 }
             }
             Column {

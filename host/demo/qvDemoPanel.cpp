@@ -142,15 +142,13 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     QObject::connect(m_frequency, &TQVSlider::ValueChanged, this, [this](double f) { m_generator.SetFrequency(f); });
 
     m_cutoff = new TQVDial(this);
-    m_cutoff->SetValueMax(20.0); // kHz: short labels leave the knob its size
-    m_cutoff->SetValueMin(0.5);
-    m_cutoff->SetValueGap(2.5);
-    m_cutoff->SetValueStepWidth(0.1);
-    m_cutoff->SetValueDecimals(1);
-    m_cutoff->SetValue(m_filter.CutoffFrequency() / 1000.0);
+    m_cutoff->SetValueMax(20000.0); // the adaptive scale reads "0.5k" ... "20k"
+    m_cutoff->SetValueMin(500.0);
+    m_cutoff->SetValueGap(2500.0);
+    m_cutoff->SetValueStepWidth(100.0);
+    m_cutoff->SetValue(m_filter.CutoffFrequency());
     m_cutoff->setMinimumSize(200, 200);
-    QObject::connect(m_cutoff, &TQVDial::ValueChanged, this,
-                     [this](double fc) { m_filter.SetCutoffFrequency(float(fc * 1000.0)); });
+    QObject::connect(m_cutoff, &TQVDial::ValueChanged, this, [this](double fc) { m_filter.SetCutoffFrequency(float(fc)); });
 
     m_noise = new TQVDial(this);
     m_noise->SetValueMax(0.5);
@@ -190,7 +188,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     auto *inputs = new QGridLayout;
     inputs->addWidget(Heading(tr("Generator frequency"), this), 0, 0);
     inputs->addWidget(m_frequency, 1, 0, Qt::AlignTop);
-    inputs->addWidget(Heading(tr("Low-pass cutoff, kHz"), this), 0, 1);
+    inputs->addWidget(Heading(tr("Low-pass cutoff, Hz"), this), 0, 1);
     inputs->addWidget(m_cutoff, 1, 1, Qt::AlignLeft);
     inputs->addWidget(Heading(tr("Noise amplitude, V"), this), 0, 2);
     inputs->addWidget(m_noise, 1, 2, Qt::AlignLeft);

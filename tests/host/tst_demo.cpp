@@ -30,7 +30,7 @@ TEST(DemoChain, DisplaysShowTheRmsOfTheFilteredSine)
         TQVDemoPanel panel;
         panel.NoiseDial().SetValue(0.0); // the inputs drive the chain
         panel.FrequencySlider().SetValue(c.Frequency);
-        panel.CutoffDial().SetValue(c.Cutoff / 1000.0);
+        panel.CutoffDial().SetValue(c.Cutoff);
         ASSERT_EQ(panel.Generator().Frequency(), c.Frequency);
         ASSERT_EQ(double(panel.Filter().CutoffFrequency()), c.Cutoff);
         panel.RunBlocks(1000);
