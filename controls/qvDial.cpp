@@ -308,8 +308,7 @@ TQVDial::TGeometry TQVDial::Geometry() const
         spec.ValueMax = m_data->valueMax;
         spec.Gap = m_data->valueGap;
         spec.Decimals = m_data->valueDecimals;
-        const double largest = std::max(std::abs(m_data->valueMin), std::abs(m_data->valueMax));
-        spec.PrefixId = largest >= 1e4 || largest < 1e-3 ? QVEngineeringPrefix(m_data->valueMin, m_data->valueMax) : int(sipNone);
+        spec.PrefixId = QVCompactPrefix(m_data->valueMin, m_data->valueMax);
         spec.Locale = locale();
         spec.Font = font();
         spec.BandPercent = 0.0;

@@ -7,9 +7,8 @@
 #include <QtCore/QRect>
 
 #include "controls/qvControl.h"
+#include "controls/scale/qvScaleDraw.h"
 #include "controls/scale/qvScaleEngine.h"
-
-struct TQVRoundScaleLayout;
 
 /// \brief Rotary knob input control: a shaded knob turns on a circular scale with ticks and
 /// labels and sets a floating-point `Value`, optionally snapped to `ValueStepWidth`.

@@ -465,6 +465,8 @@ TQVRoundScaleSpec TQVMeterInt::ScaleSpec() const
     scale.Gap = m_data->valueGap;
     scale.Decimals = m_data->valueDecimals;
     scale.DefaultDecimals = 0;
+    // The unit stands in the legend: large and small ranges read "50k", "200µ" on the scale.
+    scale.PrefixId = QVCompactPrefix(m_data->valueMin, m_data->valueMax);
     scale.Locale = locale();
     scale.Font = font();
     scale.Labels = m_data->labelingStyle != labNone;

@@ -309,6 +309,12 @@ int QVEngineeringPrefix(double valueMin, double valueMax)
     return e3 < 0 ? sipMilli + e3 / 3 + 1 : sipKilo + e3 / 3 - 1;
 }
 
+int QVCompactPrefix(double valueMin, double valueMax)
+{
+    const double largest = std::max(std::fabs(valueMin), std::fabs(valueMax));
+    return largest >= 1e4 || largest < 1e-3 ? QVEngineeringPrefix(valueMin, valueMax) : int(sipNone);
+}
+
 namespace {
 
 // Number and unit with a space between them; the number alone without a unit.

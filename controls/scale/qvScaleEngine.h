@@ -129,6 +129,10 @@ QV_WIDGETS_EXPORT TQVScaleDivision QVAdaptiveDivision(const TQVAdaptiveScaleRequ
 /// `sipNone` for magnitudes from 1 to 999, for 0, NaN and infinity, and beyond 1e-24..1e27.
 QV_WIDGETS_EXPORT int QVEngineeringPrefix(double valueMin, double valueMax);
 
+/// \brief The SI prefix for a round scale's compact labels ("50k", "200µ"): the engineering
+/// prefix when the larger end's magnitude reaches 10000 or stays below 0.001, else `sipNone`.
+QV_WIDGETS_EXPORT int QVCompactPrefix(double valueMin, double valueMax);
+
 /// \brief Divides a plot axis. `request` as for QVAdaptiveDivision, its `Suffix` the unit and its
 /// `PrefixId` ignored. A linear axis reads in the one engineering prefix of its range, with a
 /// space before prefix and unit ("0 ms", "2.5 ms"); without `prefix` (a dB axis) the unit follows
