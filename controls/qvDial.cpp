@@ -301,19 +301,19 @@ TQVDial::TGeometry TQVDial::Geometry() const
     m_data->roundLayout = {};
     if (m_data->scaleLayout == slAdaptive) {
         // A knob has no unit text: large and small ranges read in a prefix ("50k", "200µ").
-        TQVRoundScaleSpec spec;
-        spec.Angle1 = m_data->scaleAngle1;
-        spec.Angle2 = m_data->scaleAngle2;
-        spec.ValueMin = m_data->valueMin;
-        spec.ValueMax = m_data->valueMax;
-        spec.Gap = m_data->valueGap;
-        spec.Decimals = m_data->valueDecimals;
-        spec.PrefixId = QVCompactPrefix(m_data->valueMin, m_data->valueMax);
-        spec.Locale = locale();
-        spec.Font = font();
-        spec.BandPercent = 0.0;
-        spec.HubFraction = 0.97; // the knob fills the arc
-        const TQVRoundScaleLayout &layout = m_data->roundLayout = TQVRoundScaleDraw::LayoutAdaptive(spec, c);
+        TQVRoundScaleSpec scale;
+        scale.Angle1 = m_data->scaleAngle1;
+        scale.Angle2 = m_data->scaleAngle2;
+        scale.ValueMin = m_data->valueMin;
+        scale.ValueMax = m_data->valueMax;
+        scale.Gap = m_data->valueGap;
+        scale.Decimals = m_data->valueDecimals;
+        scale.PrefixId = QVCompactPrefix(m_data->valueMin, m_data->valueMax);
+        scale.Locale = locale();
+        scale.Font = font();
+        scale.BandPercent = 0.0;
+        scale.HubFraction = 0.97; // the knob fills the arc
+        const TQVRoundScaleLayout &layout = m_data->roundLayout = TQVRoundScaleDraw::LayoutAdaptive(scale, c);
         g.ScaleRadius = half - 2.0;
         g.ArcRadius = g.ScaleRadius - TickLong;
         if (layout.Valid) {
