@@ -189,6 +189,7 @@ public:
     bool zoomTransient = false; // the view on top came from the wheel, a key or a pan
     enum class Drag : quint8 { None, Band, Pan, Cursor1, Cursor2 } drag = Drag::None;
     QPoint pressAt, dragAt;
+    int readoutPlace = 0; // see ReadoutBox
     View pressView{};
 };
 
@@ -2071,11 +2072,131 @@ QStringList TQVPlot::ReadoutLines() const
 // ---------------------------------------------------------------------------------------
 // Measuring: drawing and input
 
+QFont TQVPlot::MeasuringFont() const
+{
+    return Adaptive() ? QVAdaptivePlotFont(font(), size()) : font();
+}
+
+std::array<int, 3> TQVPlot::ReadoutColumns(const QFontMetrics &fm, const QStringList &lines)
+{
+    std::array<int, 3> widths{};
+    for (const QString &line : lines) {
+        const QStringList cells = line.split(QLatin1Char('\t'));
+        for (std::size_t c = 0; c < 3 && c < std::size_t(cells.size()); ++c)
+            widths[c] = std::max(widths[c], fm.horizontalAdvance(cells[qsizetype(c)]));
+    }
+    return widths;
+}
+
+QRect TQVPlot::ReadoutRect() const
+{
+    return ReadoutBox(m_data->readoutPlace, QFontMetrics(MeasuringFont()), nullptr);
+}
+
+QRect TQVPlot::ReadoutBox(int current, const QFontMetrics &fm, int *chosen) const
+{
+    const QStringList lines = ReadoutLines();
+    if (lines.isEmpty())
+        return {};
+    // Three columns (name, x, y) with two spaces between them, in a padding of 4 pixels.
+    const std::array<int, 3> widths = ReadoutColumns(fm, lines);
+    const int gap = fm.horizontalAdvance(QStringLiteral("  ")), pad = 4;
+    const QSize size(widths[0] + widths[1] + widths[2] + 2 * gap + 2 * pad, int(lines.size()) * fm.height() + 2 * pad);
+    // Places along the top and the bottom edge of the plot area, the corners first.
+    const QRect p = m_data->layout.Plot;
+    const int left = p.left() + 4, right = p.right() - size.width() - 3;
+    const int top = p.top() + 4, bottom = p.bottom() - size.height() - 3;
+    std::array<QRect, ReadoutPlaces> places;
+    for (int i = 0; i < ReadoutPlaces; ++i) {
+        const int edge = i < 4 ? i / 2 : (i - 4) / 7, step = i < 4 ? (i % 2) * 8 : (i - 4) % 7 + 1;
+        places[std::size_t(i)] = QRect(QPoint(right - (right - left) * step / 8, edge ? bottom : top), size);
+    }
+    // The place that hides least, the first of equals; the box leaves its place only for one
+    // that hides clearly less, so that it does not jump to and fro with a live trace.
+    const std::vector<QRectF> obstacles = ReadoutObstacles();
+    std::array<double, ReadoutPlaces> hidden{};
+    for (std::size_t i = 0; i < places.size(); ++i)
+        hidden[i] = ReadoutHides(places[i], obstacles);
+    const auto best = std::size_t(std::min_element(hidden.begin(), hidden.end()) - hidden.begin());
+    current = std::clamp(current, 0, ReadoutPlaces - 1);
+    const int place = hidden[best] + size.width() / 8.0 + 1.0 < hidden[std::size_t(current)] ? int(best) : current;
+    if (chosen)
+        *chosen = place;
+    return places[std::size_t(place)];
+}
+
+std::vector<QRectF> TQVPlot::ReadoutObstacles() const
+{
+    // A trace is taken in runs of samples, about two per pixel column, each run as the
+    // rectangle of its extremes joined to the run before. A cursor is its line, the peak its point.
+    const QRect p = m_data->layout.Plot;
+    const bool decibel = m_data->scaleY == scDecibel;
+    std::vector<QRectF> obstacles;
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (!ChannelShown(k))
+            continue;
+        const auto &held = m_data->processing[std::size_t(k)];
+        const std::array<const std::vector<float> *, 3> drawn = {&m_data->traces[std::size_t(k)], &held.maxHold, &held.minHold};
+        for (const std::vector<float> *series : drawn) {
+            const int n = int(series->size());
+            const int stride = std::max(1, n / std::max(1, 2 * p.width()));
+            bool joined = false;
+            QRectF last;
+            for (int i = 0; i < n; i += stride) {
+                const int end = std::min(n, i + stride);
+                float lo = std::numeric_limits<float>::infinity(), hi = -lo;
+                bool placeable = true;
+                for (int j = i; j < end && placeable; ++j) {
+                    const float y = (*series)[std::size_t(j)];
+                    placeable = Placeable(y, decibel);
+                    lo = std::min(lo, Key(y, decibel));
+                    hi = std::max(hi, Key(y, decibel));
+                }
+                const double xa = MapX(SampleX(k, i), p), xb = MapX(SampleX(k, end - 1), p);
+                const double ya = MapY(DisplayValue(hi), p), yb = MapY(DisplayValue(lo), p);
+                if (!placeable || !Finite(xa) || !Finite(xb) || !Finite(ya) || !Finite(yb)) {
+                    joined = false;
+                    continue;
+                }
+                const QRectF run(QPointF(std::min(xa, xb), std::min(ya, yb)), QPointF(std::max(xa, xb), std::max(ya, yb)));
+                obstacles.push_back(joined ? run.united(last) : run);
+                last = run;
+                joined = true;
+            }
+        }
+    }
+    if (m_data->cursors) {
+        for (double x : {m_data->cursor1, m_data->cursor2})
+            obstacles.emplace_back(QPointF(MapX(x, p), p.top()), QPointF(MapX(x, p), p.bottom()));
+    }
+    if (m_data->peakMarker)
+        obstacles.emplace_back(QPointF(MapX(PeakX(), p), MapY(PeakValue(), p)), QSizeF(0, 0));
+    return obstacles;
+}
+
+double TQVPlot::ReadoutHides(const QRect &box, const std::vector<QRectF> &obstacles) const
+{
+    // Pixel columns of the box (with a margin of 2 pixels) that a trace crosses; a hidden
+    // cursor or peak counts as much as a trace across the whole box.
+    const QRectF area = QRectF(box).adjusted(-2, -2, 2, 2);
+    const std::size_t marks = (m_data->cursors ? 2 : 0) + (m_data->peakMarker ? 1 : 0);
+    double hidden = 0.0;
+    for (std::size_t i = 0; i < obstacles.size(); ++i) {
+        const QRectF &o = obstacles[i];
+        if (!Finite(o.left()) || !Finite(o.top()) || o.right() < area.left() || o.left() > area.right()
+            || o.bottom() < area.top() || o.top() > area.bottom())
+            continue;
+        hidden += i + marks >= obstacles.size() ? box.width()
+                                                 : std::max(1.0, std::min(o.right(), area.right()) - std::max(o.left(), area.left()));
+    }
+    return hidden;
+}
+
 void TQVPlot::PaintMeasuring(QPainter &painter)
 {
     const QRect p = m_data->layout.Plot;
     const QColor ink = AxisInk();
-    const QFont font = Adaptive() ? QVAdaptivePlotFont(this->font(), size()) : this->font();
+    const QFont font = MeasuringFont();
     const QFontMetrics fm(font);
     painter.setFont(font);
     painter.setRenderHint(QPainter::Antialiasing, false);
@@ -2115,16 +2236,9 @@ void TQVPlot::PaintMeasuring(QPainter &painter)
     }
     const QStringList lines = ReadoutLines();
     if (!lines.isEmpty()) {
-        // Three columns (name, x, y), right-aligned numbers, in a box at the top right.
-        std::array<int, 3> widths{};
-        for (const QString &line : lines) {
-            const QStringList cells = line.split(QLatin1Char('\t'));
-            for (std::size_t c = 0; c < 3 && c < std::size_t(cells.size()); ++c)
-                widths[c] = std::max(widths[c], fm.horizontalAdvance(cells[qsizetype(c)]));
-        }
+        const std::array<int, 3> widths = ReadoutColumns(fm, lines);
         const int gap = fm.horizontalAdvance(QStringLiteral("  ")), pad = 4;
-        const int w = widths[0] + widths[1] + widths[2] + 2 * gap + 2 * pad, h = int(lines.size()) * fm.height() + 2 * pad;
-        const QRect box(p.right() - w - 3, p.top() + 4, w, h);
+        const QRect box = ReadoutBox(m_data->readoutPlace, fm, &m_data->readoutPlace);
         QColor fill = BackgroundInk();
         fill.setAlphaF(0.88f);
         painter.fillRect(box, fill);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -246,6 +247,12 @@ public:
     Q_INVOKABLE double PeakValue() const;
     /// The text lines of the cursor and peak readouts as drawn.
     Q_INVOKABLE QStringList ReadoutLines() const;
+    /// \brief The box of those lines in widget coordinates (empty without readouts): at the
+    /// top or bottom edge of the plot area where it hides least of the traces, the cursors
+    /// and the peak marker; the top right corner, then the other corners, of equals. It
+    /// moves only to a place that hides clearly less, so that it does not jump to and fro
+    /// with a live trace.
+    Q_INVOKABLE QRect ReadoutRect() const;
 
     /// Views on the zoom stack; 0 when the axes follow their settings.
     Q_INVOKABLE int ZoomDepth() const;
@@ -370,6 +377,13 @@ private:
     void PaintTrace(QPainter &painter, int channel);
     void PaintSeries(QPainter &painter, int channel, const std::vector<float> &trace, const QColor &colour);
     void PaintMeasuring(QPainter &painter);
+    QFont MeasuringFont() const;
+    static std::array<int, 3> ReadoutColumns(const QFontMetrics &fm, const QStringList &lines);
+    /// The four corners, then seven places between the top corners and seven between the bottom ones.
+    static constexpr int ReadoutPlaces = 18;
+    QRect ReadoutBox(int current, const QFontMetrics &fm, int *chosen) const;
+    std::vector<QRectF> ReadoutObstacles() const;
+    double ReadoutHides(const QRect &box, const std::vector<QRectF> &obstacles) const;
     void Process(int channel);
     /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).
     void PushView(double x0, double x1, double y0, double y1, bool replaceTop = false);

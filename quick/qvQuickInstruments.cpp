@@ -292,6 +292,7 @@ double TQVQuickPlot::peakX() const { return PlotOf(this) ? PlotOf(this)->PeakX()
 double TQVQuickPlot::peakValue() const { return PlotOf(this) ? PlotOf(this)->PeakValue() : NaN; }
 double TQVQuickPlot::cursorValue(int which) const { return PlotOf(this) ? PlotOf(this)->CursorValue(which) : NaN; }
 QStringList TQVQuickPlot::readoutLines() const { return PlotOf(this) ? PlotOf(this)->ReadoutLines() : QStringList(); }
+QRect TQVQuickPlot::readoutRect() const { return PlotOf(this) ? PlotOf(this)->ReadoutRect() : QRect(); }
 
 TQVQuickWaterfall::TQVQuickWaterfall(QQuickItem *parent)
     : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVWaterfall; }, parent)

@@ -460,6 +460,7 @@ public:
     Q_INVOKABLE double peakValue() const;
     Q_INVOKABLE double cursorValue(int which) const;
     Q_INVOKABLE QStringList readoutLines() const;
+    Q_INVOKABLE QRect readoutRect() const;
 
     TQVMeasureSource *source() const { return SourceOf(); }
     void setSource(TQVMeasureSource *source) { SetSource(source); }

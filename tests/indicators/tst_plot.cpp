@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <complex>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <numbers>
@@ -504,6 +505,45 @@ TEST(PlotMeasure, CursorReadoutsFollowTheLine)
         EXPECT_NEAR(m.captured(2).toDouble(), 1 / std::fabs(c.X2 - c.X1), 1e-3 / std::fabs(c.X2 - c.X1));
         plot.SetCursor1(1.0); // outside the trace
         EXPECT_TRUE(std::isnan(plot.CursorValue(1)));
+    }
+}
+
+// The readout box hides no cursor, and no sample where the top or bottom edge has room:
+// sample positions by the documented mapping. A box with room where it is stays there.
+TEST(PlotMeasure, ReadoutBoxKeepsClearOfCursorsAndTraces)
+{
+    struct Case { std::function<double(double)> Y; double C1, C2; bool Room; };
+    const Case cases[] = {{[](double t) { return 2 * t - 1; }, 0.1, 0.4, true},
+                          {[](double t) { return 1 - 2 * t; }, 0.6, 0.9, true},
+                          {[](double t) { return std::cos(6 * double(Pi) * t); }, 0.2, 0.8, false}};
+    for (const Case &c : cases) {
+        TQVBoundPlot plot(1, 1000, 1.0L, 0, {600, 300});
+        std::vector<float> samples(1000);
+        for (int i = 0; i < 1000; ++i)
+            samples[std::size_t(i)] = float(c.Y(i / 999.0));
+        plot.Feed(samples);
+        plot.SetCursors(true);
+        plot.SetCursor1(c.C1);
+        plot.SetCursor2(c.C2);
+        plot.grab();
+        const QRect p = plot.PlotRect(), box = plot.ReadoutRect();
+        EXPECT_TRUE(p.contains(box));
+        const auto screen = [&](double x, double v) {
+            return QPointF(p.left() + (x - plot.XMinShown()) / (plot.XMaxShown() - plot.XMinShown()) * p.width(),
+                           p.top() + (plot.YMaxShown() - v) / (plot.YMaxShown() - plot.YMinShown()) * p.height());
+        };
+        for (double x : {c.C1, c.C2})
+            EXPECT_FALSE(screen(x, 0).x() >= box.left() && screen(x, 0).x() <= box.right() + 1) << x;
+        int hidden = 0;
+        for (int i = 0; i < 1000; ++i)
+            hidden += QRectF(box).contains(screen(plot.SampleX(0, i), samples[std::size_t(i)]));
+        EXPECT_EQ(hidden == 0, c.Room) << hidden;
+        if (c.Room) {
+            plot.Feed(std::vector<float>(1000, 0.0f)); // every place at the edges is free now
+            plot.grab();
+            const QRect now = plot.ReadoutRect(); // its numbers changed, so may its width
+            EXPECT_TRUE(now.top() == box.top() && (now.left() == box.left() || now.right() == box.right()));
+        }
     }
 }
 
