@@ -514,6 +514,7 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, co
         request.Extent = extent;
         return QVAdaptiveDivision(request);
     };
+    bool coarsest = false; // the division of the smallest arc, for a scale tight on room
     for (int pass = 0; pass < 4; ++pass) {
         // Room outside the arc: the ticks, and labels standing beside them.
         const double mx = tick + 2.0 + (outside ? gap + widest + labelHeight / 2.0 : 0.0);
@@ -521,13 +522,25 @@ TQVRoundScaleLayout TQVRoundScaleDraw::Layout(const TQVRoundScaleSpec &scale, co
         const double roomW = w - (arcLeft ? mx : 2.0) - (arcRight ? mx : 2.0);
         const double roomH = h - (arcTop ? my : 2.0) - (arcBottom ? my : 2.0);
         radius = std::min(roomW / (right - left), roomH / (bottom - top));
-        if (!(radius >= 4.0))
+        if (!(radius >= 4.0)) {
+            // Room for "-000" leaves no arc: try again with the fewest labels, those of a small arc.
+            double small = 0.0;
+            if (pass == 0 && scale.Labels) {
+                for (const QString &text : divide(4.0).Texts)
+                    small = std::max(small, fm.horizontalAdvance(text));
+            }
+            if (small > 0.0 && small < widest) {
+                widest = small;
+                coarsest = true;
+                continue;
+            }
             return layout;
+        }
         const double usedW = radius * (right - left) + (arcLeft ? mx : 2.0) + (arcRight ? mx : 2.0);
         const double usedH = radius * (bottom - top) + (arcTop ? my : 2.0) + (arcBottom ? my : 2.0);
         layout.Centre = QPointF(bounds.left() + (w - usedW) / 2.0 + (arcLeft ? mx : 2.0) - radius * left,
                                 bounds.top() + (h - usedH) / 2.0 + (arcTop ? my : 2.0) - radius * top);
-        div = divide(radius);
+        div = divide(coarsest ? 4.0 : radius);
         double measured = 0.0;
         for (const QString &text : div.Texts)
             measured = std::max(measured, fm.horizontalAdvance(text));
