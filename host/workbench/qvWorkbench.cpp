@@ -395,6 +395,7 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
             m_liveTimer->stop();
         RefreshProperties(true);
         m_overlay->setVisible(!running);
+        UpdateOverlays();
         m_dragWidget = nullptr;
         m_resizeHandle = -1;
         statusBar()->showMessage(running ? tr("Running") : tr("Design"));
@@ -937,6 +938,7 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
         if (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest) {
             m_wires->setGeometry(m_centre->rect());
             m_wires->raise();
+            m_fadedWires = QImage();
         }
         return false;
     }
@@ -1256,6 +1258,7 @@ void TQVWorkbench::UpdateRecentMenu()
 
 void TQVWorkbench::UpdateOverlays()
 {
+    m_fadedWires = QImage();
     m_overlay->update();
     if (m_wires)
         m_wires->update();
@@ -1284,6 +1287,26 @@ void TQVWorkbench::PaintWires(QPainter &painter)
 {
     if (!m_model)
         return;
+    if (!m_model->IsRunning())
+        return DrawWires(painter);
+    // A running form is there to be read: its wiring stays in sight, faint, faded as one
+    // layer so that crossings do not show darker. Every repaint of an instrument beneath
+    // repaints the layer, so it is drawn once until the wires change.
+    const qreal ratio = painter.device()->devicePixelRatioF();
+    const QSize size = QSize(painter.device()->width(), painter.device()->height()) * ratio;
+    if (m_fadedWires.size() != size || m_fadedWires.devicePixelRatio() != ratio) {
+        m_fadedWires = QImage(size, QImage::Format_ARGB32_Premultiplied);
+        m_fadedWires.setDevicePixelRatio(ratio);
+        m_fadedWires.fill(Qt::transparent);
+        QPainter layer(&m_fadedWires);
+        DrawWires(layer);
+    }
+    painter.setOpacity(0.3);
+    painter.drawImage(QPoint(0, 0), m_fadedWires);
+}
+
+void TQVWorkbench::DrawWires(QPainter &painter)
+{
     // Only over the visible form, the tray and what lies between them.
     const QWidget *form = m_formArea->viewport();
     const QWidget *tray = m_tray->viewport();

@@ -6,6 +6,7 @@
 #include <QtCore/QPointer>
 #include <QtCore/QRect>
 #include <QtCore/QStringList>
+#include <QtGui/QImage>
 #include <QtWidgets/QMainWindow>
 
 #include "qvWorkbenchModel.h"
@@ -84,6 +85,7 @@ private:
     void UpdateRecentMenu();
     void UpdateOverlays();
     void PaintWires(QPainter &painter);
+    void DrawWires(QPainter &painter);
     QRect ComponentRect(QObject *component, QWidget *to) const;
     int HandleAt(const QPoint &surfacePosition) const;
     void BeginResize(int handle, const QPoint &surfacePosition);
@@ -116,6 +118,7 @@ private:
     QWidget *m_overlay = nullptr;
     QWidget *m_centre = nullptr;
     QWidget *m_wires = nullptr;
+    QImage m_fadedWires; // the wires of the running form, until they change
     QMenu *m_recentMenu = nullptr;
     QListWidget *m_tray = nullptr;
     QTableWidget *m_properties = nullptr;
