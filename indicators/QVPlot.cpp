@@ -2090,18 +2090,16 @@ std::array<int, 3> TQVPlot::ReadoutColumns(const QFontMetrics &fm, const QString
 
 QRect TQVPlot::ReadoutRect() const
 {
-    return ReadoutBox(m_data->readoutPlace, QFontMetrics(MeasuringFont()), nullptr);
+    const QStringList lines = ReadoutLines();
+    const QFontMetrics fm(MeasuringFont());
+    return lines.isEmpty() ? QRect() : ReadoutBox(ReadoutColumns(fm, lines), int(lines.size()), fm, m_data->readoutPlace, nullptr);
 }
 
-QRect TQVPlot::ReadoutBox(int current, const QFontMetrics &fm, int *chosen) const
+QRect TQVPlot::ReadoutBox(const std::array<int, 3> &widths, int lines, const QFontMetrics &fm, int current, int *chosen) const
 {
-    const QStringList lines = ReadoutLines();
-    if (lines.isEmpty())
-        return {};
     // Three columns (name, x, y) with two spaces between them, in a padding of 4 pixels.
-    const std::array<int, 3> widths = ReadoutColumns(fm, lines);
     const int gap = fm.horizontalAdvance(QStringLiteral("  ")), pad = 4;
-    const QSize size(widths[0] + widths[1] + widths[2] + 2 * gap + 2 * pad, int(lines.size()) * fm.height() + 2 * pad);
+    const QSize size(widths[0] + widths[1] + widths[2] + 2 * gap + 2 * pad, lines * fm.height() + 2 * pad);
     // Places along the top and the bottom edge of the plot area, the corners first.
     const QRect p = m_data->layout.Plot;
     const int left = p.left() + 4, right = p.right() - size.width() - 3;
@@ -2169,8 +2167,10 @@ std::vector<QRectF> TQVPlot::ReadoutObstacles() const
         for (double x : {m_data->cursor1, m_data->cursor2})
             obstacles.emplace_back(QPointF(MapX(x, p), p.top()), QPointF(MapX(x, p), p.bottom()));
     }
-    if (m_data->peakMarker)
-        obstacles.emplace_back(QPointF(MapX(PeakX(), p), MapY(PeakValue(), p)), QSizeF(0, 0));
+    if (m_data->peakMarker) {
+        const auto [x, v] = PeakReading();
+        obstacles.emplace_back(QPointF(MapX(x, p), MapY(v, p)), QSizeF(0, 0));
+    }
     return obstacles;
 }
 
@@ -2238,7 +2238,7 @@ void TQVPlot::PaintMeasuring(QPainter &painter)
     if (!lines.isEmpty()) {
         const std::array<int, 3> widths = ReadoutColumns(fm, lines);
         const int gap = fm.horizontalAdvance(QStringLiteral("  ")), pad = 4;
-        const QRect box = ReadoutBox(m_data->readoutPlace, fm, &m_data->readoutPlace);
+        const QRect box = ReadoutBox(widths, int(lines.size()), fm, m_data->readoutPlace, &m_data->readoutPlace);
         QColor fill = BackgroundInk();
         fill.setAlphaF(0.88f);
         painter.fillRect(box, fill);

@@ -381,7 +381,7 @@ private:
     static std::array<int, 3> ReadoutColumns(const QFontMetrics &fm, const QStringList &lines);
     /// The four corners, then seven places between the top corners and seven between the bottom ones.
     static constexpr int ReadoutPlaces = 18;
-    QRect ReadoutBox(int current, const QFontMetrics &fm, int *chosen) const;
+    QRect ReadoutBox(const std::array<int, 3> &widths, int lines, const QFontMetrics &fm, int current, int *chosen) const;
     std::vector<QRectF> ReadoutObstacles() const;
     double ReadoutHides(const QRect &box, const std::vector<QRectF> &obstacles) const;
     void Process(int channel);
