@@ -307,9 +307,10 @@ struct CreatedObject
 class FormReading
 {
 public:
-    FormReading(const TQVClassRegistry &registry, const QList<QObject *> &external, const QString &text)
+    FormReading(const TQVClassRegistry &registry, const QList<QObject *> &external, bool loose, const QString &text)
         : m_registry(registry)
         , m_external(external)
+        , m_loose(loose)
         , m_reader(text)
     {
     }
@@ -329,6 +330,7 @@ private:
 
     const TQVClassRegistry &m_registry;
     const QList<QObject *> &m_external;
+    bool m_loose;
     TQVReader m_reader;
     QList<QPointer<QObject>> m_roots;
     QList<CreatedObject> m_created;
@@ -612,40 +614,45 @@ void FormReading::ResolveReferences()
 
 void FormReading::Resolve(const PendingReference &ref)
 {
-    {
-        if (!ref.Object)
-            return;
-        QObject *target = nullptr;
-        const QString name = QString::fromLatin1(ref.Property.name());
-        if (!ref.Target.isEmpty()) {
-            const auto it = m_names.find(ref.Target);
-            if (it != m_names.end()) {
-                target = it->second.data();
-            } else {
-                for (QObject *external : m_external) {
-                    if (external && external->objectName() == ref.Target) {
-                        target = external;
-                        break;
-                    }
+    if (!ref.Object)
+        return;
+    QObject *target = nullptr;
+    const QString name = QString::fromLatin1(ref.Property.name());
+    if (!ref.Target.isEmpty()) {
+        const auto it = m_names.find(ref.Target);
+        if (it != m_names.end()) {
+            target = it->second.data();
+        } else {
+            for (QObject *external : m_external) {
+                if (external && external->objectName() == ref.Target) {
+                    target = external;
+                    break;
                 }
             }
-            if (!target)
-                TQVReader::ErrorAt(ref.Line, ref.Column,
-                                   Tr(TQVResString::FormUnresolvedReference)
-                                       .arg(name, Describe(ref.Object), ref.Target));
-            const QMetaObject *wanted = ref.Property.metaType().metaObject();
-            if (wanted && !target->metaObject()->inherits(wanted)) {
-                const QString expected = Tr(TQVResString::FormExpected)
-                                             .arg(Tr(TQVResString::FormWordComponentOf)
-                                                      .arg(QString::fromLatin1(wanted->className())),
-                                                  u'\'' + ref.Target + u'\'');
-                TQVReader::ErrorAt(ref.Line, ref.Column,
-                                   Tr(TQVResString::FormPropertyFailed).arg(name, Describe(ref.Object), expected));
-            }
         }
-        // A QObject-derived class has its QObject part at offset 0, so the pointer is
-        // stored as it is.
+        const QMetaObject *wanted = ref.Property.metaType().metaObject();
+        const bool fits = target && (!wanted || target->metaObject()->inherits(wanted));
+        if (!fits && m_loose)
+            return;
+        if (!target)
+            TQVReader::ErrorAt(ref.Line, ref.Column,
+                               Tr(TQVResString::FormUnresolvedReference).arg(name, Describe(ref.Object), ref.Target));
+        if (!fits) {
+            const QString expected = Tr(TQVResString::FormExpected)
+                                         .arg(Tr(TQVResString::FormWordComponentOf)
+                                                  .arg(QString::fromLatin1(wanted->className())),
+                                              u'\'' + ref.Target + u'\'');
+            TQVReader::ErrorAt(ref.Line, ref.Column,
+                               Tr(TQVResString::FormPropertyFailed).arg(name, Describe(ref.Object), expected));
+        }
+    }
+    // A QObject-derived class has its QObject part at offset 0, so the pointer is
+    // stored as it is.
+    try {
         Apply(ref.Object, ref.Property, QVariant(ref.Property.metaType(), &target), ref.Line, ref.Column);
+    } catch (const EQVFormError &) {
+        if (!m_loose)
+            throw;
     }
 }
 
@@ -727,7 +734,7 @@ TQVFormReader::TQVFormReader(const TQVClassRegistry &registry)
 
 QList<QObject *> TQVFormReader::Read(const QString &text, QObject *owner) const
 {
-    FormReading reading(m_registry, m_external, text);
+    FormReading reading(m_registry, m_external, m_loose, text);
     return reading.Run(owner);
 }
 

@@ -45,6 +45,10 @@ public:
     /// Components outside the form that references may name, such as the host's sources;
     /// a name inside the form wins.
     void SetExternalComponents(const QList<QObject *> &components) { m_external = components; }
+    /// Whether a reference that names no component, or one that its property does not
+    /// take, is left unconnected instead of being an error (pasting part of another form).
+    /// Off by default.
+    void SetLooseReferences(bool loose) { m_loose = loose; }
 
     /// Creates the top-level objects of `text`, owned by `owner`, and returns them.
     QList<QObject *> Read(const QString &text, QObject *owner = nullptr) const;
@@ -54,4 +58,5 @@ public:
 private:
     const TQVClassRegistry &m_registry;
     QList<QObject *> m_external;
+    bool m_loose = false;
 };

@@ -12,6 +12,7 @@
 #include <QtCore/QTimer>
 #include <QtGui/QPainterPath>
 #include <QtGui/QUndoStack>
+#include <QtGui/QClipboard>
 #include <QtGui/QCloseEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
@@ -446,9 +447,20 @@ void TQVWorkbench::CreateActions()
     m_deleteAction = new QAction(s->standardIcon(QStyle::SP_TrashIcon), tr("&Delete"), this);
     // Only where components are selected, so that Delete still edits text in the editor.
     m_deleteAction->setShortcut(QKeySequence::Delete);
-    m_deleteAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-    m_formArea->addAction(m_deleteAction);
-    m_tray->addAction(m_deleteAction);
+    // Cut, Copy and Paste the same way: in the editor they edit text.
+    m_cutAction = new QAction(QIcon::fromTheme(QStringLiteral("edit-cut")), tr("Cu&t"), this);
+    m_cutAction->setShortcut(QKeySequence::Cut);
+    m_copyAction = new QAction(QIcon::fromTheme(QStringLiteral("edit-copy")), tr("&Copy"), this);
+    m_copyAction->setShortcut(QKeySequence::Copy);
+    m_pasteAction = new QAction(QIcon::fromTheme(QStringLiteral("edit-paste")), tr("&Paste"), this);
+    m_pasteAction->setShortcut(QKeySequence::Paste);
+    m_duplicateAction = new QAction(tr("D&uplicate"), this);
+    m_duplicateAction->setShortcut(Qt::CTRL | Qt::Key_D);
+    for (QAction *action : {m_deleteAction, m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction}) {
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        m_formArea->addAction(action);
+        m_tray->addAction(action);
+    }
     QUndoStack *history = m_model->UndoStack();
     m_undoAction = history->createUndoAction(this, tr("&Undo"));
     m_undoAction->setIcon(s->standardIcon(QStyle::SP_ArrowBack));
@@ -466,6 +478,12 @@ void TQVWorkbench::CreateActions()
     connect(m_runAction, &QAction::triggered, this, [this] { m_model->Run(); });
     connect(m_stopAction, &QAction::triggered, this, [this] { m_model->Stop(); });
     connect(m_deleteAction, &QAction::triggered, this, &TQVWorkbench::OnDelete);
+    connect(m_cutAction, &QAction::triggered, this, [this] { OnCopy(true); });
+    connect(m_copyAction, &QAction::triggered, this, [this] { OnCopy(false); });
+    connect(m_pasteAction, &QAction::triggered, this, [this] { OnPaste(QApplication::clipboard()->text()); });
+    connect(m_duplicateAction, &QAction::triggered, this,
+            [this] { OnPaste(m_model->CopyText({m_selected.data()})); });
+    connect(QApplication::clipboard(), &QClipboard::dataChanged, this, [this] { UpdateActions(); });
     connect(quit, &QAction::triggered, this, &QWidget::close);
 
     QMenu *file = menuBar()->addMenu(tr("&File"));
@@ -478,7 +496,7 @@ void TQVWorkbench::CreateActions()
     QMenu *edit = menuBar()->addMenu(tr("&Edit"));
     edit->addActions({m_undoAction, m_redoAction});
     edit->addSeparator();
-    edit->addAction(m_deleteAction);
+    edit->addActions({m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction, m_deleteAction});
     QMenu *form = menuBar()->addMenu(tr("F&orm"));
     form->addActions({m_runAction, m_stopAction});
 
@@ -555,7 +573,10 @@ void TQVWorkbench::UpdateActions()
     const bool running = m_model->IsRunning();
     m_runAction->setEnabled(!running);
     m_stopAction->setEnabled(running);
-    m_deleteAction->setEnabled(!running && m_selected);
+    for (QAction *action : {m_deleteAction, m_cutAction, m_duplicateAction})
+        action->setEnabled(!running && m_selected);
+    m_copyAction->setEnabled(m_selected);
+    m_pasteAction->setEnabled(!running && !QApplication::clipboard()->text().isEmpty());
     // The history waits while the form runs.
     m_undoAction->setEnabled(!running && m_model->UndoStack()->canUndo());
     m_redoAction->setEnabled(!running && m_model->UndoStack()->canRedo());
@@ -1141,6 +1162,22 @@ void TQVWorkbench::OnDelete()
 {
     if (m_selected)
         m_model->RemoveComponent(m_selected);
+}
+
+void TQVWorkbench::OnCopy(bool cut)
+{
+    const QString text = m_model->CopyText({m_selected.data()});
+    if (text.isEmpty())
+        return;
+    QApplication::clipboard()->setText(text);
+    if (cut)
+        m_model->RemoveComponent(m_selected);
+}
+
+void TQVWorkbench::OnPaste(const QString &text)
+{
+    if (!text.isEmpty())
+        m_model->Paste(text);
 }
 
 void TQVWorkbench::PlaceExample()

@@ -111,6 +111,8 @@ private:
     bool OnSave();
     bool OnSaveAs();
     void OnDelete();
+    void OnCopy(bool cut);
+    void OnPaste(const QString &text);
 
     TQVWorkbenchModel *m_model = nullptr;
     QToolBox *m_palette = nullptr;
@@ -133,6 +135,10 @@ private:
     QAction *m_runAction = nullptr;
     QAction *m_stopAction = nullptr;
     QAction *m_deleteAction = nullptr;
+    QAction *m_cutAction = nullptr;
+    QAction *m_copyAction = nullptr;
+    QAction *m_pasteAction = nullptr;
+    QAction *m_duplicateAction = nullptr;
     QAction *m_undoAction = nullptr;
     QAction *m_redoAction = nullptr;
 

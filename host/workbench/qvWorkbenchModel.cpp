@@ -22,6 +22,8 @@ namespace {
 // Room left around a component that is placed automatically, and the placement grid.
 constexpr int PlacementMargin = 12;
 constexpr int PlacementGrid = 8;
+// How far a pasted copy moves from the place of the component it would cover.
+constexpr int PasteStep = 16;
 
 // The host sources that deliver blocks by themselves; others only answer requests.
 template <typename Call>
@@ -183,10 +185,10 @@ protected:
     void Apply(bool forward) override
     {
         if (forward == m_adding) {
-            if (m_model->Recreate(m_text, m_index))
+            if (!m_model->Recreate(m_text, m_index).isEmpty())
                 m_model->Reconnect(m_name, m_consumers);
         } else if (QObject *component = m_model->Component(m_name)) {
-            m_model->Destroy(component);
+            m_model->Destroy({component});
         }
     }
 
@@ -196,6 +198,41 @@ private:
     QString m_text;
     int m_index;
     QList<QPair<QString, QString>> m_consumers;
+};
+
+// Pasting (forward places the pasted components, as they were after renaming and moving).
+class TQVWorkbenchModel::PasteCommand : public Command
+{
+public:
+    PasteCommand(TQVWorkbenchModel *model, const QList<QObject *> &pasted, QString before)
+        : Command(model,
+                  pasted.size() == 1 ? QObject::tr("Paste %1").arg(pasted.first()->objectName())
+                                     : QObject::tr("Paste %n components", nullptr, int(pasted.size())),
+                  std::move(before))
+        , m_text(model->CopyText(pasted))
+    {
+        for (const QObject *component : pasted)
+            m_names.append(component->objectName());
+    }
+
+protected:
+    void Apply(bool forward) override
+    {
+        if (forward) {
+            m_model->Recreate(m_text, -1);
+            return;
+        }
+        QList<QObject *> pasted;
+        for (const QString &name : m_names) {
+            if (QObject *component = m_model->Component(name))
+                pasted.append(component);
+        }
+        m_model->Destroy(pasted);
+    }
+
+private:
+    QString m_text;
+    QStringList m_names;
 };
 
 // A property write, a rename or a move/resize of one component.
@@ -483,7 +520,7 @@ QString TQVWorkbenchModel::ComponentText(QObject *component) const
     }
 }
 
-QObject *TQVWorkbenchModel::Recreate(const QString &text, int index)
+QList<QObject *> TQVWorkbenchModel::Recreate(const QString &text, int index)
 {
     QWidget holder;
     TQVFormReader reader(m_registry);
@@ -493,18 +530,18 @@ QObject *TQVWorkbenchModel::Recreate(const QString &text, int index)
         read = reader.Read(text, &holder);
     } catch (const std::exception &e) {
         Fail(tr("The component could not be restored: %1").arg(ExceptionText(e)));
-        return nullptr;
+        return {};
     }
-    if (read.size() != 1)
-        return nullptr;
-    Adopt(read.first(), index);
-    emit ComponentAdded(read.first());
-    return read.first();
+    for (QObject *component : read)
+        Adopt(component, index < 0 ? -1 : index++);
+    for (QObject *component : read)
+        emit ComponentAdded(component);
+    return read;
 }
 
-void TQVWorkbenchModel::Destroy(QObject *component)
+void TQVWorkbenchModel::Destroy(const QList<QObject *> &components)
 {
-    DeleteComponents({component});
+    DeleteComponents(components);
     // Consumers that lost their source show it in their MeasureSource property.
     for (QObject *other : Components())
         emit ComponentChanged(other);
@@ -717,10 +754,96 @@ bool TQVWorkbenchModel::RemoveComponent(QObject *component)
     }
     const QString before = Snapshot();
     auto *command = new ExistenceCommand(this, false, component, before, Consumers(component));
-    Destroy(component);
+    Destroy({component});
     SetModified(true);
     Push(command);
     return true;
+}
+
+QString TQVWorkbenchModel::CopyText(const QList<QObject *> &components) const
+{
+    QList<QObject *> copied = Components();
+    copied.removeIf([&](QObject *component) { return !components.contains(component); });
+    if (copied.isEmpty())
+        return QString();
+    try {
+        return TQVFormWriter(m_registry).Write(copied);
+    } catch (const std::exception &) {
+        return QString();
+    }
+}
+
+QList<QObject *> TQVWorkbenchModel::Paste(const QString &text)
+{
+    m_lastError.clear();
+    if (m_running) {
+        Fail(tr("Stop the form before pasting components."));
+        return {};
+    }
+    const QString before = Snapshot();
+    QWidget holder;
+    TQVFormReader reader(m_registry);
+    reader.SetExternalComponents(Components());
+    reader.SetLooseReferences(true);
+    QList<QObject *> pasted;
+    try {
+        pasted = reader.Read(text, &holder);
+    } catch (const std::exception &e) {
+        Fail(tr("The text could not be pasted: %1").arg(ExceptionText(e)));
+        return {};
+    }
+    if (pasted.isEmpty()) {
+        Fail(tr("The text holds no component to paste."));
+        return {};
+    }
+
+    // Names: a pasted component keeps its own where the form does not use it; references
+    // are pointers by now, so renaming keeps every connection.
+    QSet<QString> taken;
+    for (const QObject *component : Components())
+        taken.insert(component->objectName());
+    QList<QObject *> renamed;
+    for (QObject *component : pasted) {
+        const QString name = component->objectName();
+        if (name.isEmpty() || taken.contains(name) || !TQVWriter::IsComponentName(name))
+            renamed.append(component);
+        else
+            taken.insert(name);
+    }
+    for (QObject *component : renamed) {
+        const QString stem = NameStem(QString::fromLatin1(component->metaObject()->className()));
+        int n = 1;
+        while (taken.contains(stem + QString::number(n)))
+            ++n;
+        component->setObjectName(stem + QString::number(n));
+        taken.insert(component->objectName());
+    }
+
+    // Places: a copy pasted where it came from would hide the original.
+    QSet<std::pair<int, int>> occupied;
+    for (const QWidget *widget : VisualComponents())
+        occupied.insert({widget->x(), widget->y()});
+    int offset = 0;
+    const auto covers = [&](int d) {
+        return std::any_of(pasted.begin(), pasted.end(), [&](const QObject *component) {
+            const auto *widget = qobject_cast<const QWidget *>(component);
+            return widget && occupied.contains({widget->x() + d, widget->y() + d});
+        });
+    };
+    while (covers(offset) && offset < PasteStep * 1000)
+        offset += PasteStep;
+    for (QObject *component : pasted) {
+        if (auto *widget = qobject_cast<QWidget *>(component))
+            widget->move(widget->pos() + QPoint(offset, offset));
+    }
+
+    for (QObject *component : pasted)
+        Adopt(component);
+    SetModified(true);
+    for (QObject *component : pasted)
+        emit ComponentAdded(component);
+    Push(new PasteCommand(this, pasted, before));
+    return pasted;
 }
 
 void TQVWorkbenchModel::Clear()

@@ -81,6 +81,16 @@ public:
     /// Deletes every component.
     void Clear();
 
+    /// \brief The form text of those of `components` that are on the form, in the form's
+    /// order: what Copy puts on the clipboard (empty when none is on the form).
+    QString CopyText(const QList<QObject *> &components) const;
+    /// \brief Places the components of form text `text` as one editing step and returns
+    /// them. References to components of the form stay connected, a name already in use
+    /// gets the next free one ("Meter2"), and widgets move 16 pixels right and down from
+    /// their stored place until none covers the place of one of the form. On a read error,
+    /// or while the form runs, nothing changes and the error is reported.
+    QList<QObject *> Paste(const QString &text);
+
     /// \brief Writes property `name` of `component`. Returns an empty string on success,
     /// otherwise the error text, which is also emitted; the form then stays as it was.
     ///
@@ -142,16 +152,18 @@ private:
     class Command;
     class ExistenceCommand;
     class ChangeCommand;
+    class PasteCommand;
     friend class Command;
     friend class ExistenceCommand;
     friend class ChangeCommand;
+    friend class PasteCommand;
 
     void Push(Command *command);
     QString Snapshot() const;
     int IndexOf(const QString &name) const;
     QString ComponentText(QObject *component) const;
-    QObject *Recreate(const QString &text, int index);
-    void Destroy(QObject *component);
+    QList<QObject *> Recreate(const QString &text, int index);
+    void Destroy(const QList<QObject *> &components);
     QObject *Rebuild(QObject *component, const QString &text);
     QList<QPair<QString, QString>> Consumers(const QObject *source) const;
     void Reconnect(const QString &sourceName, const QList<QPair<QString, QString>> &consumers);

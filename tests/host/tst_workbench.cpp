@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 #include <numbers>
 
@@ -15,6 +16,8 @@
 #include <QtGui/QUndoStack>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+#include <QtGui/QClipboard>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QLineEdit>
@@ -467,18 +470,80 @@ TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
     ASSERT_EQ(w.Tray()->count(), 1);
     EXPECT_EQ(w.Tray()->item(0)->text(), QStringLiteral("SignalGenerator1"));
 
-    QAction *remove = nullptr;
-    for (QAction *action : w.findChildren<QAction *>()) {
-        if (action->text() == QStringLiteral("&Delete"))
-            remove = action;
-    }
-    ASSERT_NE(remove, nullptr);
+    const auto action = [&w](const char *text) {
+        for (QAction *action : w.findChildren<QAction *>()) {
+            if (action->text() == QLatin1String(text))
+                return action;
+        }
+        return static_cast<QAction *>(nullptr);
+    };
+    QAction *remove = action("&Delete"), *copy = action("&Copy"), *paste = action("&Paste");
+    QAction *cut = action("Cu&t"), *duplicate = action("D&uplicate");
+    ASSERT_TRUE(remove && copy && paste && cut && duplicate);
+    // Copy puts the form text on the clipboard; Paste and Duplicate place and select copies.
+    w.Select(generator);
+    copy->trigger();
+    EXPECT_EQ(QApplication::clipboard()->text(), w.Model().CopyText({generator}));
+    paste->trigger();
+    duplicate->trigger();
+    EXPECT_EQ(Names(w.Model()), QStringList({"SignalGenerator1", "SignalGenerator2", "SignalGenerator3"}));
+    EXPECT_EQ(w.Selected(), w.Model().Components().last());
+    cut->trigger();
+    EXPECT_EQ(w.Model().Components().size(), 2);
+    EXPECT_TRUE(QApplication::clipboard()->text().contains(QLatin1String("SignalGenerator3")));
     w.Select(generator);
     remove->trigger();
-    EXPECT_TRUE(w.Model().Components().isEmpty());
-    EXPECT_EQ(w.Tray()->count(), 0);
+    EXPECT_EQ(Names(w.Model()), QStringList({"SignalGenerator2"}));
+    EXPECT_EQ(w.Tray()->count(), 1);
     EXPECT_EQ(w.Selected(), nullptr);
-    EXPECT_FALSE(remove->isEnabled());
+    EXPECT_FALSE(remove->isEnabled() || cut->isEnabled() || copy->isEnabled());
+}
+
+// Pasted components keep their connections to the form and among themselves, get free
+// names and do not hide what they were copied from; what the form cannot satisfy is left
+// unconnected, and bad text or a running form changes nothing.
+TEST(WorkbenchModel, PasteConnectsNamesAndPlacesCopies)
+{
+    TQVWorkbenchModel m;
+    const Chain c = BuildChain(m);
+    const QString meterText = m.CopyText({c.Meter});
+    for (int k = 1; k <= 2; ++k) {
+        const QList<QObject *> pasted = m.Paste(meterText);
+        ASSERT_EQ(pasted.size(), 1) << qPrintable(m.LastError());
+        const auto *meter = qobject_cast<TQVMeter *>(pasted.first());
+        ASSERT_NE(meter, nullptr);
+        EXPECT_EQ(meter->objectName(), QStringLiteral("Meter%1").arg(k + 1));
+        EXPECT_EQ(meter->MeasureSource(), c.Analyzer);
+        EXPECT_EQ(meter->ValueMax(), 2.0);
+        EXPECT_EQ(meter->geometry(), c.Meter->geometry().translated(16 * k, 16 * k));
+    }
+    // The pair in the form's order whatever the order asked for; the copied analyzer is fed
+    // by the copied generator, not by the original.
+    const QList<QObject *> pair = m.Paste(m.CopyText({c.Analyzer, c.Generator}));
+    ASSERT_EQ(pair.size(), 2);
+    EXPECT_EQ(pair[0]->objectName(), QStringLiteral("SignalGenerator2"));
+    EXPECT_EQ(pair[1]->objectName(), QStringLiteral("Analyzer2"));
+    EXPECT_EQ(qobject_cast<TQVAnalyzer *>(pair[1])->GetQVMeasureSource(), pair[0]);
+
+    // A name not on the form, a component of the wrong class, a source the sink refuses.
+    const QString analyzerText = m.CopyText({c.Analyzer});
+    for (const auto &[text, from, to] : {std::tuple{analyzerText, "SignalGenerator1", "Nowhere"},
+                                        {analyzerText, "SignalGenerator1", "Meter1"},
+                                        {meterText, "Analyzer1", "SignalGenerator1"}}) {
+        const QList<QObject *> pasted = m.Paste(QString(text).replace(QLatin1String(from), QLatin1String(to)));
+        ASSERT_EQ(pasted.size(), 1) << to << ": " << qPrintable(m.LastError());
+        EXPECT_EQ(pasted.first()->property("MeasureSource").value<QObject *>(), nullptr) << to;
+    }
+
+    const QString form = m.FormText();
+    const int steps = m.UndoStack()->count();
+    for (const QString &bad : {QStringLiteral("object X: TQVNope\nend\n"), QStringLiteral("just words")})
+        EXPECT_TRUE(m.Paste(bad).isEmpty() && !m.LastError().isEmpty()) << qPrintable(bad);
+    m.Run();
+    EXPECT_TRUE(m.Paste(meterText).isEmpty() && !m.LastError().isEmpty());
+    m.Stop();
+    EXPECT_EQ(m.FormText(), form);
+    EXPECT_EQ(m.UndoStack()->count(), steps);
 }
 
 TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
@@ -486,7 +551,7 @@ TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
     TQVWorkbenchModel m;
     QUndoStack *stack = m.UndoStack();
     const QString initial = m.FormText();
-    enum Kind { Place, Set, Move, Remove };
+    enum Kind { Place, Set, Move, Remove, Paste };
     struct Gesture { Kind What; const char *Name, *Property; QVariant Value; int Steps; };
     // Each gesture with the number of steps the history should have after it.
     const Gesture session[] = {
@@ -504,9 +569,10 @@ TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
         {Set, "Level", "RangeNumber", 3, 11},
         {Set, "Level", "RangeCurrent", 2, 12},
         {Set, "Level", "RangeColor", quint32(0x00C8F0), 13},
-        {Remove, "Analyzer1", nullptr, {}, 14}, // the meter loses its source
-        {Place, "TQVAnalyzer", nullptr, {}, 15},
-        {Remove, "SignalGenerator1", nullptr, {}, 16},
+        {Paste, "Level", nullptr, {}, 14}, // Meter1, fed by the analyzer too
+        {Remove, "Analyzer1", nullptr, {}, 15}, // the meters lose their source
+        {Place, "TQVAnalyzer", nullptr, {}, 16},
+        {Remove, "SignalGenerator1", nullptr, {}, 17},
     };
     const auto apply = [&m](const Gesture &g) {
         QObject *c = m.Component(QString::fromLatin1(g.Name));
@@ -520,6 +586,8 @@ TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
             return m.SetGeometry(qobject_cast<QWidget *>(c), g.Value.toRect()).isEmpty();
         case Remove:
             return m.RemoveComponent(c);
+        case Paste:
+            return m.Paste(m.CopyText({c})).size() == 1;
         }
         return false;
     };
@@ -555,6 +623,7 @@ TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
     auto *analyzer = qobject_cast<TQVAnalyzer *>(m.Component(QStringLiteral("Analyzer1")));
     ASSERT_NE(analyzer, nullptr);
     EXPECT_EQ(meter->MeasureSource(), analyzer);
+    EXPECT_EQ(qobject_cast<TQVMeter *>(m.Component(QStringLiteral("Meter1")))->MeasureSource(), analyzer);
     EXPECT_EQ(analyzer->GetQVMeasureSource(), m.Component(QStringLiteral("SignalGenerator1")));
     // A refused write adds nothing; opening a form starts a new history.
     EXPECT_EQ(replaced.count(), 0); // every step was replayed on the components themselves
