@@ -44,9 +44,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (size > 64 * 1024)
         return -1; // longer inputs add nothing the lexer has not seen, only time
     QWidget owner;
+    TQVFormReader reader(*Registry);
+    reader.SetLooseReferences(size % 2 == 1); // both ways of resolving references
     try {
         const QList<QObject *> read =
-            TQVFormReader(*Registry).ReadUtf8(QByteArray(reinterpret_cast<const char *>(data), qsizetype(size)), &owner);
+            reader.ReadUtf8(QByteArray(reinterpret_cast<const char *>(data), qsizetype(size)), &owner);
         for (QObject *object : read) {
             if (object->parent() != &owner)
                 Fail("a top-level component is not owned by the owner");
