@@ -707,6 +707,15 @@ void TQVDial::StartDrag(double angle)
     m_data->dragStartValue = m_data->value;
     m_data->dragLastAngle = angle;
     m_data->dragTurn = 0.0;
+    emit SliderPressed();
+}
+
+void TQVDial::EditValue(double value)
+{
+    const double before = m_data->value;
+    SetValue(value);
+    if (m_data->value != before)
+        emit ValueEdited(m_data->value);
 }
 
 void TQVDial::mousePressEvent(QMouseEvent *event)
@@ -735,7 +744,7 @@ void TQVDial::mousePressEvent(QMouseEvent *event)
             return;
         a -= 360.0;
     }
-    SetValue(m_data->valueMin + Span() * (a - a1) / (a2 - a1));
+    EditValue(m_data->valueMin + Span() * (a - a1) / (a2 - a1));
     StartDrag(angle);
 }
 
@@ -752,14 +761,16 @@ void TQVDial::mouseMoveEvent(QMouseEvent *event)
     const double angle = MouseAngle(g, pos);
     m_data->dragTurn += Fold(angle - m_data->dragLastAngle);
     m_data->dragLastAngle = angle;
-    SetValue(m_data->dragStartValue + m_data->dragTurn * Span() / (m_data->scaleAngle2 - m_data->scaleAngle1));
+    EditValue(m_data->dragStartValue + m_data->dragTurn * Span() / (m_data->scaleAngle2 - m_data->scaleAngle1));
 }
 
 void TQVDial::mouseReleaseEvent(QMouseEvent *event)
 {
     event->accept();
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton && m_data->dragging) {
         m_data->dragging = false;
+        emit SliderReleased();
+    }
 }
 
 void TQVDial::wheelEvent(QWheelEvent *event)
@@ -771,7 +782,7 @@ void TQVDial::wheelEvent(QWheelEvent *event)
     const int notches = int(total / 120);
     m_data->wheelRemainder = int(total - qint64(notches) * 120);
     if (notches != 0)
-        SetValue(m_data->value + notches * Step());
+        EditValue(m_data->value + notches * Step());
 }
 
 void TQVDial::keyPressEvent(QKeyEvent *event)
@@ -780,23 +791,23 @@ void TQVDial::keyPressEvent(QKeyEvent *event)
     switch (event->key()) {
     case Qt::Key_Up:
     case Qt::Key_Right:
-        SetValue(m_data->value + step);
+        EditValue(m_data->value + step);
         break;
     case Qt::Key_Down:
     case Qt::Key_Left:
-        SetValue(m_data->value - step);
+        EditValue(m_data->value - step);
         break;
     case Qt::Key_PageUp:
-        SetValue(m_data->value + 10.0 * step);
+        EditValue(m_data->value + 10.0 * step);
         break;
     case Qt::Key_PageDown:
-        SetValue(m_data->value - 10.0 * step);
+        EditValue(m_data->value - 10.0 * step);
         break;
     case Qt::Key_Home:
-        SetValue(m_data->valueMin);
+        EditValue(m_data->valueMin);
         break;
     case Qt::Key_End:
-        SetValue(m_data->valueMax);
+        EditValue(m_data->valueMax);
         break;
     default:
         TQVCustomPanel::keyPressEvent(event);

@@ -136,6 +136,7 @@ public:
     const TQVRoundScaleLayout &AdaptiveLayout() const;
     /// The area a value change repaints.
     QRect KnobRect() const;
+    /// Whether the left button holds the knob (between `SliderPressed` and `SliderReleased`).
     bool Dragging() const;
 
     QSize sizeHint() const override;
@@ -146,6 +147,14 @@ public:
 
 signals:
     void ValueChanged(double value);
+    /// After `ValueChanged`, when the user changed the value (mouse, keys, wheel), not a call
+    /// or a stream: what a host sends on to the hardware, without echoing its own writes.
+    void ValueEdited(double value);
+    /// A press of the left button started a drag (after the jump of a press beside the
+    /// knob, which is an edit of its own); `Dragging()` is true from here on.
+    void SliderPressed();
+    /// The drag ended: the moment to apply a value that is costly to change.
+    void SliderReleased();
 
 protected:
     void Paint(QPainter &painter) override;
@@ -173,6 +182,7 @@ private:
     /// Mouse angle around the centre in degrees (0 up, clockwise), in (-180, 180].
     double MouseAngle(const TGeometry &g, const QPointF &pos) const;
     void StartDrag(double angle);
+    void EditValue(double value);
     void PropertyChanged(bool geometry);
     void EnsureCaches(qreal dpr);
     void PaintKnobBody(QPainter &painter, const TGeometry &g);

@@ -939,6 +939,15 @@ void TQVSlider::StartDrag(const QPoint &pos)
     m_data->ButtonImage = QPixmap(); // the pressed thumb is darker
     m_data->DragStart = pos;
     m_data->DragStartValue = Scale().Value;
+    emit SliderPressed();
+}
+
+void TQVSlider::EditValue(double value)
+{
+    const double before = Scale().Value;
+    SetValue(value);
+    if (Scale().Value != before)
+        emit ValueEdited(Scale().Value);
 }
 
 void TQVSlider::mousePressEvent(QMouseEvent *event)
@@ -950,7 +959,7 @@ void TQVSlider::mousePressEvent(QMouseEvent *event)
     if (m_data->ButtonRect.contains(pos)) {
         StartDrag(pos);
     } else if (Adaptive() && Scale().AdaptiveLayout.IsValid() && m_data->SlideRect.contains(pos)) {
-        SetValue(AdaptiveValueAt(Vertical() ? pos.y() + 0.5 : pos.x() + 0.5));
+        EditValue(AdaptiveValueAt(Vertical() ? pos.y() + 0.5 : pos.x() + 0.5));
         StartDrag(pos);
     } else if (m_data->SlideRect.contains(pos)) {
         const double span = Scale().ValueMax - Scale().ValueMin;
@@ -958,9 +967,9 @@ void TQVSlider::mousePressEvent(QMouseEvent *event)
         if (travel != 0) {
             const double half = m_data->ButtonHeight / 2.0;
             if (Vertical())
-                SetValue(span * (height() - half - Scale().OffsetLower - pos.y()) / travel + Scale().ValueMin);
+                EditValue(span * (height() - half - Scale().OffsetLower - pos.y()) / travel + Scale().ValueMin);
             else
-                SetValue(span * (pos.x() - half - Scale().OffsetLower) / travel + Scale().ValueMin);
+                EditValue(span * (pos.x() - half - Scale().OffsetLower) / travel + Scale().ValueMin);
         }
         StartDrag(pos);
     }
@@ -975,7 +984,7 @@ void TQVSlider::mouseMoveEvent(QMouseEvent *event)
         const QPoint pos = event->position().toPoint();
         const double moved = Vertical() ? pos.y() - m_data->DragStart.y() : pos.x() - m_data->DragStart.x();
         if (Scale().AdaptiveLayout.IsValid() && Scale().AdaptiveLayout.Upper != Scale().AdaptiveLayout.Lower)
-            SetValue(m_data->DragStartValue + moved / (Scale().AdaptiveLayout.Upper - Scale().AdaptiveLayout.Lower) * (Scale().ValueMax - Scale().ValueMin));
+            EditValue(m_data->DragStartValue + moved / (Scale().AdaptiveLayout.Upper - Scale().AdaptiveLayout.Lower) * (Scale().ValueMax - Scale().ValueMin));
         return;
     }
     const int travel = Travel();
@@ -984,9 +993,9 @@ void TQVSlider::mouseMoveEvent(QMouseEvent *event)
     const QPoint pos = event->position().toPoint();
     const double span = Scale().ValueMax - Scale().ValueMin;
     if (Vertical())
-        SetValue(span * (m_data->DragStart.y() - pos.y()) / travel + m_data->DragStartValue);
+        EditValue(span * (m_data->DragStart.y() - pos.y()) / travel + m_data->DragStartValue);
     else
-        SetValue(span * (pos.x() - m_data->DragStart.x()) / travel + m_data->DragStartValue);
+        EditValue(span * (pos.x() - m_data->DragStart.x()) / travel + m_data->DragStartValue);
 }
 
 void TQVSlider::mouseReleaseEvent(QMouseEvent *event)
@@ -998,6 +1007,7 @@ void TQVSlider::mouseReleaseEvent(QMouseEvent *event)
             m_data->ButtonImage = QPixmap();
             update(m_data->ButtonPaintArea);
         }
+        emit SliderReleased();
     }
 }
 
@@ -1011,23 +1021,23 @@ void TQVSlider::keyPressEvent(QKeyEvent *event)
     switch (event->key()) {
     case Qt::Key_Up:
     case Qt::Key_Right:
-        SetValue(Scale().Value + step);
+        EditValue(Scale().Value + step);
         break;
     case Qt::Key_Down:
     case Qt::Key_Left:
-        SetValue(Scale().Value - step);
+        EditValue(Scale().Value - step);
         break;
     case Qt::Key_PageUp:
-        SetValue(Scale().Value + page);
+        EditValue(Scale().Value + page);
         break;
     case Qt::Key_PageDown:
-        SetValue(Scale().Value - page);
+        EditValue(Scale().Value - page);
         break;
     case Qt::Key_Home:
-        SetValue(Scale().ValueMin);
+        EditValue(Scale().ValueMin);
         break;
     case Qt::Key_End:
-        SetValue(Scale().ValueMax);
+        EditValue(Scale().ValueMax);
         break;
     default:
         TQVLinearScaleControl::keyPressEvent(event);

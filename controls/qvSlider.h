@@ -153,6 +153,7 @@ public:
     QRect ButtonRect() const;
     /// The track as last painted (the area a click jumps in).
     QRect SlideRect() const;
+    /// Whether the left button holds the thumb (between `SliderPressed` and `SliderReleased`).
     bool Dragging() const;
 
     // Data of the form stream's custom properties: "Ranges" (written when `RangeNumber` > 0),
@@ -177,6 +178,14 @@ public:
 
 signals:
     void ValueChanged(double value);
+    /// After `ValueChanged`, when the user changed the value (mouse, keys), not a call
+    /// or a stream: what a host sends on to the hardware, without echoing its own writes.
+    void ValueEdited(double value);
+    /// A press of the left button started a drag (after the jump of a press beside the
+    /// thumb, which is an edit of its own); `Dragging()` is true from here on.
+    void SliderPressed();
+    /// The drag ended: the moment to apply a value that is costly to change.
+    void SliderReleased();
 
 protected:
     void Paint(QPainter &painter) override;
@@ -218,6 +227,7 @@ private:
     bool PaintValueFromBackground(QPainter &painter, const QRegion &region);
     bool ButtonCacheable() const;
     void StartDrag(const QPoint &pos);
+    void EditValue(double value);
     QString FormatLabel(const QString &format, double value) const;
     QString LabelFormat() const;
     int TextWidth8() const;

@@ -202,11 +202,33 @@ void TQVQuickLinearScaleInstrument::setUnitPrefix(const QString &symbol)
         qmlWarning(this) << QStringLiteral("unknown SI prefix \"%1\"").arg(symbol);
 }
 
+namespace {
+
+// The input widget's drag and user edits as the item's `pressed` and `moved`.
+template <typename Widget, typename Item>
+void LinkInputSignals(Item *item)
+{
+    if (auto *widget = qobject_cast<Widget *>(item->widget())) {
+        QObject::connect(widget, &Widget::SliderPressed, item, &Item::pressedChanged);
+        QObject::connect(widget, &Widget::SliderReleased, item, &Item::pressedChanged);
+        QObject::connect(widget, &Widget::ValueEdited, item, &Item::moved);
+    }
+}
+
+} // namespace
+
 TQVQuickDial::TQVQuickDial(QQuickItem *parent)
     : TQVQuickValueInstrument([]() -> TQVCustomPanel * { return new TQVDial; }, parent)
 {
     LinkProperties();
     AcceptInput();
+    LinkInputSignals<TQVDial>(this);
+}
+
+bool TQVQuickDial::pressed() const
+{
+    const auto *dial = qobject_cast<const TQVDial *>(widget());
+    return dial && dial->Dragging();
 }
 
 TQVQuickBarGraph::TQVQuickBarGraph(QQuickItem *parent)
@@ -220,6 +242,13 @@ TQVQuickSlider::TQVQuickSlider(QQuickItem *parent)
 {
     LinkProperties();
     AcceptInput();
+    LinkInputSignals<TQVSlider>(this);
+}
+
+bool TQVQuickSlider::pressed() const
+{
+    const auto *slider = qobject_cast<const TQVSlider *>(widget());
+    return slider && slider->Dragging();
 }
 
 TQVQuickPanelMeter::TQVQuickPanelMeter(QQuickItem *parent)

@@ -203,9 +203,13 @@ class QV_QUICK_EXPORT TQVQuickDial : public TQVQuickValueInstrument
     Q_PROPERTY(QColor knobColor READ knobColor WRITE setKnobColor NOTIFY knobColorChanged)
     Q_PROPERTY(double valueGap READ valueGap WRITE setValueGap NOTIFY valueGapChanged)
     Q_PROPERTY(int valueDecimals READ valueDecimals WRITE setValueDecimals NOTIFY valueDecimalsChanged)
+    /// Whether the mouse holds the knob (a drag is under way).
+    Q_PROPERTY(bool pressed READ pressed NOTIFY pressedChanged)
 
 public:
     explicit TQVQuickDial(QQuickItem *parent = nullptr);
+
+    bool pressed() const;
 
     double valueStepWidth() const { return Read("ValueStepWidth").toDouble(); }
     void setValueStepWidth(double step) { Write("ValueStepWidth", step); }
@@ -221,6 +225,9 @@ signals:
     void knobColorChanged();
     void valueGapChanged();
     void valueDecimalsChanged();
+    void pressedChanged();
+    /// The user changed the value (mouse, wheel, keys), after `valueChanged`.
+    void moved();
 };
 
 /// \brief The linear scale of the bar graph and the slider: its orientation, labels and unit.
@@ -310,9 +317,13 @@ class QV_QUICK_EXPORT TQVQuickSlider : public TQVQuickLinearScaleInstrument
     QML_NAMED_ELEMENT(Slider)
     Q_PROPERTY(double valueStepWidth READ valueStepWidth WRITE setValueStepWidth NOTIFY valueStepWidthChanged)
     Q_PROPERTY(QVariantList ranges READ ranges WRITE setRanges NOTIFY rangesChanged)
+    /// Whether the mouse holds the thumb (a drag is under way).
+    Q_PROPERTY(bool pressed READ pressed NOTIFY pressedChanged)
 
 public:
     explicit TQVQuickSlider(QQuickItem *parent = nullptr);
+
+    bool pressed() const;
 
     double valueStepWidth() const { return Read("ValueStepWidth").toDouble(); }
     void setValueStepWidth(double step) { Write("ValueStepWidth", step); }
@@ -322,6 +333,9 @@ public:
 signals:
     void valueStepWidthChanged();
     void rangesChanged();
+    void pressedChanged();
+    /// The user changed the value (mouse, keys), after `valueChanged`.
+    void moved();
 };
 
 /// \brief The digital panel meter (`TQVPanelMeter`): a sink of a single-value `source`.

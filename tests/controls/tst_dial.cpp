@@ -10,6 +10,7 @@
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QWheelEvent>
+#include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 
@@ -202,11 +203,15 @@ TEST(DialMouse, DragFollowsAngleDeltaPressOnScaleJumps)
     const Expected g = Geometry(d);
     d.SetValue(10);
 
-    // Press on the knob: no jump. The value follows the turned angle, across the +-180 seam.
+    // Press on the knob: no jump. The value follows the turned angle, across the +-180 seam;
+    // every turn is an edit, and the drag is announced at both ends.
+    QSignalSpy pressed(&d, &TQVDial::SliderPressed), releases(&d, &TQVDial::SliderReleased),
+        edited(&d, &TQVDial::ValueEdited);
     const QPoint press = Pixel(g.At(120, 0.5L * g.rk));
     QTest::mousePress(&d, Qt::LeftButton, Qt::NoModifier, press);
     EXPECT_TRUE(d.Dragging());
     EXPECT_EQ(d.Value(), 10.0);
+    EXPECT_EQ(pressed.count(), 1);
     LD turned = 0, last = g.AngleOf(press);
     for (LD a : {170.0L, -170.0L, -140.0L, 160.0L}) {
         const QPoint p = Pixel(g.At(a, 0.6L * g.rk));
@@ -217,10 +222,13 @@ TEST(DialMouse, DragFollowsAngleDeltaPressOnScaleJumps)
         QTest::mouseMove(&d, p);
         EXPECT_NEAR(d.Value(), double(10 + turned * 100 / 270), 1e-9) << double(a);
     }
+    EXPECT_EQ(edited.count(), 4);
     QTest::mouseRelease(&d, Qt::RightButton, Qt::NoModifier, press); // not the left: still dragging
     EXPECT_TRUE(d.Dragging());
     QTest::mouseRelease(&d, Qt::LeftButton, Qt::NoModifier, press);
+    QTest::mouseRelease(&d, Qt::LeftButton, Qt::NoModifier, press);
     EXPECT_FALSE(d.Dragging());
+    EXPECT_EQ(releases.count(), 1);
     const double released = d.Value();
     QTest::mouseMove(&d, Pixel(g.At(100, 0.6L * g.rk)));
     EXPECT_EQ(d.Value(), released);
@@ -254,6 +262,7 @@ TEST(DialKeyboard, KeysAndWheelStep)
         {Qt::Key_PageUp, 20},    {Qt::Key_PageDown, 0},  {Qt::Key_End, 150},     {Qt::Key_PageUp, 150},
         {Qt::Key_Home, -50},     {Qt::Key_Down, -50},
     };
+    QSignalSpy edited(&d, &TQVDial::ValueEdited);
     for (const auto &k : keys) {
         Key(d, k.key);
         EXPECT_DOUBLE_EQ(d.Value(), k.expected) << k.key;
@@ -264,6 +273,7 @@ TEST(DialKeyboard, KeysAndWheelStep)
     EXPECT_DOUBLE_EQ(d.Value(), -48.0);
     Wheel(d, 60);
     EXPECT_DOUBLE_EQ(d.Value(), -46.0);
+    EXPECT_EQ(edited.count(), 10); // the eight keys that changed the value, two notches
     d.SetValueStepWidth(2.5);
     d.SetValue(10);
     Wheel(d, -240);

@@ -5,6 +5,7 @@
 
 #include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
+#include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtGui/qtestsupport_gui.h>
 #include <QtWidgets/QApplication>
@@ -159,32 +160,46 @@ TEST(SliderMouse, DragTrackClickSnapAndRelease)
     QRect b = s.ButtonRect();
 
     // A press inside the button grabs it with its offset: the value follows the mouse delta.
+    // Each change by the mouse is an edit as well; the drag is announced at both ends.
+    QSignalSpy pressed(&s, &TQVSlider::SliderPressed), released(&s, &TQVSlider::SliderReleased),
+        edited(&s, &TQVSlider::ValueEdited);
     const QPoint grip = b.topLeft() + QPoint(2, 1);
     QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, grip);
     EXPECT_TRUE(s.Dragging());
     EXPECT_EQ(s.Value(), 50.0);
+    EXPECT_EQ(pressed.count(), 1);
+    EXPECT_EQ(edited.count(), 0);
     QTest::mouseMove(&s, grip + QPoint(7, -20));
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 20 / travel);
     QTest::mouseMove(&s, grip + QPoint(0, 13));
     EXPECT_DOUBLE_EQ(s.Value(), 50 - 100 * 13 / travel);
+    ASSERT_EQ(edited.count(), 2);
+    EXPECT_EQ(edited.last().first().toDouble(), s.Value());
 
     // Releasing another button keeps the drag; the left release ends it.
     QTest::mouseRelease(&s, Qt::RightButton, Qt::NoModifier, grip);
     QTest::mouseMove(&s, grip + QPoint(0, -30));
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 30 / travel);
+    EXPECT_EQ(released.count(), 0);
     QTest::mouseRelease(&s, Qt::LeftButton, Qt::NoModifier, grip);
     EXPECT_FALSE(s.Dragging());
     QTest::mouseMove(&s, grip + QPoint(0, -60));
+    QTest::mouseRelease(&s, Qt::LeftButton, Qt::NoModifier, grip);
     EXPECT_DOUBLE_EQ(s.Value(), 50 + 100 * 30 / travel);
+    EXPECT_EQ(released.count(), 1);
 
-    // A click on the track below the button puts the button centre under the mouse and drags.
+    // A click on the track below the button puts the button centre under the mouse and drags;
+    // a value set in code is no edit.
     s.SetValue(80);
     s.grab();
+    EXPECT_EQ(edited.count(), 3);
     const QPoint click(24, 140);
     QTest::mousePress(&s, Qt::LeftButton, Qt::NoModifier, click);
     const double jumped = 100 * (165 - 5.0 - 8 - 140) / travel;
     EXPECT_DOUBLE_EQ(s.Value(), jumped);
     EXPECT_TRUE(s.Dragging());
+    EXPECT_EQ(edited.count(), 4);
+    EXPECT_EQ(pressed.count(), 2);
     s.grab();
     b = s.ButtonRect();
     EXPECT_LE(std::abs((b.top() + b.bottom() + 1) / 2.0 - 140), 1.0);

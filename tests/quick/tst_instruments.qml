@@ -3,7 +3,8 @@ import QtTest
 import Velmora
 
 // The instrument items: lowerCamel properties reach the widget and notify, colour ranges
-// round-trip, keys and the mouse drive the dial and the slider.
+// round-trip, keys and the mouse drive the dial and the slider (and say so by `moved` and
+// `pressed`).
 Item {
     id: root
     width: 400; height: 300
@@ -136,14 +137,19 @@ Item {
         }
         function test_keys(row) {
             const item = createTemporaryObject(row.type, root, { valueMin: 0, valueMax: 100, valueStepWidth: 1, value: 50 })
+            const moved = spyOn(item, "moved")
             item.forceActiveFocus()
             verify(item.activeFocus)
             const steps = [[Qt.Key_Right, 51], [Qt.Key_Up, 52], [Qt.Key_Left, 51], [Qt.Key_Down, 50],
-                           [Qt.Key_PageUp, 60], [Qt.Key_PageDown, 50], [Qt.Key_End, 100], [Qt.Key_Home, 0]]
+                           [Qt.Key_PageUp, 60], [Qt.Key_PageDown, 50], [Qt.Key_End, 100], [Qt.Key_End, 100],
+                           [Qt.Key_Home, 0]]
             for (const [key, expected] of steps) {
                 keyClick(key)
                 compare(item.value, expected, "key " + key)
             }
+            compare(moved.count, steps.length - 1) // the second End changes nothing
+            item.value = 30
+            compare(moved.count, steps.length - 1) // a value set by the program is no move
         }
 
         // A press goes to the widget's own handler: on the upper part of the vertical
@@ -155,9 +161,14 @@ Item {
         }
         function test_mouse(row) {
             const item = createTemporaryObject(row.type, root, { valueMin: 0, valueMax: 100, value: 10 })
+            const pressedChanges = spyOn(item, "pressedChanged"), moved = spyOn(item, "moved")
             waitForRendering(item)
             mousePress(item, item.width * row.x, item.height * row.y)
+            verify(item.pressed)
             mouseRelease(item, item.width * row.x, item.height * row.y)
+            verify(!item.pressed)
+            compare(pressedChanges.count, 2)
+            compare(moved.count, 1)
             verify(item.value > row.lo && item.value < row.hi, item.value)
         }
     }
