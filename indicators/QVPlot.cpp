@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -13,6 +14,8 @@
 
 #include <QtCore/QEvent>
 #include <QtCore/QLocale>
+#include <QtCore/QSaveFile>
+#include <QtCore/QUrl>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QKeyEvent>
@@ -2379,4 +2382,105 @@ void TQVPlot::keyPressEvent(QKeyEvent *event)
     default: return TQVCustomPanel::keyPressEvent(event);
     }
     event->accept();
+}
+
+// ---------------------------------------------------------------------------------------
+// Export
+
+namespace {
+
+// The shortest text that reads back to the same number; empty when not finite.
+template <typename Number>
+QString ShortestText(Number value)
+{
+    if (!std::isfinite(value))
+        return QString();
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    return QString::fromLatin1(text, end - text);
+}
+
+QString CsvField(const QString &text)
+{
+    if (!text.contains(u',') && !text.contains(u'"') && !text.contains(u'\n') && !text.contains(u'\r'))
+        return text;
+    return u'"' + QString(text).replace(QStringLiteral("\""), QStringLiteral("\"\"")) + u'"';
+}
+
+QString WithUnit(const QString &name, const QString &unit)
+{
+    return unit.isEmpty() ? name : QStringLiteral("%1 [%2]").arg(name, unit);
+}
+
+} // namespace
+
+QString TQVPlot::TracesCsv() const
+{
+    struct Column
+    {
+        int Channel;
+        const std::vector<float> *Values; // null: the channel's abscissa
+        QString Name;
+    };
+    std::vector<Column> columns;
+    std::size_t rows = 0, firstLength = 0;
+    bool sameLength = true;
+    for (int k = 0; k < MaxTraces; ++k) {
+        const std::vector<float> &trace = m_data->traces[std::size_t(k)];
+        if (!ChannelShown(k) || trace.empty())
+            continue;
+        if (firstLength == 0)
+            firstLength = trace.size();
+        sameLength = sameLength && trace.size() == firstLength;
+        rows = std::max(rows, trace.size());
+        const QString &name = m_data->names[std::size_t(k)];
+        columns.push_back({k, nullptr, QString()});
+        columns.push_back({k, &trace, WithUnit(name, m_data->yUnit)});
+        const auto &held = m_data->processing[std::size_t(k)];
+        if (m_data->maxHold && held.maxHold.size() == trace.size())
+            columns.push_back({k, &held.maxHold, WithUnit(tr("%1 max").arg(name), m_data->yUnit)});
+        if (m_data->minHold && held.minHold.size() == trace.size())
+            columns.push_back({k, &held.minHold, WithUnit(tr("%1 min").arg(name), m_data->yUnit)});
+    }
+    // One abscissa for all when every channel has as many samples.
+    if (sameLength) {
+        for (std::size_t i = columns.size(); i-- > 1;) {
+            if (!columns[i].Values)
+                columns.erase(columns.begin() + std::ptrdiff_t(i));
+        }
+    }
+    const QString xName = WithUnit(QStringLiteral("x"), m_data->xUnit);
+    QStringList line;
+    for (const Column &column : columns)
+        line << CsvField(column.Values ? column.Name : xName);
+    QString text = (columns.empty() ? CsvField(xName) : line.join(u',')) + u'\n';
+    const bool decibel = m_data->scaleY == scDecibel;
+    for (std::size_t i = 0; i < rows; ++i) {
+        line.clear();
+        for (const Column &column : columns) {
+            const std::size_t length = m_data->traces[std::size_t(column.Channel)].size();
+            if (i >= length)
+                line << QString();
+            else if (!column.Values)
+                line << ShortestText(SampleX(column.Channel, int(i)));
+            else if (decibel)
+                line << ShortestText(DisplayValue(double((*column.Values)[i])));
+            else
+                line << ShortestText((*column.Values)[i]);
+        }
+        text += line.join(u',') + u'\n';
+    }
+    return text;
+}
+
+bool TQVPlot::SaveTracesCsv(const QString &fileName)
+{
+    const QString path = fileName.startsWith(QLatin1String("file:")) ? QUrl(fileName).toLocalFile() : fileName;
+    QSaveFile file(path);
+    if (path.isEmpty() || !file.open(QIODevice::WriteOnly) || file.write(TracesCsv().toUtf8()) < 0 || !file.commit()) {
+        emit ErrorOccurred(tr("The traces could not be written to %1: %2")
+                               .arg(path, path.isEmpty() ? tr("no file name") : file.errorString()));
+        return false;
+    }
+    return true;
 }

@@ -254,6 +254,21 @@ public:
     /// with a live trace.
     Q_INVOKABLE QRect ReadoutRect() const;
 
+    /// \brief The shown traces as comma-separated values, as they are drawn.
+    ///
+    /// A header row names the columns: "x [XUnit]", then for each shown channel with data
+    /// its name with "[YUnit]", followed by its max and min hold when on. One row per
+    /// sample: the abscissa and the displayed values (levels on a decibel scale), each in
+    /// the shortest text that reads back to the same number, empty where not finite. When
+    /// the channels differ in length, each one has an x column of its own and the rows of
+    /// a shorter one end in empty fields. Lines end in "\n"; fields with a comma or quote
+    /// are quoted. Only the header when nothing is shown.
+    Q_INVOKABLE QString TracesCsv() const;
+    /// \brief Writes `TracesCsv()` as UTF-8 to `fileName` (a path or a "file:" URL); an
+    /// existing file is replaced only when the whole text is written. False, with the
+    /// reason through `ErrorOccurred`, when it cannot be written.
+    Q_INVOKABLE bool SaveTracesCsv(const QString &fileName);
+
     /// Views on the zoom stack; 0 when the axes follow their settings.
     Q_INVOKABLE int ZoomDepth() const;
 

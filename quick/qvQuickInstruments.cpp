@@ -322,6 +322,8 @@ double TQVQuickPlot::peakValue() const { return PlotOf(this) ? PlotOf(this)->Pea
 double TQVQuickPlot::cursorValue(int which) const { return PlotOf(this) ? PlotOf(this)->CursorValue(which) : NaN; }
 QStringList TQVQuickPlot::readoutLines() const { return PlotOf(this) ? PlotOf(this)->ReadoutLines() : QStringList(); }
 QRect TQVQuickPlot::readoutRect() const { return PlotOf(this) ? PlotOf(this)->ReadoutRect() : QRect(); }
+QString TQVQuickPlot::tracesCsv() const { return PlotOf(this) ? PlotOf(this)->TracesCsv() : QString(); }
+bool TQVQuickPlot::saveTracesCsv(const QString &fileName) { return PlotOf(this) && PlotOf(this)->SaveTracesCsv(fileName); }
 
 TQVQuickWaterfall::TQVQuickWaterfall(QQuickItem *parent)
     : TQVQuickInstrument([]() -> TQVCustomPanel * { return new TQVWaterfall; }, parent)

@@ -475,6 +475,9 @@ public:
     Q_INVOKABLE double cursorValue(int which) const;
     Q_INVOKABLE QStringList readoutLines() const;
     Q_INVOKABLE QRect readoutRect() const;
+    /// The shown traces as comma-separated values, and written to a file (a path or a URL).
+    Q_INVOKABLE QString tracesCsv() const;
+    Q_INVOKABLE bool saveTracesCsv(const QString &fileName);
 
     TQVMeasureSource *source() const { return SourceOf(); }
     void setSource(TQVMeasureSource *source) { SetSource(source); }

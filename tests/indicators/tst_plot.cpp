@@ -11,8 +11,11 @@
 #include <vector>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
 #include <QtCore/QLocale>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QUrl>
 #include <QtGui/QImage>
 #include <QtGui/QMouseEvent>
 
@@ -432,6 +435,96 @@ TEST(PlotMeasure, AveragingDividesTheVarianceOfNoiseAndHoldsKeepTheExtremes)
         plot.ResetProcessing();
         EXPECT_TRUE(plot.MaxHoldData(0).empty());
     }
+}
+
+// Rows of comma-separated fields, quotes undone.
+std::vector<QStringList> ParseCsv(const QString &text)
+{
+    std::vector<QStringList> rows;
+    for (const QString &line : text.split(u'\n', Qt::SkipEmptyParts)) {
+        QStringList fields{QString()};
+        bool quoted = false;
+        for (qsizetype i = 0; i < line.size(); ++i) {
+            if (line[i] == u'"' && quoted && i + 1 < line.size() && line[i + 1] == u'"')
+                fields.last() += line[++i];
+            else if (line[i] == u'"')
+                quoted = !quoted;
+            else if (line[i] == u',' && !quoted)
+                fields << QString();
+            else
+                fields.last() += line[i];
+        }
+        rows.push_back(fields);
+    }
+    return rows;
+}
+
+// The export holds what is drawn: the abscissa of the closed form, the samples to the bit
+// (levels by the dB formula), the holds, nothing for what is not finite, and an abscissa of
+// its own for a channel of another length.
+TEST(PlotExport, CsvHoldsTheShownSamplesExactly)
+{
+    TQVBoundPlot plot(2, 5, 0.5L, 2.0L);
+    plot.SetXUnit(u"s"_s);
+    plot.SetYUnit(u"V"_s);
+    plot.SetTraceName(1, u"Out, \"filtered\""_s);
+    plot.SetMaxHold(true);
+    TQVTestBlock block(2, 5);
+    for (int k = 0; k < 2; ++k) {
+        for (int i = 0; i < 5; ++i) // samples that need all their digits
+            block.Samples[std::size_t(k)][std::size_t(i)] = float(std::sin(1.0 + i + 7 * k) / 3);
+        block.Block.Channels[k] = {block.Samples[std::size_t(k)].data(), 5};
+    }
+    block.Samples[0][3] = std::nanf("");
+    block.Samples[1][2] = 0.0f;
+    plot.source.Send(block.Block);
+    for (bool decibel : {false, true}) {
+        plot.SetScaleY(decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
+        const std::vector<QStringList> rows = ParseCsv(plot.TracesCsv());
+        ASSERT_EQ(rows.size(), 6u);
+        EXPECT_EQ(rows[0], QStringList({u"x [s]"_s, u"Ch 0 [V]"_s, u"Ch 0 max [V]"_s, u"Out, \"filtered\" [V]"_s,
+                                        u"Out, \"filtered\" max [V]"_s}));
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(rows[std::size_t(i) + 1][0].toDouble(), double(2.0L + i * 0.5L / 5)) << i;
+            for (int k = 0; k < 2; ++k)
+                for (int held = 0; held < 2; ++held) {
+                    const float y = block.Samples[std::size_t(k)][std::size_t(i)];
+                    const QString &field = rows[std::size_t(i) + 1][1 + 2 * k + held];
+                    if (std::isnan(y) || (decibel && y == 0.0f))
+                        EXPECT_TRUE(field.isEmpty()) << qPrintable(field);
+                    else if (decibel)
+                        EXPECT_NEAR(field.toDouble(), double(20 * std::log10(std::fabs(LD(y)))), 1e-12) << i;
+                    else
+                        EXPECT_EQ(field.toFloat(), y) << i << " " << k;
+                }
+        }
+    }
+    // Channels of different lengths, then nothing shown.
+    block.Block.Channels[1].Count = 2;
+    plot.SetScaleY(TQVPlot::scLinear);
+    plot.SetMaxHold(false);
+    plot.source.Send(block.Block);
+    std::vector<QStringList> rows = ParseCsv(plot.TracesCsv());
+    ASSERT_EQ(rows.size(), 6u);
+    EXPECT_EQ(rows[0][2], u"x [s]"_s);
+    EXPECT_EQ(rows[2][2].toDouble(), double(2.0L + 0.5L / 2));
+    EXPECT_EQ(rows[2][3].toFloat(), block.Samples[1][1]);
+    EXPECT_EQ(rows[3], QStringList({rows[3][0], rows[3][1], QString(), QString()}));
+    plot.SetChannelMask(0);
+    EXPECT_EQ(plot.TracesCsv(), u"x [s]\n"_s);
+
+    // Saving: the same text in the file; a file that cannot be written is reported.
+    QTemporaryDir dir;
+    QStringList errors;
+    QObject::connect(&plot, &TQVPlot::ErrorOccurred, [&](const QString &message) { errors << message; });
+    plot.SetChannelMask(3);
+    ASSERT_TRUE(plot.SaveTracesCsv(QUrl::fromLocalFile(dir.filePath(u"t.csv"_s)).toString()));
+    QFile saved(dir.filePath(u"t.csv"_s));
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(saved.readAll()), plot.TracesCsv());
+    EXPECT_TRUE(errors.isEmpty());
+    EXPECT_FALSE(plot.SaveTracesCsv(dir.filePath(u"missing/t.csv"_s)));
+    EXPECT_EQ(errors.size(), 1);
 }
 
 // Zooms push views that back and reset restore exactly; absurd views are refused; a rubber

@@ -129,6 +129,9 @@ Item {
             item.zoomTo(20, 200, -80, -20); compare(item.zoomDepth(), 1)
             item.zoomBack(); compare(item.zoomDepth(), 0)
             verify(isNaN(item.peakX()))
+            item.xUnit = "Hz"; compare(item.tracesCsv(), "x [Hz]\n") // no data: the header alone
+            const failed = spyOn(item, "errorOccurred")
+            verify(!item.saveTracesCsv("")); compare(failed.count, 1)
         }
 
         // Keys go to the widget's own handler: arrows one step, pages ten, Home and End the ends.
