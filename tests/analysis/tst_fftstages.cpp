@@ -28,15 +28,7 @@ constexpr LD Pi = std::numbers::pi_v<LD>;
 const TQVMeasureSourceCapabilities Single{mscContinuous, mscEquidistant, mscSingleChannel};
 const TQVMeasureSourceCapabilities Dual{mscContinuous, mscEquidistant, mscDualChannel};
 
-// A test source with the capabilities and `channels` channels of `length` samples over `span`.
-struct Source : TQVTestSource
-{
-    Source(TQVMeasureSourceCapabilities caps, int channels, int length = 1024, long double span = 1.0L)
-    {
-        SetCaps(caps);
-        SetSettings(channels, length, span);
-    }
-};
+using Source = TQVTestSource;
 
 std::vector<float> Signal(int n, int which)
 {

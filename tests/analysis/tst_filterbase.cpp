@@ -17,15 +17,7 @@ constexpr LD Pi = std::numbers::pi_v<LD>;
 const TQVMeasureSourceCapabilities Single{mscContinuous, mscEquidistant, mscSingleChannel};
 const QString NeedsOneChannel = QStringLiteral("Filter: Component needs continuous operation and one channel.");
 
-// A test source with the capabilities and `channels` channels of `length` samples over `span`.
-struct Source : TQVTestSource
-{
-    Source(TQVMeasureSourceCapabilities caps, int channels, int length = 1024, long double span = 1.0L)
-    {
-        SetCaps(caps);
-        SetSettings(channels, length, span);
-    }
-};
+using Source = TQVTestSource;
 
 class CountingRC : public TQVRCLowpass
 {

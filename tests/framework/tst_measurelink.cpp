@@ -80,9 +80,7 @@ TEST(MeasureLink, VariantsAcceptOnlyWhatTheirOwnerCanShow)
         for (auto [caps, channels, span, outcome] : cases) {
             SCOPED_TRACE(::testing::Message() << "kind " << v.kind << ", caps " << int(caps.Bits()) << ", channels "
                                               << channels << ", span " << double(span));
-            TQVTestSource source;
-            source.SetCaps(caps);
-            source.SetSettings(channels, 1024, span);
+            TQVTestSource source(caps, channels, 1024, span);
             TQVTestConsumer consumer(v.kind), after;
             if (outcome == Refused) {
                 try {

@@ -13,18 +13,11 @@ namespace {
 const TQVMeasureSourceCapabilities ContinuousSingle{mscContinuous, mscEquidistant, mscSingleChannel};
 const TQVMeasureSourceCapabilities ContinuousDual{mscContinuous, mscEquidistant, mscDualChannel};
 
-void Prepare(TQVTestSource &source, TQVMeasureSourceCapabilities caps, int channels)
-{
-    source.SetCaps(caps);
-    source.SetSettings(channels);
-}
-
 } // namespace
 
 TEST(MLSBase, MeasureSourceIsAPublishedPropertyAndLoopsAreRefusedSilently)
 {
-    TQVTestSource source;
-    Prepare(source, ContinuousSingle, 1);
+    TQVTestSource source(ContinuousSingle, 1);
     TQVMLSBase a, b, c, e;
     EXPECT_TRUE(a.setProperty("MeasureSource", QVariant::fromValue<TQVMeasureSource *>(&source)));
     EXPECT_EQ(a.property("MeasureSource").value<TQVMeasureSource *>(), &source);
@@ -95,8 +88,7 @@ TEST(MLSBase, RequestHarmonizedDataFollowsTheSourceAndLeavesTheUpstreamFlag)
     for (TQVPairStage *s : {&stage, &stepping})
         s->ApplyRequestHarmonizedData(true, true); // unconnected and stored
     EXPECT_TRUE(stage.RequestHarmonizedData());
-    TQVTestSource source;
-    Prepare(source, ContinuousDual, 2);
+    TQVTestSource source(ContinuousDual, 2);
     stage.SetQVMeasureSource(&source);
     stepping.SetQVMeasureSource(&source);
     stage.ApplyRequestHarmonizedData(true, true); // the source cannot harmonize

@@ -59,9 +59,7 @@ std::pair<QString, QStringList> Texts()
         GetSIInfos(id, info);
         names.append(info.Name);
     }
-    TQVTestSource source;
-    source.SetCaps({mscContinuous, mscDualChannel});
-    source.SetSettings(2);
+    TQVTestSource source({mscContinuous, mscDualChannel}, 2);
     TQVIIRFilter filter;
     try {
         filter.SetQVMeasureSource(&source);

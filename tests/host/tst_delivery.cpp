@@ -56,9 +56,7 @@ using DeletedInsideItsDelivery = ::testing::TestWithParam<DeletionCase>;
 TEST_P(DeletedInsideItsDelivery, StopsServingAndLeavesTheUpstreamRunning)
 {
     const DeletionCase &c = GetParam();
-    TQVTestSource upstream;
-    upstream.SetCaps({mscContinuous, mscEquidistant, mscSingleChannel});
-    upstream.SetSettings(1, 64, 64.0L / 48000.0L);
+    TQVTestSource upstream({mscContinuous, mscEquidistant, mscSingleChannel}, 1, 64, 64.0L / 48000.0L);
     TQVMeasureSource *source = c.Make(upstream);
     TQVTestConsumer killer, after, sibling;
     killer.Connect(source);

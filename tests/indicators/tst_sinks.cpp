@@ -30,9 +30,8 @@ struct TQVValueSource : TQVTestSource
 {
     explicit TQVValueSource(TQVMeasureSourceCapabilities caps = {mscContinuous, mscSingleChannel, mscSingleValue},
                             int channels = 1)
+        : TQVTestSource(caps, channels)
     {
-        SetCaps(caps);
-        SetSettings(channels);
     }
     void SendSamples(std::vector<float> x)
     {

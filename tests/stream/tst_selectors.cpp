@@ -118,9 +118,7 @@ TEST(Selector, CapabilitiesAndChannelCountFollowTheSourceOrItsMessageIsRaised)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.stage->metaObject()->className() << ", caps " << int(c.source.Bits()));
-        TQVTestSource source;
-        source.SetCaps(c.source);
-        source.SetSettings(c.channels);
+        TQVTestSource source(c.source, c.channels);
         if (c.message) {
             try {
                 c.stage->SetQVMeasureSource(&source);

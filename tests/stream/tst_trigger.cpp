@@ -22,9 +22,8 @@ using Blocks = std::vector<std::vector<float>>;
 struct Rig
 {
     explicit Rig(int blockLength, T::TQVTriggerType type = T::trtRangeSlope, int bufferSize = 1024, int pre = 0)
+        : Source({mscContinuous, mscEquidistant}, 2, blockLength, 0.5L)
     {
-        Source.SetCaps({mscContinuous, mscEquidistant});
-        Source.SetSettings(2, blockLength, 0.5L);
         Trigger.SetQVMeasureSource(&Source);
         Consumer.Connect(&Trigger);
         Trigger.OnTrigger = [this](TQVDescArraySingle &) { ++OnTriggerCalls; };

@@ -55,6 +55,12 @@ TQVTestSource::TQVTestSource(QObject *owner)
 {
 }
 
+TQVTestSource::TQVTestSource(TQVMeasureSourceCapabilities capabilities, int channels, int blockLength, long double span)
+{
+    SetCaps(capabilities);
+    SetSettings(channels, blockLength, span);
+}
+
 void TQVTestSource::SetSettings(int channels, int blockLength, long double span)
 {
     Settings = TQVMeasureSourceSettings{};

@@ -65,6 +65,9 @@ class TQVTestSource : public TQVMeasureSource
 {
 public:
     explicit TQVTestSource(QObject *owner = nullptr);
+    /// With `capabilities` and the settings of `SetSettings`.
+    TQVTestSource(TQVMeasureSourceCapabilities capabilities, int channels, int blockLength = 1024,
+                  long double span = 1.0L);
 
     void SetCaps(TQVMeasureSourceCapabilities capabilities) { SetCapabilities(capabilities); }
     /// Valid settings: `channels` channels of `blockLength` samples spanning `span`.
