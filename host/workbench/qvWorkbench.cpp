@@ -27,6 +27,7 @@
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QRubberBand>
 #include <QtWidgets/QScrollArea>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSpinBox>
@@ -139,18 +140,22 @@ public:
         resize(surface->size());
     }
 
-    QPointer<QWidget> Target;
+    QPointer<QWidget> Target; // the current component: frame and handles
+    QList<QPointer<QWidget>> Others; // the rest of the selection: a frame
 
 protected:
     void paintEvent(QPaintEvent *) override
     {
-        if (!Target || !Target->isVisible())
-            return;
         QPainter painter(this);
-        const QRect r = Target->geometry().adjusted(-3, -3, 2, 2);
         const QColor accent(30, 110, 220);
         painter.setPen(QPen(accent, 1, Qt::DashLine));
-        painter.drawRect(r);
+        for (const QPointer<QWidget> &other : Others) {
+            if (other && other->isVisible())
+                painter.drawRect(other->geometry().adjusted(-3, -3, 2, 2));
+        }
+        if (!Target || !Target->isVisible())
+            return;
+        painter.drawRect(Target->geometry().adjusted(-3, -3, 2, 2));
         painter.setPen(accent.darker(130));
         painter.setBrush(Qt::white);
         for (const QRect &handle : HandleRects(Target->geometry()))
@@ -174,6 +179,14 @@ protected:
         return data;
     }
 };
+
+// "Meter1 (TQVMeter)", and how many more components are selected.
+QString PropertyTitle(const QObject *component, int more)
+{
+    const QString title = TQVWorkbench::tr("%1 (%2)").arg(component->objectName(),
+                                                          QString::fromLatin1(component->metaObject()->className()));
+    return more == 0 ? title : TQVWorkbench::tr("%1 and %n more", nullptr, more).arg(title);
+}
 
 // Palette bitmap of the class; classes without one get a tile with their initials.
 QIcon ClassIcon(const QString &className)
@@ -290,13 +303,21 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
     m_tray->setResizeMode(QListView::Adjust);
     m_tray->setWordWrap(true);
     m_tray->setMinimumHeight(72);
+    m_tray->setSelectionMode(QAbstractItemView::ExtendedSelection);
     trayLayout->addWidget(m_tray);
+    // A click selects the tile alone; with Ctrl or Shift the tiles join the selection.
     connect(m_tray, &QListWidget::itemSelectionChanged, this, [this] {
         if (m_refreshing)
             return;
-        const QList<QListWidgetItem *> items = m_tray->selectedItems();
-        if (!items.isEmpty())
-            Select(items.first()->data(ComponentRole).value<QObject *>());
+        QList<QObject *> selection;
+        if (QApplication::keyboardModifiers() & (Qt::ControlModifier | Qt::ShiftModifier))
+            selection = SelectedComponents();
+        selection.removeIf([](QObject *component) { return !TQVWorkbenchModel::IsVisual(component); });
+        for (QListWidgetItem *item : m_tray->selectedItems())
+            selection.append(item->data(ComponentRole).value<QObject *>());
+        QListWidgetItem *current = m_tray->currentItem();
+        SetSelection(selection, current && current->isSelected() ? current->data(ComponentRole).value<QObject *>()
+                                                                   : nullptr);
     });
 
     auto *centre = new QSplitter(Qt::Vertical);
@@ -362,8 +383,11 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
         UpdateOverlays();
     });
     connect(m_model, &TQVWorkbenchModel::ComponentRemoving, this, [this](QObject *component) {
-        if (component == m_selected)
-            Select(nullptr);
+        if (SelectedComponents().contains(component)) {
+            QList<QObject *> rest = SelectedComponents();
+            rest.removeAll(component);
+            SetSelection(rest, m_selected == component ? nullptr : m_selected.data());
+        }
         for (int i = m_tray->count() - 1; i >= 0; --i) {
             if (m_tray->item(i)->data(ComponentRole).value<QObject *>() == component)
                 delete m_tray->takeItem(i);
@@ -456,7 +480,10 @@ void TQVWorkbench::CreateActions()
     m_pasteAction->setShortcut(QKeySequence::Paste);
     m_duplicateAction = new QAction(tr("D&uplicate"), this);
     m_duplicateAction->setShortcut(Qt::CTRL | Qt::Key_D);
-    for (QAction *action : {m_deleteAction, m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction}) {
+    m_selectAllAction = new QAction(tr("Select &All"), this);
+    m_selectAllAction->setShortcut(QKeySequence::SelectAll);
+    for (QAction *action :
+         {m_deleteAction, m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction, m_selectAllAction}) {
         action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         m_formArea->addAction(action);
         m_tray->addAction(action);
@@ -482,7 +509,8 @@ void TQVWorkbench::CreateActions()
     connect(m_copyAction, &QAction::triggered, this, [this] { OnCopy(false); });
     connect(m_pasteAction, &QAction::triggered, this, [this] { OnPaste(QApplication::clipboard()->text()); });
     connect(m_duplicateAction, &QAction::triggered, this,
-            [this] { OnPaste(m_model->CopyText({m_selected.data()})); });
+            [this] { OnPaste(m_model->CopyText(SelectedComponents())); });
+    connect(m_selectAllAction, &QAction::triggered, this, &TQVWorkbench::SelectAll);
     connect(QApplication::clipboard(), &QClipboard::dataChanged, this, [this] { UpdateActions(); });
     connect(quit, &QAction::triggered, this, &QWidget::close);
 
@@ -497,6 +525,8 @@ void TQVWorkbench::CreateActions()
     edit->addActions({m_undoAction, m_redoAction});
     edit->addSeparator();
     edit->addActions({m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction, m_deleteAction});
+    edit->addSeparator();
+    edit->addAction(m_selectAllAction);
     QMenu *form = menuBar()->addMenu(tr("F&orm"));
     form->addActions({m_runAction, m_stopAction});
 
@@ -577,6 +607,7 @@ void TQVWorkbench::UpdateActions()
         action->setEnabled(!running && m_selected);
     m_copyAction->setEnabled(m_selected);
     m_pasteAction->setEnabled(!running && !QApplication::clipboard()->text().isEmpty());
+    m_selectAllAction->setEnabled(!running);
     // The history waits while the form runs.
     m_undoAction->setEnabled(!running && m_model->UndoStack()->canUndo());
     m_redoAction->setEnabled(!running && m_model->UndoStack()->canRedo());
@@ -592,25 +623,74 @@ void TQVWorkbench::RebuildTray()
                                          component->objectName(), m_tray);
         item->setData(ComponentRole, QVariant::fromValue(component));
         item->setToolTip(QString::fromLatin1(component->metaObject()->className()));
-        item->setSelected(component == m_selected);
+        item->setSelected(component == m_selected || m_alsoSelected.contains(component));
     }
     m_refreshing = false;
 }
 
-void TQVWorkbench::Select(QObject *component)
+QList<QObject *> TQVWorkbench::SelectedComponents() const
 {
-    if (component && !m_model->Components().contains(component))
-        component = nullptr;
-    m_selected = component;
-    static_cast<SelectionOverlay *>(m_overlay)->Target = qobject_cast<QWidget *>(component);
+    QList<QObject *> selection = m_model->Components();
+    selection.removeIf([this](QObject *component) {
+        return component != m_selected && !m_alsoSelected.contains(component);
+    });
+    return selection;
+}
+
+void TQVWorkbench::Select(QObject *component, bool add)
+{
+    QList<QObject *> selection = add ? SelectedComponents() : QList<QObject *>();
+    if (add && selection.contains(component)) {
+        selection.removeAll(component);
+        SetSelection(selection, nullptr);
+        return;
+    }
+    selection.append(component);
+    SetSelection(selection, component);
+}
+
+void TQVWorkbench::SelectAll()
+{
+    if (!m_model->IsRunning())
+        SetSelection(m_model->Components(), m_selected);
+}
+
+void TQVWorkbench::SetSelection(const QList<QObject *> &components, QObject *current)
+{
+    const QList<QObject *> form = m_model->Components();
+    QList<QObject *> selection;
+    for (QObject *component : components) {
+        if (component && form.contains(component) && !selection.contains(component))
+            selection.append(component);
+    }
+    // The current one is the one asked for, else the last one added.
+    if (!selection.contains(current))
+        current = selection.isEmpty() ? nullptr : selection.last();
+    selection.removeAll(current);
+    const bool changed = current != m_selected;
+    m_selected = current;
+    m_alsoSelected.clear();
+    auto *overlay = static_cast<SelectionOverlay *>(m_overlay);
+    overlay->Others.clear();
+    for (QObject *component : selection) {
+        m_alsoSelected.append(component);
+        if (auto *widget = qobject_cast<QWidget *>(component))
+            overlay->Others.append(widget);
+    }
+    overlay->Target = qobject_cast<QWidget *>(current);
     m_overlay->raise();
-    m_overlay->update();
     m_refreshing = true;
-    for (int i = 0; i < m_tray->count(); ++i)
-        m_tray->item(i)->setSelected(m_tray->item(i)->data(ComponentRole).value<QObject *>() == component);
+    for (int i = 0; i < m_tray->count(); ++i) {
+        QObject *tile = m_tray->item(i)->data(ComponentRole).value<QObject *>();
+        m_tray->item(i)->setSelected(tile == current || m_alsoSelected.contains(tile));
+    }
     m_refreshing = false;
-    RebuildProperties();
+    if (changed || !current)
+        RebuildProperties();
+    else
+        RefreshProperties();
     UpdateActions();
+    UpdateOverlays();
 }
 
 QWidget *TQVWorkbench::PropertyEditorWidget(const QString &name) const
@@ -644,8 +724,7 @@ void TQVWorkbench::RebuildProperties()
         m_propertyTitle->setText(tr("No component selected"));
         return;
     }
-    const QString className = QString::fromLatin1(component->metaObject()->className());
-    m_propertyTitle->setText(tr("%1 (%2)").arg(component->objectName(), className));
+    m_propertyTitle->setText(PropertyTitle(component, int(m_alsoSelected.size())));
 
     QPointer<QObject> target(component);
     auto *name = new QLineEdit;
@@ -919,8 +998,7 @@ void TQVWorkbench::RefreshProperties(bool live)
         return;
     const QWidget *focus = live ? QApplication::focusWidget() : nullptr;
     if (m_selected)
-        m_propertyTitle->setText(
-            tr("%1 (%2)").arg(m_selected->objectName(), QString::fromLatin1(m_selected->metaObject()->className())));
+        m_propertyTitle->setText(PropertyTitle(m_selected, int(m_alsoSelected.size())));
     m_refreshing = true;
     for (const PropertyRow &row : m_rows) {
         if (focus && (focus == row.Editor || row.Editor->isAncestorOf(focus)))
@@ -1015,11 +1093,46 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
         case QEvent::Resize:
             m_overlay->resize(surface->size());
             return false;
-        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonPress: {
             surface->setFocus();
-            if (!running)
+            if (running)
+                return true;
+            // A press on the empty form clears the selection (not with Ctrl or Shift) and
+            // starts a rectangle that selects the components it touches.
+            auto *mouse = static_cast<QMouseEvent *>(event);
+            m_bandAdds = mouse->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier);
+            if (!m_bandAdds)
                 Select(nullptr);
+            if (mouse->button() == Qt::LeftButton) {
+                if (!m_band)
+                    m_band = new QRubberBand(QRubberBand::Rectangle, surface);
+                m_bandStart = mouse->position().toPoint();
+                m_band->setGeometry(QRect(m_bandStart, QSize()));
+                m_band->raise();
+                m_band->show();
+            }
             return true;
+        }
+        case QEvent::MouseMove:
+            if (m_band && m_band->isVisible()) {
+                m_band->setGeometry(QRect(m_bandStart, static_cast<QMouseEvent *>(event)->position().toPoint()).normalized());
+                return true;
+            }
+            return false;
+        case QEvent::MouseButtonRelease:
+            if (m_band && m_band->isVisible()) {
+                m_band->hide();
+                const QRect band = m_band->geometry();
+                QList<QObject *> selection = m_bandAdds ? SelectedComponents() : QList<QObject *>();
+                QObject *current = m_selected;
+                for (QWidget *widget : m_model->VisualComponents()) {
+                    if (widget->geometry().intersects(band) && !selection.contains(widget))
+                        selection.append(current = widget);
+                }
+                SetSelection(selection, current);
+                return true;
+            }
+            return false;
         case QEvent::DragEnter:
         case QEvent::DragMove: {
             auto *drag = static_cast<QDragMoveEvent *>(event);
@@ -1052,23 +1165,43 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
     case QEvent::MouseButtonPress: {
         auto *mouse = static_cast<QMouseEvent *>(event);
         surface->setFocus();
-        Select(component);
+        if (mouse->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier)) {
+            Select(component, true); // in or out of the selection, no drag
+            return true;
+        }
+        // A press on a selected component keeps the selection, so that all of it moves.
+        if (SelectedComponents().contains(component))
+            SetSelection(SelectedComponents(), component);
+        else
+            Select(component);
         if (mouse->button() == Qt::LeftButton) {
             m_dragWidget = component;
             m_dragStart = component->geometry();
             m_dragOffset = surface->mapFromGlobal(mouse->globalPosition().toPoint()) - component->pos();
             m_dragMoved = false;
+            m_dragGroup.clear();
+            for (QObject *selected : SelectedComponents()) {
+                if (auto *widget = qobject_cast<QWidget *>(selected))
+                    m_dragGroup.append({widget, widget->pos()});
+            }
         }
         return true;
     }
     case QEvent::MouseMove: {
         if (m_dragWidget != component)
             return true;
+        // The pressed component snaps to the grid; the others keep their distance to it,
+        // and none goes past the top or left edge.
         auto *mouse = static_cast<QMouseEvent *>(event);
-        QPoint at = surface->mapFromGlobal(mouse->globalPosition().toPoint()) - m_dragOffset;
-        at = QPoint(std::max(0, Snap(at.x())), std::max(0, Snap(at.y())));
-        if (at != component->pos()) {
-            component->move(at);
+        const QPoint at = surface->mapFromGlobal(mouse->globalPosition().toPoint()) - m_dragOffset;
+        QPoint offset = QPoint(Snap(at.x()), Snap(at.y())) - m_dragStart.topLeft();
+        for (const auto &[widget, start] : m_dragGroup)
+            offset = QPoint(std::max(offset.x(), -start.x()), std::max(offset.y(), -start.y()));
+        if (m_dragStart.topLeft() + offset != component->pos()) {
+            for (const auto &[widget, start] : m_dragGroup) {
+                if (widget)
+                    widget->move(start + offset);
+            }
             m_dragMoved = true;
             UpdateOverlays();
         }
@@ -1076,12 +1209,19 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
     }
     case QEvent::MouseButtonRelease:
         if (m_dragWidget == component && m_dragMoved) {
-            // Through the model, so that the move counts as a change of the form.
-            const QRect moved = component->geometry();
-            component->setGeometry(m_dragStart);
-            m_model->SetGeometry(component, moved);
+            // Through the model, so that the move counts as one change of the form.
+            const QPoint offset = component->pos() - m_dragStart.topLeft();
+            QList<QWidget *> moved;
+            for (const auto &[widget, start] : m_dragGroup) {
+                if (widget) {
+                    widget->move(start);
+                    moved.append(widget);
+                }
+            }
+            m_model->MoveComponents(moved, offset);
         }
         m_dragWidget = nullptr;
+        m_dragGroup.clear();
         return true;
     case QEvent::MouseButtonDblClick:
     case QEvent::Wheel:
@@ -1161,23 +1301,25 @@ bool TQVWorkbench::OnSaveAs()
 void TQVWorkbench::OnDelete()
 {
     if (m_selected)
-        m_model->RemoveComponent(m_selected);
+        m_model->RemoveComponents(SelectedComponents());
 }
 
 void TQVWorkbench::OnCopy(bool cut)
 {
-    const QString text = m_model->CopyText({m_selected.data()});
+    const QList<QObject *> selection = SelectedComponents();
+    const QString text = m_model->CopyText(selection);
     if (text.isEmpty())
         return;
     QApplication::clipboard()->setText(text);
     if (cut)
-        m_model->RemoveComponent(m_selected);
+        m_model->RemoveComponents(selection);
 }
 
 void TQVWorkbench::OnPaste(const QString &text)
 {
-    if (!text.isEmpty())
-        m_model->Paste(text);
+    const QList<QObject *> pasted = text.isEmpty() ? QList<QObject *>() : m_model->Paste(text);
+    if (!pasted.isEmpty())
+        SetSelection(pasted, pasted.last());
 }
 
 void TQVWorkbench::PlaceExample()
@@ -1377,7 +1519,8 @@ void TQVWorkbench::DrawWires(QPainter &painter)
             const QPointF bend = horizontal ? QPointF(d.x() / 2, 0) : QPointF(0, d.y() / 2);
             QPainterPath path(a);
             path.cubicTo(a + bend, b - bend, b);
-            const bool selected = consumer == m_selected || source == m_selected;
+            const bool selected = consumer == m_selected || source == m_selected ||
+                                  m_alsoSelected.contains(consumer) || m_alsoSelected.contains(source);
             QColor colour = selected ? wire.darker(130) : wire;
             colour.setAlpha(selected ? 235 : 170);
             painter.setBrush(Qt::NoBrush);

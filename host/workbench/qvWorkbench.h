@@ -17,6 +17,7 @@ class QLabel;
 class QListWidget;
 class QListWidgetItem;
 class QPainter;
+class QRubberBand;
 class QScrollArea;
 class QTableWidget;
 class QTimer;
@@ -41,10 +42,16 @@ public:
     QTableWidget *PropertyEditor() const { return m_properties; }
     QListWidget *Tray() const { return m_tray; }
 
-    /// \brief The component whose properties the editor shows, or null.
+    /// \brief The current component, whose properties the editor shows, or null.
     QObject *Selected() const { return m_selected; }
-    /// \brief Shows the properties of `component` (null clears the editor).
-    void Select(QObject *component);
+    /// \brief Every selected component, in the order of the form (the current one among them).
+    QList<QObject *> SelectedComponents() const;
+    /// \brief Selects `component` alone and shows its properties (null clears the
+    /// selection); with `add`, adds it to the selection as the current one, or takes it out
+    /// when it is selected already (a click with Ctrl or Shift).
+    void Select(QObject *component, bool add = false);
+    /// \brief Selects every component of the form.
+    void SelectAll();
     /// \brief The editor widget of property `name` of the selected component, or null.
     QWidget *PropertyEditorWidget(const QString &name) const;
 
@@ -79,6 +86,7 @@ private:
         std::function<void()> Refresh;
     };
 
+    void SetSelection(const QList<QObject *> &components, QObject *current);
     void CreateActions();
     void AddRecentFile(const QString &fileName);
     void SetRecentFiles(const QStringList &files);
@@ -127,6 +135,7 @@ private:
     QLabel *m_propertyTitle = nullptr;
     std::vector<PropertyRow> m_rows;
     QPointer<QObject> m_selected;
+    QList<QPointer<QObject>> m_alsoSelected; // the rest of the selection
 
     QAction *m_newAction = nullptr;
     QAction *m_openAction = nullptr;
@@ -139,6 +148,7 @@ private:
     QAction *m_copyAction = nullptr;
     QAction *m_pasteAction = nullptr;
     QAction *m_duplicateAction = nullptr;
+    QAction *m_selectAllAction = nullptr;
     QAction *m_undoAction = nullptr;
     QAction *m_redoAction = nullptr;
 
@@ -147,6 +157,11 @@ private:
     QPoint m_dragOffset;
     QRect m_dragStart;
     bool m_dragMoved = false;
+    QList<QPair<QPointer<QWidget>, QPoint>> m_dragGroup; // the selected widgets and where they started
+    // Selecting by a rectangle drawn on the empty form.
+    QRubberBand *m_band = nullptr;
+    QPoint m_bandStart;
+    bool m_bandAdds = false;
     // Resizing the selected component by a handle (-1: none).
     int m_resizeHandle = -1;
     QPoint m_resizePress;

@@ -846,6 +846,43 @@ QList<QObject *> TQVWorkbenchModel::Paste(const QString &text)
     return pasted;
 }
 
+bool TQVWorkbenchModel::RemoveComponents(const QList<QObject *> &components)
+{
+    QList<QObject *> removed = Components();
+    removed.removeIf([&](QObject *component) { return !components.contains(component); });
+    if (removed.size() < 2 || m_running)
+        return RemoveComponent(removed.isEmpty() ? nullptr : removed.first());
+    m_undo->beginMacro(tr("Delete %n components", nullptr, int(removed.size())));
+    for (QObject *component : removed)
+        RemoveComponent(component); // deletes that one only
+    m_undo->endMacro();
+    return true;
+}
+
+QString TQVWorkbenchModel::MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset)
+{
+    QList<QWidget *> moved = VisualComponents();
+    moved.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    if (moved.isEmpty())
+        return Fail(tr("The component is not on the form."));
+    QList<QRect> places;
+    for (QWidget *widget : moved)
+        places.append(QRect(QPoint(std::max(0, widget->x() + offset.x()), std::max(0, widget->y() + offset.y())),
+                            widget->size()));
+    if (std::equal(moved.begin(), moved.end(), places.begin(),
+                   [](const QWidget *widget, const QRect &place) { return widget->geometry() == place; }))
+        return QString(); // nothing moves: no step
+    if (moved.size() == 1)
+        return SetGeometry(moved.first(), places.first());
+    m_undo->beginMacro(moved.size() == 1 ? tr("Move %1").arg(moved.first()->objectName())
+                                         : tr("Move %n components", nullptr, int(moved.size())));
+    QString error;
+    for (qsizetype i = 0; i < moved.size() && error.isEmpty(); ++i)
+        error = SetGeometry(moved[i], places[i]);
+    m_undo->endMacro();
+    return error;
+}
+
 void TQVWorkbenchModel::Clear()
 {
     Stop();

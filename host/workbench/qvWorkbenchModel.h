@@ -80,6 +80,11 @@ public:
     bool RemoveComponent(QObject *component);
     /// Deletes every component.
     void Clear();
+    /// \brief Deletes those of `components` that are on the form as one editing step
+    /// ("Delete 3 components"); undoing it brings them all back, connected as before.
+    bool RemoveComponents(const QList<QObject *> &components);
+    /// \brief Moves `widgets` of the form by `offset` as one editing step (no place below 0).
+    QString MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset);
 
     /// \brief The form text of those of `components` that are on the form, in the form's
     /// order: what Copy puts on the clipboard (empty when none is on the form).

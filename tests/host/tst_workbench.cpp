@@ -43,6 +43,15 @@ QStringList Names(const TQVWorkbenchModel &model)
     return names;
 }
 
+QAction *ActionNamed(const QWidget &window, const char *text)
+{
+    for (QAction *action : window.findChildren<QAction *>()) {
+        if (action->text() == QLatin1String(text))
+            return action;
+    }
+    return nullptr;
+}
+
 struct Chain
 {
     TQVSignalGenerator *Generator = nullptr;
@@ -418,6 +427,55 @@ TEST(WorkbenchWindow, WiresFadeWhileRunning)
     EXPECT_GT(strongest(), 200);
 }
 
+// A rectangle on the empty form and Ctrl+clicks select several components, which then move,
+// go and come back, and are copied together, each gesture one step of the history.
+TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
+{
+    TQVWorkbench w;
+    w.SetModalErrors(false);
+    w.show();
+    w.PlaceExample();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
+    TQVWorkbenchModel &m = w.Model();
+    const auto widget = [&m](const char *name) { return qobject_cast<QWidget *>(m.Component(QLatin1String(name))); };
+    QWidget *meter = widget("Meter1"), *bar = widget("BarGraph1"), *plot = widget("Plot1");
+    ASSERT_TRUE(meter && bar && plot && meter->pos() == QPoint(24, 24) && plot->y() > 100);
+    QTest::mousePress(m.Surface(), Qt::LeftButton, {}, QPoint(8, 8));
+    QTest::mouseMove(m.Surface(), QPoint(200, 60));
+    QTest::mouseMove(m.Surface(), QPoint(bar->x() + 4, 100));
+    QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, QPoint(bar->x() + 4, 100));
+    EXPECT_EQ(w.SelectedComponents(), QList<QObject *>({meter, bar}));
+    for (qsizetype expected : {3, 2}) {
+        QTest::mouseClick(plot, Qt::LeftButton, Qt::ControlModifier, QPoint(10, 10));
+        EXPECT_EQ(w.SelectedComponents().size(), expected);
+    }
+
+    const QRect meterAt = meter->geometry(), barAt = bar->geometry();
+    const int steps = m.UndoStack()->count();
+    QTest::mousePress(meter, Qt::LeftButton, {}, QPoint(30, 30));
+    QTest::mouseMove(meter, QPoint(70, 46)); // the meter moves under the pointer: one move only
+    QTest::mouseRelease(meter, Qt::LeftButton, {}, QPoint(70, 46));
+    EXPECT_EQ(meter->geometry(), meterAt.translated(40, 16));
+    EXPECT_EQ(bar->geometry(), barAt.translated(40, 16));
+    EXPECT_EQ(m.UndoStack()->count(), steps + 1);
+
+    ActionNamed(w, "&Delete")->trigger();
+    EXPECT_EQ(Names(m), QStringList({"SignalGenerator1", "Analyzer1", "Plot1"}));
+    m.UndoStack()->undo();
+    EXPECT_EQ(m.UndoStack()->count(), steps + 2);
+    for (const char *name : {"Meter1", "BarGraph1"})
+        EXPECT_EQ(widget(name)->property("MeasureSource").value<QObject *>(), m.Component(QStringLiteral("Analyzer1"))) << name;
+    m.UndoStack()->undo();
+    EXPECT_EQ(widget("Meter1")->geometry(), meterAt);
+
+    ActionNamed(w, "Select &All")->trigger();
+    ActionNamed(w, "&Copy")->trigger();
+    ActionNamed(w, "&Paste")->trigger();
+    EXPECT_EQ(m.Components().size(), 10);
+    EXPECT_EQ(w.SelectedComponents(), m.Components().mid(5)); // the copies
+    EXPECT_EQ(m.UndoStack()->count(), steps + 1);
+}
+
 TEST(WorkbenchWindow, RecentFilesDropMissingOnesWithAMessage)
 {
     QTemporaryDir dir;
@@ -470,15 +528,8 @@ TEST(WorkbenchWindow, PaletteAndDeleteWorkOnTheModel)
     ASSERT_EQ(w.Tray()->count(), 1);
     EXPECT_EQ(w.Tray()->item(0)->text(), QStringLiteral("SignalGenerator1"));
 
-    const auto action = [&w](const char *text) {
-        for (QAction *action : w.findChildren<QAction *>()) {
-            if (action->text() == QLatin1String(text))
-                return action;
-        }
-        return static_cast<QAction *>(nullptr);
-    };
-    QAction *remove = action("&Delete"), *copy = action("&Copy"), *paste = action("&Paste");
-    QAction *cut = action("Cu&t"), *duplicate = action("D&uplicate");
+    QAction *remove = ActionNamed(w, "&Delete"), *copy = ActionNamed(w, "&Copy"), *paste = ActionNamed(w, "&Paste");
+    QAction *cut = ActionNamed(w, "Cu&t"), *duplicate = ActionNamed(w, "D&uplicate");
     ASSERT_TRUE(remove && copy && paste && cut && duplicate);
     // Copy puts the form text on the clipboard; Paste and Duplicate place and select copies.
     w.Select(generator);
