@@ -15,6 +15,17 @@
         <source>%1 of %2</source>
         <translation>%1 von %2</translation>
     </message>
+    <message>
+        <source>Paste %1</source>
+        <translation>%1 einfügen</translation>
+    </message>
+    <message numerus="yes">
+        <source>Paste %n components</source>
+        <translation>
+            <numerusform>%n Komponente einfügen</numerusform>
+            <numerusform>%n Komponenten einfügen</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>QVNet</name>
@@ -369,6 +380,22 @@
         <source>Peak</source>
         <translation>Spitze</translation>
     </message>
+    <message>
+        <source>%1 max</source>
+        <translation>%1 max</translation>
+    </message>
+    <message>
+        <source>%1 min</source>
+        <translation>%1 min</translation>
+    </message>
+    <message>
+        <source>The traces could not be written to %1: %2</source>
+        <translation>Die Kurven konnten nicht nach %1 geschrieben werden: %2</translation>
+    </message>
+    <message>
+        <source>no file name</source>
+        <translation>kein Dateiname</translation>
+    </message>
 </context>
 <context>
     <name>TQVRecorder</name>
@@ -572,6 +599,33 @@
         <source>&amp;Clear list</source>
         <translation>Liste &amp;leeren</translation>
     </message>
+    <message numerus="yes">
+        <source>%1 and %n more</source>
+        <translation>
+            <numerusform>%1 und %n weitere</numerusform>
+            <numerusform>%1 und %n weitere</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Cu&amp;t</source>
+        <translation>&amp;Ausschneiden</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Kopieren</translation>
+    </message>
+    <message>
+        <source>&amp;Paste</source>
+        <translation>&amp;Einfügen</translation>
+    </message>
+    <message>
+        <source>D&amp;uplicate</source>
+        <translation>D&amp;uplizieren</translation>
+    </message>
+    <message>
+        <source>Select &amp;All</source>
+        <translation>Alles aus&amp;wählen</translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -678,6 +732,36 @@
     <message>
         <source>The component could not be restored: %1</source>
         <translation>Die Komponente konnte nicht wiederhergestellt werden: %1</translation>
+    </message>
+    <message>
+        <source>Stop the form before pasting components.</source>
+        <translation>Stoppen Sie das Formular, bevor Sie Komponenten einfügen.</translation>
+    </message>
+    <message>
+        <source>The text could not be pasted: %1</source>
+        <translation>Der Text konnte nicht eingefügt werden: %1</translation>
+    </message>
+    <message>
+        <source>The text holds no component to paste.</source>
+        <translation>Der Text enthält keine Komponente zum Einfügen.</translation>
+    </message>
+    <message numerus="yes">
+        <source>Delete %n components</source>
+        <translation>
+            <numerusform>%n Komponente löschen</numerusform>
+            <numerusform>%n Komponenten löschen</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Move %1</source>
+        <translation>%1 verschieben</translation>
+    </message>
+    <message numerus="yes">
+        <source>Move %n components</source>
+        <translation>
+            <numerusform>%n Komponente verschieben</numerusform>
+            <numerusform>%n Komponenten verschieben</numerusform>
+        </translation>
     </message>
 </context>
 <context>
