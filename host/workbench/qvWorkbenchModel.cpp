@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include <QtCore/QFile>
 #include <QtCore/QMetaEnum>
@@ -523,20 +524,29 @@ QString TQVWorkbenchModel::ComponentText(QObject *component) const
 QList<QObject *> TQVWorkbenchModel::Recreate(const QString &text, int index)
 {
     QWidget holder;
+    const std::optional<QList<QObject *>> read =
+        ReadPart(text, holder, false, tr("The component could not be restored: %1"));
+    if (!read)
+        return {};
+    for (QObject *component : *read)
+        Adopt(component, index < 0 ? -1 : index++);
+    for (QObject *component : *read)
+        emit ComponentAdded(component);
+    return *read;
+}
+
+std::optional<QList<QObject *>> TQVWorkbenchModel::ReadPart(const QString &text, QWidget &holder, bool loose,
+                                                             const QString &failure)
+{
     TQVFormReader reader(m_registry);
     reader.SetExternalComponents(Components());
-    QList<QObject *> read;
+    reader.SetLooseReferences(loose);
     try {
-        read = reader.Read(text, &holder);
+        return reader.Read(text, &holder);
     } catch (const std::exception &e) {
-        Fail(tr("The component could not be restored: %1").arg(ExceptionText(e)));
-        return {};
+        Fail(failure.arg(ExceptionText(e)));
+        return std::nullopt;
     }
-    for (QObject *component : read)
-        Adopt(component, index < 0 ? -1 : index++);
-    for (QObject *component : read)
-        emit ComponentAdded(component);
-    return read;
 }
 
 void TQVWorkbenchModel::Destroy(const QList<QObject *> &components)
@@ -782,16 +792,10 @@ QList<QObject *> TQVWorkbenchModel::Paste(const QString &text)
     }
     const QString before = Snapshot();
     QWidget holder;
-    TQVFormReader reader(m_registry);
-    reader.SetExternalComponents(Components());
-    reader.SetLooseReferences(true);
-    QList<QObject *> pasted;
-    try {
-        pasted = reader.Read(text, &holder);
-    } catch (const std::exception &e) {
-        Fail(tr("The text could not be pasted: %1").arg(ExceptionText(e)));
+    const std::optional<QList<QObject *>> read = ReadPart(text, holder, true, tr("The text could not be pasted: %1"));
+    if (!read)
         return {};
-    }
+    const QList<QObject *> pasted = *read;
     if (pasted.isEmpty()) {
         Fail(tr("The text holds no component to paste."));
         return {};

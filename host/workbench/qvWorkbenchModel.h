@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include <QtCore/QList>
 #include <QtCore/QMetaProperty>
@@ -168,6 +169,9 @@ private:
     int IndexOf(const QString &name) const;
     QString ComponentText(QObject *component) const;
     QList<QObject *> Recreate(const QString &text, int index);
+    /// Reads part of a form into `holder`, its references naming the form's components too;
+    /// a failure is reported as `failure` with the reader's text for %1.
+    std::optional<QList<QObject *>> ReadPart(const QString &text, QWidget &holder, bool loose, const QString &failure);
     void Destroy(const QList<QObject *> &components);
     QObject *Rebuild(QObject *component, const QString &text);
     QList<QPair<QString, QString>> Consumers(const QObject *source) const;
