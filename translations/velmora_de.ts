@@ -626,6 +626,66 @@
         <source>Select &amp;All</source>
         <translation>Alles aus&amp;wählen</translation>
     </message>
+    <message>
+        <source>&amp;Arrange</source>
+        <translation>&amp;Anordnen</translation>
+    </message>
+    <message>
+        <source>&amp;Align</source>
+        <translation>&amp;Ausrichten</translation>
+    </message>
+    <message>
+        <source>&amp;Left Edges</source>
+        <translation>&amp;Linke Kanten</translation>
+    </message>
+    <message>
+        <source>Horizontal &amp;Centers</source>
+        <translation>Horizontale &amp;Mitten</translation>
+    </message>
+    <message>
+        <source>&amp;Right Edges</source>
+        <translation>&amp;Rechte Kanten</translation>
+    </message>
+    <message>
+        <source>&amp;Top Edges</source>
+        <translation>&amp;Obere Kanten</translation>
+    </message>
+    <message>
+        <source>&amp;Vertical Centers</source>
+        <translation>&amp;Vertikale Mitten</translation>
+    </message>
+    <message>
+        <source>&amp;Bottom Edges</source>
+        <translation>&amp;Untere Kanten</translation>
+    </message>
+    <message>
+        <source>Make Same &amp;Size</source>
+        <translation>Gleiche &amp;Größe</translation>
+    </message>
+    <message>
+        <source>&amp;Width</source>
+        <translation>&amp;Breite</translation>
+    </message>
+    <message>
+        <source>&amp;Height</source>
+        <translation>&amp;Höhe</translation>
+    </message>
+    <message>
+        <source>&amp;Both</source>
+        <translation>B&amp;eides</translation>
+    </message>
+    <message>
+        <source>&amp;Space Evenly</source>
+        <translation>&amp;Gleichmäßig verteilen</translation>
+    </message>
+    <message>
+        <source>&amp;Across</source>
+        <translation>&amp;Waagerecht</translation>
+    </message>
+    <message>
+        <source>&amp;Down</source>
+        <translation>&amp;Senkrecht</translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -752,15 +812,40 @@
             <numerusform>%n Komponenten löschen</numerusform>
         </translation>
     </message>
-    <message>
-        <source>Move %1</source>
-        <translation>%1 verschieben</translation>
-    </message>
     <message numerus="yes">
         <source>Move %n components</source>
         <translation>
             <numerusform>%n Komponente verschieben</numerusform>
             <numerusform>%n Komponenten verschieben</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Spacing takes at least three components of the form.</source>
+        <translation>Zum Verteilen braucht es mindestens drei Komponenten des Formulars.</translation>
+    </message>
+    <message>
+        <source>Aligning and sizing take at least two components of the form.</source>
+        <translation>Zum Ausrichten und Angleichen der Größe braucht es mindestens zwei Komponenten des Formulars.</translation>
+    </message>
+    <message numerus="yes">
+        <source>Resize %n components</source>
+        <translation>
+            <numerusform>%n Komponente in der Größe ändern</numerusform>
+            <numerusform>%n Komponenten in der Größe ändern</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Space %n components</source>
+        <translation>
+            <numerusform>%n Komponente verteilen</numerusform>
+            <numerusform>%n Komponenten verteilen</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Align %n components</source>
+        <translation>
+            <numerusform>%n Komponente ausrichten</numerusform>
+            <numerusform>%n Komponenten ausrichten</numerusform>
         </translation>
     </message>
 </context>

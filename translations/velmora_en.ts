@@ -626,6 +626,66 @@
         <source>Select &amp;All</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>&amp;Arrange</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Align</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Left Edges</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Horizontal &amp;Centers</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Right Edges</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Top Edges</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Vertical Centers</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Bottom Edges</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make Same &amp;Size</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Width</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Height</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Both</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Space Evenly</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Across</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Down</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -752,12 +812,37 @@
             <numerusform></numerusform>
         </translation>
     </message>
+    <message numerus="yes">
+        <source>Move %n components</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
     <message>
-        <source>Move %1</source>
+        <source>Spacing takes at least three components of the form.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Aligning and sizing take at least two components of the form.</source>
         <translation type="unfinished"></translation>
     </message>
     <message numerus="yes">
-        <source>Move %n components</source>
+        <source>Resize %n components</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Space %n components</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Align %n components</source>
         <translation type="unfinished">
             <numerusform></numerusform>
             <numerusform></numerusform>

@@ -527,6 +527,8 @@ void TQVWorkbench::CreateActions()
     edit->addActions({m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction, m_deleteAction});
     edit->addSeparator();
     edit->addAction(m_selectAllAction);
+    CreateArrangeMenu();
+    menuBar()->addMenu(m_arrangeMenu);
     QMenu *form = menuBar()->addMenu(tr("F&orm"));
     form->addActions({m_runAction, m_stopAction});
 
@@ -548,6 +550,54 @@ void TQVWorkbench::CreateActions()
     connect(history, &QUndoStack::canRedoChanged, this, [this] { UpdateActions(); });
     UpdateRecentMenu();
     UpdateActions();
+}
+
+void TQVWorkbench::CreateArrangeMenu()
+{
+    using A = TQVWorkbenchModel::TQVArrangement;
+    m_arrangeMenu = new QMenu(tr("&Arrange"), this);
+    const auto add = [this](QMenu *menu, const QString &text, A arrangement) {
+        QAction *action = menu->addAction(text);
+        action->setData(int(arrangement));
+        m_arrangeActions.append(action);
+        // On the current component, as the one the others follow.
+        connect(action, &QAction::triggered, this, [this, arrangement] {
+            QList<QWidget *> widgets;
+            for (QObject *component : SelectedComponents()) {
+                if (auto *widget = qobject_cast<QWidget *>(component))
+                    widgets.append(widget);
+            }
+            m_model->ArrangeComponents(widgets, arrangement, qobject_cast<QWidget *>(m_selected.data()));
+        });
+    };
+    QMenu *align = m_arrangeMenu->addMenu(tr("&Align"));
+    add(align, tr("&Left Edges"), A::Lefts);
+    add(align, tr("Horizontal &Centers"), A::Centers);
+    add(align, tr("&Right Edges"), A::Rights);
+    align->addSeparator();
+    add(align, tr("&Top Edges"), A::Tops);
+    add(align, tr("&Vertical Centers"), A::Middles);
+    add(align, tr("&Bottom Edges"), A::Bottoms);
+    QMenu *size = m_arrangeMenu->addMenu(tr("Make Same &Size"));
+    add(size, tr("&Width"), A::SameWidth);
+    add(size, tr("&Height"), A::SameHeight);
+    add(size, tr("&Both"), A::SameSize);
+    QMenu *space = m_arrangeMenu->addMenu(tr("&Space Evenly"));
+    add(space, tr("&Across"), A::SpaceAcross);
+    add(space, tr("&Down"), A::SpaceDown);
+}
+
+void TQVWorkbench::ShowContextMenu(const QPoint &globalPosition, bool onComponent)
+{
+    QMenu menu;
+    if (onComponent) {
+        menu.addActions({m_cutAction, m_copyAction, m_pasteAction, m_duplicateAction, m_deleteAction});
+        menu.addSeparator();
+        menu.addMenu(m_arrangeMenu);
+    } else {
+        menu.addActions({m_pasteAction, m_selectAllAction});
+    }
+    menu.exec(globalPosition);
 }
 
 void TQVWorkbench::CreatePalette()
@@ -608,6 +658,15 @@ void TQVWorkbench::UpdateActions()
     m_copyAction->setEnabled(m_selected);
     m_pasteAction->setEnabled(!running && !QApplication::clipboard()->text().isEmpty());
     m_selectAllAction->setEnabled(!running);
+    qsizetype widgets = 0;
+    for (QObject *component : SelectedComponents())
+        widgets += component->isWidgetType();
+    for (QAction *action : m_arrangeActions) {
+        const auto arrangement = TQVWorkbenchModel::TQVArrangement(action->data().toInt());
+        const bool spacing = arrangement == TQVWorkbenchModel::TQVArrangement::SpaceAcross ||
+                             arrangement == TQVWorkbenchModel::TQVArrangement::SpaceDown;
+        action->setEnabled(!running && widgets >= (spacing ? 3 : 2));
+    }
     // The history waits while the form runs.
     m_undoAction->setEnabled(!running && m_model->UndoStack()->canUndo());
     m_redoAction->setEnabled(!running && m_model->UndoStack()->canRedo());
@@ -1093,6 +1152,10 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
         case QEvent::Resize:
             m_overlay->resize(surface->size());
             return false;
+        case QEvent::ContextMenu:
+            if (!running)
+                ShowContextMenu(static_cast<QContextMenuEvent *>(event)->globalPos(), false);
+            return true;
         case QEvent::MouseButtonPress: {
             surface->setFocus();
             if (running)
@@ -1227,7 +1290,9 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Wheel:
     case QEvent::KeyPress:
     case QEvent::KeyRelease:
+        return true;
     case QEvent::ContextMenu:
+        ShowContextMenu(static_cast<QContextMenuEvent *>(event)->globalPos(), true);
         return true;
     default:
         return false;

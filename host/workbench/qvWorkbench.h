@@ -88,6 +88,8 @@ private:
 
     void SetSelection(const QList<QObject *> &components, QObject *current);
     void CreateActions();
+    void CreateArrangeMenu();
+    void ShowContextMenu(const QPoint &globalPosition, bool onComponent);
     void AddRecentFile(const QString &fileName);
     void SetRecentFiles(const QStringList &files);
     void UpdateRecentMenu();
@@ -149,6 +151,8 @@ private:
     QAction *m_pasteAction = nullptr;
     QAction *m_duplicateAction = nullptr;
     QAction *m_selectAllAction = nullptr;
+    QMenu *m_arrangeMenu = nullptr;
+    QList<QAction *> m_arrangeActions; // data: the model's arrangement
     QAction *m_undoAction = nullptr;
     QAction *m_redoAction = nullptr;
 

@@ -1,6 +1,8 @@
 #include "qvWorkbenchModel.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numeric>
 #include <memory>
 #include <optional>
 
@@ -873,16 +875,92 @@ QString TQVWorkbenchModel::MoveComponents(const QList<QWidget *> &widgets, const
     for (QWidget *widget : moved)
         places.append(QRect(QPoint(std::max(0, widget->x() + offset.x()), std::max(0, widget->y() + offset.y())),
                             widget->size()));
-    if (std::equal(moved.begin(), moved.end(), places.begin(),
-                   [](const QWidget *widget, const QRect &place) { return widget->geometry() == place; }))
-        return QString(); // nothing moves: no step
-    if (moved.size() == 1)
-        return SetGeometry(moved.first(), places.first());
-    m_undo->beginMacro(moved.size() == 1 ? tr("Move %1").arg(moved.first()->objectName())
-                                         : tr("Move %n components", nullptr, int(moved.size())));
+    return SetGeometries(moved, places, tr("Move %n components", nullptr, int(moved.size())));
+}
+
+QString TQVWorkbenchModel::ArrangeComponents(const QList<QWidget *> &widgets, TQVArrangement arrangement,
+                                             QWidget *reference)
+{
+    using A = TQVArrangement;
+    QList<QWidget *> arranged = VisualComponents();
+    arranged.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    const bool spacing = arrangement == A::SpaceAcross || arrangement == A::SpaceDown;
+    if (arranged.size() < (spacing ? 3 : 2))
+        return Fail(spacing ? tr("Spacing takes at least three components of the form.")
+                            : tr("Aligning and sizing take at least two components of the form."));
+    if (!reference || !arranged.contains(reference))
+        reference = arranged.first();
+    const QRect r = reference->geometry();
+    QList<QRect> places;
+    for (QWidget *widget : arranged) {
+        QRect g = widget->geometry();
+        // Centres round down, as QRect::center does.
+        const auto centred = [](int start, int length, int span) {
+            return start + int(std::floor((length - span) / 2.0));
+        };
+        switch (arrangement) {
+        case A::Lefts: g.moveLeft(r.left()); break;
+        case A::Centers: g.moveLeft(centred(r.left(), r.width(), g.width())); break;
+        case A::Rights: g.moveRight(r.right()); break;
+        case A::Tops: g.moveTop(r.top()); break;
+        case A::Middles: g.moveTop(centred(r.top(), r.height(), g.height())); break;
+        case A::Bottoms: g.moveBottom(r.bottom()); break;
+        case A::SameWidth: g.setWidth(r.width()); break;
+        case A::SameHeight: g.setHeight(r.height()); break;
+        case A::SameSize: g.setSize(r.size()); break;
+        case A::SpaceAcross:
+        case A::SpaceDown: break;
+        }
+        g.moveTo(std::max(0, g.x()), std::max(0, g.y()));
+        places.append(g);
+    }
+    if (spacing) {
+        // In order of place; the first and the last stay, the gaps between all become equal.
+        const bool across = arrangement == A::SpaceAcross;
+        const auto start = [across](const QRect &g) { return across ? g.x() : g.y(); };
+        const auto length = [across](const QRect &g) { return across ? g.width() : g.height(); };
+        QList<qsizetype> order(places.size());
+        std::iota(order.begin(), order.end(), 0);
+        std::stable_sort(order.begin(), order.end(),
+                         [&](qsizetype a, qsizetype b) { return start(places[a]) < start(places[b]); });
+        const QRect &first = places[order.first()], &last = places[order.last()];
+        long long free = start(last) + length(last) - start(first);
+        for (const QRect &g : places)
+            free -= length(g);
+        const int gaps = int(places.size()) - 1;
+        int position = start(first) + length(first);
+        for (int i = 1; i < gaps; ++i) {
+            QRect &g = places[order[i]];
+            const int at = position + int(std::lround(double(free) * i / gaps));
+            across ? g.moveLeft(std::max(0, at)) : g.moveTop(std::max(0, at));
+            position += length(g);
+        }
+    }
+    const QString step = arrangement >= A::SameWidth && !spacing ? tr("Resize %n components", nullptr, int(arranged.size()))
+                         : spacing ? tr("Space %n components", nullptr, int(arranged.size()))
+                                   : tr("Align %n components", nullptr, int(arranged.size()));
+    return SetGeometries(arranged, places, step);
+}
+
+QString TQVWorkbenchModel::SetGeometries(const QList<QWidget *> &widgets, const QList<QRect> &places,
+                                         const QString &step)
+{
+    QList<QWidget *> changed;
+    QList<QRect> to;
+    for (qsizetype i = 0; i < widgets.size(); ++i) {
+        if (widgets[i]->geometry() != places[i]) {
+            changed.append(widgets[i]);
+            to.append(places[i]);
+        }
+    }
+    if (changed.isEmpty())
+        return QString(); // nothing changes: no step
+    if (changed.size() == 1)
+        return SetGeometry(changed.first(), to.first());
+    m_undo->beginMacro(step);
     QString error;
-    for (qsizetype i = 0; i < moved.size() && error.isEmpty(); ++i)
-        error = SetGeometry(moved[i], places[i]);
+    for (qsizetype i = 0; i < changed.size() && error.isEmpty(); ++i)
+        error = SetGeometry(changed[i], to[i]);
     m_undo->endMacro();
     return error;
 }

@@ -87,6 +87,28 @@ public:
     /// \brief Moves `widgets` of the form by `offset` as one editing step (no place below 0).
     QString MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset);
 
+    /// How `ArrangeComponents` lines widgets up.
+    enum class TQVArrangement
+    {
+        Lefts,       ///< left edges on the reference's
+        Centers,     ///< horizontal centres on the reference's
+        Rights,      ///< right edges on the reference's
+        Tops,        ///< top edges on the reference's
+        Middles,     ///< vertical centres on the reference's
+        Bottoms,     ///< bottom edges on the reference's
+        SameWidth,   ///< the reference's width
+        SameHeight,  ///< the reference's height
+        SameSize,    ///< the reference's width and height
+        SpaceAcross, ///< equal gaps from left to right, the outer two staying
+        SpaceDown,   ///< equal gaps from top to bottom, the outer two staying
+    };
+    Q_ENUM(TQVArrangement)
+    /// \brief Lines `widgets` of the form up on `reference` (one of them; null: the first
+    /// of them on the form) as one editing step ("Align 3 components"). Aligning and sizing
+    /// take at least two widgets, spacing three; no place goes below 0.
+    QString ArrangeComponents(const QList<QWidget *> &widgets, TQVArrangement arrangement,
+                              QWidget *reference = nullptr);
+
     /// \brief The form text of those of `components` that are on the form, in the form's
     /// order: what Copy puts on the clipboard (empty when none is on the form).
     QString CopyText(const QList<QObject *> &components) const;
@@ -180,6 +202,7 @@ private:
     QVariantList State(QObject *component) const;
     void RestoreState(QObject *component, const QVariantList &state);
     QString Fail(const QString &message);
+    QString SetGeometries(const QList<QWidget *> &widgets, const QList<QRect> &places, const QString &step);
     void SetModified(bool modified);
     void Adopt(QObject *component, int index = -1);
     void DeleteComponents(QList<QObject *> components);

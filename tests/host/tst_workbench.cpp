@@ -445,6 +445,7 @@ TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
     QTest::mouseMove(m.Surface(), QPoint(bar->x() + 4, 100));
     QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, QPoint(bar->x() + 4, 100));
     EXPECT_EQ(w.SelectedComponents(), QList<QObject *>({meter, bar}));
+    EXPECT_FALSE(ActionNamed(w, "&Across")->isEnabled()); // spacing takes three
     for (qsizetype expected : {3, 2}) {
         QTest::mouseClick(plot, Qt::LeftButton, Qt::ControlModifier, QPoint(10, 10));
         EXPECT_EQ(w.SelectedComponents().size(), expected);
@@ -474,6 +475,8 @@ TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
     EXPECT_EQ(m.Components().size(), 10);
     EXPECT_EQ(w.SelectedComponents(), m.Components().mid(5)); // the copies
     EXPECT_EQ(m.UndoStack()->count(), steps + 1);
+    ActionNamed(w, "&Width")->trigger(); // on the current component, the plot's copy
+    EXPECT_EQ(widget("Meter2")->width(), plot->width());
 }
 
 TEST(WorkbenchWindow, RecentFilesDropMissingOnesWithAMessage)
@@ -595,6 +598,65 @@ TEST(WorkbenchModel, PasteConnectsNamesAndPlacesCopies)
     m.Stop();
     EXPECT_EQ(m.FormText(), form);
     EXPECT_EQ(m.UndoStack()->count(), steps);
+}
+
+// Each arrangement measured on its result: the compared edges, centres or sizes agree with
+// the reference's (centres within the pixel that rounding leaves), the other coordinates
+// stay, gaps come out equal with the outer widgets in place; one step undoes it.
+TEST(WorkbenchModel, ArrangeLinesWidgetsUpOnTheReference)
+{
+    using A = TQVWorkbenchModel::TQVArrangement;
+    TQVWorkbenchModel m;
+    const QList<QRect> start = {QRect(40, 100, 120, 90), QRect(300, 20, 61, 200), QRect(170, 260, 33, 47)};
+    QList<QWidget *> w;
+    for (const QRect &r : start) {
+        w.append(qobject_cast<QWidget *>(m.AddComponent(QStringLiteral("TQVLed"))));
+        ASSERT_EQ(m.SetGeometry(w.last(), r), QString());
+    }
+    using Measure = int (*)(const QRect &);
+    // What must agree with the reference, what must stay for each widget, and by how much.
+    const struct { A Arrangement; Measure Compared, Kept; int Tolerance; } rows[] = {
+        {A::Lefts, [](const QRect &r) { return r.left(); }, [](const QRect &r) { return r.y() * 65536 + r.width(); }, 0},
+        {A::Centers, [](const QRect &r) { return 2 * r.x() + r.width(); }, [](const QRect &r) { return r.y(); }, 1},
+        {A::Rights, [](const QRect &r) { return r.right(); }, [](const QRect &r) { return r.y() * 65536 + r.width(); }, 0},
+        {A::Tops, [](const QRect &r) { return r.top(); }, [](const QRect &r) { return r.x() * 65536 + r.height(); }, 0},
+        {A::Middles, [](const QRect &r) { return 2 * r.y() + r.height(); }, [](const QRect &r) { return r.x(); }, 1},
+        {A::Bottoms, [](const QRect &r) { return r.bottom(); }, [](const QRect &r) { return r.x() * 65536 + r.height(); }, 0},
+        {A::SameWidth, [](const QRect &r) { return r.width(); }, [](const QRect &r) { return r.x() * 65536 + r.y(); }, 0},
+        {A::SameHeight, [](const QRect &r) { return r.height(); }, [](const QRect &r) { return r.x() * 65536 + r.y(); }, 0},
+        {A::SameSize, [](const QRect &r) { return r.width() * 65536 + r.height(); }, [](const QRect &r) { return r.x() * 65536 + r.y(); }, 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(int(row.Arrangement));
+        const int steps = m.UndoStack()->index();
+        ASSERT_EQ(m.ArrangeComponents(w, row.Arrangement, w[1]), QString());
+        EXPECT_EQ(w[1]->geometry(), start[1]);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_LE(std::abs(row.Compared(w[i]->geometry()) - row.Compared(start[1])), row.Tolerance) << i;
+            EXPECT_EQ(row.Kept(w[i]->geometry()), row.Kept(start[i])) << i;
+        }
+        EXPECT_EQ(m.UndoStack()->index(), steps + 1);
+        m.UndoStack()->undo();
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(w[i]->geometry(), start[i]);
+    }
+    // Across: 40..159, 170..202, 300..360 in order; down they overlap, so the gaps are negative.
+    for (const A spacing : {A::SpaceAcross, A::SpaceDown}) {
+        const bool across = spacing == A::SpaceAcross;
+        ASSERT_EQ(m.ArrangeComponents(w, spacing), QString());
+        QList<QRect> g = {w[0]->geometry(), w[1]->geometry(), w[2]->geometry()};
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(across ? g[i].y() : g[i].x(), across ? start[i].y() : start[i].x()) << i;
+        const auto low = [across](const QRect &r) { return across ? r.left() : r.top(); };
+        const auto high = [across](const QRect &r) { return across ? r.right() : r.bottom(); };
+        std::sort(g.begin(), g.end(), [&](const QRect &a, const QRect &b) { return low(a) < low(b); });
+        EXPECT_EQ(g.first(), across ? start[0] : start[1]);
+        EXPECT_EQ(g.last(), across ? start[1] : start[2]);
+        EXPECT_LE(std::abs((low(g[1]) - high(g[0])) - (low(g[2]) - high(g[1]))), 1);
+        m.UndoStack()->undo();
+    }
+    EXPECT_NE(m.ArrangeComponents(w.mid(1), A::SpaceAcross), QString());
+    EXPECT_NE(m.ArrangeComponents({w[0]}, A::Lefts), QString());
 }
 
 TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
