@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include <QtCore/QFileInfo>
+#include <QtCore/QHash>
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMimeData>
 #include <QtCore/QSettings>
@@ -14,6 +15,7 @@
 #include <QtGui/QUndoStack>
 #include <QtGui/QClipboard>
 #include <QtGui/QCloseEvent>
+#include <QtGui/QKeyEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
@@ -587,6 +589,31 @@ void TQVWorkbench::CreateArrangeMenu()
     add(space, tr("&Down"), A::SpaceDown);
 }
 
+bool TQVWorkbench::NudgeSelection(const QKeyEvent *key)
+{
+    // Arrows move the selected widgets by the snap step, Shift+arrows resize them; with
+    // Ctrl by one pixel.
+    static const QHash<int, QPoint> directions = {
+        {Qt::Key_Left, {-1, 0}}, {Qt::Key_Right, {1, 0}}, {Qt::Key_Up, {0, -1}}, {Qt::Key_Down, {0, 1}}};
+    const auto direction = directions.constFind(key->key());
+    const Qt::KeyboardModifiers modifiers = key->modifiers() & ~Qt::KeypadModifier;
+    if (direction == directions.cend() || (modifiers & ~(Qt::ControlModifier | Qt::ShiftModifier)))
+        return false;
+    QList<QWidget *> widgets;
+    for (QObject *component : SelectedComponents()) {
+        if (auto *widget = qobject_cast<QWidget *>(component))
+            widgets.append(widget);
+    }
+    if (widgets.isEmpty())
+        return false;
+    const QPoint step = *direction * (modifiers & Qt::ControlModifier ? 1 : SnapStep);
+    if (modifiers & Qt::ShiftModifier)
+        m_model->ResizeComponents(widgets, QSize(step.x(), step.y()));
+    else
+        m_model->MoveComponents(widgets, step);
+    return true;
+}
+
 void TQVWorkbench::ShowContextMenu(const QPoint &globalPosition, bool onComponent)
 {
     QMenu menu;
@@ -1156,6 +1183,8 @@ bool TQVWorkbench::eventFilter(QObject *watched, QEvent *event)
             if (!running)
                 ShowContextMenu(static_cast<QContextMenuEvent *>(event)->globalPos(), false);
             return true;
+        case QEvent::KeyPress:
+            return !running && NudgeSelection(static_cast<QKeyEvent *>(event));
         case QEvent::MouseButtonPress: {
             surface->setFocus();
             if (running)

@@ -14,6 +14,7 @@
 class QAction;
 class QMenu;
 class QLabel;
+class QKeyEvent;
 class QListWidget;
 class QListWidgetItem;
 class QPainter;
@@ -89,6 +90,7 @@ private:
     void SetSelection(const QList<QObject *> &components, QObject *current);
     void CreateActions();
     void CreateArrangeMenu();
+    bool NudgeSelection(const QKeyEvent *key);
     void ShowContextMenu(const QPoint &globalPosition, bool onComponent);
     void AddRecentFile(const QString &fileName);
     void SetRecentFiles(const QStringList &files);

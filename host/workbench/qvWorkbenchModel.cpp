@@ -878,6 +878,20 @@ QString TQVWorkbenchModel::MoveComponents(const QList<QWidget *> &widgets, const
     return SetGeometries(moved, places, tr("Move %n components", nullptr, int(moved.size())));
 }
 
+QString TQVWorkbenchModel::ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta)
+{
+    QList<QWidget *> resized = VisualComponents();
+    resized.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    if (resized.isEmpty())
+        return Fail(tr("The component is not on the form."));
+    QList<QRect> places;
+    for (QWidget *widget : resized) {
+        const QSize size = (widget->size() + delta).expandedTo(widget->minimumSize().expandedTo(QSize(8, 8)));
+        places.append(QRect(widget->pos(), size.boundedTo(QSize(10000, 10000))));
+    }
+    return SetGeometries(resized, places, tr("Resize %n components", nullptr, int(resized.size())));
+}
+
 QString TQVWorkbenchModel::ArrangeComponents(const QList<QWidget *> &widgets, TQVArrangement arrangement,
                                              QWidget *reference)
 {

@@ -86,6 +86,9 @@ public:
     bool RemoveComponents(const QList<QObject *> &components);
     /// \brief Moves `widgets` of the form by `offset` as one editing step (no place below 0).
     QString MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset);
+    /// \brief Resizes `widgets` of the form by `delta` as one editing step, their top left
+    /// corners staying; each size stays between the widget's minimum (at least 8) and 10000.
+    QString ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta);
 
     /// How `ArrangeComponents` lines widgets up.
     enum class TQVArrangement

@@ -477,6 +477,11 @@ TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
     EXPECT_EQ(m.UndoStack()->count(), steps + 1);
     ActionNamed(w, "&Width")->trigger(); // on the current component, the plot's copy
     EXPECT_EQ(widget("Meter2")->width(), plot->width());
+    const QRect copyAt = widget("Meter2")->geometry();
+    QTest::keyClick(m.Surface(), Qt::Key_Right);                                           // by the snap step
+    QTest::keyClick(m.Surface(), Qt::Key_Down, Qt::ShiftModifier | Qt::ControlModifier); // taller by a pixel
+    EXPECT_EQ(widget("Meter2")->geometry(), copyAt.translated(4, 0).adjusted(0, 0, 0, 1));
+    EXPECT_EQ(widget("Plot2")->height(), plot->height() + 1);
 }
 
 TEST(WorkbenchWindow, RecentFilesDropMissingOnesWithAMessage)
