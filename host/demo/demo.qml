@@ -67,7 +67,7 @@ Rectangle {
             Column {
                 spacing: 6
                 Heading { text: qsTranslate("TQVDemoPanel", "Reading") }
-                PanelMeter { source: rms; width: 220; height: 80; decimals: 3; unitText: "V" }
+                PanelMeter { source: rms; width: 494; height: 80; decimals: 3; unitText: "V" }
                 Row {
                     spacing: 8
                     Led {
@@ -101,7 +101,7 @@ Rectangle {
             Column {
                 Heading { text: qsTranslate("TQVDemoPanel", "Generator frequency") }
                 Slider {
-                    id: slider; width: 485; height: 80
+                    id: slider; width: 560; height: 80
                     valueMax: 10000; valueMin: 100; valueStepWidth: 46.875; value: 984.375
                     kind: Slider.Horizontal; labelingStyle: Slider.Both; labelingGap: 1000; labelingDecimals: 0
                     unitPrefix: "k"; unitText: "Hz"; scaleLayout: Slider.Adaptive
