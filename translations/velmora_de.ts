@@ -676,7 +676,7 @@
     </message>
     <message>
         <source>&amp;Space Evenly</source>
-        <translation>&amp;Gleichmäßig verteilen</translation>
+        <translation>Gleichmäßig ver&amp;teilen</translation>
     </message>
     <message>
         <source>&amp;Across</source>
@@ -685,6 +685,14 @@
     <message>
         <source>&amp;Down</source>
         <translation>&amp;Senkrecht</translation>
+    </message>
+    <message>
+        <source>Bring to &amp;Front</source>
+        <translation>In den &amp;Vordergrund</translation>
+    </message>
+    <message>
+        <source>Send to &amp;Back</source>
+        <translation>In den &amp;Hintergrund</translation>
     </message>
 </context>
 <context>
@@ -846,6 +854,28 @@
         <translation>
             <numerusform>%n Komponente ausrichten</numerusform>
             <numerusform>%n Komponenten ausrichten</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Bring %1 to front</source>
+        <translation>%1 in den Vordergrund</translation>
+    </message>
+    <message>
+        <source>Send %1 to back</source>
+        <translation>%1 in den Hintergrund</translation>
+    </message>
+    <message numerus="yes">
+        <source>Bring %n components to front</source>
+        <translation>
+            <numerusform>%n Komponente in den Vordergrund</numerusform>
+            <numerusform>%n Komponenten in den Vordergrund</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Send %n components to back</source>
+        <translation>
+            <numerusform>%n Komponente in den Hintergrund</numerusform>
+            <numerusform>%n Komponenten in den Hintergrund</numerusform>
         </translation>
     </message>
 </context>

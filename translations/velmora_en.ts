@@ -686,6 +686,14 @@
         <source>&amp;Down</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Bring to &amp;Front</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Send to &amp;Back</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVWorkbenchModel</name>
@@ -843,6 +851,28 @@
     </message>
     <message numerus="yes">
         <source>Align %n components</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Bring %1 to front</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Send %1 to back</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>Bring %n components to front</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>Send %n components to back</source>
         <translation type="unfinished">
             <numerusform></numerusform>
             <numerusform></numerusform>

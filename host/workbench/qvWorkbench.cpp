@@ -564,14 +564,20 @@ void TQVWorkbench::CreateArrangeMenu()
         m_arrangeActions.append(action);
         // On the current component, as the one the others follow.
         connect(action, &QAction::triggered, this, [this, arrangement] {
-            QList<QWidget *> widgets;
-            for (QObject *component : SelectedComponents()) {
-                if (auto *widget = qobject_cast<QWidget *>(component))
-                    widgets.append(widget);
-            }
-            m_model->ArrangeComponents(widgets, arrangement, qobject_cast<QWidget *>(m_selected.data()));
+            m_model->ArrangeComponents(SelectedWidgets(), arrangement, qobject_cast<QWidget *>(m_selected.data()));
         });
     };
+    const auto stacking = [this](const QString &text, bool front) {
+        QAction *action = m_arrangeMenu->addAction(text);
+        m_stackActions.append(action);
+        connect(action, &QAction::triggered, this, [this, front] {
+            QList<QWidget *> widgets = SelectedWidgets();
+            front ? m_model->RaiseComponents(widgets) : m_model->LowerComponents(widgets);
+        });
+    };
+    stacking(tr("Bring to &Front"), true);
+    stacking(tr("Send to &Back"), false);
+    m_arrangeMenu->addSeparator();
     QMenu *align = m_arrangeMenu->addMenu(tr("&Align"));
     add(align, tr("&Left Edges"), A::Lefts);
     add(align, tr("Horizontal &Centers"), A::Centers);
@@ -599,11 +605,7 @@ bool TQVWorkbench::NudgeSelection(const QKeyEvent *key)
     const Qt::KeyboardModifiers modifiers = key->modifiers() & ~Qt::KeypadModifier;
     if (direction == directions.cend() || (modifiers & ~(Qt::ControlModifier | Qt::ShiftModifier)))
         return false;
-    QList<QWidget *> widgets;
-    for (QObject *component : SelectedComponents()) {
-        if (auto *widget = qobject_cast<QWidget *>(component))
-            widgets.append(widget);
-    }
+    const QList<QWidget *> widgets = SelectedWidgets();
     if (widgets.isEmpty())
         return false;
     const QPoint step = *direction * (modifiers & Qt::ControlModifier ? 1 : SnapStep);
@@ -685,9 +687,9 @@ void TQVWorkbench::UpdateActions()
     m_copyAction->setEnabled(m_selected);
     m_pasteAction->setEnabled(!running && !QApplication::clipboard()->text().isEmpty());
     m_selectAllAction->setEnabled(!running);
-    qsizetype widgets = 0;
-    for (QObject *component : SelectedComponents())
-        widgets += component->isWidgetType();
+    const qsizetype widgets = SelectedWidgets().size();
+    for (QAction *action : m_stackActions)
+        action->setEnabled(!running && widgets > 0);
     for (QAction *action : m_arrangeActions) {
         const auto arrangement = TQVWorkbenchModel::TQVArrangement(action->data().toInt());
         const bool spacing = arrangement == TQVWorkbenchModel::TQVArrangement::SpaceAcross ||
@@ -721,6 +723,16 @@ QList<QObject *> TQVWorkbench::SelectedComponents() const
         return component != m_selected && !m_alsoSelected.contains(component);
     });
     return selection;
+}
+
+QList<QWidget *> TQVWorkbench::SelectedWidgets() const
+{
+    QList<QWidget *> widgets;
+    for (QObject *component : SelectedComponents()) {
+        if (auto *widget = qobject_cast<QWidget *>(component))
+            widgets.append(widget);
+    }
+    return widgets;
 }
 
 void TQVWorkbench::Select(QObject *component, bool add)

@@ -47,6 +47,8 @@ public:
     QObject *Selected() const { return m_selected; }
     /// \brief Every selected component, in the order of the form (the current one among them).
     QList<QObject *> SelectedComponents() const;
+    /// The widgets among them.
+    QList<QWidget *> SelectedWidgets() const;
     /// \brief Selects `component` alone and shows its properties (null clears the
     /// selection); with `add`, adds it to the selection as the current one, or takes it out
     /// when it is selected already (a click with Ctrl or Shift).
@@ -155,6 +157,7 @@ private:
     QAction *m_selectAllAction = nullptr;
     QMenu *m_arrangeMenu = nullptr;
     QList<QAction *> m_arrangeActions; // data: the model's arrangement
+    QList<QAction *> m_stackActions;
     QAction *m_undoAction = nullptr;
     QAction *m_redoAction = nullptr;
 

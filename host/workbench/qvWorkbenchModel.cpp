@@ -203,6 +203,24 @@ private:
     QList<QPair<QString, QString>> m_consumers;
 };
 
+// A change of the form's order, which is the widgets' stacking.
+class TQVWorkbenchModel::OrderCommand : public Command
+{
+public:
+    OrderCommand(TQVWorkbenchModel *model, const QString &label, QStringList from, QStringList to, QString before)
+        : Command(model, label, std::move(before))
+        , m_from(std::move(from))
+        , m_to(std::move(to))
+    {
+    }
+
+protected:
+    void Apply(bool forward) override { m_model->SetOrder(forward ? m_to : m_from); }
+
+private:
+    QStringList m_from, m_to;
+};
+
 // Pasting (forward places the pasted components, as they were after renaming and moving).
 class TQVWorkbenchModel::PasteCommand : public Command
 {
@@ -532,9 +550,32 @@ QList<QObject *> TQVWorkbenchModel::Recreate(const QString &text, int index)
         return {};
     for (QObject *component : *read)
         Adopt(component, index < 0 ? -1 : index++);
+    if (index >= 0)
+        Stack(); // back at its place in the stacking too
     for (QObject *component : *read)
         emit ComponentAdded(component);
     return *read;
+}
+
+void TQVWorkbenchModel::Stack()
+{
+    for (QWidget *widget : VisualComponents())
+        widget->raise();
+}
+
+void TQVWorkbenchModel::SetOrder(const QStringList &names)
+{
+    QList<QPointer<QObject>> order;
+    for (const QString &name : names) {
+        if (QObject *component = Component(name))
+            order.append(component);
+    }
+    if (order.size() != Components().size())
+        return; // not this form: the replay reads the recorded text instead
+    m_components = order;
+    Stack();
+    for (QWidget *widget : VisualComponents())
+        emit ComponentChanged(widget);
 }
 
 std::optional<QList<QObject *>> TQVWorkbenchModel::ReadPart(const QString &text, QWidget &holder, bool loose,
@@ -876,6 +917,52 @@ QString TQVWorkbenchModel::MoveComponents(const QList<QWidget *> &widgets, const
         places.append(QRect(QPoint(std::max(0, widget->x() + offset.x()), std::max(0, widget->y() + offset.y())),
                             widget->size()));
     return SetGeometries(moved, places, tr("Move %n components", nullptr, int(moved.size())));
+}
+
+QString TQVWorkbenchModel::RaiseComponents(const QList<QWidget *> &widgets)
+{
+    return Restack(widgets, true);
+}
+
+QString TQVWorkbenchModel::LowerComponents(const QList<QWidget *> &widgets)
+{
+    return Restack(widgets, false);
+}
+
+QString TQVWorkbenchModel::Restack(const QList<QWidget *> &widgets, bool front)
+{
+    m_lastError.clear();
+    QList<QObject *> order = Components(), moved;
+    for (QObject *component : order) {
+        if (component->isWidgetType() && widgets.contains(static_cast<QWidget *>(component)))
+            moved.append(component);
+    }
+    if (moved.isEmpty())
+        return Fail(tr("The component is not on the form."));
+    order.removeIf([&](QObject *component) { return moved.contains(component); });
+    qsizetype at = order.size();
+    if (!front)
+        at = std::find_if(order.begin(), order.end(), [](QObject *c) { return c->isWidgetType(); }) - order.begin();
+    for (qsizetype i = 0; i < moved.size(); ++i)
+        order.insert(at + i, moved[i]);
+    if (order == Components())
+        return QString(); // already there: no step
+    const auto names = [](const QList<QObject *> &components) {
+        QStringList list;
+        for (const QObject *component : components)
+            list.append(component->objectName());
+        return list;
+    };
+    const QString before = Snapshot();
+    const QStringList from = names(Components()), to = names(order);
+    SetOrder(to);
+    SetModified(true);
+    const QString label = moved.size() == 1
+                              ? (front ? tr("Bring %1 to front") : tr("Send %1 to back")).arg(moved.first()->objectName())
+                              : (front ? tr("Bring %n components to front", nullptr, int(moved.size()))
+                                       : tr("Send %n components to back", nullptr, int(moved.size())));
+    Push(new OrderCommand(this, label, from, to, before));
+    return QString();
 }
 
 QString TQVWorkbenchModel::ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta)

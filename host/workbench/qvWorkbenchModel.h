@@ -90,6 +90,13 @@ public:
     /// corners staying; each size stays between the widget's minimum (at least 8) and 10000.
     QString ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta);
 
+    /// \brief Puts `widgets` of the form in front of the others (`RaiseComponents`) or
+    /// behind them (`LowerComponents`), keeping their own order, as one editing step. The
+    /// stacking is the order of the form: raised widgets go to its end, lowered ones before
+    /// its first widget.
+    QString RaiseComponents(const QList<QWidget *> &widgets);
+    QString LowerComponents(const QList<QWidget *> &widgets);
+
     /// How `ArrangeComponents` lines widgets up.
     enum class TQVArrangement
     {
@@ -184,10 +191,12 @@ private:
     class ExistenceCommand;
     class ChangeCommand;
     class PasteCommand;
+    class OrderCommand;
     friend class Command;
     friend class ExistenceCommand;
     friend class ChangeCommand;
     friend class PasteCommand;
+    friend class OrderCommand;
 
     void Push(Command *command);
     QString Snapshot() const;
@@ -205,6 +214,9 @@ private:
     QVariantList State(QObject *component) const;
     void RestoreState(QObject *component, const QVariantList &state);
     QString Fail(const QString &message);
+    QString Restack(const QList<QWidget *> &widgets, bool front);
+    void SetOrder(const QStringList &names);
+    void Stack();
     QString SetGeometries(const QList<QWidget *> &widgets, const QList<QRect> &places, const QString &step);
     void SetModified(bool modified);
     void Adopt(QObject *component, int index = -1);

@@ -662,6 +662,24 @@ TEST(WorkbenchModel, ArrangeLinesWidgetsUpOnTheReference)
     }
     EXPECT_NE(m.ArrangeComponents(w.mid(1), A::SpaceAcross), QString());
     EXPECT_NE(m.ArrangeComponents({w[0]}, A::Lefts), QString());
+
+    // The stacking follows the form's order: raised widgets go last, lowered ones first.
+    m.AddComponent(QStringLiteral("TQVAnalyzer"));
+    const auto stacked = [&m] {
+        QStringList names = Names(m);
+        for (QObject *c : m.Surface()->children())
+            names.append(c->isWidgetType() ? c->objectName() : QString());
+        return names.join(u' ').simplified();
+    };
+    ASSERT_EQ(m.RaiseComponents({w[1], w[0]}), QString());
+    EXPECT_EQ(stacked(), "Led3 Analyzer1 Led1 Led2 Led3 Led1 Led2");
+    ASSERT_EQ(m.LowerComponents({w[1]}), QString());
+    EXPECT_EQ(stacked(), "Led2 Led3 Analyzer1 Led1 Led2 Led3 Led1");
+    m.UndoStack()->undo();
+    m.UndoStack()->undo();
+    ASSERT_TRUE(m.RemoveComponent(w[0])); // undoing a delete restores the stacking too
+    m.UndoStack()->undo();
+    EXPECT_EQ(stacked(), "Led1 Led2 Led3 Analyzer1 Led1 Led2 Led3");
 }
 
 TEST(WorkbenchModel, UndoAndRedoReplayAnEditingSession)
