@@ -906,10 +906,16 @@ bool TQVWorkbenchModel::RemoveComponents(const QList<QObject *> &components)
     return true;
 }
 
+QList<QWidget *> TQVWorkbenchModel::OnForm(const QList<QWidget *> &widgets) const
+{
+    QList<QWidget *> found = VisualComponents();
+    found.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    return found;
+}
+
 QString TQVWorkbenchModel::MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset)
 {
-    QList<QWidget *> moved = VisualComponents();
-    moved.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    const QList<QWidget *> moved = OnForm(widgets);
     if (moved.isEmpty())
         return Fail(tr("The component is not on the form."));
     QList<QRect> places;
@@ -967,8 +973,7 @@ QString TQVWorkbenchModel::Restack(const QList<QWidget *> &widgets, bool front)
 
 QString TQVWorkbenchModel::ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta)
 {
-    QList<QWidget *> resized = VisualComponents();
-    resized.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    const QList<QWidget *> resized = OnForm(widgets);
     if (resized.isEmpty())
         return Fail(tr("The component is not on the form."));
     QList<QRect> places;
@@ -983,8 +988,7 @@ QString TQVWorkbenchModel::ArrangeComponents(const QList<QWidget *> &widgets, TQ
                                              QWidget *reference)
 {
     using A = TQVArrangement;
-    QList<QWidget *> arranged = VisualComponents();
-    arranged.removeIf([&](QWidget *widget) { return !widgets.contains(widget); });
+    const QList<QWidget *> arranged = OnForm(widgets);
     const bool spacing = arrangement == A::SpaceAcross || arrangement == A::SpaceDown;
     if (arranged.size() < (spacing ? 3 : 2))
         return Fail(spacing ? tr("Spacing takes at least three components of the form.")

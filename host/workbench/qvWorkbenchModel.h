@@ -214,6 +214,8 @@ private:
     QVariantList State(QObject *component) const;
     void RestoreState(QObject *component, const QVariantList &state);
     QString Fail(const QString &message);
+    /// Those of `widgets` that are on the form, in its order.
+    QList<QWidget *> OnForm(const QList<QWidget *> &widgets) const;
     QString Restack(const QList<QWidget *> &widgets, bool front);
     void SetOrder(const QStringList &names);
     void Stack();
