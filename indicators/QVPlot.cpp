@@ -174,6 +174,7 @@ public:
     bool cursors = false;
     double cursor1 = 0.0, cursor2 = 0.0;
     bool peakMarker = false;
+    bool cursorStatistics = false;
     TQVPlotAveraging averaging = avNone;
     int averageCount = 8;
     bool maxHold = false, minHold = false;
@@ -1590,6 +1591,11 @@ bool TQVPlot::PeakMarker() const
     return m_data->peakMarker;
 }
 
+bool TQVPlot::CursorStatistics() const
+{
+    return m_data->cursorStatistics;
+}
+
 TQVPlot::TQVPlotAveraging TQVPlot::Averaging() const
 {
     return m_data->averaging;
@@ -1690,6 +1696,15 @@ void TQVPlot::SetPeakMarker(bool marker)
     if (marker == m_data->peakMarker)
         return;
     m_data->peakMarker = marker;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetCursorStatistics(bool statistics)
+{
+    if (statistics == m_data->cursorStatistics)
+        return;
+    m_data->cursorStatistics = statistics;
     update(m_data->layout.Plot);
     Notify(TQVChangeGroup::Settings);
 }
@@ -1964,6 +1979,38 @@ double TQVPlot::CursorValue(int which) const
     return a + (at - i) * (DisplayValue(trace[std::size_t(i) + 1]) - a);
 }
 
+QVariantMap TQVPlot::GateStatistics() const
+{
+    const int k = ReadoutChannel();
+    const double low = std::min(m_data->cursor1, m_data->cursor2), high = std::max(m_data->cursor1, m_data->cursor2);
+    int count = 0, maxAt = -1, minAt = -1;
+    double sum = 0.0, squares = 0.0;
+    const std::vector<float> empty;
+    const std::vector<float> &trace = k < 0 ? empty : m_data->traces[std::size_t(k)];
+    for (int i = 0; i < int(trace.size()); ++i) {
+        const double x = SampleX(k, i), v = DisplayValue(trace[std::size_t(i)]);
+        if (x < low || x >= high || !Finite(v))
+            continue;
+        ++count;
+        sum += v;
+        squares += v * v;
+        if (maxAt < 0 || v > DisplayValue(trace[std::size_t(maxAt)]))
+            maxAt = i;
+        if (minAt < 0 || v < DisplayValue(trace[std::size_t(minAt)]))
+            minAt = i;
+    }
+    QVariantMap statistics{{QStringLiteral("count"), count}};
+    if (count > 0) {
+        statistics.insert({{QStringLiteral("max"), DisplayValue(trace[std::size_t(maxAt)])},
+                           {QStringLiteral("maxX"), SampleX(k, maxAt)},
+                           {QStringLiteral("min"), DisplayValue(trace[std::size_t(minAt)])},
+                           {QStringLiteral("minX"), SampleX(k, minAt)},
+                           {QStringLiteral("mean"), sum / count},
+                           {QStringLiteral("rms"), std::sqrt(squares / count)}});
+    }
+    return statistics;
+}
+
 namespace {
 
 // The peak sample of `trace` within [from, to] and its parabolic refinement on the log
@@ -2064,6 +2111,23 @@ QStringList TQVPlot::ReadoutLines() const
         if (m_data->xUnit == QStringLiteral("s") && dx != 0.0)
             dxText += QStringLiteral(" (%1)").arg(Reading(1.0 / std::fabs(dx), QStringLiteral("Hz"), true));
         lines << QStringLiteral("\u0394\t%1\t%2").arg(dxText, Reading(y2 - y1, deltaUnit, !decibel));
+        if (m_data->cursorStatistics) {
+            const QVariantMap s = GateStatistics();
+            const auto value = [&s](const char *key) {
+                return s.value(QLatin1String(key), std::numeric_limits<double>::quiet_NaN()).toDouble();
+            };
+            const auto line = [&](const QString &name, const char *x, double y, const QString &unit) {
+                lines << QStringLiteral("%1\t%2\t%3")
+                             .arg(name, x ? Reading(value(x), m_data->xUnit, true) : QString(), Reading(y, unit, !decibel));
+            };
+            line(tr("Max"), "maxX", value("max"), m_data->yUnit);
+            line(tr("Min"), "minX", value("min"), m_data->yUnit);
+            line(tr("p-p"), nullptr, value("max") - value("min"), deltaUnit);
+            if (!decibel) {
+                line(tr("Mean"), nullptr, value("mean"), m_data->yUnit);
+                line(tr("RMS"), nullptr, value("rms"), m_data->yUnit);
+            }
+        }
     }
     if (m_data->peakMarker) {
         lines << QStringLiteral("%1\t%2\t%3").arg(tr("Peak"), Reading(PeakX(), m_data->xUnit, true),

@@ -10,6 +10,7 @@
 #include <QtCore/QRect>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVariantMap>
 
 #include "controls/qvControl.h"
 #include "controls/scale/qvScaleDraw.h"
@@ -64,6 +65,7 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(double Cursor1 READ Cursor1 WRITE SetCursor1 NOTIFY SettingsChanged)
     Q_PROPERTY(double Cursor2 READ Cursor2 WRITE SetCursor2 NOTIFY SettingsChanged)
     Q_PROPERTY(bool PeakMarker READ PeakMarker WRITE SetPeakMarker NOTIFY SettingsChanged)
+    Q_PROPERTY(bool CursorStatistics READ CursorStatistics WRITE SetCursorStatistics NOTIFY SettingsChanged)
     Q_PROPERTY(TQVPlotAveraging Averaging READ Averaging WRITE SetAveraging NOTIFY SettingsChanged)
     Q_PROPERTY(int AverageCount READ AverageCount WRITE SetAverageCount NOTIFY SettingsChanged)
     Q_PROPERTY(bool MaxHold READ MaxHold WRITE SetMaxHold NOTIFY SettingsChanged)
@@ -216,6 +218,10 @@ public:
     /// A marker on the highest bin of the readout channel, refined between bins.
     bool PeakMarker() const;
     void SetPeakMarker(bool marker);
+    /// \brief Maximum, minimum, peak-to-peak, mean and RMS of the readout channel between
+    /// the cursors, added to their readout (mean and RMS on a linear scale only).
+    bool CursorStatistics() const;
+    void SetCursorStatistics(bool statistics);
     TQVPlotAveraging Averaging() const;
     void SetAveraging(TQVPlotAveraging averaging);
     /// Blocks averaged, 2 to 100000.
@@ -245,6 +251,12 @@ public:
     Q_INVOKABLE double PeakX() const;
     /// The peak's displayed value at the parabola's vertex; NaN without data.
     Q_INVOKABLE double PeakValue() const;
+    /// \brief Statistics of the readout channel's displayed values at the samples from the
+    /// left cursor up to the right one, without it, so that a gate of whole periods holds
+    /// each phase once (values that are not finite left out), whether or not
+    /// they are shown: "count", "max", "maxX", "min", "minX", "mean", "rms" (the first
+    /// sample of equals). Without such samples only "count" (0).
+    Q_INVOKABLE QVariantMap GateStatistics() const;
     /// The text lines of the cursor and peak readouts as drawn.
     Q_INVOKABLE QStringList ReadoutLines() const;
     /// \brief The box of those lines in widget coordinates (empty without readouts): at the

@@ -425,6 +425,7 @@ class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
     Q_PROPERTY(double cursor1 READ cursor1 WRITE setCursor1 NOTIFY cursor1Changed)
     Q_PROPERTY(double cursor2 READ cursor2 WRITE setCursor2 NOTIFY cursor2Changed)
     Q_PROPERTY(bool peakMarker READ peakMarker WRITE setPeakMarker NOTIFY peakMarkerChanged)
+    Q_PROPERTY(bool cursorStatistics READ cursorStatistics WRITE setCursorStatistics NOTIFY cursorStatisticsChanged)
     Q_PROPERTY(Averaging averaging READ averaging WRITE setAveraging NOTIFY averagingChanged)
     Q_PROPERTY(int averageCount READ averageCount WRITE setAverageCount NOTIFY averageCountChanged)
     Q_PROPERTY(bool maxHold READ maxHold WRITE setMaxHold NOTIFY maxHoldChanged)
@@ -455,6 +456,8 @@ public:
     void setCursor2(double x) { Write("Cursor2", x); }
     bool peakMarker() const { return Read("PeakMarker").toBool(); }
     void setPeakMarker(bool on) { Write("PeakMarker", on); }
+    bool cursorStatistics() const { return Read("CursorStatistics").toBool(); }
+    void setCursorStatistics(bool on) { Write("CursorStatistics", on); }
     Averaging averaging() const { return Averaging(Read("Averaging").toInt()); }
     void setAveraging(Averaging mode) { Write("Averaging", int(mode)); }
     int averageCount() const { return Read("AverageCount").toInt(); }
@@ -473,6 +476,7 @@ public:
     Q_INVOKABLE double peakX() const;
     Q_INVOKABLE double peakValue() const;
     Q_INVOKABLE double cursorValue(int which) const;
+    Q_INVOKABLE QVariantMap gateStatistics() const;
     Q_INVOKABLE QStringList readoutLines() const;
     Q_INVOKABLE QRect readoutRect() const;
     /// The shown traces as comma-separated values, and written to a file (a path or a URL).
@@ -515,6 +519,7 @@ signals:
     void cursor1Changed();
     void cursor2Changed();
     void peakMarkerChanged();
+    void cursorStatisticsChanged();
     void averagingChanged();
     void averageCountChanged();
     void maxHoldChanged();

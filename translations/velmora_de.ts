@@ -396,6 +396,26 @@
         <source>no file name</source>
         <translation>kein Dateiname</translation>
     </message>
+    <message>
+        <source>Max</source>
+        <translation>Max</translation>
+    </message>
+    <message>
+        <source>Min</source>
+        <translation>Min</translation>
+    </message>
+    <message>
+        <source>p-p</source>
+        <translation>s-s</translation>
+    </message>
+    <message>
+        <source>Mean</source>
+        <translation>Mittel</translation>
+    </message>
+    <message>
+        <source>RMS</source>
+        <translation>Effektiv</translation>
+    </message>
 </context>
 <context>
     <name>TQVRecorder</name>

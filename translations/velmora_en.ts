@@ -396,6 +396,26 @@
         <source>no file name</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Max</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Min</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>p-p</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Mean</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>RMS</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVRecorder</name>

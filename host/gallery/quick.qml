@@ -6,7 +6,7 @@ import Velmora
 // item that has an object name.
 Rectangle {
     id: gallery
-    width: 760; height: 560
+    width: 760; height: 840
     color: palette.window
     SystemPalette { id: palette }
 
@@ -37,6 +37,12 @@ Rectangle {
         Plot {
             objectName: "plot"; source: generator; width: 360; height: 220
             title: "Generator, 50 Hz"; xUnit: "s"; yUnit: "V"; autoScale: false; yMin: -1; yMax: 1
+        }
+        // One period between the cursors: RMS 0.88 / sqrt(2), mean 0.
+        Plot {
+            objectName: "plot-measure"; source: generator; width: 480; height: 260
+            title: "Cursor statistics over one period"; xUnit: "s"; yUnit: "V"; autoScale: false; yMin: -1; yMax: 1
+            cursors: true; cursor1: 0.005; cursor2: 0.025; cursorStatistics: true
         }
     }
 

@@ -570,6 +570,40 @@ TEST(PlotMeasure, CursorReadoutsFollowTheLine)
     }
 }
 
+// Statistics between the cursors against a long-double pass over the samples whose abscissa
+// i * 0.1 ms lies from the left cursor up to the right one, without it; on a dB scale over the levels, without mean and RMS.
+TEST(PlotMeasure, CursorStatisticsCoverTheSamplesBetweenTheCursors)
+{
+    for (const TQVPlot::TQVPlotScale scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
+        SCOPED_TRACE(scale);
+        TQVBoundPlot plot(1, 100, LD(100) * 1e-4, 0, {600, 300});
+        plot.SetScaleY(scale);
+        std::vector<float> samples(100);
+        for (int i = 0; i < 100; ++i)
+            samples[std::size_t(i)] = float(1.5 + std::sin(0.37 * i) + 0.004 * i);
+        plot.Feed(samples);
+        plot.SetCursors(true);
+        plot.SetCursorStatistics(true);
+        plot.SetCursor1(5.0e-3); // reversed: the gate is samples 20..49
+        plot.SetCursor2(2.0e-3);
+        LD sum = 0, squares = 0, max = -1e300, min = 1e300;
+        int maxAt = 0, minAt = 0;
+        for (int i = 20; i < 50; ++i) {
+            const LD y = samples[std::size_t(i)], v = scale == TQVPlot::scLinear ? y : 20 * std::log10(y);
+            sum += v;
+            squares += v * v;
+            std::tie(max, maxAt) = v > max ? std::pair{v, i} : std::pair{max, maxAt};
+            std::tie(min, minAt) = v < min ? std::pair{v, i} : std::pair{min, minAt};
+        }
+        const QVariantMap s = plot.GateStatistics();
+        EXPECT_EQ(s.value("count").toInt(), 30);
+        for (const auto &[key, want] : {std::pair{"max", max}, {"min", min}, {"mean", sum / 30}, {"rms", std::sqrt(squares / 30)},
+                                        {"maxX", maxAt * 1e-4L}, {"minX", minAt * 1e-4L}})
+            EXPECT_NEAR(s.value(key).toDouble(), double(want), 1e-12 * std::fabs(double(want))) << key;
+        EXPECT_EQ(plot.ReadoutLines().size(), scale == TQVPlot::scLinear ? 8 : 6);
+    }
+}
+
 // The readout box hides no cursor, and no sample where the top or bottom edge has room:
 // sample positions by the documented mapping. A box with room where it is stays there.
 TEST(PlotMeasure, ReadoutBoxKeepsClearOfCursorsAndTraces)

@@ -119,7 +119,7 @@ Item {
             compare([item.yMin, item.yMax], [-100, 0]); verify(!item.autoScale)
             // The measuring settings reach the plot and notify; the zoom stack answers.
             const settings = { xLog: true, xAutoScale: false, xMax: 1000, xMin: 10, interactive: true, cursors: true,
-                               cursor1: 20, cursor2: 500, peakMarker: true, averaging: Plot.Exponential,
+                               cursor1: 20, cursor2: 500, cursorStatistics: true, peakMarker: true, averaging: Plot.Exponential,
                                averageCount: 16, maxHold: true, minHold: true }
             for (const name in settings) {
                 const changed = spyOn(item, name + "Changed")
@@ -128,7 +128,7 @@ Item {
             }
             item.zoomTo(20, 200, -80, -20); compare(item.zoomDepth(), 1)
             item.zoomBack(); compare(item.zoomDepth(), 0)
-            verify(isNaN(item.peakX()))
+            verify(isNaN(item.peakX())); compare(item.gateStatistics().count, 0)
             item.xUnit = "Hz"; compare(item.tracesCsv(), "x [Hz]\n") // no data: the header alone
             const failed = spyOn(item, "errorOccurred")
             verify(!item.saveTracesCsv("")); compare(failed.count, 1)
