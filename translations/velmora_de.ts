@@ -898,6 +898,17 @@
             <numerusform>%n Komponenten in den Hintergrund</numerusform>
         </translation>
     </message>
+    <message>
+        <source>A name belongs to one component only.</source>
+        <translation>Ein Name gehört zu nur einer Komponente.</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1 of %n components</source>
+        <translation>
+            <numerusform>%1 von %n Komponente</numerusform>
+            <numerusform>%1 von %n Komponenten</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>Velmora</name>

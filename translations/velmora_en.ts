@@ -898,6 +898,17 @@
             <numerusform></numerusform>
         </translation>
     </message>
+    <message>
+        <source>A name belongs to one component only.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>%1 of %n components</source>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>Velmora</name>

@@ -898,9 +898,16 @@ QWidget *TQVWorkbench::CreateEditor(const QMetaProperty &property, std::function
     QPointer<QObject> target(m_selected);
     const QString name = QString::fromLatin1(property.name());
     const QMetaType type = property.metaType();
-    auto set = [this, target, name](const QVariant &value) {
-        if (target && !m_refreshing)
-            m_model->SetProperty(target, name, value);
+    // A write goes to every selected component with a property of that name and type.
+    auto set = [this, target, name, typeName = QByteArray(property.typeName())](const QVariant &value) {
+        if (!target || m_refreshing)
+            return;
+        QList<QObject *> targets = SelectedComponents();
+        targets.removeIf([&](const QObject *c) {
+            const int index = c->metaObject()->indexOfProperty(name.toLatin1().constData());
+            return c != target && (index < 0 || typeName != c->metaObject()->property(index).typeName());
+        });
+        m_model->SetPropertyOfAll(targets, name, value);
     };
 
     if (!property.isWritable()) {

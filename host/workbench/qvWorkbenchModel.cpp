@@ -432,6 +432,10 @@ QList<TQVMeasureSource *> TQVWorkbenchModel::Sources(const QObject *except) cons
 
 QString TQVWorkbenchModel::Fail(const QString &message)
 {
+    if (m_errorSink) {
+        m_errorSink->append(message);
+        return message;
+    }
     m_lastError = message;
     emit ErrorOccurred(message);
     return message;
@@ -1195,6 +1199,32 @@ QString TQVWorkbenchModel::SetProperty(QObject *component, const QString &name, 
     Push(new ChangeCommand(this, component->objectName(), name, oldValue, StoredValue(component, property), before,
                            std::move(oldState), State(component)));
     return QString();
+}
+
+QString TQVWorkbenchModel::SetPropertyOfAll(const QList<QObject *> &components, const QString &name,
+                                            const QVariant &value)
+{
+    QList<QObject *> targets = Components();
+    targets.removeIf([&](QObject *component) { return !components.contains(component); });
+    if (targets.size() < 2)
+        return SetProperty(targets.value(0), name, value);
+    m_lastError.clear();
+    if (name == QLatin1String("Name"))
+        return Fail(tr("A name belongs to one component only."));
+    QStringList errors;
+    m_errorSink = &errors;
+    m_undo->beginMacro(tr("%1 of %n components", nullptr, int(targets.size())).arg(name));
+    for (QObject *component : targets)
+        SetProperty(component, name, value);
+    m_undo->endMacro();
+    m_errorSink = nullptr;
+    // A step that changed nothing leaves no trace in the history.
+    const int top = m_undo->index() - 1;
+    if (top >= 0 && m_undo->command(top)->childCount() == 0) {
+        const_cast<QUndoCommand *>(m_undo->command(top))->setObsolete(true);
+        m_undo->undo();
+    }
+    return errors.isEmpty() ? QString() : Fail(errors.join(QLatin1Char('\n')));
 }
 
 QString TQVWorkbenchModel::Rename(QObject *component, const QString &name)

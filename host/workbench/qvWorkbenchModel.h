@@ -135,6 +135,10 @@ public:
     /// Enumerations take a key name or a number, `MeasureSource` takes a source, a
     /// component name or an empty value (unconnect), numbers may come as text.
     QString SetProperty(QObject *component, const QString &name, const QVariant &value);
+    /// \brief Writes property `name` of each of `components` as one editing step
+    /// ("ValueMax of 3 components"), as `SetProperty` would one by one: a component that
+    /// refuses keeps its value, the others take it, and the errors come as one text.
+    QString SetPropertyOfAll(const QList<QObject *> &components, const QString &name, const QVariant &value);
     /// \brief Renames `component`; the name must be an identifier not used in the form.
     QString Rename(QObject *component, const QString &name);
     /// \brief Moves or resizes a visual component (sizes at least 8 x 8).
@@ -241,4 +245,6 @@ private:
     // Errors a component signals during a write of the workbench.
     QObject *m_capturing = nullptr;
     QString m_captured;
+    // Where Fail collects errors instead of reporting them one by one.
+    QStringList *m_errorSink = nullptr;
 };

@@ -160,6 +160,20 @@ TEST(WorkbenchModel, RefusedPropertyWritesLeaveTheFormAsItWas)
     EXPECT_EQ(errors.count(), 1 + int(std::size(refused)));
     EXPECT_EQ(m.FormText(), before);
 
+    // Several at once: refusals come as one text and leave no step; a partial write is one step.
+    const int steps = m.UndoStack()->count();
+    const QString both = m.SetPropertyOfAll({c.Meter, c.Bar}, QStringLiteral("MeasureSource"),
+                                            QVariant::fromValue<QObject *>(c.Generator));
+    EXPECT_TRUE(both.contains(library) && both.count(u'\n') == 1) << qPrintable(both);
+    EXPECT_EQ(errors.count(), 2 + int(std::size(refused)));
+    EXPECT_EQ(m.FormText(), before);
+    EXPECT_TRUE(m.UndoStack()->count() == steps && !m.UndoStack()->canRedo());
+    EXPECT_NE(m.SetPropertyOfAll({c.Generator, c.Meter}, QStringLiteral("Amplitude"), 0.25), QString());
+    EXPECT_EQ(c.Generator->Amplitude(), 0.25);
+    EXPECT_EQ(m.UndoStack()->count(), steps + 1);
+    m.UndoStack()->undo();
+    EXPECT_EQ(m.FormText(), before);
+
     // Removing a source unconnects its consumers and its own input; a removed one is gone.
     ASSERT_TRUE(m.RemoveComponent(c.Analyzer));
     EXPECT_EQ(c.Meter->MeasureSource(), nullptr);
@@ -446,6 +460,12 @@ TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
     QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, QPoint(bar->x() + 4, 100));
     EXPECT_EQ(w.SelectedComponents(), QList<QObject *>({meter, bar}));
     EXPECT_FALSE(ActionNamed(w, "&Across")->isEnabled()); // spacing takes three
+    auto *valueMax = qobject_cast<QLineEdit *>(w.PropertyEditorWidget(QStringLiteral("ValueMax")));
+    ASSERT_NE(valueMax, nullptr);
+    valueMax->setText(QStringLiteral("2.5"));
+    valueMax->setModified(true);
+    emit valueMax->editingFinished(); // goes to both
+    EXPECT_EQ(meter->property("ValueMax").toDouble() + bar->property("ValueMax").toDouble(), 5.0);
     for (qsizetype expected : {3, 2}) {
         QTest::mouseClick(plot, Qt::LeftButton, Qt::ControlModifier, QPoint(10, 10));
         EXPECT_EQ(w.SelectedComponents().size(), expected);
