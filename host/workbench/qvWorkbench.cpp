@@ -692,9 +692,7 @@ void TQVWorkbench::UpdateActions()
         action->setEnabled(!running && widgets > 0);
     for (QAction *action : m_arrangeActions) {
         const auto arrangement = TQVWorkbenchModel::TQVArrangement(action->data().toInt());
-        const bool spacing = arrangement == TQVWorkbenchModel::TQVArrangement::SpaceAcross ||
-                             arrangement == TQVWorkbenchModel::TQVArrangement::SpaceDown;
-        action->setEnabled(!running && widgets >= (spacing ? 3 : 2));
+        action->setEnabled(!running && widgets >= TQVWorkbenchModel::ArrangementMinimum(arrangement));
     }
     // The history waits while the form runs.
     m_undoAction->setEnabled(!running && m_model->UndoStack()->canUndo());

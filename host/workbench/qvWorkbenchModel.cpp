@@ -993,8 +993,8 @@ QString TQVWorkbenchModel::ArrangeComponents(const QList<QWidget *> &widgets, TQ
 {
     using A = TQVArrangement;
     const QList<QWidget *> arranged = OnForm(widgets);
-    const bool spacing = arrangement == A::SpaceAcross || arrangement == A::SpaceDown;
-    if (arranged.size() < (spacing ? 3 : 2))
+    const bool spacing = ArrangementMinimum(arrangement) > 2;
+    if (arranged.size() < ArrangementMinimum(arrangement))
         return Fail(spacing ? tr("Spacing takes at least three components of the form.")
                             : tr("Aligning and sizing take at least two components of the form."));
     if (!reference || !arranged.contains(reference))

@@ -113,6 +113,11 @@ public:
         SpaceDown,   ///< equal gaps from top to bottom, the outer two staying
     };
     Q_ENUM(TQVArrangement)
+    /// \brief The widgets an arrangement takes at least: two, three for spacing.
+    static int ArrangementMinimum(TQVArrangement arrangement)
+    {
+        return arrangement == TQVArrangement::SpaceAcross || arrangement == TQVArrangement::SpaceDown ? 3 : 2;
+    }
     /// \brief Lines `widgets` of the form up on `reference` (one of them; null: the first
     /// of them on the form) as one editing step ("Align 3 components"). Aligning and sizing
     /// take at least two widgets, spacing three; no place goes below 0.
