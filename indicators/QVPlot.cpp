@@ -29,6 +29,7 @@
 #include "controls/qvFormat.h"
 #include "controls/scale/qvScaleEngine.h"
 #include "controls/scale/qvPaintKit.h"
+#include "analysis/qvDistortion.h"
 #include "framework/qvResStrings.h"
 #include "indicators/qvGraphSink_p.h"
 
@@ -175,6 +176,8 @@ public:
     double cursor1 = 0.0, cursor2 = 0.0;
     bool peakMarker = false;
     bool cursorStatistics = false;
+    bool distortion = false;
+    int distortionHarmonics = 10;
     TQVPlotAveraging averaging = avNone;
     int averageCount = 8;
     bool maxHold = false, minHold = false;
@@ -1596,6 +1599,16 @@ bool TQVPlot::CursorStatistics() const
     return m_data->cursorStatistics;
 }
 
+bool TQVPlot::Distortion() const
+{
+    return m_data->distortion;
+}
+
+int TQVPlot::DistortionHarmonics() const
+{
+    return m_data->distortionHarmonics;
+}
+
 TQVPlot::TQVPlotAveraging TQVPlot::Averaging() const
 {
     return m_data->averaging;
@@ -1705,6 +1718,24 @@ void TQVPlot::SetCursorStatistics(bool statistics)
     if (statistics == m_data->cursorStatistics)
         return;
     m_data->cursorStatistics = statistics;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetDistortion(bool distortion)
+{
+    if (distortion == m_data->distortion)
+        return;
+    m_data->distortion = distortion;
+    update(m_data->layout.Plot);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPlot::SetDistortionHarmonics(int harmonics)
+{
+    if (harmonics == m_data->distortionHarmonics || harmonics < 2 || harmonics > 100)
+        return;
+    m_data->distortionHarmonics = harmonics;
     update(m_data->layout.Plot);
     Notify(TQVChangeGroup::Settings);
 }
@@ -2045,15 +2076,23 @@ Peak FindPeak(const std::vector<float> &trace, int from, int to, const std::func
     if (!(m[0] * m[1] > 0.0 && m[2] * m[1] > 0.0))
         return peak;
     const double a = std::log(std::fabs(m[0])), b = std::log(std::fabs(m[1])), c = std::log(std::fabs(m[2]));
-    const double curve = a - 2.0 * b + c;
-    if (!(curve < 0.0))
-        return peak;
-    peak.Offset = std::clamp(0.5 * (a - c) / curve, -0.5, 0.5);
+    peak.Offset = QVPeakOffset(a, b, c);
     peak.Magnitude = std::copysign(std::exp(b - 0.25 * (a - c) * peak.Offset), m[1]);
     return peak;
 }
 
 } // namespace
+
+// Only the samples inside the shown x range count: a zoom measures its own span.
+std::pair<int, int> TQVPlot::ShownSamples(int k) const
+{
+    int from = 0, to = int(m_data->traces[std::size_t(k)].size()) - 1;
+    while (from <= to && SampleX(k, from) < m_data->xLo)
+        ++from;
+    while (to >= from && SampleX(k, to) > m_data->xHi)
+        --to;
+    return {from, to};
+}
 
 std::pair<double, double> TQVPlot::PeakReading() const
 {
@@ -2062,18 +2101,40 @@ std::pair<double, double> TQVPlot::PeakReading() const
     if (k < 0)
         return {nan, nan};
     const std::vector<float> &trace = m_data->traces[std::size_t(k)];
-    // Only the samples inside the shown x range count: a zoom searches its own span.
-    int from = 0, to = int(trace.size()) - 1;
-    while (from <= to && SampleX(k, from) < m_data->xLo)
-        ++from;
-    while (to >= from && SampleX(k, to) > m_data->xHi)
-        --to;
+    const auto [from, to] = ShownSamples(k);
     const Peak peak = FindPeak(trace, from, to, [this](double y) { return DisplayValue(y); });
     if (peak.Index < 0)
         return {nan, nan};
     const double x = SampleX(k, peak.Index);
     const double next = peak.Offset >= 0.0 ? SampleX(k, peak.Index + 1) - x : x - SampleX(k, peak.Index - 1);
     return {x + peak.Offset * next, DisplayValue(peak.Magnitude)};
+}
+
+QVariantMap TQVPlot::DistortionReading() const
+{
+    const int k = ReadoutChannel();
+    const int n = k < 0 ? 0 : int(m_data->traces[std::size_t(k)].size());
+    if (n < 3)
+        return {};
+    // The samples are bins, the first of them x0 / dx bins above 0 Hz.
+    const double x0 = SampleX(k, 0), dx = SampleX(k, 1) - x0;
+    if (!(dx > 0.0))
+        return {};
+    const std::vector<float> &trace = m_data->traces[std::size_t(k)];
+    std::vector<double> power(std::size_t(n), 0.0);
+    for (std::size_t i = 0; i < power.size(); ++i)
+        power[i] = m_data->powerValues ? std::fabs(double(trace[i])) : double(trace[i]) * trace[i];
+    const auto [from, to] = ShownSamples(k);
+    const TQVDistortion d = QVDistortion(power.data(), n, from, to, m_data->distortionHarmonics, x0 / dx);
+    if (std::isnan(d.Fundamental))
+        return {};
+    QVariantMap reading{{QStringLiteral("fundamental"), x0 + d.Fundamental * dx},
+                        {QStringLiteral("thdN"), d.ThdN},
+                        {QStringLiteral("sinad"), d.Sinad},
+                        {QStringLiteral("harmonics"), d.Harmonics}};
+    if (d.Harmonics > 0)
+        reading.insert(QStringLiteral("thd"), d.Thd);
+    return reading;
 }
 
 double TQVPlot::PeakX() const
@@ -2094,6 +2155,16 @@ QString TQVPlot::Reading(double value, const QString &unit, bool prefix) const
     const double magnitude = std::fabs(value);
     const double step = prefix ? (magnitude > 0.0 ? QVNiceStep(magnitude * 1e-3) : 1.0) : 0.01;
     return TickLabel(value, step, magnitude, unit, prefix, locale());
+}
+
+// A ratio in percent with about four significant digits.
+QString TQVPlot::Percent(double ratio) const
+{
+    if (!Finite(ratio))
+        return QStringLiteral("\u2014");
+    const double percent = 100.0 * ratio;
+    const int decimals = percent > 0.0 ? std::clamp(3 - int(std::floor(std::log10(percent))), 0, 6) : 2;
+    return locale().toString(percent, 'f', decimals) + QStringLiteral(" %");
 }
 
 QStringList TQVPlot::ReadoutLines() const
@@ -2132,6 +2203,17 @@ QStringList TQVPlot::ReadoutLines() const
     if (m_data->peakMarker) {
         lines << QStringLiteral("%1\t%2\t%3").arg(tr("Peak"), Reading(PeakX(), m_data->xUnit, true),
                                                  Reading(PeakValue(), m_data->yUnit, !decibel));
+    }
+    if (m_data->distortion) {
+        const QVariantMap d = DistortionReading();
+        const auto value = [&d](const char *key) {
+            return d.value(QLatin1String(key), std::numeric_limits<double>::quiet_NaN()).toDouble();
+        };
+        const QString dB = QStringLiteral("dB");
+        lines << QStringLiteral("f\u2080\t%1\t").arg(Reading(value("fundamental"), m_data->xUnit, true));
+        for (const auto &[name, key] : {std::pair{QStringLiteral("THD"), "thd"}, std::pair{QStringLiteral("THD+N"), "thdN"}})
+            lines << QStringLiteral("%1\t%2\t%3").arg(name, Percent(value(key)), Reading(20.0 * std::log10(value(key)), dB, false));
+        lines << QStringLiteral("SINAD\t\t%1").arg(Reading(value("sinad"), dB, false));
     }
     return lines;
 }

@@ -66,6 +66,8 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(double Cursor2 READ Cursor2 WRITE SetCursor2 NOTIFY SettingsChanged)
     Q_PROPERTY(bool PeakMarker READ PeakMarker WRITE SetPeakMarker NOTIFY SettingsChanged)
     Q_PROPERTY(bool CursorStatistics READ CursorStatistics WRITE SetCursorStatistics NOTIFY SettingsChanged)
+    Q_PROPERTY(bool Distortion READ Distortion WRITE SetDistortion NOTIFY SettingsChanged)
+    Q_PROPERTY(int DistortionHarmonics READ DistortionHarmonics WRITE SetDistortionHarmonics NOTIFY SettingsChanged)
     Q_PROPERTY(TQVPlotAveraging Averaging READ Averaging WRITE SetAveraging NOTIFY SettingsChanged)
     Q_PROPERTY(int AverageCount READ AverageCount WRITE SetAverageCount NOTIFY SettingsChanged)
     Q_PROPERTY(bool MaxHold READ MaxHold WRITE SetMaxHold NOTIFY SettingsChanged)
@@ -222,6 +224,13 @@ public:
     /// the cursors, added to their readout (mean and RMS on a linear scale only).
     bool CursorStatistics() const;
     void SetCursorStatistics(bool statistics);
+    /// \brief THD, THD+N and SINAD of the strongest tone of the readout channel, read as an
+    /// amplitude spectrum over the shown x range, added to the readout.
+    bool Distortion() const;
+    void SetDistortion(bool distortion);
+    /// The highest harmonic that THD counts, 2 to 100 (10); other values are ignored.
+    int DistortionHarmonics() const;
+    void SetDistortionHarmonics(int harmonics);
     TQVPlotAveraging Averaging() const;
     void SetAveraging(TQVPlotAveraging averaging);
     /// Blocks averaged, 2 to 100000.
@@ -257,6 +266,10 @@ public:
     /// they are shown: "count", "max", "maxX", "min", "minX", "mean", "rms" (the first
     /// sample of equals). Without such samples only "count" (0).
     Q_INVOKABLE QVariantMap GateStatistics() const;
+    /// \brief The distortion reading, whether or not it is shown: "fundamental" (x of the
+    /// fundamental), "thd" and "thdN" (ratios), "sinad" (dB) and "harmonics" (the number
+    /// counted); empty without a tone, and without "thd" when no harmonic is in range.
+    Q_INVOKABLE QVariantMap DistortionReading() const;
     /// The text lines of the cursor and peak readouts as drawn.
     Q_INVOKABLE QStringList ReadoutLines() const;
     /// \brief The box of those lines in widget coordinates (empty without readouts): at the
@@ -415,10 +428,13 @@ private:
     /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).
     void PushView(double x0, double x1, double y0, double y1, bool replaceTop = false);
     std::pair<double, double> PeakReading() const;
+    /// The first and last sample of channel `k` inside the shown x range.
+    std::pair<int, int> ShownSamples(int k) const;
     void DropZoom();
     double UnmapX(double px, const QRect &plot) const;
     double UnmapY(double py, const QRect &plot) const;
     QString Reading(double value, const QString &unit, bool prefix) const;
+    QString Percent(double ratio) const;
     void PaintLegend(QPainter &painter);
     void PaintAdaptiveGrid(QPainter &painter);
 

@@ -321,6 +321,7 @@ double TQVQuickPlot::peakX() const { return PlotOf(this) ? PlotOf(this)->PeakX()
 double TQVQuickPlot::peakValue() const { return PlotOf(this) ? PlotOf(this)->PeakValue() : NaN; }
 double TQVQuickPlot::cursorValue(int which) const { return PlotOf(this) ? PlotOf(this)->CursorValue(which) : NaN; }
 QVariantMap TQVQuickPlot::gateStatistics() const { return PlotOf(this) ? PlotOf(this)->GateStatistics() : QVariantMap(); }
+QVariantMap TQVQuickPlot::distortionReading() const { return PlotOf(this) ? PlotOf(this)->DistortionReading() : QVariantMap(); }
 QStringList TQVQuickPlot::readoutLines() const { return PlotOf(this) ? PlotOf(this)->ReadoutLines() : QStringList(); }
 QRect TQVQuickPlot::readoutRect() const { return PlotOf(this) ? PlotOf(this)->ReadoutRect() : QRect(); }
 QString TQVQuickPlot::tracesCsv() const { return PlotOf(this) ? PlotOf(this)->TracesCsv() : QString(); }

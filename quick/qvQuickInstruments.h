@@ -426,6 +426,8 @@ class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
     Q_PROPERTY(double cursor2 READ cursor2 WRITE setCursor2 NOTIFY cursor2Changed)
     Q_PROPERTY(bool peakMarker READ peakMarker WRITE setPeakMarker NOTIFY peakMarkerChanged)
     Q_PROPERTY(bool cursorStatistics READ cursorStatistics WRITE setCursorStatistics NOTIFY cursorStatisticsChanged)
+    Q_PROPERTY(bool distortion READ distortion WRITE setDistortion NOTIFY distortionChanged)
+    Q_PROPERTY(int distortionHarmonics READ distortionHarmonics WRITE setDistortionHarmonics NOTIFY distortionHarmonicsChanged)
     Q_PROPERTY(Averaging averaging READ averaging WRITE setAveraging NOTIFY averagingChanged)
     Q_PROPERTY(int averageCount READ averageCount WRITE setAverageCount NOTIFY averageCountChanged)
     Q_PROPERTY(bool maxHold READ maxHold WRITE setMaxHold NOTIFY maxHoldChanged)
@@ -458,6 +460,10 @@ public:
     void setPeakMarker(bool on) { Write("PeakMarker", on); }
     bool cursorStatistics() const { return Read("CursorStatistics").toBool(); }
     void setCursorStatistics(bool on) { Write("CursorStatistics", on); }
+    bool distortion() const { return Read("Distortion").toBool(); }
+    void setDistortion(bool on) { Write("Distortion", on); }
+    int distortionHarmonics() const { return Read("DistortionHarmonics").toInt(); }
+    void setDistortionHarmonics(int harmonics) { Write("DistortionHarmonics", harmonics); }
     Averaging averaging() const { return Averaging(Read("Averaging").toInt()); }
     void setAveraging(Averaging mode) { Write("Averaging", int(mode)); }
     int averageCount() const { return Read("AverageCount").toInt(); }
@@ -477,6 +483,7 @@ public:
     Q_INVOKABLE double peakValue() const;
     Q_INVOKABLE double cursorValue(int which) const;
     Q_INVOKABLE QVariantMap gateStatistics() const;
+    Q_INVOKABLE QVariantMap distortionReading() const;
     Q_INVOKABLE QStringList readoutLines() const;
     Q_INVOKABLE QRect readoutRect() const;
     /// The shown traces as comma-separated values, and written to a file (a path or a URL).
@@ -520,6 +527,8 @@ signals:
     void cursor2Changed();
     void peakMarkerChanged();
     void cursorStatisticsChanged();
+    void distortionChanged();
+    void distortionHarmonicsChanged();
     void averagingChanged();
     void averageCountChanged();
     void maxHoldChanged();

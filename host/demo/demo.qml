@@ -89,6 +89,7 @@ Rectangle {
                 source: fft; width: 485; height: 250
                 title: qsTranslate("TQVDemoPanel", "Spectrum of the filtered signal (Hanning window)")
                 xUnit: "Hz"; yUnit: "dBV"; scaleY: 1; autoScale: false; yMin: -120; yMax: 0
+                distortion: true
             }
         }
         Waterfall {

@@ -118,6 +118,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_spectrumPlot->SetYMin(-120.0);
     m_spectrumPlot->SetYMax(0.0);
     m_spectrumPlot->setMinimumSize(440, 230);
+    m_spectrumPlot->SetDistortion(true);
     m_spectrumPlot->SetMeasureSource(&m_fft);
 
     m_waterfall = new TQVWaterfall(this);

@@ -400,6 +400,40 @@ TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
     }
 }
 
+// A Hann-windowed tone with a second harmonic: the plot reads its spectrum as amplitudes
+// or as powers, on either scale, with the fundamental in x units; a zoom that ends below the
+// second harmonic reads no THD.
+TEST(PlotMeasure, DistortionReadsTheShownSpectrum)
+{
+    constexpr int N = 512;
+    constexpr double Fs = 48000.0, Bin = Fs / N, A2 = 0.01, K = 40.37;
+    std::vector<float> amplitude(N / 2), power(N / 2);
+    for (int k = 0; k < N / 2; ++k) {
+        std::complex<LD> bin = 0;
+        for (int n = 0; n < N; ++n)
+            bin += (std::sin(2 * Pi * K * n / N) + A2 * std::sin(4 * Pi * K * n / N + 1))
+                   * (0.5L - 0.5L * std::cos(2 * Pi * n / N)) * std::polar(1.0L, -2 * Pi * k * n / N);
+        amplitude[std::size_t(k)] = float(std::abs(bin) * 4 / N);
+        power[std::size_t(k)] = amplitude[std::size_t(k)] * amplitude[std::size_t(k)];
+    }
+    for (const bool powers : {false, true}) {
+        for (const auto scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
+            SCOPED_TRACE(testing::Message() << "powers " << powers << ", scale " << scale);
+            TQVBoundPlot plot(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
+            plot.SetScaleY(scale);
+            plot.SetPowerValues(powers);
+            plot.SetDistortion(true);
+            plot.Feed(powers ? power : amplitude);
+            const QVariantMap d = plot.DistortionReading();
+            EXPECT_NEAR(d.value(u"fundamental"_s).toDouble(), K * Bin, 0.05 * Bin);
+            EXPECT_NEAR(d.value(u"thd"_s).toDouble() / A2, 1.0, 0.01);
+            EXPECT_EQ(plot.ReadoutLines().size(), 4);
+            plot.ZoomTo(0.0, 1.5 * K * Bin, -200.0, 200.0);
+            EXPECT_TRUE(plot.DistortionReading().contains(u"thdN"_s) && !plot.DistortionReading().contains(u"thd"_s));
+        }
+    }
+}
+
 // N blocks of uniform noise (variance 1/3): a linear average has 1/N of it, and stays after N
 // blocks; an exponential one of weight 1/N settles at 1/(2N - 1); none leaves it. The holds
 // are the element-wise extremes of the traces shown since the last reset.

@@ -120,7 +120,7 @@ Item {
             // The measuring settings reach the plot and notify; the zoom stack answers.
             const settings = { xLog: true, xAutoScale: false, xMax: 1000, xMin: 10, interactive: true, cursors: true,
                                cursor1: 20, cursor2: 500, cursorStatistics: true, peakMarker: true, averaging: Plot.Exponential,
-                               averageCount: 16, maxHold: true, minHold: true }
+                               averageCount: 16, maxHold: true, minHold: true, distortion: true, distortionHarmonics: 5 }
             for (const name in settings) {
                 const changed = spyOn(item, name + "Changed")
                 item[name] = settings[name]
@@ -129,6 +129,7 @@ Item {
             item.zoomTo(20, 200, -80, -20); compare(item.zoomDepth(), 1)
             item.zoomBack(); compare(item.zoomDepth(), 0)
             verify(isNaN(item.peakX())); compare(item.gateStatistics().count, 0)
+            compare(Object.keys(item.distortionReading()).length, 0)
             item.xUnit = "Hz"; compare(item.tracesCsv(), "x [Hz]\n") // no data: the header alone
             const failed = spyOn(item, "errorOccurred")
             verify(!item.saveTracesCsv("")); compare(failed.count, 1)
