@@ -84,10 +84,11 @@ TQVDistortion QVDistortion(const double *power, int count, int first, int last, 
         }
         if (best < 0)
             continue;
-        harmonicPower += bins.TakeLobe(best, best - MaxHalfLobe, best + MaxHalfLobe);
-        ++reading.Harmonics;
+        const double lobe = bins.TakeLobe(best, best - MaxHalfLobe, best + MaxHalfLobe);
+        harmonicPower += lobe;
+        reading.Harmonics.push_back({h, best, lobe});
     }
-    if (reading.Harmonics > 0)
+    if (!reading.Harmonics.empty())
         reading.Thd = std::sqrt(harmonicPower / reading.FundamentalPower);
     reading.ThdN = std::sqrt(rest / reading.FundamentalPower);
     reading.Sinad = 10.0 * std::log10((reading.FundamentalPower + rest) / rest);

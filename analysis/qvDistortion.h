@@ -1,8 +1,17 @@
 #pragma once
 
 #include <limits>
+#include <vector>
 
 #include "framework/qvGlobal.h"
+
+/// \brief One harmonic found: its number, its highest bin and the power of its lobe.
+struct TQVHarmonic
+{
+    int Number = 0;
+    int Peak = 0;
+    double Power = 0.0;
+};
 
 /// \brief Harmonic distortion of a tone, read from its power spectrum.
 ///
@@ -20,8 +29,8 @@ struct TQVDistortion
     double ThdN = std::numeric_limits<double>::quiet_NaN();
     /// Signal, noise and distortion against noise and distortion, in dB.
     double Sinad = std::numeric_limits<double>::quiet_NaN();
-    /// Harmonics found inside the bins looked at.
-    int Harmonics = 0;
+    /// The harmonics found inside the bins looked at, in ascending order.
+    std::vector<TQVHarmonic> Harmonics;
 };
 
 /// The offset in bins, within ±0.5, of the vertex of the parabola through the logarithms

@@ -2128,11 +2128,18 @@ QVariantMap TQVPlot::DistortionReading() const
     const TQVDistortion d = QVDistortion(power.data(), n, from, to, m_data->distortionHarmonics, x0 / dx);
     if (std::isnan(d.Fundamental))
         return {};
+    QVariantList harmonics;
+    for (const TQVHarmonic &h : d.Harmonics) {
+        harmonics.append(QVariantMap{{QStringLiteral("number"), h.Number},
+                                     {QStringLiteral("x"), SampleX(k, h.Peak)},
+                                     {QStringLiteral("y"), DisplayValue(trace[std::size_t(h.Peak)])},
+                                     {QStringLiteral("dBc"), 10.0 * std::log10(h.Power / d.FundamentalPower)}});
+    }
     QVariantMap reading{{QStringLiteral("fundamental"), x0 + d.Fundamental * dx},
                         {QStringLiteral("thdN"), d.ThdN},
                         {QStringLiteral("sinad"), d.Sinad},
-                        {QStringLiteral("harmonics"), d.Harmonics}};
-    if (d.Harmonics > 0)
+                        {QStringLiteral("harmonics"), harmonics}};
+    if (!d.Harmonics.empty())
         reading.insert(QStringLiteral("thd"), d.Thd);
     return reading;
 }
@@ -2312,6 +2319,8 @@ std::vector<QRectF> TQVPlot::ReadoutObstacles() const
             }
         }
     }
+    for (const auto &label : HarmonicLabels())
+        obstacles.emplace_back(label.first);
     if (m_data->cursors) {
         for (double x : {m_data->cursor1, m_data->cursor2})
             obstacles.emplace_back(QPointF(MapX(x, p), p.top()), QPointF(MapX(x, p), p.bottom()));
@@ -2321,6 +2330,27 @@ std::vector<QRectF> TQVPlot::ReadoutObstacles() const
         obstacles.emplace_back(QPointF(MapX(x, p), MapY(v, p)), QSizeF(0, 0));
     }
     return obstacles;
+}
+
+std::vector<std::pair<QRect, QString>> TQVPlot::HarmonicLabels() const
+{
+    std::vector<std::pair<QRect, QString>> labels;
+    if (!m_data->distortion)
+        return labels;
+    const QRect p = m_data->layout.Plot;
+    const QFontMetrics fm(MeasuringFont());
+    for (const QVariant &harmonic : DistortionReading().value(QStringLiteral("harmonics")).toList()) {
+        const QVariantMap h = harmonic.toMap();
+        const double x = MapX(h.value(QStringLiteral("x")).toDouble(), p), y = MapY(h.value(QStringLiteral("y")).toDouble(), p);
+        if (!Finite(x) || x < p.left() || x > p.right())
+            continue;
+        const QString number = h.value(QStringLiteral("number")).toString();
+        const QSize size(fm.horizontalAdvance(number) + 2, fm.height());
+        // Just above the peak, and inside the plot area when the peak is off its top or foot.
+        const int top = std::clamp(Finite(y) ? int(y) - 2 - size.height() : p.bottom(), p.top() + 1, p.bottom() - size.height());
+        labels.emplace_back(QRect(QPoint(int(x) - size.width() / 2, top), size), number);
+    }
+    return labels;
 }
 
 double TQVPlot::ReadoutHides(const QRect &box, const std::vector<QRectF> &obstacles) const
@@ -2382,6 +2412,14 @@ void TQVPlot::PaintMeasuring(QPainter &painter)
             painter.setBrush(Qt::NoBrush);
             painter.setRenderHint(QPainter::Antialiasing, false);
         }
+    }
+    // Harmonic numbers on a veil of the background, legible over a noisy trace.
+    QColor veil = BackgroundInk();
+    veil.setAlphaF(0.7f);
+    painter.setPen(ink);
+    for (const auto &[box, number] : HarmonicLabels()) {
+        painter.fillRect(box, veil);
+        painter.drawText(box, Qt::AlignCenter, number);
     }
     const QStringList lines = ReadoutLines();
     if (!lines.isEmpty()) {

@@ -225,7 +225,8 @@ public:
     bool CursorStatistics() const;
     void SetCursorStatistics(bool statistics);
     /// \brief THD, THD+N and SINAD of the strongest tone of the readout channel, read as an
-    /// amplitude spectrum over the shown x range, added to the readout.
+    /// amplitude spectrum over the shown x range, added to the readout; the harmonics
+    /// counted are numbered above their peaks.
     bool Distortion() const;
     void SetDistortion(bool distortion);
     /// The highest harmonic that THD counts, 2 to 100 (10); other values are ignored.
@@ -267,8 +268,9 @@ public:
     /// sample of equals). Without such samples only "count" (0).
     Q_INVOKABLE QVariantMap GateStatistics() const;
     /// \brief The distortion reading, whether or not it is shown: "fundamental" (x of the
-    /// fundamental), "thd" and "thdN" (ratios), "sinad" (dB) and "harmonics" (the number
-    /// counted); empty without a tone, and without "thd" when no harmonic is in range.
+    /// fundamental), "thd" and "thdN" (ratios), "sinad" (dB) and "harmonics" (per harmonic
+    /// counted: "number", "x" and "y" of its highest bin, "dBc"); empty without a tone,
+    /// and without "thd" when no harmonic is in range.
     Q_INVOKABLE QVariantMap DistortionReading() const;
     /// The text lines of the cursor and peak readouts as drawn.
     Q_INVOKABLE QStringList ReadoutLines() const;
@@ -423,6 +425,8 @@ private:
     static constexpr int ReadoutPlaces = 18;
     QRect ReadoutBox(const std::array<int, 3> &widths, int lines, const QFontMetrics &fm, int current, int *chosen) const;
     std::vector<QRectF> ReadoutObstacles() const;
+    /// The numbers of the harmonics that THD counts, each in its box above its peak.
+    std::vector<std::pair<QRect, QString>> HarmonicLabels() const;
     double ReadoutHides(const QRect &box, const std::vector<QRectF> &obstacles) const;
     void Process(int channel);
     /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <functional>
@@ -371,64 +372,54 @@ TEST(PlotAdaptive, LabelsStayClearOnOneTwoFiveValues)
         }
 }
 
-// A Hann-windowed sine between two bins, its magnitude spectrum by a direct DFT in long
-// double: the refined peak lies within 0.05 bin of the true frequency, in both scales.
-TEST(PlotMeasure, PeakMarkerFindsTheFrequencyBetweenBins)
+// The magnitude spectrum (N / 2 bins) of a Hann-windowed sine of k0 periods per N samples,
+// with a second harmonic of amplitude a2, by a direct DFT in long double; 1 for a bin-centred sine.
+std::vector<float> HannAmplitudes(int N, LD k0, LD a2 = 0)
 {
-    constexpr int N = 256;
-    constexpr double Fs = 48000.0, Bin = Fs / N;
-    for (const double fraction : {0.1, 0.25, 0.37, 0.5, 0.77}) {
-        const LD k0 = 40 + LD(fraction);
-        std::vector<float> magnitude(N / 2);
-        for (int k = 0; k < N / 2; ++k) {
-            std::complex<LD> bin = 0;
-            for (int n = 0; n < N; ++n)
-                bin += std::sin(2 * Pi * k0 * n / N + 0.3L) * (0.5L - 0.5L * std::cos(2 * Pi * n / N))
-                       * std::polar(1.0L, -2 * Pi * k * n / N);
-            magnitude[std::size_t(k)] = float(std::abs(bin) * 4 / N); // 1 for a bin-centred sine
-        }
-        for (const auto scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
-            SCOPED_TRACE(testing::Message() << fraction << " bin, scale " << scale);
-            TQVBoundPlot plot(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
-            plot.SetScaleY(scale);
-            plot.SetXUnit(QStringLiteral("Hz"));
-            plot.SetPeakMarker(true);
-            plot.Feed(magnitude);
-            EXPECT_NEAR(plot.PeakX(), double(k0) * Bin, 0.05 * Bin);
-            EXPECT_TRUE(plot.ReadoutLines().value(0).contains(QStringLiteral(" kHz"))) << plot.ReadoutLines().join('|').toStdString();
-        }
-    }
-}
-
-// A Hann-windowed tone with a second harmonic: the plot reads its spectrum as amplitudes
-// or as powers, on either scale, with the fundamental in x units; a zoom that ends below the
-// second harmonic reads no THD.
-TEST(PlotMeasure, DistortionReadsTheShownSpectrum)
-{
-    constexpr int N = 512;
-    constexpr double Fs = 48000.0, Bin = Fs / N, A2 = 0.01, K = 40.37;
-    std::vector<float> amplitude(N / 2), power(N / 2);
+    std::vector<float> magnitude(std::size_t(N) / 2);
     for (int k = 0; k < N / 2; ++k) {
         std::complex<LD> bin = 0;
         for (int n = 0; n < N; ++n)
-            bin += (std::sin(2 * Pi * K * n / N) + A2 * std::sin(4 * Pi * K * n / N + 1))
+            bin += (std::sin(2 * Pi * k0 * n / N + 0.3L) + a2 * std::sin(4 * Pi * k0 * n / N + 1))
                    * (0.5L - 0.5L * std::cos(2 * Pi * n / N)) * std::polar(1.0L, -2 * Pi * k * n / N);
-        amplitude[std::size_t(k)] = float(std::abs(bin) * 4 / N);
-        power[std::size_t(k)] = amplitude[std::size_t(k)] * amplitude[std::size_t(k)];
+        magnitude[std::size_t(k)] = float(std::abs(bin) * 4 / N);
     }
-    for (const bool powers : {false, true}) {
+    return magnitude;
+}
+
+// A Hann-windowed sine between two bins with a second harmonic, fed as amplitudes or as
+// powers, on either scale: the refined peak lies within 0.05 bin of the true frequency, the
+// distortion reads the fundamental, THD and the harmonic in x units, and a zoom that ends
+// below the second harmonic reads no THD.
+TEST(PlotMeasure, PeakMarkerAndDistortionReadTheSpectrumBetweenBins)
+{
+    constexpr int N = 256;
+    constexpr double Fs = 48000.0, Bin = Fs / N, A2 = 0.01;
+    bool powers = false;
+    for (const double fraction : {0.1, 0.25, 0.37, 0.5, 0.77}) {
+        const LD k0 = 40 + LD(fraction);
+        std::vector<float> spectrum = HannAmplitudes(N, k0, A2);
+        if ((powers = !powers))
+            std::transform(spectrum.begin(), spectrum.end(), spectrum.begin(), [](float a) { return a * a; });
         for (const auto scale : {TQVPlot::scLinear, TQVPlot::scDecibel}) {
-            SCOPED_TRACE(testing::Message() << "powers " << powers << ", scale " << scale);
+            SCOPED_TRACE(testing::Message() << fraction << " bin, powers " << powers << ", scale " << scale);
             TQVBoundPlot plot(1, N / 2, LD(N / 2) * Bin, 0, {600, 300});
             plot.SetScaleY(scale);
             plot.SetPowerValues(powers);
+            plot.SetXUnit(QStringLiteral("Hz"));
+            plot.SetPeakMarker(true);
             plot.SetDistortion(true);
-            plot.Feed(powers ? power : amplitude);
+            plot.Feed(spectrum);
+            EXPECT_NEAR(plot.PeakX(), double(k0) * Bin, 0.05 * Bin);
+            const QStringList lines = plot.ReadoutLines(); // peak, then the four of the distortion
+            EXPECT_TRUE(lines.size() == 5 && lines[0].contains(u" kHz"_s)) << lines.join('|').toStdString();
             const QVariantMap d = plot.DistortionReading();
-            EXPECT_NEAR(d.value(u"fundamental"_s).toDouble(), K * Bin, 0.05 * Bin);
+            EXPECT_NEAR(d.value(u"fundamental"_s).toDouble(), double(k0) * Bin, 0.05 * Bin);
             EXPECT_NEAR(d.value(u"thd"_s).toDouble() / A2, 1.0, 0.01);
-            EXPECT_EQ(plot.ReadoutLines().size(), 4);
-            plot.ZoomTo(0.0, 1.5 * K * Bin, -200.0, 200.0);
+            const QVariantMap h2 = d.value(u"harmonics"_s).toList().value(0).toMap();
+            EXPECT_NEAR(h2.value(u"x"_s).toDouble(), 2 * double(k0) * Bin, 0.5 * Bin);
+            EXPECT_NEAR(h2.value(u"dBc"_s).toDouble(), 20 * std::log10(A2), 0.1);
+            plot.ZoomTo(0.0, 1.5 * double(k0) * Bin, -200.0, 200.0);
             EXPECT_TRUE(plot.DistortionReading().contains(u"thdN"_s) && !plot.DistortionReading().contains(u"thd"_s));
         }
     }
