@@ -4,6 +4,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <utility>
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QHash>
@@ -610,7 +611,7 @@ bool TQVWorkbench::NudgeSelection(const QKeyEvent *key)
         return false;
     const QPoint step = *direction * (modifiers & Qt::ControlModifier ? 1 : SnapStep);
     if (modifiers & Qt::ShiftModifier)
-        m_model->ResizeComponents(widgets, QSize(step.x(), step.y()));
+        m_model->ResizeComponents(widgets, QMargins(0, 0, step.x(), step.y()));
     else
         m_model->MoveComponents(widgets, step);
     return true;
@@ -1678,6 +1679,12 @@ void TQVWorkbench::BeginResize(int handle, const QPoint &surfacePosition)
     m_dragStart = widget->geometry();
     m_resizeHandle = handle;
     m_resizePress = surfacePosition;
+    m_resizeEdges = QMargins();
+    m_resizeGroup.clear();
+    for (QWidget *other : SelectedWidgets()) {
+        if (other != widget)
+            m_resizeGroup.append({other, other->geometry()});
+    }
 }
 
 void TQVWorkbench::ResizeTo(const QPoint &surfacePosition)
@@ -1702,10 +1709,16 @@ void TQVWorkbench::ResizeTo(const QPoint &surfacePosition)
     if (MovesBottom(m_resizeHandle))
         bottom = std::clamp(Snap(bottom + delta.y()), top + minHeight, top + 10000);
     const QRect wanted(left, top, std::max(right - left, minWidth), std::max(bottom - top, minHeight));
-    if (wanted != widget->geometry()) {
-        widget->setGeometry(wanted);
-        UpdateOverlays();
+    if (wanted == widget->geometry())
+        return;
+    widget->setGeometry(wanted);
+    m_resizeEdges = QMargins(wanted.left() - m_dragStart.left(), wanted.top() - m_dragStart.top(),
+                             wanted.right() - m_dragStart.right(), wanted.bottom() - m_dragStart.bottom());
+    for (const auto &[other, start] : std::as_const(m_resizeGroup)) {
+        if (other)
+            other->setGeometry(TQVWorkbenchModel::ResizedGeometry(other, start, m_resizeEdges));
     }
+    UpdateOverlays();
 }
 
 void TQVWorkbench::EndResize()
@@ -1713,10 +1726,21 @@ void TQVWorkbench::EndResize()
     QWidget *widget = m_dragWidget;
     m_resizeHandle = -1;
     m_dragWidget = nullptr;
+    const auto group = std::exchange(m_resizeGroup, {});
     if (!widget || widget->geometry() == m_dragStart)
         return;
-    // Through the model, so that the whole gesture is one change of the form.
+    // Through the model from where they started, so that the whole gesture is one change of the form.
     const QRect resized = widget->geometry();
     widget->setGeometry(m_dragStart);
-    m_model->SetGeometry(widget, resized);
+    QList<QWidget *> widgets{widget};
+    for (const auto &[other, start] : group) {
+        if (other) {
+            other->setGeometry(start);
+            widgets.append(other);
+        }
+    }
+    if (widgets.size() == 1)
+        m_model->SetGeometry(widget, resized);
+    else
+        m_model->ResizeComponents(widgets, m_resizeEdges);
 }

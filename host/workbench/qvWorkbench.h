@@ -171,8 +171,11 @@ private:
     QRubberBand *m_band = nullptr;
     QPoint m_bandStart;
     bool m_bandAdds = false;
-    // Resizing the selected component by a handle (-1: none).
+    // Resizing the selected components by a handle of the current one (-1: none): the edges
+    // move alike on all of them.
     int m_resizeHandle = -1;
+    QList<QPair<QPointer<QWidget>, QRect>> m_resizeGroup; // the other selected widgets and where they started
+    QMargins m_resizeEdges;
     QPoint m_resizePress;
 
     bool m_modalErrors = true;

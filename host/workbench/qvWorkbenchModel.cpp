@@ -975,16 +975,28 @@ QString TQVWorkbenchModel::Restack(const QList<QWidget *> &widgets, bool front)
     return QString();
 }
 
-QString TQVWorkbenchModel::ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta)
+QRect TQVWorkbenchModel::ResizedGeometry(const QWidget *widget, const QRect &from, const QMargins &edges)
+{
+    const QSize least = widget->minimumSize().expandedTo(QSize(8, 8)).boundedTo(QSize(10000, 10000));
+    // One axis: the start and the size from the edges' moves, the far edge staying when only it did not move.
+    const auto span = [](int start, int size, int low, int high, int least) {
+        const int end = start + size + high;
+        const int length = std::clamp(end - std::max(start + low, 0), least, 10000);
+        return low != 0 && high == 0 ? std::pair{std::max(end - length, 0), length} : std::pair{std::max(start + low, 0), length};
+    };
+    const auto [x, width] = span(from.x(), from.width(), edges.left(), edges.right(), least.width());
+    const auto [y, height] = span(from.y(), from.height(), edges.top(), edges.bottom(), least.height());
+    return QRect(x, y, width, height);
+}
+
+QString TQVWorkbenchModel::ResizeComponents(const QList<QWidget *> &widgets, const QMargins &edges)
 {
     const QList<QWidget *> resized = OnForm(widgets);
     if (resized.isEmpty())
         return Fail(tr("The component is not on the form."));
     QList<QRect> places;
-    for (QWidget *widget : resized) {
-        const QSize size = (widget->size() + delta).expandedTo(widget->minimumSize().expandedTo(QSize(8, 8)));
-        places.append(QRect(widget->pos(), size.boundedTo(QSize(10000, 10000))));
-    }
+    for (QWidget *widget : resized)
+        places.append(ResizedGeometry(widget, widget->geometry(), edges));
     return SetGeometries(resized, places, tr("Resize %n components", nullptr, int(resized.size())));
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include <QtCore/QList>
+#include <QtCore/QMargins>
 #include <QtCore/QMetaProperty>
 #include <QtCore/QObject>
 #include <QtCore/QPoint>
@@ -86,9 +87,13 @@ public:
     bool RemoveComponents(const QList<QObject *> &components);
     /// \brief Moves `widgets` of the form by `offset` as one editing step (no place below 0).
     QString MoveComponents(const QList<QWidget *> &widgets, const QPoint &offset);
-    /// \brief Resizes `widgets` of the form by `delta` as one editing step, their top left
-    /// corners staying; each size stays between the widget's minimum (at least 8) and 10000.
-    QString ResizeComponents(const QList<QWidget *> &widgets, const QSize &delta);
+    /// \brief Moves the edges of `widgets` of the form by `edges` (left, top, right, bottom)
+    /// as one editing step; see `ResizedGeometry`.
+    QString ResizeComponents(const QList<QWidget *> &widgets, const QMargins &edges);
+    /// \brief `from` with its edges moved by `edges`. Each size stays between the widget's
+    /// minimum (at least 8) and 10000, and the place at 0 or more: at a limit, an edge moved
+    /// alone stops there, otherwise the right or bottom edge gives way.
+    static QRect ResizedGeometry(const QWidget *widget, const QRect &from, const QMargins &edges);
 
     /// \brief Puts `widgets` of the form in front of the others (`RaiseComponents`) or
     /// behind them (`LowerComponents`), keeping their own order, as one editing step. The

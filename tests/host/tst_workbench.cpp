@@ -479,6 +479,19 @@ TEST(WorkbenchWindow, SeveralSelectedComponentsActTogether)
     EXPECT_EQ(meter->geometry(), meterAt.translated(40, 16));
     EXPECT_EQ(bar->geometry(), barAt.translated(40, 16));
     EXPECT_EQ(m.UndoStack()->count(), steps + 1);
+    // A handle of the current widget moves the same edges of the others, in one step.
+    auto *current = qobject_cast<QWidget *>(w.Selected());
+    ASSERT_TRUE(current == meter || current == bar);
+    const QRect before[] = {meter->geometry(), bar->geometry()};
+    const QPoint grip = current->geometry().topLeft() - QPoint(3, 3); // grows up and left
+    QTest::mousePress(m.Surface(), Qt::LeftButton, {}, grip);
+    QTest::mouseMove(m.Surface(), grip - QPoint(31, 17));
+    QTest::mouseRelease(m.Surface(), Qt::LeftButton, {}, grip - QPoint(31, 17));
+    const QSize grown = meter->size() - before[0].size();
+    EXPECT_TRUE(grown.width() > 0 && grown.height() > 0 && bar->size() - before[1].size() == grown);
+    EXPECT_TRUE(meter->geometry().bottomRight() == before[0].bottomRight() && bar->geometry().bottomRight() == before[1].bottomRight());
+    m.UndoStack()->undo();
+    EXPECT_TRUE(meter->geometry() == before[0] && bar->geometry() == before[1]);
 
     ActionNamed(w, "&Delete")->trigger();
     EXPECT_EQ(Names(m), QStringList({"SignalGenerator1", "Analyzer1", "Plot1"}));
