@@ -6,6 +6,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 #ifdef __SSE2__
@@ -24,6 +25,7 @@
 #include <QtGui/QPalette>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <QtGui/QPolygonF>
 
 #include "controls/qvCommon.h"
 #include "controls/qvFormat.h"
@@ -32,6 +34,7 @@
 #include "analysis/qvDistortion.h"
 #include "framework/qvResStrings.h"
 #include "indicators/qvGraphSink_p.h"
+#include "indicators/qvLimitLine_p.h"
 
 namespace {
 
@@ -181,6 +184,10 @@ public:
     TQVPlotAveraging averaging = avNone;
     int averageCount = 8;
     bool maxHold = false, minHold = false;
+    QString upperLimitText, lowerLimitText;
+    std::vector<QPointF> upperLimit, lowerLimit;
+    TQVColor limitColor = 0x2828D0; // red
+    bool limitFailed = false;
     struct Processing
     {
         std::vector<double> mean;
@@ -919,6 +926,7 @@ void TQVPlot::Refresh(bool dataOnly)
         update(m_data->layout.Plot);
     else
         update();
+    UpdateLimitVerdict();
 }
 
 // ---------------------------------------------------------------------------------------
@@ -1314,6 +1322,7 @@ void TQVPlot::PaintPlotArea(QPainter &painter)
         if (!m_data->traces[std::size_t(k)].empty())
             PaintTrace(painter, k);
     }
+    PaintLimits(painter);
     PaintMeasuring(painter);
     painter.restore();
 }
@@ -1782,6 +1791,202 @@ void TQVPlot::ResetProcessing()
     Refresh(false);
 }
 
+// ---------------------------------------------------------------------------------------
+// Limit test
+
+QString TQVPlot::UpperLimit() const
+{
+    return m_data->upperLimitText;
+}
+
+QString TQVPlot::LowerLimit() const
+{
+    return m_data->lowerLimitText;
+}
+
+void TQVPlot::SetUpperLimit(const QString &points)
+{
+    SetLimitLine(true, points);
+}
+
+void TQVPlot::SetLowerLimit(const QString &points)
+{
+    SetLimitLine(false, points);
+}
+
+void TQVPlot::SetLimitLine(bool upper, const QString &points)
+{
+    QString &text = upper ? m_data->upperLimitText : m_data->lowerLimitText;
+    if (points == text || !QVParseLimitLine(points, upper ? m_data->upperLimit : m_data->lowerLimit))
+        return;
+    text = points;
+    Refresh(false);
+    Notify(TQVChangeGroup::Settings);
+}
+
+TQVColor TQVPlot::LimitColor() const
+{
+    return m_data->limitColor;
+}
+
+void TQVPlot::SetLimitColor(TQVColor color)
+{
+    if (color == m_data->limitColor)
+        return;
+    m_data->limitColor = color;
+    Changed(TQVChangeGroup::Appearance);
+}
+
+bool TQVPlot::LimitFailed() const
+{
+    return m_data->limitFailed;
+}
+
+bool TQVPlot::ParseLimit(const QString &text, QList<QPointF> *points)
+{
+    std::vector<QPointF> read;
+    if (!QVParseLimitLine(text, read))
+        return false;
+    if (points)
+        *points = QList<QPointF>(read.begin(), read.end());
+    return true;
+}
+
+QString TQVPlot::LimitText(const QList<QPointF> &points)
+{
+    return QVLimitLineText(std::vector<QPointF>(points.begin(), points.end()));
+}
+
+std::vector<double> TQVPlot::LimitMargins(int channel) const
+{
+    const std::vector<float> &trace = m_data->traces[std::size_t(channel)];
+    if (trace.empty() || (m_data->upperLimit.empty() && m_data->lowerLimit.empty()))
+        return {};
+    // The lines on the shown x axis, where they are joined straight.
+    const bool log = m_data->xLog;
+    const auto onAxis = [log](std::vector<QPointF> line) {
+        for (QPointF &p : line)
+            p.setX(!log ? p.x() : p.x() > 0.0 ? std::log10(p.x()) : -std::numeric_limits<double>::infinity());
+        return line;
+    };
+    const std::vector<QPointF> upper = onAxis(m_data->upperLimit), lower = onAxis(m_data->lowerLimit);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    std::vector<double> margins(trace.size(), nan);
+    for (std::size_t i = 0; i < trace.size(); ++i) {
+        const double x = SampleX(channel, int(i)), v = DisplayValue(trace[i]);
+        const double u = !log ? x : x > 0.0 ? std::log10(x) : nan;
+        const double above = QVLimitAt(upper, u, true), below = QVLimitAt(lower, u, false);
+        if (std::isnan(v) || (std::isnan(above) && std::isnan(below)))
+            continue;
+        margins[i] = std::fmin(above - v, v - below); // fmin passes over the missing one
+    }
+    return margins;
+}
+
+QVariantMap TQVPlot::LimitReading() const
+{
+    if (m_data->upperLimit.empty() && m_data->lowerLimit.empty())
+        return {};
+    int tested = 0, violations = 0, channel = -1;
+    double margin = std::numeric_limits<double>::infinity(), marginX = 0.0;
+    double firstX = std::numeric_limits<double>::infinity();
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (!ChannelShown(k))
+            continue;
+        const std::vector<double> margins = LimitMargins(k);
+        for (std::size_t i = 0; i < margins.size(); ++i) {
+            if (std::isnan(margins[i]))
+                continue;
+            ++tested;
+            const double x = SampleX(k, int(i));
+            if (margins[i] < 0.0) {
+                ++violations;
+                firstX = std::min(firstX, x);
+            }
+            if (channel < 0 || margins[i] < margin)
+                std::tie(margin, marginX, channel) = std::tuple{margins[i], x, k};
+        }
+    }
+    QVariantMap reading{{QStringLiteral("failed"), violations > 0},
+                        {QStringLiteral("tested"), tested},
+                        {QStringLiteral("violations"), violations}};
+    if (channel >= 0) {
+        reading.insert(QStringLiteral("margin"), margin);
+        reading.insert(QStringLiteral("marginX"), marginX);
+        reading.insert(QStringLiteral("channel"), channel);
+    }
+    if (violations > 0)
+        reading.insert(QStringLiteral("firstX"), firstX);
+    return reading;
+}
+
+void TQVPlot::UpdateLimitVerdict()
+{
+    bool failed = false;
+    for (int k = 0; k < MaxTraces && !failed; ++k) {
+        if (ChannelShown(k)) {
+            for (double margin : LimitMargins(k))
+                failed = failed || margin < 0.0;
+        }
+    }
+    if (failed != m_data->limitFailed) {
+        m_data->limitFailed = failed;
+        emit LimitResultChanged(failed);
+    }
+}
+
+void TQVPlot::PaintLimits(QPainter &painter)
+{
+    if (m_data->upperLimit.empty() && m_data->lowerLimit.empty())
+        return;
+    const QRect p = m_data->layout.Plot;
+    const QColor ink = ToQColor(m_data->limitColor);
+    // The area beyond each line faintly tinted, the line itself solid.
+    QColor tint = ink;
+    tint.setAlphaF(0.08f);
+    const double dpr = std::max(QVTargetPixelRatio(painter, *this), 1.0);
+    QPen pen(ink, 1.5 * dpr);
+    pen.setCosmetic(true);
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    for (const auto &[line, upper] : {std::pair{&m_data->upperLimit, true}, std::pair{&m_data->lowerLimit, false}}) {
+        QPolygonF polyline;
+        for (const QPointF &point : *line) {
+            // A point at x <= 0 on a log axis carries the next level to the left edge.
+            const double x = m_data->xLog && !(point.x() > 0.0) ? p.left() - 1.0 : MapX(point.x(), p);
+            const double y = std::clamp(MapY(point.y(), p), p.top() - 4.0 * p.height(), p.bottom() + 4.0 * p.height());
+            if (Finite(x) && Finite(y))
+                polyline << QPointF(x, y);
+        }
+        if (polyline.isEmpty())
+            continue;
+        const double edge = upper ? p.top() - 1.0 : p.bottom() + 1.0;
+        QPolygonF area = polyline;
+        area << QPointF(polyline.last().x(), edge) << QPointF(polyline.first().x(), edge);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(tint);
+        painter.drawPolygon(area);
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(pen);
+        painter.drawPolyline(polyline);
+    }
+    // The failing samples once more, in the limit colour over their trace.
+    for (int k = 0; k < MaxTraces; ++k) {
+        if (!ChannelShown(k))
+            continue;
+        const std::vector<double> margins = LimitMargins(k);
+        std::vector<float> failing(margins.size(), std::numeric_limits<float>::quiet_NaN());
+        bool any = false;
+        for (std::size_t i = 0; i < margins.size(); ++i) {
+            if (margins[i] < 0.0) {
+                failing[i] = m_data->traces[std::size_t(k)][i];
+                any = true;
+            }
+        }
+        if (any)
+            PaintSeries(painter, k, failing, ink);
+    }
+}
+
 int TQVPlot::AveragedBlocks(int channel) const
 {
     return channel >= 0 && channel < MaxTraces ? m_data->processing[std::size_t(channel)].blocks : 0;
@@ -2221,6 +2426,16 @@ QStringList TQVPlot::ReadoutLines() const
         for (const auto &[name, key] : {std::pair{QStringLiteral("THD"), "thd"}, std::pair{QStringLiteral("THD+N"), "thdN"}})
             lines << QStringLiteral("%1\t%2\t%3").arg(name, Percent(value(key)), Reading(20.0 * std::log10(value(key)), dB, false));
         lines << QStringLiteral("SINAD\t\t%1").arg(Reading(value("sinad"), dB, false));
+    }
+    const QVariantMap limit = LimitReading();
+    if (!limit.isEmpty()) {
+        // The verdict, and where the samples come closest to a line (or pass it furthest).
+        const auto value = [&limit](const char *key) {
+            return limit.value(QLatin1String(key), std::numeric_limits<double>::quiet_NaN()).toDouble();
+        };
+        lines << QStringLiteral("%1\t%2\t%3")
+                     .arg(limit.value(QStringLiteral("failed")).toBool() ? tr("Fail") : tr("Pass"),
+                          Reading(value("marginX"), m_data->xUnit, true), Reading(value("margin"), deltaUnit, !decibel));
     }
     return lines;
 }

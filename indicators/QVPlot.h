@@ -7,6 +7,7 @@
 
 #include <QtCore/QList>
 #include <QtCore/QPoint>
+#include <QtCore/QPointF>
 #include <QtCore/QRect>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -72,6 +73,11 @@ class QV_WIDGETS_EXPORT TQVPlot : public TQVCustomPanel
     Q_PROPERTY(int AverageCount READ AverageCount WRITE SetAverageCount NOTIFY SettingsChanged)
     Q_PROPERTY(bool MaxHold READ MaxHold WRITE SetMaxHold NOTIFY SettingsChanged)
     Q_PROPERTY(bool MinHold READ MinHold WRITE SetMinHold NOTIFY SettingsChanged)
+    Q_PROPERTY(QString UpperLimit READ UpperLimit WRITE SetUpperLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(QString LowerLimit READ LowerLimit WRITE SetLowerLimit NOTIFY SettingsChanged)
+    Q_PROPERTY(quint32 LimitColor READ LimitColor WRITE SetLimitColor NOTIFY AppearanceChanged)
+    Q_PROPERTY(QColor QtLimitColor READ QtLimitColor WRITE SetQtLimitColor NOTIFY AppearanceChanged STORED false)
+    Q_PROPERTY(bool LimitFailed READ LimitFailed NOTIFY LimitResultChanged STORED false)
 
 public:
     /// `scDecibel` shows 20 log10(|y| / DecibelReference), or 10 log10 with `PowerValues`.
@@ -244,6 +250,34 @@ public:
     bool MinHold() const;
     void SetMinHold(bool hold);
 
+    /// \brief The upper limit line of the pass/fail test: points "x y; x y; ..." in x units and
+    /// displayed units (dB on a decibel scale), x not decreasing; two points at one x make a
+    /// step, and the tighter level holds at the step. Between its first and last x, every
+    /// sample of the shown channels (as drawn: averaged, without the holds) must lie at or
+    /// below the line, joined straight on the shown axes. Empty: no upper limit. A text that
+    /// does not read as such points is ignored.
+    QString UpperLimit() const;
+    void SetUpperLimit(const QString &points);
+    /// The lower limit line, likewise: the samples must lie at or above it.
+    QString LowerLimit() const;
+    void SetLowerLimit(const QString &points);
+    /// Colour of the limit lines, of the area beyond them and of the samples that fail.
+    TQVColor LimitColor() const;
+    void SetLimitColor(TQVColor color);
+    QV_QCOLOR_FACE(LimitColor)
+    /// A sample now on the plot fails a limit line.
+    bool LimitFailed() const;
+    /// \brief The limit test of the samples now on the plot: "failed", "tested" (samples
+    /// within the lines' x extent), "violations", "margin" (the least distance of a sample
+    /// inside its limits, in displayed units; negative when one fails), "marginX" and
+    /// "channel" of that sample, and "firstX" (the lowest x of a failing sample) when one
+    /// fails. Empty without limit lines.
+    Q_INVOKABLE QVariantMap LimitReading() const;
+    /// Reads a limit text into points; false for a text that `SetUpperLimit` would ignore.
+    static bool ParseLimit(const QString &text, QList<QPointF> *points);
+    /// The text of a limit line through `points` (x not decreasing), as the limits store it.
+    static QString LimitText(const QList<QPointF> &points);
+
     /// Blocks in the present average of channel `channel` (0 without averaging).
     Q_INVOKABLE int AveragedBlocks(int channel) const;
     /// The max hold and min hold traces (empty when off or out of range).
@@ -363,6 +397,8 @@ signals:
     void DataChanged();
     /// The zoom stack changed.
     void ZoomChanged();
+    /// The limit test's verdict changed (`LimitFailed`).
+    void LimitResultChanged(bool failed);
 
 protected:
     void Paint(QPainter &painter) override;
@@ -432,6 +468,12 @@ private:
     /// Shows a view: pushed, or in place of the one on top (wheel, keys, pan).
     void PushView(double x0, double x1, double y0, double y1, bool replaceTop = false);
     std::pair<double, double> PeakReading() const;
+    /// \brief Each sample's margin to the limit lines in displayed units (negative where it
+    /// fails, NaN where it is not tested); empty without limit lines or data.
+    std::vector<double> LimitMargins(int channel) const;
+    void SetLimitLine(bool upper, const QString &points);
+    void UpdateLimitVerdict();
+    void PaintLimits(QPainter &painter);
     /// The first and last sample of channel `k` inside the shown x range.
     std::pair<int, int> ShownSamples(int k) const;
     void DropZoom();

@@ -322,6 +322,33 @@ double TQVQuickPlot::peakValue() const { return PlotOf(this) ? PlotOf(this)->Pea
 double TQVQuickPlot::cursorValue(int which) const { return PlotOf(this) ? PlotOf(this)->CursorValue(which) : NaN; }
 QVariantMap TQVQuickPlot::gateStatistics() const { return PlotOf(this) ? PlotOf(this)->GateStatistics() : QVariantMap(); }
 QVariantMap TQVQuickPlot::distortionReading() const { return PlotOf(this) ? PlotOf(this)->DistortionReading() : QVariantMap(); }
+QVariantMap TQVQuickPlot::limitReading() const { return PlotOf(this) ? PlotOf(this)->LimitReading() : QVariantMap(); }
+
+QVariantList TQVQuickPlot::LimitPoints(const char *name) const
+{
+    QList<QPointF> points;
+    TQVPlot::ParseLimit(Read(name).toString(), &points);
+    QVariantList list;
+    for (const QPointF &p : points)
+        list.append(p);
+    return list;
+}
+
+void TQVQuickPlot::WriteLimit(const char *name, const QVariantList &points)
+{
+    // Points from QML: point values or objects with x and y; anything else spoils the line,
+    // which the plot then ignores.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    QList<QPointF> line;
+    for (const QVariant &point : points) {
+        const QVariantMap map = point.toMap();
+        line.append(point.canConvert<QPointF>() && map.isEmpty()
+                        ? point.toPointF()
+                        : QPointF(map.value(QStringLiteral("x"), nan).toDouble(), map.value(QStringLiteral("y"), nan).toDouble()));
+    }
+    Write(name, TQVPlot::LimitText(line));
+}
+
 QStringList TQVQuickPlot::readoutLines() const { return PlotOf(this) ? PlotOf(this)->ReadoutLines() : QStringList(); }
 QRect TQVQuickPlot::readoutRect() const { return PlotOf(this) ? PlotOf(this)->ReadoutRect() : QRect(); }
 QString TQVQuickPlot::tracesCsv() const { return PlotOf(this) ? PlotOf(this)->TracesCsv() : QString(); }

@@ -432,6 +432,10 @@ class QV_QUICK_EXPORT TQVQuickPlot : public TQVQuickInstrument
     Q_PROPERTY(int averageCount READ averageCount WRITE setAverageCount NOTIFY averageCountChanged)
     Q_PROPERTY(bool maxHold READ maxHold WRITE setMaxHold NOTIFY maxHoldChanged)
     Q_PROPERTY(bool minHold READ minHold WRITE setMinHold NOTIFY minHoldChanged)
+    /// Limit lines of the pass/fail test as lists of points (`Qt.point(x, y)` or `{x, y}`).
+    Q_PROPERTY(QVariantList upperLimit READ upperLimit WRITE setUpperLimit NOTIFY upperLimitChanged)
+    Q_PROPERTY(QVariantList lowerLimit READ lowerLimit WRITE setLowerLimit NOTIFY lowerLimitChanged)
+    Q_PROPERTY(bool limitFailed READ limitFailed NOTIFY limitFailedChanged)
 
 public:
     /// The plot's display-side averaging (`TQVPlot::TQVPlotAveraging`).
@@ -472,6 +476,11 @@ public:
     void setMaxHold(bool on) { Write("MaxHold", on); }
     bool minHold() const { return Read("MinHold").toBool(); }
     void setMinHold(bool on) { Write("MinHold", on); }
+    QVariantList upperLimit() const { return LimitPoints("UpperLimit"); }
+    void setUpperLimit(const QVariantList &points) { WriteLimit("UpperLimit", points); }
+    QVariantList lowerLimit() const { return LimitPoints("LowerLimit"); }
+    void setLowerLimit(const QVariantList &points) { WriteLimit("LowerLimit", points); }
+    bool limitFailed() const { return Read("LimitFailed").toBool(); }
 
     /// The plot's measuring: the zoom stack, the averages and holds, the readouts.
     Q_INVOKABLE void zoomTo(double x0, double x1, double y0, double y1);
@@ -484,6 +493,7 @@ public:
     Q_INVOKABLE double cursorValue(int which) const;
     Q_INVOKABLE QVariantMap gateStatistics() const;
     Q_INVOKABLE QVariantMap distortionReading() const;
+    Q_INVOKABLE QVariantMap limitReading() const;
     Q_INVOKABLE QStringList readoutLines() const;
     Q_INVOKABLE QRect readoutRect() const;
     /// The shown traces as comma-separated values, and written to a file (a path or a URL).
@@ -533,6 +543,13 @@ signals:
     void averageCountChanged();
     void maxHoldChanged();
     void minHoldChanged();
+    void upperLimitChanged();
+    void lowerLimitChanged();
+    void limitFailedChanged();
+
+private:
+    QVariantList LimitPoints(const char *name) const;
+    void WriteLimit(const char *name, const QVariantList &points);
 };
 
 /// \brief The waterfall (`TQVWaterfall`): a spectrum per block, newest on top, levels as colours.

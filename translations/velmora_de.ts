@@ -416,6 +416,14 @@
         <source>RMS</source>
         <translation>Effektiv</translation>
     </message>
+    <message>
+        <source>Fail</source>
+        <translation>n. i. O.</translation>
+    </message>
+    <message>
+        <source>Pass</source>
+        <translation>i. O.</translation>
+    </message>
 </context>
 <context>
     <name>TQVRecorder</name>

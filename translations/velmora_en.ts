@@ -416,6 +416,14 @@
         <source>RMS</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Fail</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pass</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>TQVRecorder</name>

@@ -19,6 +19,7 @@
 #include <QtCore/QUrl>
 #include <QtGui/QImage>
 #include <QtGui/QMouseEvent>
+#include <QtTest/QSignalSpy>
 
 #include "indicators/QVPlot.h"
 #include "indicators/qvColorMap.h"
@@ -423,6 +424,78 @@ TEST(PlotMeasure, PeakMarkerAndDistortionReadTheSpectrumBetweenBins)
             EXPECT_TRUE(plot.DistortionReading().contains(u"thdN"_s) && !plot.DistortionReading().contains(u"thd"_s));
         }
     }
+}
+
+// The limit test against the masks in closed form, sample by sample: a ramp of levels under a
+// sloped line, over a step (the tighter level at it), a line over part of the trace, and on a
+// log axis a line straight in log x that a point at 0 carries to the left, with a zero (a level
+// of minus infinity) under a lower line.
+TEST(PlotMeasure, LimitLinesJudgeEverySampleAgainstTheirClosedForm)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case { bool Decibel; const char *Upper, *Lower; std::function<double(double)> Up, Low; };
+    const auto within = [nan](double a, double b, double y) { return [=](double x) { return x >= a && x <= b ? y : nan; }; };
+    const auto none = [nan](double) { return nan; };
+    const Case cases[] = {
+        {false, "0 10; 100 60", "", [](double x) { return 10 + 0.5 * x; }, none},
+        {false, "", "0 -1; 50 -1\n50,55; 99 55", none, [](double x) { return x < 50 ? -1.0 : 55.0; }},
+        {false, "20 0; 30 0", "", within(20, 30, 0), none},
+        {true, "0 5; 1 0; 10 20", "1 -10; 10 -10", [](double x) { return x < 1 ? 0 : 20 * std::log10(x); }, within(1, 10, -10)},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.Upper << " / " << c.Lower);
+        const double dx = c.Decibel ? 0.1 : 1.0; // the log axis has samples below and above 1
+        TQVBoundPlot plot(1, 100, LD(100 * dx));
+        std::vector<float> samples(100);
+        for (int i = 0; i < 100; ++i)
+            samples[std::size_t(i)] = c.Decibel ? (i == 50 ? 0.0f : float(std::pow(10.0, 0.01 * i))) : float(i);
+        plot.SetScaleY(c.Decibel ? TQVPlot::scDecibel : TQVPlot::scLinear);
+        plot.SetXLog(c.Decibel);
+        plot.Feed(samples);
+        QSignalSpy verdicts(&plot, &TQVPlot::LimitResultChanged);
+        plot.SetUpperLimit(QString::fromLatin1(c.Upper));
+        plot.SetLowerLimit(QString::fromLatin1(c.Lower));
+        int tested = 0, violations = 0;
+        double margin = INFINITY, marginX = nan, firstX = nan;
+        for (int i = c.Decibel ? 1 : 0; i < 100; ++i) { // x = 0 has no place on a log axis
+            const double x = i * dx, v = c.Decibel ? 20 * std::log10(double(samples[std::size_t(i)])) : i;
+            const double m = std::fmin(c.Up(x) - v, v - c.Low(x));
+            if (std::isnan(m))
+                continue;
+            ++tested;
+            violations += m < 0;
+            firstX = m < 0 && std::isnan(firstX) ? x : firstX;
+            std::tie(margin, marginX) = m < margin ? std::pair{m, x} : std::pair{margin, marginX};
+        }
+        const QVariantMap r = plot.LimitReading();
+        EXPECT_EQ(r.value(u"tested"_s).toInt(), tested);
+        EXPECT_EQ(r.value(u"violations"_s).toInt(), violations);
+        const double got = r.value(u"margin"_s).toDouble();
+        EXPECT_TRUE(got == margin || std::fabs(got - margin) < 1e-9) << got << " " << margin;
+        EXPECT_NEAR(r.value(u"marginX"_s).toDouble(), marginX, 1e-12);
+        EXPECT_NEAR(r.value(u"firstX"_s, nan).toDouble(), firstX, 1e-12);
+        EXPECT_EQ(plot.LimitFailed(), violations > 0);
+        EXPECT_EQ(verdicts.count(), violations > 0 ? 1 : 0);
+        EXPECT_TRUE(plot.ReadoutLines().constLast().startsWith(violations > 0 ? u"Fail"_s : u"Pass"_s));
+
+        // The same block again changes no verdict; without lines there is no test.
+        plot.Feed(samples);
+        plot.SetUpperLimit(QString());
+        plot.SetLowerLimit(QString());
+        EXPECT_TRUE(!plot.LimitFailed() && plot.LimitReading().isEmpty());
+        EXPECT_EQ(verdicts.count(), violations > 0 ? 2 : 0);
+    }
+
+    // Texts that are not points with x rising are ignored; the text form reads back.
+    TQVPlot plot;
+    plot.SetUpperLimit(u"0 1"_s);
+    for (const char *bad : {"1 2; 0 3", "1", "a b", "1 2 3", "1 nan", "1 2;; 3 inf"}) {
+        plot.SetUpperLimit(QString::fromLatin1(bad));
+        EXPECT_EQ(plot.UpperLimit(), u"0 1"_s) << bad;
+    }
+    QList<QPointF> points;
+    ASSERT_TRUE(TQVPlot::ParseLimit(u" 0,0.1\n1e3  -60.5 ;"_s, &points));
+    EXPECT_EQ(TQVPlot::LimitText(points), u"0 0.1; 1000 -60.5"_s);
 }
 
 // N blocks of uniform noise (variance 1/3): a linear average has 1/N of it, and stays after N

@@ -43,7 +43,7 @@ struct TQVValueSource : TQVTestSource
 
 // Properties no write changes: Version and Copyright ignore writes (forms load whatever they
 // hold); MeasureSource, an object pointer, is tested with sources below.
-const std::set<QByteArray> kUnchangeable{"Version", "Copyright", "MeasureSource"};
+const std::set<QByteArray> kUnchangeable{"Version", "Copyright", "MeasureSource", "LimitFailed"};
 
 // Values other than `old` of the property's type; the setters refuse some (ranges, limits).
 QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
@@ -64,9 +64,10 @@ QList<QVariant> OtherValues(const QMetaProperty &property, const QVariant &old)
     case QMetaType::Int: return {old.toInt() - 1, old.toInt() + 1};
     case QMetaType::UInt: return {old.toUInt() ^ 0x10u};
     case QMetaType::Bool: return {!old.toBool()};
-    case QMetaType::QString: // RangeTable: rows without and with the check flag
-        return qstrcmp(property.name(), "RangeTable") == 0 ? QList<QVariant>{u"0x000000FF:1"_s, u"0x000000FF:1:1"_s}
-                                                           : QList<QVariant>{old.toString() + u'x'};
+    case QMetaType::QString: // RangeTable: rows without and with the check flag; limit lines: points
+        if (qstrcmp(property.name(), "RangeTable") == 0)
+            return {u"0x000000FF:1"_s, u"0x000000FF:1:1"_s};
+        return QByteArray(property.name()).endsWith("Limit") ? QList<QVariant>{u"0 1; 2 3"_s} : QList<QVariant>{old.toString() + u'x'};
     case QMetaType::QColor: return {QColor::fromRgb(old.value<QColor>().rgb() ^ 0x400008u)};
     case QMetaType::QFont: return {font};
     case QMetaType::QPixmap: return {QPixmap(4, 4)};

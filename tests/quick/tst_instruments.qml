@@ -130,6 +130,13 @@ Item {
             item.zoomBack(); compare(item.zoomDepth(), 0)
             verify(isNaN(item.peakX())); compare(item.gateStatistics().count, 0)
             compare(Object.keys(item.distortionReading()).length, 0)
+            // Limit lines as points or {x, y}; x must not fall.
+            const upper = spyOn(item, "upperLimitChanged")
+            item.upperLimit = [Qt.point(10, -20), { x: 1000, y: -40.5 }]
+            compare(upper.count, 1); compare(item.widget.UpperLimit, "10 -20; 1000 -40.5")
+            compare(item.upperLimit, [Qt.point(10, -20), Qt.point(1000, -40.5)])
+            item.lowerLimit = [Qt.point(10, -90), Qt.point(5, -90)]; compare(item.lowerLimit, [])
+            verify(!item.limitFailed); compare(item.limitReading().tested, 0)
             item.xUnit = "Hz"; compare(item.tracesCsv(), "x [Hz]\n") // no data: the header alone
             const failed = spyOn(item, "errorOccurred")
             verify(!item.saveTracesCsv("")); compare(failed.count, 1)
