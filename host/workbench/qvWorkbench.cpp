@@ -1,4 +1,5 @@
 #include "qvWorkbench.h"
+#include "qvWireRouter.h"
 
 #include <algorithm>
 #include <array>
@@ -93,18 +94,6 @@ Qt::CursorShape HandleCursor(int k)
 int Snap(int value)
 {
     return int(std::lround(value / double(SnapStep))) * SnapStep;
-}
-
-// The point where the line from the centre of `rect` towards `target` leaves it.
-QPointF BorderPoint(const QRectF &rect, const QPointF &target)
-{
-    const QPointF c = rect.center();
-    const QPointF d = target - c;
-    if (qFuzzyIsNull(d.x()) && qFuzzyIsNull(d.y()))
-        return c;
-    const double tx = qFuzzyIsNull(d.x()) ? 1e9 : rect.width() / 2 / std::abs(d.x());
-    const double ty = qFuzzyIsNull(d.y()) ? 1e9 : rect.height() / 2 / std::abs(d.y());
-    return c + d * std::min({tx, ty, 1.0});
 }
 
 // A transparent layer that lets the mouse through and paints by a callback.
@@ -1605,8 +1594,15 @@ void TQVWorkbench::DrawWires(QPainter &painter)
     const QPoint trayAt = tray->mapTo(m_centre, QPoint(0, 0));
     const int left = std::max(formAt.x(), trayAt.x());
     const int right = std::min(formAt.x() + form->width(), trayAt.x() + tray->width());
-    painter.setClipRect(QRect(QPoint(left, formAt.y()), QPoint(right - 1, trayAt.y() + tray->height() - 1)));
+    const QRect area(QPoint(left, formAt.y()), QPoint(right - 1, trayAt.y() + tray->height() - 1));
+    painter.setClipRect(area);
     painter.setRenderHint(QPainter::Antialiasing);
+    QList<QRectF> boxes;
+    for (QObject *component : m_model->Components()) {
+        const QRectF r = ComponentRect(component, m_centre);
+        if (!r.isEmpty())
+            boxes.append(r);
+    }
     const QColor wire(30, 110, 220);
     for (QObject *consumer : m_model->Components()) {
         const QMetaObject *meta = consumer->metaObject();
@@ -1622,39 +1618,74 @@ void TQVWorkbench::DrawWires(QPainter &painter)
             const QRectF to = ComponentRect(consumer, m_centre);
             if (from.isEmpty() || to.isEmpty())
                 continue;
-            // Data flows from the source to the consumer: a curve leaving and entering the
-            // boxes along the axis on which they lie apart, with the arrow at the consumer.
-            const QPointF a = BorderPoint(from, to.center());
-            const QPointF b = BorderPoint(to, from.center());
-            const QPointF d = b - a;
-            const bool horizontal = std::abs(d.x()) > std::abs(d.y());
-            const QPointF bend = horizontal ? QPointF(d.x() / 2, 0) : QPointF(0, d.y() / 2);
-            QPainterPath path(a);
-            path.cubicTo(a + bend, b - bend, b);
+            const QPainterPath path = WirePath(from, to, boxes, QRectF(area));
             const bool selected = consumer == m_selected || source == m_selected ||
                                   m_alsoSelected.contains(consumer) || m_alsoSelected.contains(source);
             QColor colour = selected ? wire.darker(130) : wire;
             colour.setAlpha(selected ? 235 : 170);
             painter.setBrush(Qt::NoBrush);
-            // A light halo keeps the wire readable where it crosses a component.
-            painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap));
+            // A light halo keeps the wire readable where it crosses another.
+            painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             painter.drawPath(path);
-            painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap));
+            painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             painter.drawPath(path);
             painter.setBrush(Qt::white);
-            painter.drawEllipse(a, 3.0, 3.0);
-            // Arrow head along the end tangent.
-            QPointF tangent = bend.isNull() ? d : bend;
-            const double length = std::hypot(tangent.x(), tangent.y());
-            if (length < 1e-6)
-                continue;
-            tangent /= length;
+            painter.drawEllipse(path.pointAtPercent(0.0), 3.0, 3.0);
+            // Arrow head along the end tangent, at the consumer.
+            const QPointF b = path.pointAtPercent(1.0);
+            const double angle = qDegreesToRadians(path.angleAtPercent(1.0));
+            const QPointF tangent(std::cos(angle), -std::sin(angle));
             const QPointF normal(-tangent.y(), tangent.x());
             const QPointF back = b - tangent * 10.0;
             painter.setBrush(colour);
             painter.drawPolygon(QPolygonF({b, back + normal * 4.5, back - normal * 4.5}));
         }
     }
+}
+
+QPainterPath TQVWorkbench::WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area)
+{
+    // Data flows from the source to the consumer. The wire leaves and enters the middle of
+    // the sides that face each other, along the axis on which the boxes lie further apart.
+    const QPointF d = to.center() - from.center();
+    const bool horizontal = std::abs(d.x()) > std::abs(d.y());
+    const auto side = [horizontal](const QRectF &r, const QPointF &towards) {
+        const QPointF c = r.center(), e = towards - c;
+        return horizontal ? QPointF(e.x() > 0 ? r.right() : r.left(), c.y()) : QPointF(c.x(), e.y() > 0 ? r.bottom() : r.top());
+    };
+    const QPointF a = side(from, to.center()), b = side(to, from.center());
+    const QPointF out = horizontal ? QPointF(d.x() > 0 ? 1 : -1, 0) : QPointF(0, d.y() > 0 ? 1 : -1);
+    // The wire keeps 8 pixels from the boxes it passes, less where they stand closer.
+    QList<QPointF> corners;
+    for (const double clearance : {8.0, 4.0, 1.0}) {
+        QList<QRectF> obstacles;
+        for (const QRectF &box : boxes)
+            obstacles.append(box.adjusted(-clearance, -clearance, clearance, clearance));
+        corners = QVRouteWire(a + out * clearance, b - out * clearance, obstacles, area);
+        if (!corners.isEmpty())
+            break;
+    }
+    QPainterPath path(a);
+    if (corners.isEmpty()) {
+        // No way around (an end is hemmed in): a curve straight across.
+        const QPointF bend = horizontal ? QPointF((b - a).x() / 2, 0) : QPointF(0, (b - a).y() / 2);
+        path.cubicTo(a + bend, b - bend, b);
+        return path;
+    }
+    corners.prepend(a);
+    corners.append(b);
+    // Straight runs with rounded corners.
+    for (qsizetype i = 1; i + 1 < corners.size(); ++i) {
+        const QPointF p = corners[i], in = p - corners[i - 1], out = corners[i + 1] - p;
+        const double lin = std::hypot(in.x(), in.y()), lout = std::hypot(out.x(), out.y());
+        if (lin < 1e-9 || lout < 1e-9)
+            continue;
+        const double r = std::min({6.0, lin / 2, lout / 2});
+        path.lineTo(p - in / lin * r);
+        path.quadTo(p, p + out / lout * r);
+    }
+    path.lineTo(b);
+    return path;
 }
 
 int TQVWorkbench::HandleAt(const QPoint &surfacePosition) const

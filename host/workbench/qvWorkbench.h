@@ -18,6 +18,7 @@ class QKeyEvent;
 class QListWidget;
 class QListWidgetItem;
 class QPainter;
+class QPainterPath;
 class QRubberBand;
 class QScrollArea;
 class QTableWidget;
@@ -100,6 +101,9 @@ private:
     void UpdateOverlays();
     void PaintWires(QPainter &painter);
     void DrawWires(QPainter &painter);
+    /// \brief A wire from box `from` to box `to`: around `boxes` (both ends among them) inside
+    /// `area`, in straight runs with rounded corners, or a curve when there is no way around.
+    static QPainterPath WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area);
     QRect ComponentRect(QObject *component, QWidget *to) const;
     int HandleAt(const QPoint &surfacePosition) const;
     void BeginResize(int handle, const QPoint &surfacePosition);
