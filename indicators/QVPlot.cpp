@@ -2650,9 +2650,12 @@ void TQVPlot::PaintMeasuring(QPainter &painter)
         painter.drawRect(box.adjusted(0, 0, -1, -1));
         painter.setPen(ink);
         int y = box.top() + pad;
-        for (const QString &line : lines) {
-            const QStringList cells = line.split(QLatin1Char('\t'));
+        // A failed limit test, the last line, says so in the limit colour.
+        const qsizetype failLine = m_data->limitFailed ? lines.size() - 1 : -1;
+        for (qsizetype l = 0; l < lines.size(); ++l) {
+            const QStringList cells = lines[l].split(QLatin1Char('\t'));
             int x = box.left() + pad;
+            painter.setPen(l == failLine ? ToQColor(m_data->limitColor) : ink);
             for (std::size_t c = 0; c < 3 && c < std::size_t(cells.size()); ++c) {
                 const Qt::Alignment align = (c == 0 ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter;
                 painter.drawText(QRect(x, y, widths[c], fm.height()), align, cells[qsizetype(c)]);
