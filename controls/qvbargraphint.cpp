@@ -9,6 +9,7 @@
 
 #include <QtCore/QStringList>
 #include <QtGui/QFontMetrics>
+#include <QtCore/QTimer>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
 
@@ -44,6 +45,10 @@ public:
     QRect NewValueRect;
     // The strip of the value repaint in progress; a paint event inside it draws the bar only.
     QRect ValueStrip;
+    bool PeakHold = false;
+    int PeakHoldTime = 1500;
+    double Peak = std::numeric_limits<double>::quiet_NaN();
+    QTimer PeakTimer; // the hold of the marker
 };
 
 namespace {
@@ -77,6 +82,8 @@ TQVBarGraphInt::TQVBarGraphInt(QWidget *parent)
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
     resize(45, 145);
     setAccessibleName(tr("Bar graph"));
+    m_data->PeakTimer.setSingleShot(true);
+    connect(&m_data->PeakTimer, &QTimer::timeout, this, &TQVBarGraphInt::ResetPeak);
 }
 
 TQVBarGraphInt::~TQVBarGraphInt() = default;
@@ -114,8 +121,61 @@ void TQVBarGraphInt::SetValue(double value)
     const double oldValue = Scale().Value;
     Scale().Value = value;
     PaintNewValue(oldValue);
+    if (m_data->PeakHold && !(value < m_data->Peak)) {
+        MovePeak(value);
+        if (m_data->PeakHoldTime > 0)
+            m_data->PeakTimer.start(m_data->PeakHoldTime);
+    }
     NotifyAccessibleValue();
     emit ValueChanged(value);
+}
+
+bool TQVBarGraphInt::PeakHold() const { return m_data->PeakHold; }
+int TQVBarGraphInt::PeakHoldTime() const { return m_data->PeakHoldTime; }
+double TQVBarGraphInt::Peak() const { return m_data->Peak; }
+
+void TQVBarGraphInt::SetPeakHold(bool hold)
+{
+    if (!QVChange(m_data->PeakHold, hold))
+        return;
+    m_data->PeakTimer.stop();
+    MovePeak(hold ? Scale().Value : std::numeric_limits<double>::quiet_NaN());
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVBarGraphInt::SetPeakHoldTime(int milliseconds)
+{
+    if (milliseconds < 0 || milliseconds > 3600000 || !QVChange(m_data->PeakHoldTime, milliseconds))
+        return;
+    if (milliseconds == 0)
+        m_data->PeakTimer.stop();
+    else if (m_data->PeakTimer.isActive())
+        m_data->PeakTimer.start(milliseconds);
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVBarGraphInt::ResetPeak()
+{
+    m_data->PeakTimer.stop();
+    if (m_data->PeakHold)
+        MovePeak(Scale().Value);
+}
+
+void TQVBarGraphInt::MovePeak(double peak)
+{
+    const double old = m_data->Peak;
+    m_data->Peak = peak;
+    if (old == peak || (std::isnan(old) && std::isnan(peak)))
+        return;
+    if (!UsableSpan(Scale().ValueMin, Scale().ValueMax) || (Adaptive() && !Scale().AdaptiveLayout.IsValid())) {
+        update();
+        return;
+    }
+    // The marker is two pixels thick on the value's side of the bar end.
+    for (const double v : {old, peak}) {
+        if (std::isfinite(v))
+            update(ValueRect(std::clamp(v, Scale().ValueMin, Scale().ValueMax)).adjusted(-3, -3, 3, 3));
+    }
 }
 
 void TQVBarGraphInt::SetValueParams(double valueMin, double valueMax)
@@ -339,30 +399,39 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
     if (!UsableSpan(Scale().ValueMin, Scale().ValueMax))
         return;
     const double span = Scale().ValueMax - Scale().ValueMin;
+    // Where the bar of `value` ends: its first filled row, or the column after its last.
+    const auto position = [&](double value) {
+        if (adaptive)
+            return QVRoundPx(Scale().AdaptiveLayout.PositionOf(value, Scale().ValueMin, Scale().ValueMax));
+        return vertical ? bottom - QVRoundPx((value - Scale().ValueMin) * (bottom - top) / span)
+                        : left + QVRoundPx((value - Scale().ValueMin) * (right - left) / span);
+    };
     int edge = vertical ? bottom : left;
     for (int i = 0; i < Scale().Ranges.Number(); ++i) {
         const RangeEntry &range = Scale().Ranges[i];
         const bool last = range.Limit >= Scale().Value;
-        const double end = last ? Scale().Value : range.Limit;
+        const int pos = position(last ? Scale().Value : range.Limit);
         const QColor color = ToQColor(range.Color);
-        if (adaptive) {
-            const int pos = QVRoundPx(Scale().AdaptiveLayout.PositionOf(end, Scale().ValueMin, Scale().ValueMax));
-            if (vertical)
-                FillWin(painter, left, std::max(pos, top), right, edge, color);
-            else
-                FillWin(painter, edge, top, std::min(pos, right), bottom, color);
-            edge = pos;
-        } else if (vertical) {
-            const int pos = bottom - QVRoundPx((end - Scale().ValueMin) * (bottom - top) / span);
-            FillWin(painter, left, pos, right, edge, color);
-            edge = pos;
-        } else {
-            const int pos = left + QVRoundPx((end - Scale().ValueMin) * (right - left) / span);
-            FillWin(painter, edge, top, pos, bottom, color);
-            edge = pos;
-        }
+        if (vertical)
+            FillWin(painter, left, std::max(pos, top), right, edge, color);
+        else
+            FillWin(painter, edge, top, std::min(pos, right), bottom, color);
+        edge = pos;
         if (last)
             break;
+    }
+    // The peak marker, two pixels inside where the bar of the peak would end, in the colour
+    // of the range that holds it, while above the bar.
+    const double peak = std::clamp(m_data->Peak, Scale().ValueMin, Scale().ValueMax);
+    if (m_data->PeakHold && peak > Scale().Value && Scale().Ranges.Number() > 0) {
+        QColor color = ToQColor(Scale().Ranges[Scale().Ranges.Number() - 1].Color);
+        for (int i = Scale().Ranges.Number() - 1; i >= 0 && Scale().Ranges[i].Limit >= peak; --i)
+            color = ToQColor(Scale().Ranges[i].Color);
+        const int pos = position(peak);
+        if (vertical)
+            FillWin(painter, left, std::max(pos, top), right, std::min(pos + 2, bottom), color);
+        else
+            FillWin(painter, std::max(pos - 2, left), top, std::min(pos, right), bottom, color);
     }
 }
 

@@ -51,6 +51,8 @@ class QV_WIDGETS_EXPORT TQVBarGraphInt : public TQVLinearScaleControl
     Q_PROPERTY(QVScale::TQVScaleLayout ScaleLayout READ ScaleLayout WRITE SetScaleLayout NOTIFY AppearanceChanged)
     // The range table as text, for Qt Designer; forms keep it in the custom stream data.
     Q_PROPERTY(QString RangeTable READ RangeTable WRITE SetRangeTable DESIGNABLE true NOTIFY SettingsChanged)
+    Q_PROPERTY(bool PeakHold READ PeakHold WRITE SetPeakHold NOTIFY SettingsChanged)
+    Q_PROPERTY(int PeakHoldTime READ PeakHoldTime WRITE SetPeakHoldTime NOTIFY SettingsChanged)
     Q_CLASSINFO("FormCustomData", "RangeTable")
     Q_CLASSINFO("FormNumbers", "LabelScientificUnitPosfix")
 
@@ -105,6 +107,20 @@ public:
     /// `RangeNumber` > 0; reading keeps at most 16 pairs and drops the rest.
     void DefineProperties(TQVFiler &filer) override;
 
+    /// \brief A peak marker: a line across the bar at the highest value shown since the
+    /// marker last moved, in the colour of its range, drawn while it stands above the bar.
+    bool PeakHold() const;
+    /// Switching it on starts the marker at the present value; off removes it.
+    void SetPeakHold(bool hold);
+    /// \brief Milliseconds the marker stays before it falls back to the present value
+    /// (1500); 0 keeps it until `ResetPeak`. Ignored outside 0 to 3600000.
+    int PeakHoldTime() const;
+    void SetPeakHoldTime(int milliseconds);
+    /// The value the marker holds; NaN without `PeakHold`.
+    double Peak() const;
+    /// Puts the marker back to the present value.
+    void ResetPeak();
+
     /// The bar's rectangle as last painted, before its frame was drawn.
     QRect BarRect() const;
     /// Zero-thickness rectangle at the current value's end of the bar, from the last
@@ -137,6 +153,8 @@ private:
     class PrivateData;
 
     QRect ValueRect(double value) const;
+    /// Moves the marker to `peak` and repaints the strips of its old and new place.
+    void MovePeak(double peak);
     QString LabelFormat() const;
 
     std::unique_ptr<PrivateData> m_data;

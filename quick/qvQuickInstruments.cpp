@@ -237,6 +237,12 @@ TQVQuickBarGraph::TQVQuickBarGraph(QQuickItem *parent)
     LinkProperties();
 }
 
+void TQVQuickBarGraph::resetPeak()
+{
+    if (auto *bar = static_cast<TQVBarGraphInt *>(widget()))
+        bar->ResetPeak();
+}
+
 TQVQuickSlider::TQVQuickSlider(QQuickItem *parent)
     : TQVQuickLinearScaleInstrument([]() -> TQVCustomPanel * { return new TQVSlider; }, parent)
 {

@@ -290,6 +290,9 @@ class QV_QUICK_EXPORT TQVQuickBarGraph : public TQVQuickLinearScaleInstrument
     Q_PROPERTY(QColor barColor READ barColor WRITE setBarColor NOTIFY barColorChanged)
     /// Whether the range follows the source's (on by default); off keeps `valueMin`, `valueMax`.
     Q_PROPERTY(bool autoConfig READ autoConfig WRITE setAutoConfig NOTIFY autoConfigChanged)
+    /// A marker at the highest value, for `peakHoldTime` milliseconds (0: until `resetPeak()`).
+    Q_PROPERTY(bool peakHold READ peakHold WRITE setPeakHold NOTIFY peakHoldChanged)
+    Q_PROPERTY(int peakHoldTime READ peakHoldTime WRITE setPeakHoldTime NOTIFY peakHoldTimeChanged)
 
 public:
     explicit TQVQuickBarGraph(QQuickItem *parent = nullptr);
@@ -302,12 +305,19 @@ public:
     void setBarColor(const QColor &color) { Write("QtBarColor", color); }
     bool autoConfig() const { return Read("AutoConfig").toBool(); }
     void setAutoConfig(bool on) { Write("AutoConfig", on); }
+    bool peakHold() const { return Read("PeakHold").toBool(); }
+    void setPeakHold(bool on) { Write("PeakHold", on); }
+    int peakHoldTime() const { return Read("PeakHoldTime").toInt(); }
+    void setPeakHoldTime(int milliseconds) { Write("PeakHoldTime", milliseconds); }
+    Q_INVOKABLE void resetPeak();
 
 signals:
     void sourceChanged();
     void rangesChanged();
     void barColorChanged();
     void autoConfigChanged();
+    void peakHoldChanged();
+    void peakHoldTimeChanged();
 };
 
 /// \brief The slider (`TQVSlider`): an input; keys and mouse move it.

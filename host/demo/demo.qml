@@ -61,6 +61,7 @@ Rectangle {
                         source: rms; width: 90; height: 230
                         autoConfig: false; valueMin: 0; valueMax: 1; labelingGap: 0.1; labelingDecimals: 1
                         labelingStyle: BarGraph.Both; ranges: panel.ranges; scaleLayout: BarGraph.Adaptive
+                        peakHold: true
                     }
                 }
             }

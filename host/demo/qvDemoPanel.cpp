@@ -74,6 +74,7 @@ TQVDemoPanel::TQVDemoPanel(QWidget *parent)
     m_bar = new TQVBarGraph(this);
     m_bar->SetAutoConfig(false);
     m_bar->SetValueParams(0.0, 1.0);
+    m_bar->SetPeakHold(true); // the highest RMS of the last 1.5 s
     m_bar->SetLabelingGap(0.1);
     m_bar->SetLabelingDecimals(1);
     m_bar->SetLabelingStyle(TQVBarGraphInt::lbsBoth);

@@ -10,6 +10,7 @@
 #include <QtGui/QImage>
 #include <QtGui/QPainter>
 #include <QtGui/QScreen>
+#include <QtTest/QTest>
 
 #include "controls/qvbargraphint.h"
 #include "support/qvPaintRecorder.h"
@@ -105,19 +106,26 @@ TEST(BarGraphPaint, BarEndsAtTheComputedPosition)
     }
 }
 
+// A bar of 205 pixels over 0..100 with the ranges R1 up to 30, R2 up to 70 and R3 above.
+std::unique_ptr<Bar> ThreeRangeBar(Bar::TQVBarKind kind)
+{
+    auto bar = kind == Bar::sbVertical ? MakeBar(kind, 45, 205) : MakeBar(kind, 205, 45);
+    bar->SetRangeNumber(3);
+    const double limits[] = {30, 70};
+    const TQVColor colours[] = {R1, R2, R3};
+    for (int i = 1; i <= 3; ++i) {
+        bar->SetRangeCurrent(i);
+        bar->SetRangeColor(colours[i - 1]);
+        if (i < 3)
+            bar->SetRangeLimit(limits[i - 1]);
+    }
+    return bar;
+}
+
 TEST(BarGraphPaint, ColourRangesInOrderAndDevicePixelRatio)
 {
     for (Bar::TQVBarKind kind : {Bar::sbVertical, Bar::sbHorizontal}) {
-        auto bar = kind == Bar::sbVertical ? MakeBar(kind, 45, 205) : MakeBar(kind, 205, 45);
-        bar->SetRangeNumber(3);
-        const double limits[] = {30, 70};
-        const TQVColor colours[] = {R1, R2, R3};
-        for (int i = 1; i <= 3; ++i) {
-            bar->SetRangeCurrent(i);
-            bar->SetRangeColor(colours[i - 1]);
-            if (i < 3)
-                bar->SetRangeLimit(limits[i - 1]);
-        }
+        auto bar = ThreeRangeBar(kind);
         bar->SetValue(90);
         const QImage img = Render(*bar);
         const double probes[] = {15, 50, 80, 95};
@@ -136,6 +144,42 @@ TEST(BarGraphPaint, ColourRangesInOrderAndDevicePixelRatio)
         const auto at = [&](int a) { return kind == Bar::sbVertical ? hi.pixel(mid, a) : hi.pixel(a, mid); };
         EXPECT_EQ(at(filled), Rgb(R3));
         EXPECT_EQ(at(empty), Rgb(Track));
+    }
+}
+
+// The marker holds the highest value, two pixels inside where its bar would end, in the colour
+// of its range; it stays until a reset or its hold time, and goes with PeakHold.
+TEST(BarGraphPaint, PeakMarkerHoldsTheHighestValueInItsRangeColour)
+{
+    for (Bar::TQVBarKind kind : {Bar::sbVertical, Bar::sbHorizontal}) {
+        SCOPED_TRACE(kind);
+        auto bar = ThreeRangeBar(kind);
+        bar->SetValue(20);
+        bar->SetPeakHoldTime(0);
+        bar->SetPeakHold(true);
+        const int inward = kind == Bar::sbVertical ? 1 : -1; // from a bar end into its bar
+        for (const double v : {80.0, 50.0, 10.0})
+            bar->SetValue(v);
+        EXPECT_EQ(bar->Peak(), 80.0);
+        QImage img = Render(*bar);
+        const int end = BarEnd(*bar, 80);
+        for (const auto &[at, colour] : {std::pair{end, R3}, {end + inward, R3}, {end + 2 * inward, Track}, {end - inward, Track}})
+            EXPECT_EQ(OnBar(img, *bar, kind == Bar::sbVertical ? at : at - 1), Rgb(colour)) << at;
+        EXPECT_EQ(OnBar(img, *bar, BarEnd(*bar, 50)), Rgb(Track));
+
+        bar->ResetPeak();
+        EXPECT_EQ(bar->Peak(), 10.0);
+        bar->SetValue(40); // a marker on the bar's end is not drawn
+        img = Render(*bar);
+        EXPECT_EQ(OnBar(img, *bar, BarEnd(*bar, 80) - (kind == Bar::sbHorizontal)), Rgb(Track));
+
+        bar->SetPeakHoldTime(20);
+        bar->SetValue(60);
+        bar->SetValue(5);
+        EXPECT_EQ(bar->Peak(), 60.0);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return bar->Peak() == 5.0; }, 10000));
+        bar->SetPeakHold(false);
+        EXPECT_TRUE(std::isnan(bar->Peak()));
     }
 }
 
