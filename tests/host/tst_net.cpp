@@ -149,9 +149,11 @@ TEST(NetSource, ForeignPublishersAndBadEndpointsAreReported)
     EXPECT_EQ(errors.first().first().toString(), QVNet::ErrorText(QVNet::Error::Magic));
     EXPECT_GE(source.Rejected(), 1);
     // A refused endpoint raises from the setter and is only reported through the meta-object.
+    // Several foreign messages may have arrived in one turn: count from here.
+    const qsizetype rejections = errors.size();
     EXPECT_THROW(source.SetEndpoint(QStringLiteral("nonsense")), EQVException);
     EXPECT_TRUE(source.setProperty("Endpoint", QStringLiteral("tcp://")));
-    EXPECT_EQ(errors.size(), 2);
+    EXPECT_EQ(errors.size(), rejections + 1);
     // ZeroMQ would retry these for ever: the port is checked at once, the host looked up.
     EXPECT_THROW(source.SetEndpoint(QStringLiteral("tcp://127.0.0.1:65536")), EQVException);
     EXPECT_THROW(source.SetEndpoint(QStringLiteral("tcp://localhost:*")), EQVException);
@@ -221,10 +223,14 @@ TEST_F(NetNode, BlocksSettingsStatesAndARestartReachTheChain)
     EXPECT_TRUE(gaps.isEmpty());
 
     // A new node on the same port: the subscription resumes and the restart is a gap.
+    // Blocks of the old node may still wait in the socket: count from the gap.
+    std::size_t before = 0;
+    const QMetaObject::Connection counting =
+        QObject::connect(&source, &TQVNetSource::GapDetected, [&] { before = consumer.Blocks.size(); });
     TearDown();
-    const std::size_t before = consumer.Blocks.size();
     Start(m_endpoint);
-    ASSERT_TRUE(WaitFor([&] { return consumer.Blocks.size() >= before + 5; }));
+    ASSERT_TRUE(WaitFor([&] { return !gaps.isEmpty() && consumer.Blocks.size() >= before + 5; }));
+    QObject::disconnect(counting);
     ASSERT_EQ(gaps.size(), 1);
     EXPECT_EQ(gaps.first().first().toLongLong(), -1);
     EXPECT_EQ(source.Gaps(), 1);
