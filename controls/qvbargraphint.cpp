@@ -9,11 +9,11 @@
 
 #include <QtCore/QStringList>
 #include <QtGui/QFontMetrics>
-#include <QtCore/QTimer>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QPainter>
 
 #include "controls/qvFormat.h"
+#include "controls/qvPeakHold_p.h"
 #include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
 
@@ -45,10 +45,8 @@ public:
     QRect NewValueRect;
     // The strip of the value repaint in progress; a paint event inside it draws the bar only.
     QRect ValueStrip;
-    bool PeakHold = false;
-    int PeakHoldTime = 1500;
-    double Peak = std::numeric_limits<double>::quiet_NaN();
-    QTimer PeakTimer; // the hold of the marker
+    explicit PrivateData(TQVBarGraphInt *owner) : Peak(owner, &TQVBarGraphInt::ResetPeak) {}
+    TQVPeakHold Peak; // the marker
 };
 
 namespace {
@@ -68,7 +66,7 @@ QString AccessibleValueText(const QWidget *widget)
 
 TQVBarGraphInt::TQVBarGraphInt(QWidget *parent)
     : TQVLinearScaleControl(TQVLinearScaleRules{false, false, false, QVColors::clBlack}, parent)
-    , m_data(std::make_unique<PrivateData>())
+    , m_data(std::make_unique<PrivateData>(this))
 {
     QVInstallValueAccessibility({"TQVBarGraphInt", QAccessible::Indicator,
                                  QT_TRANSLATE_NOOP("TQVBarGraphInt", "Bar graph"), "Caption", false,
@@ -82,8 +80,6 @@ TQVBarGraphInt::TQVBarGraphInt(QWidget *parent)
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
     resize(45, 145);
     setAccessibleName(tr("Bar graph"));
-    m_data->PeakTimer.setSingleShot(true);
-    connect(&m_data->PeakTimer, &QTimer::timeout, this, &TQVBarGraphInt::ResetPeak);
 }
 
 TQVBarGraphInt::~TQVBarGraphInt() = default;
@@ -121,52 +117,42 @@ void TQVBarGraphInt::SetValue(double value)
     const double oldValue = Scale().Value;
     Scale().Value = value;
     PaintNewValue(oldValue);
-    if (m_data->PeakHold && !(value < m_data->Peak)) {
-        MovePeak(value);
-        if (m_data->PeakHoldTime > 0)
-            m_data->PeakTimer.start(m_data->PeakHoldTime);
-    }
+    const double oldPeak = m_data->Peak.Peak();
+    if (m_data->Peak.Offer(value))
+        RepaintPeak(oldPeak);
     NotifyAccessibleValue();
     emit ValueChanged(value);
 }
 
-bool TQVBarGraphInt::PeakHold() const { return m_data->PeakHold; }
-int TQVBarGraphInt::PeakHoldTime() const { return m_data->PeakHoldTime; }
-double TQVBarGraphInt::Peak() const { return m_data->Peak; }
+bool TQVBarGraphInt::PeakHold() const { return m_data->Peak.On(); }
+int TQVBarGraphInt::PeakHoldTime() const { return m_data->Peak.Time(); }
+double TQVBarGraphInt::Peak() const { return m_data->Peak.Peak(); }
 
 void TQVBarGraphInt::SetPeakHold(bool hold)
 {
-    if (!QVChange(m_data->PeakHold, hold))
+    const double oldPeak = m_data->Peak.Peak();
+    if (!m_data->Peak.SetOn(hold, Scale().Value))
         return;
-    m_data->PeakTimer.stop();
-    MovePeak(hold ? Scale().Value : std::numeric_limits<double>::quiet_NaN());
+    RepaintPeak(oldPeak);
     Notify(TQVChangeGroup::Settings);
 }
 
 void TQVBarGraphInt::SetPeakHoldTime(int milliseconds)
 {
-    if (milliseconds < 0 || milliseconds > 3600000 || !QVChange(m_data->PeakHoldTime, milliseconds))
-        return;
-    if (milliseconds == 0)
-        m_data->PeakTimer.stop();
-    else if (m_data->PeakTimer.isActive())
-        m_data->PeakTimer.start(milliseconds);
-    Notify(TQVChangeGroup::Settings);
+    if (m_data->Peak.SetTime(milliseconds))
+        Notify(TQVChangeGroup::Settings);
 }
 
 void TQVBarGraphInt::ResetPeak()
 {
-    m_data->PeakTimer.stop();
-    if (m_data->PeakHold)
-        MovePeak(Scale().Value);
+    const double oldPeak = m_data->Peak.Peak();
+    if (m_data->Peak.Release(Scale().Value))
+        RepaintPeak(oldPeak);
 }
 
-void TQVBarGraphInt::MovePeak(double peak)
+void TQVBarGraphInt::RepaintPeak(double old)
 {
-    const double old = m_data->Peak;
-    m_data->Peak = peak;
-    if (old == peak || (std::isnan(old) && std::isnan(peak)))
-        return;
+    const double peak = m_data->Peak.Peak();
     if (!UsableSpan(Scale().ValueMin, Scale().ValueMax) || (Adaptive() && !Scale().AdaptiveLayout.IsValid())) {
         update();
         return;
@@ -422,8 +408,8 @@ void TQVBarGraphInt::PaintSlider(QPainter &painter)
     }
     // The peak marker, two pixels inside where the bar of the peak would end, in the colour
     // of the range that holds it, while above the bar.
-    const double peak = std::clamp(m_data->Peak, Scale().ValueMin, Scale().ValueMax);
-    if (m_data->PeakHold && peak > Scale().Value && Scale().Ranges.Number() > 0) {
+    const double peak = std::clamp(m_data->Peak.Peak(), Scale().ValueMin, Scale().ValueMax);
+    if (m_data->Peak.On() && peak > Scale().Value && Scale().Ranges.Number() > 0) {
         QColor color = ToQColor(Scale().Ranges[Scale().Ranges.Number() - 1].Color);
         for (int i = Scale().Ranges.Number() - 1; i >= 0 && Scale().Ranges[i].Limit >= peak; --i)
             color = ToQColor(Scale().Ranges[i].Color);

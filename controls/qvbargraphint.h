@@ -153,8 +153,8 @@ private:
     class PrivateData;
 
     QRect ValueRect(double value) const;
-    /// Moves the marker to `peak` and repaints the strips of its old and new place.
-    void MovePeak(double peak);
+    /// Repaints the strips of the marker's old place and its new one.
+    void RepaintPeak(double old);
     QString LabelFormat() const;
 
     std::unique_ptr<PrivateData> m_data;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include <QtCore/QCoreApplication>
@@ -17,6 +18,7 @@
 
 #include "controls/qvbargraphint.h"
 #include "controls/qvFormat.h"
+#include "controls/qvPeakHold_p.h"
 #include "controls/scale/qvScaleEngine.h"
 #include "controls/scale/qvPaintKit.h"
 #include "framework/qvFiler.h"
@@ -72,6 +74,8 @@ public:
         std::vector<QPoint> Polygon;
         int Count = 0;
     };
+
+    explicit PrivateData(TQVMeterInt *owner) : peak(owner, &TQVMeterInt::ResetPeak) {}
 
     double meterAngle1 = -120.0;
     double meterAngle2 = 120.0;
@@ -131,12 +135,16 @@ public:
     quint64 hubKey = 0;
     TQVSlices indicatorSlices; // the indicator as last painted
     QRect valueArea;           // the area a value repaint is painting, else empty
-    TQVSlices restore[2];      // within it, what that repaint restores: old and new indicator
+    // Within it, what that repaint restores: old and new indicator, old and new drag pointer.
+    TQVSlices restore[4];
+    TQVPeakHold peak;
+    TQVSlices peakSlices; // the drag pointer as last painted
+    double paintedPeak = std::numeric_limits<double>::quiet_NaN(); // its value then, NaN if hidden
 };
 
 TQVMeterInt::TQVMeterInt(QWidget *owner)
     : TQVCustomPanel(owner)
-    , m_data(std::make_unique<PrivateData>())
+    , m_data(std::make_unique<PrivateData>(this))
 {
     QVInstallValueAccessibility({"TQVMeterInt", QAccessible::ProgressBar, QT_TRANSLATE_NOOP("TQVMeterInt", "Meter")});
 
@@ -258,18 +266,72 @@ void TQVMeterInt::SetValue(double value)
         QAccessibleValueChangeEvent event(this, m_data->value);
         QAccessible::updateAccessibility(&event);
     }
+    m_data->peak.Offer(value);
     emit ValueChanged(m_data->value);
+    RepaintValue();
+}
+
+void TQVMeterInt::RepaintValue()
+{
     if (!isVisible() || !updatesEnabled())
         return;
     EnsureGeometry();
     // One rectangle for Qt (a many-rectangle region costs more in its machinery than it
-    // saves); inside it only the slices of the old and the new indicator are restored, the
-    // rest of the rectangle keeps what the opaque widget showed.
+    // saves); inside it only the slices of the indicators are restored, the rest of the
+    // rectangle keeps what the opaque widget showed.
     m_data->restore[0] = m_data->indicatorSlices;
     m_data->restore[1] = IndicatorSlicesAt(m_data->value);
-    m_data->valueArea = m_data->restore[0].Bounds() | m_data->restore[1].Bounds();
-    repaint(m_data->valueArea);
+    // The drag pointer is restored and drawn whole when it moved or an indicator slice
+    // touches it: drawn only in part, its edge pixels would differ from a full paint.
+    const double shown = ShownPeak();
+    const bool moved = shown != m_data->paintedPeak && !(std::isnan(shown) && std::isnan(m_data->paintedPeak));
+    const TQVSlices pointer = std::isnan(shown) ? TQVSlices() : IndicatorSlicesAt(shown, true);
+    bool touched = moved;
+    for (int k = 0; k < 2 && !touched; ++k)
+        for (int i = 0; i < m_data->restore[k].Count && !touched; ++i)
+            for (int j = 0; j < pointer.Count && !touched; ++j)
+                touched = m_data->restore[k].Rects[std::size_t(i)].intersects(pointer.Rects[std::size_t(j)]);
+    m_data->restore[2] = touched ? m_data->peakSlices : TQVSlices();
+    m_data->restore[3] = touched ? pointer : TQVSlices();
     m_data->valueArea = QRect();
+    for (const TQVSlices &slices : m_data->restore)
+        m_data->valueArea |= slices.Bounds();
+    if (!m_data->valueArea.isEmpty())
+        repaint(m_data->valueArea);
+    m_data->valueArea = QRect();
+}
+
+bool TQVMeterInt::PeakHold() const { return m_data->peak.On(); }
+int TQVMeterInt::PeakHoldTime() const { return m_data->peak.Time(); }
+double TQVMeterInt::Peak() const { return m_data->peak.Peak(); }
+
+void TQVMeterInt::SetPeakHold(bool hold)
+{
+    if (!m_data->peak.SetOn(hold, m_data->value))
+        return;
+    RepaintValue();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVMeterInt::SetPeakHoldTime(int milliseconds)
+{
+    if (m_data->peak.SetTime(milliseconds))
+        Notify(TQVChangeGroup::Settings);
+}
+
+void TQVMeterInt::ResetPeak()
+{
+    if (m_data->peak.Release(m_data->value))
+        RepaintValue();
+}
+
+double TQVMeterInt::ShownPeak() const
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    if (!m_data->peak.On() || m_data->indicatorScale <= 0)
+        return nan;
+    const double peak = std::clamp(m_data->peak.Peak(), m_data->valueMin, m_data->valueMax);
+    return peak > std::clamp(m_data->value, m_data->valueMin, m_data->valueMax) ? peak : nan;
 }
 
 void TQVMeterInt::SetRangeNumber(int number)
@@ -944,9 +1006,17 @@ IndicatorShape ShapeOf(QPointF centre, double outerRadius, int scale, double ang
     return s;
 }
 
+// The drag pointer starts just outside the hub.
+QPointF PointerBase(const IndicatorShape &s)
+{
+    const QPointF along = s.Tip - s.Centre;
+    const double length = std::hypot(along.x(), along.y());
+    return length > s.Hub + 1.0 ? s.Centre + along * ((s.Hub + 1.0) / length) : s.Tip;
+}
+
 } // namespace
 
-TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value) const
+TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value, bool pointer) const
 {
     const double v = std::clamp(value, m_data->valueMin, m_data->valueMax);
     const QPointF centre(m_data->meterCenterX, m_data->geometrySize.height() - m_data->meterCenterBottom);
@@ -970,16 +1040,18 @@ TQVMeterInt::TQVSlices TQVMeterInt::IndicatorSlicesAt(double value) const
     // box is mostly background, and restoring it costs by area.
     TQVSlices slices;
     const double extent = std::ceil(s.Hub) + 1;
-    slices.Rects[slices.Count++] = box({centre - QPointF(extent, extent), centre + QPointF(extent, extent)});
+    if (!pointer)
+        slices.Rects[slices.Count++] = box({centre - QPointF(extent, extent), centre + QPointF(extent, extent)});
     const double length = std::hypot(s.Tip.x() - centre.x(), s.Tip.y() - centre.y());
     const int count = std::clamp(QVFloorPx(length / 32.0), 1, TQVSlices::MaxSlices - 1);
     const auto along = [](QPointF from, QPointF to, double t) { return from + (to - from) * t; };
+    const QPointF base = pointer ? PointerBase(s) : s.Tail;
     for (int i = 0; i < count; ++i) {
         const double t0 = double(i) / count, t1 = double(i + 1) / count;
-        slices.Rects[slices.Count++] = m_data->indicatorStyle == indWedge
+        slices.Rects[slices.Count++] = m_data->indicatorStyle == indWedge && !pointer
             ? box({along(s.BaseLeft, s.Tip, t0), along(s.BaseRight, s.Tip, t0), along(s.BaseLeft, s.Tip, t1),
                    along(s.BaseRight, s.Tip, t1)})
-            : box({along(s.Tail, s.Tip, t0), along(s.Tail, s.Tip, t1)});
+            : box({along(base, s.Tip, t0), along(base, s.Tip, t1)});
     }
     return slices;
 }
@@ -1039,6 +1111,28 @@ void TQVMeterInt::PaintIndicator(QPainter &painter)
     }
     PaintHub(painter, centre, s.Hub, colour);
     m_data->indicatorSlices = IndicatorSlicesAt(m_data->value);
+}
+
+void TQVMeterInt::PaintPointer(QPainter &painter)
+{
+    const double peak = ShownPeak();
+    m_data->paintedPeak = peak;
+    m_data->peakSlices = TQVSlices();
+    if (std::isnan(peak))
+        return;
+    const QPointF centre(m_data->meterCenterX, height() - m_data->meterCenterBottom);
+    const IndicatorShape s = ShapeOf(centre, m_data->outerRadius, m_data->indicatorScale, AngleOf(peak), false);
+    const int range = RangeIndexOf(peak);
+    QPen pen(ToQColor(range > 0 ? m_data->ranges[range - 1].Color : m_data->indicatorColor), s.Pen);
+    pen.setCosmetic(true);
+    pen.setCapStyle(Qt::FlatCap);
+    const bool antialiased = painter.testRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(pen);
+    painter.drawLine(PointerBase(s), s.Tip);
+    painter.setRenderHint(QPainter::Antialiasing, antialiased);
+    painter.setPen(Qt::NoPen);
+    m_data->peakSlices = IndicatorSlicesAt(peak, true);
 }
 
 void TQVMeterInt::PaintHub(QPainter &painter, QPointF centre, double radius, const QColor &colour)
@@ -1170,18 +1264,19 @@ void TQVMeterInt::Paint(QPainter &painter)
 {
     EnsureGeometry();
     PaintBackground(painter);
+    PaintPointer(painter);
     PaintIndicator(painter);
 }
 
 void TQVMeterInt::PaintRegion(QPainter &painter, const QRegion &region, qreal dpr)
 {
     painter.setClipRegion(region);
-    PaintRects(painter, region.begin(), region.end(), dpr);
+    PaintRects(painter, region.begin(), region.end(), dpr, true);
 }
 
-// Restores `first`..`last` from the background picture, then draws the indicator; the
-// caller has set the clip.
-void TQVMeterInt::PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr)
+// Restores `first`..`last` from the background picture, then draws the indicator and, with
+// `pointer`, the drag pointer; the caller has set the clip.
+void TQVMeterInt::PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr, bool pointer)
 {
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
     if (!m_data->backgroundValid || m_data->background.size() != pixels || m_data->background.devicePixelRatioF() != dpr) {
@@ -1195,6 +1290,8 @@ void TQVMeterInt::PaintRects(QPainter &painter, const QRect *first, const QRect 
     for (const QRect *r = first; r != last; ++r)
         painter.drawPixmap(*r, m_data->background, QRectF(QPointF(r->topLeft()) * dpr, QSizeF(r->size()) * dpr));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    if (pointer || std::isnan(ShownPeak()))
+        PaintPointer(painter); // without a pointer, records that none stands
     PaintIndicator(painter);
 }
 
@@ -1204,12 +1301,12 @@ void TQVMeterInt::PaintValue(QPainter &painter, qreal dpr)
     // opaque widget showed. On the widget the paint system clips to the area already.
     if (painter.device() != this)
         painter.setClipRect(m_data->valueArea);
-    QRect rects[2 * TQVSlices::MaxSlices];
+    QRect rects[4 * TQVSlices::MaxSlices];
     int n = 0;
     for (const TQVSlices &slices : m_data->restore)
         for (int i = 0; i < slices.Count; ++i)
             rects[n++] = slices.Rects[std::size_t(i)];
-    PaintRects(painter, rects, rects + n, dpr);
+    PaintRects(painter, rects, rects + n, dpr, m_data->restore[3].Count > 0);
 }
 
 void TQVMeterInt::paintEvent(QPaintEvent *event)

@@ -47,6 +47,8 @@ class QV_WIDGETS_EXPORT TQVMeterInt : public TQVCustomPanel
     Q_PROPERTY(QColor QtIndicatorColor READ QtIndicatorColor WRITE SetQtIndicatorColor NOTIFY AppearanceChanged STORED false)
     Q_PROPERTY(bool RangeCheck READ RangeCheck WRITE SetRangeCheck NOTIFY SettingsChanged)
     Q_PROPERTY(bool ReduceFlicker READ ReduceFlicker WRITE SetReduceFlicker NOTIFY AppearanceChanged)
+    Q_PROPERTY(bool PeakHold READ PeakHold WRITE SetPeakHold NOTIFY SettingsChanged)
+    Q_PROPERTY(int PeakHoldTime READ PeakHoldTime WRITE SetPeakHoldTime NOTIFY SettingsChanged)
     Q_PROPERTY(QString Legend1 READ Legend1 WRITE SetLegend1 NOTIFY AppearanceChanged)
     Q_PROPERTY(QString Legend2 READ Legend2 WRITE SetLegend2 NOTIFY AppearanceChanged)
     Q_PROPERTY(TQVIndicatorStyle IndicatorStyle READ IndicatorStyle WRITE SetIndicatorStyle NOTIFY AppearanceChanged)
@@ -157,6 +159,21 @@ public:
     bool ReduceFlicker() const;
     /// Composes every repaint in an off-screen pixmap and copies it in one step.
     void SetReduceFlicker(bool reduce);
+    /// \brief A drag pointer: a thin line to the highest value shown since it last moved, in
+    /// the colour of the range that holds it (else `IndicatorColor`), drawn while it stands
+    /// beyond the indicator.
+    bool PeakHold() const;
+    /// Switching it on starts the pointer at the present value; off removes it.
+    void SetPeakHold(bool hold);
+    /// \brief Milliseconds the pointer stays before it falls back to the present value
+    /// (1500); 0 keeps it until `ResetPeak`. Ignored outside 0 to 3600000.
+    int PeakHoldTime() const;
+    void SetPeakHoldTime(int milliseconds);
+    /// The value the pointer holds; NaN without `PeakHold`.
+    double Peak() const;
+    /// Puts the pointer back to the present value.
+    void ResetPeak();
+
     QString Legend1() const;
     void SetLegend1(const QString &text);
     QString Legend2() const;
@@ -257,9 +274,15 @@ private:
     QPoint PointAt(double angle, double radius) const;
     double AngleOf(double value) const;
     int RangeIndexOf(double value) const;
-    TQVSlices IndicatorSlicesAt(double value) const;
+    /// The indicator's slices at `value`, or the drag pointer's (no hub).
+    TQVSlices IndicatorSlicesAt(double value, bool pointer = false) const;
+    /// The drag pointer's value as drawn now (within the scale), NaN while it is hidden.
+    double ShownPeak() const;
+    /// Repaints at once the old and new indicator and, if it moved, the drag pointer.
+    void RepaintValue();
+    void PaintPointer(QPainter &painter);
     QRect IndicatorRectAt(double value) const;
-    void PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr);
+    void PaintRects(QPainter &painter, const QRect *first, const QRect *last, qreal dpr, bool pointer);
     void PaintValue(QPainter &painter, qreal dpr);
     void PaintBackground(QPainter &painter);
     void PaintIndicator(QPainter &painter);

@@ -237,6 +237,12 @@ TQVQuickBarGraph::TQVQuickBarGraph(QQuickItem *parent)
     LinkProperties();
 }
 
+void TQVQuickMeter::resetPeak()
+{
+    if (auto *meter = static_cast<TQVMeterInt *>(widget()))
+        meter->ResetPeak();
+}
+
 void TQVQuickBarGraph::resetPeak()
 {
     if (auto *bar = static_cast<TQVBarGraphInt *>(widget()))

@@ -156,6 +156,9 @@ class QV_QUICK_EXPORT TQVQuickMeter : public TQVQuickValueInstrument
     Q_PROPERTY(IndicatorStyle indicatorStyle READ indicatorStyle WRITE setIndicatorStyle NOTIFY indicatorStyleChanged)
     /// Whether the range follows the source's (on by default); off keeps `valueMin`, `valueMax`.
     Q_PROPERTY(bool autoConfig READ autoConfig WRITE setAutoConfig NOTIFY autoConfigChanged)
+    /// A drag pointer at the highest value, for `peakHoldTime` milliseconds (0: until `resetPeak()`).
+    Q_PROPERTY(bool peakHold READ peakHold WRITE setPeakHold NOTIFY peakHoldChanged)
+    Q_PROPERTY(int peakHoldTime READ peakHoldTime WRITE setPeakHoldTime NOTIFY peakHoldTimeChanged)
 
 public:
     enum IndicatorStyle { Needle, Wedge };
@@ -181,6 +184,11 @@ public:
     void setIndicatorStyle(IndicatorStyle style) { Write("IndicatorStyle", int(style)); }
     bool autoConfig() const { return Read("AutoConfig").toBool(); }
     void setAutoConfig(bool on) { Write("AutoConfig", on); }
+    bool peakHold() const { return Read("PeakHold").toBool(); }
+    void setPeakHold(bool on) { Write("PeakHold", on); }
+    int peakHoldTime() const { return Read("PeakHoldTime").toInt(); }
+    void setPeakHoldTime(int milliseconds) { Write("PeakHoldTime", milliseconds); }
+    Q_INVOKABLE void resetPeak();
 
 signals:
     void sourceChanged();
@@ -192,6 +200,8 @@ signals:
     void valueDecimalsChanged();
     void indicatorStyleChanged();
     void autoConfigChanged();
+    void peakHoldChanged();
+    void peakHoldTimeChanged();
 };
 
 /// \brief The dial (`TQVDial`): an input; keys, mouse and wheel turn it.

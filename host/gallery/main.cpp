@@ -191,12 +191,18 @@ private:
               TQVMeterInt::indWedge);
         for (int k = 0; k < 2; ++k) {
             auto *m = Cell<TQVMeterInt>(meters, 2 + k,
-                                        k == 0 ? QStringLiteral("needle, -60..60, 260 x 160")
+                                        k == 0 ? QStringLiteral("needle, -60..60, peak 8.6, 260 x 160")
                                                : QStringLiteral("wedge, -60..60, 260 x 160"),
                                         {260, 160}, layout);
             Meter(*m, k == 0 ? TQVMeterInt::indNeedle : TQVMeterInt::indWedge);
             m->SetMeterAngle1(-60.0);
             m->SetMeterAngle2(60.0);
+            if (k == 0) { // a drag pointer left behind by a higher value
+                m->SetPeakHold(true);
+                m->SetPeakHoldTime(0);
+                m->SetValue(8.6);
+                m->SetValue(6.3);
+            }
         }
         Meter(*Cell<TQVMeterInt>(meters, 4, QStringLiteral("needle, 80 x 80"), {80, 80}, layout),
               TQVMeterInt::indNeedle);
@@ -206,8 +212,8 @@ private:
         auto *dial = Cell<TQVDial>(linear, 0, QStringLiteral("dial 0-100, 160 x 160"), {160, 160}, layout);
         dial->SetValue(35.0);
 
-        auto *hz
-            = Cell<TQVBarGraphInt>(linear, 1, QStringLiteral("bar 0-400 kHz,\nlabels both sides"), {120, 300}, layout);
+        auto *hz = Cell<TQVBarGraphInt>(linear, 1, QStringLiteral("bar 0-400 kHz, labels\nboth sides, peak 340 kHz"),
+                                        {120, 300}, layout);
         hz->SetValueParams(0.0, 400000.0);
         hz->SetLabelingStyle(TQVBarGraphInt::lbsSymmetric);
         hz->SetLabelingGap(50000.0);
@@ -216,6 +222,9 @@ private:
         hz->SetLabelTextPosfix(QStringLiteral("Hz"));
         hz->SetLabelingFontColor(QVColors::clBtnText);
         Ranges(*hz, {300000.0, 360000.0, 400000.0});
+        hz->SetPeakHold(true);
+        hz->SetPeakHoldTime(0);
+        hz->SetValue(340000.0);
         hz->SetValue(250000.0);
 
         auto *sci = Cell<TQVBarGraphInt>(linear, 2, QStringLiteral("bar 0-1e6,\nno prefix"), {100, 300}, layout);

@@ -410,12 +410,27 @@ TEST(MeterPaint, BandColoursIndicatorAndFace)
         SetRange(m, 2, 6, 0x00FFFF);  // yellow
         SetRange(m, 3, 10, 0x0000FF); // red
         m.SetIndicatorColor(0xFF0000); // blue
-        m.SetValue(-6);
+        m.SetPeakHoldTime(0);
+        m.SetPeakHold(true);
+        m.SetValue(8);
+        m.SetValue(-6); // leaves the drag pointer at 8
         m.SetReduceFlicker(dpr > 1);
         QImage img((QSizeF(m.size()) * dpr).toSize(), QImage::Format_ARGB32);
         img.setDevicePixelRatio(dpr);
         m.render(&img);
         const auto px = [&](QPoint p) { return img.pixel(int(p.x() * dpr), int(p.y() * dpr)); };
+        // How near the antialiased pointer comes to red, around a point on its line.
+        const auto pointerRedness = [&] {
+            const QPoint p = At(m, AngleOf(m, 8), m.OuterRadius() * 0.6) * dpr;
+            int best = 255;
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx) {
+                    const QColor c = img.pixelColor(p + QPoint(dx, dy));
+                    best = std::min(best, std::max({255 - c.red(), c.green(), c.blue()}));
+                }
+            return best;
+        };
+        EXPECT_LT(pointerRedness(), 40);
         const long double mid = (m.InnerRadius() + m.OuterRadius()) / 2;
         EXPECT_EQ(px(At(m, AngleOf(m, -4), mid)), 0xFF00FF00u);
         EXPECT_EQ(px(At(m, AngleOf(m, 4), mid)), 0xFFFFFF00u);
@@ -423,5 +438,9 @@ TEST(MeterPaint, BandColoursIndicatorAndFace)
         EXPECT_EQ(px(At(m, AngleOf(m, -6), 7)), 0xFF0000FFu);                    // the wedge near its base
         EXPECT_EQ(px(At(m, AngleOf(m, 6), m.OuterRadius() * 0.5)), 0xFFFFFFFFu);  // bare face
         EXPECT_EQ(px(At(m, AngleOf(m, 4), m.OuterRadius() + 3)), 0xFFFFFFFFu);    // outside the band
+        m.ResetPeak();
+        EXPECT_EQ(m.Peak(), -6.0);
+        m.render(&img);
+        EXPECT_EQ(pointerRedness(), 255); // white face only
     }
 }

@@ -30,6 +30,14 @@ QWidget *Flickerless(QWidget *w)
     return w;
 }
 
+// A peak held until reset: values that fall leave a pointer or marker the value repaints must keep.
+QWidget *Peaked(QWidget *w)
+{
+    w->setProperty("PeakHold", true);
+    w->setProperty("PeakHoldTime", 0);
+    return w;
+}
+
 // After value repaints, also after a colour or size change, the window's backing store equals a full render.
 TEST(ValueRepaint, ScreenEqualsAFullRender)
 {
@@ -38,9 +46,12 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
     const struct { std::function<QWidget *()> make; QSize size; const char *colour; double values[4]; } cases[] = {
         {[] { return new TQVMeterInt; }, {200, 200}, "IndicatorColor", {1.0, 1.4, -9.0, 9.7}},
         {[] { return Flickerless(new TQVMeterInt); }, {180, 180}, "IndicatorColor", {1.0, -9.0, 9.5, 30.0}},
+        {[] { return Peaked(new TQVMeterInt); }, {200, 200}, "IndicatorColor", {8.0, 1.0, 5.0, -9.0}},
+        {[] { return Peaked(Flickerless(new TQVMeterInt)); }, {180, 180}, "IndicatorColor", {9.0, -2.0, 3.0, 9.5}},
         {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
         {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
         {[] { return new TQVBarGraphInt; }, {60, 200}, "BarColor", {20, 21, 80, 3}},
+        {[] { return Peaked(new TQVBarGraphInt); }, {60, 200}, "BarColor", {80, 21, 50, 3}},
         {[] { return new TQVSlider; }, {60, 200}, "ButtonColor", {20, 21, 80, 3}},
         {[] { return Flickerless(new TQVSlider); }, {49, 165}, "ButtonColor", {52, 90, 95, 400}},
     };

@@ -48,8 +48,10 @@ Item {
         // The scale, label and unit settings: each reaches the widget under its own name
         // and notifies.
         function test_scaleProperties_data() {
-            return [{ tag: "meter", type: meter, widgetValues: { ValueGap: 2.5, ValueDecimals: 2, Legend2: "RMS", IndicatorStyle: 0, AutoConfig: false },
-                      values: { valueGap: 2.5, valueDecimals: 2, legend2: "RMS", indicatorStyle: Meter.Needle, autoConfig: false } },
+            return [{ tag: "meter", type: meter, widgetValues: { ValueGap: 2.5, ValueDecimals: 2, Legend2: "RMS", IndicatorStyle: 0, AutoConfig: false,
+                                                                   PeakHold: true, PeakHoldTime: 0 },
+                      values: { valueGap: 2.5, valueDecimals: 2, legend2: "RMS", indicatorStyle: Meter.Needle, autoConfig: false,
+                                peakHold: true, peakHoldTime: 0 } },
                     { tag: "dial", type: dial, widgetValues: { ValueGap: 25, ValueDecimals: 1 }, values: { valueGap: 25, valueDecimals: 1 } },
                     { tag: "barGraph", type: barGraph,
                       widgetValues: { Kind: 0, LabelingStyle: 4, LabelingGap: 20, LabelingDecimals: 3, LabelTextPosfix: "Hz", LabelScientificUnitPosfix: 13, AutoConfig: false,
