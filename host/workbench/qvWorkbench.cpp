@@ -284,8 +284,9 @@ TQVWorkbench::TQVWorkbench(QWidget *parent)
     auto *trayBox = new QWidget;
     auto *trayLayout = new QVBoxLayout(trayBox);
     trayLayout->setContentsMargins(0, 4, 0, 0);
-    trayLayout->setSpacing(2);
-    trayLayout->addWidget(new QLabel(tr("Non-visual components")));
+    trayLayout->setSpacing(16); // room for the wires that leave the tiles
+    m_trayTitle = new QLabel(tr("Non-visual components"));
+    trayLayout->addWidget(m_trayTitle);
     m_tray = new QListWidget;
     m_tray->setObjectName(QStringLiteral("Tray"));
     m_tray->setViewMode(QListView::IconMode);
@@ -1563,6 +1564,17 @@ QRect TQVWorkbench::ComponentRect(QObject *component, QWidget *to) const
     return QRect();
 }
 
+QRect TQVWorkbench::WireEnd(QObject *component, QWidget *to, QRect *name) const
+{
+    const QRect box = ComponentRect(component, to);
+    if (qobject_cast<QWidget *>(component) || box.isEmpty())
+        return box;
+    // A tile: its 32-pixel icon at the top, its name below.
+    if (name)
+        *name = QRect(box.left(), box.top() + 34, box.width(), box.height() - 34);
+    return QRect(box.center().x() - 16, box.top(), 32, 32);
+}
+
 void TQVWorkbench::PaintWires(QPainter &painter)
 {
     if (!m_model)
@@ -1597,13 +1609,25 @@ void TQVWorkbench::DrawWires(QPainter &painter)
     const QRect area(QPoint(left, formAt.y()), QPoint(right - 1, trayAt.y() + tray->height() - 1));
     painter.setClipRect(area);
     painter.setRenderHint(QPainter::Antialiasing);
+    // Wires go round the components, the tiles' names and the tray's title.
     QList<QRectF> boxes;
     for (QObject *component : m_model->Components()) {
-        const QRectF r = ComponentRect(component, m_centre);
+        QRect name;
+        const QRectF r = WireEnd(component, m_centre, &name);
         if (!r.isEmpty())
             boxes.append(r);
+        if (!name.isEmpty())
+            boxes.append(name);
     }
-    const QColor wire(30, 110, 220);
+    const QRect title(m_trayTitle->mapTo(m_centre, QPoint(0, 0)),
+                      QSize(m_trayTitle->fontMetrics().horizontalAdvance(m_trayTitle->text()), m_trayTitle->height()));
+    boxes.append(title);
+    struct Wire
+    {
+        QObject *Source, *Consumer;
+        QRectF From, To;
+    };
+    QList<Wire> wires;
     for (QObject *consumer : m_model->Components()) {
         const QMetaObject *meta = consumer->metaObject();
         for (int i = 0; i < meta->propertyCount(); ++i) {
@@ -1614,36 +1638,47 @@ void TQVWorkbench::DrawWires(QPainter &painter)
             QObject *source = *static_cast<QObject *const *>(value.constData());
             if (!source)
                 continue;
-            const QRectF from = ComponentRect(source, m_centre);
-            const QRectF to = ComponentRect(consumer, m_centre);
-            if (from.isEmpty() || to.isEmpty())
-                continue;
-            const QPainterPath path = WirePath(from, to, boxes, QRectF(area));
-            const bool selected = consumer == m_selected || source == m_selected ||
-                                  m_alsoSelected.contains(consumer) || m_alsoSelected.contains(source);
-            QColor colour = selected ? wire.darker(130) : wire;
-            colour.setAlpha(selected ? 235 : 170);
-            painter.setBrush(Qt::NoBrush);
-            // A light halo keeps the wire readable where it crosses another.
-            painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-            painter.drawPath(path);
-            painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-            painter.drawPath(path);
-            painter.setBrush(Qt::white);
-            painter.drawEllipse(path.pointAtPercent(0.0), 3.0, 3.0);
-            // Arrow head along the end tangent, at the consumer.
-            const QPointF b = path.pointAtPercent(1.0);
-            const double angle = qDegreesToRadians(path.angleAtPercent(1.0));
-            const QPointF tangent(std::cos(angle), -std::sin(angle));
-            const QPointF normal(-tangent.y(), tangent.x());
-            const QPointF back = b - tangent * 10.0;
-            painter.setBrush(colour);
-            painter.drawPolygon(QPolygonF({b, back + normal * 4.5, back - normal * 4.5}));
+            const QRectF from = WireEnd(source, m_centre);
+            const QRectF to = WireEnd(consumer, m_centre);
+            if (!from.isEmpty() && !to.isEmpty())
+                wires.append({source, consumer, from, to});
         }
+    }
+    const QColor wire(30, 110, 220);
+    for (const auto &[source, consumer, from, to] : wires) {
+        // The ends of the wires that share neither end's component with this one.
+        QList<QPointF> avoid;
+        for (const Wire &other : wires) {
+            if (other.Source != source && other.Source != consumer && other.Consumer != source && other.Consumer != consumer) {
+                const auto [a, b] = WireEnds(other.From, other.To);
+                avoid << a << b;
+            }
+        }
+        const QPainterPath path = WirePath(from, to, boxes, QRectF(area), avoid);
+        const bool selected = consumer == m_selected || source == m_selected ||
+                              m_alsoSelected.contains(consumer) || m_alsoSelected.contains(source);
+        QColor colour = selected ? wire.darker(130) : wire;
+        colour.setAlpha(selected ? 235 : 170);
+        painter.setBrush(Qt::NoBrush);
+        // A light halo keeps the wire readable where it crosses another.
+        painter.setPen(QPen(QColor(255, 255, 255, 150), selected ? 5.5 : 4.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.drawPath(path);
+        painter.setPen(QPen(colour, selected ? 2.5 : 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.drawPath(path);
+        painter.setBrush(Qt::white);
+        painter.drawEllipse(path.pointAtPercent(0.0), 3.0, 3.0);
+        // Arrow head along the end tangent, at the consumer.
+        const QPointF b = path.pointAtPercent(1.0);
+        const double angle = qDegreesToRadians(path.angleAtPercent(1.0));
+        const QPointF tangent(std::cos(angle), -std::sin(angle));
+        const QPointF normal(-tangent.y(), tangent.x());
+        const QPointF back = b - tangent * 10.0;
+        painter.setBrush(colour);
+        painter.drawPolygon(QPolygonF({b, back + normal * 4.5, back - normal * 4.5}));
     }
 }
 
-QPainterPath TQVWorkbench::WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area)
+std::pair<QPointF, QPointF> TQVWorkbench::WireEnds(const QRectF &from, const QRectF &to)
 {
     // Data flows from the source to the consumer. The wire leaves and enters the middle of
     // the sides that face each other, along the axis on which the boxes lie further apart.
@@ -1653,14 +1688,25 @@ QPainterPath TQVWorkbench::WirePath(const QRectF &from, const QRectF &to, const 
         const QPointF c = r.center(), e = towards - c;
         return horizontal ? QPointF(e.x() > 0 ? r.right() : r.left(), c.y()) : QPointF(c.x(), e.y() > 0 ? r.bottom() : r.top());
     };
-    const QPointF a = side(from, to.center()), b = side(to, from.center());
+    return {side(from, to.center()), side(to, from.center())};
+}
+
+QPainterPath TQVWorkbench::WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area,
+                                    const QList<QPointF> &avoid)
+{
+    const QPointF d = to.center() - from.center();
+    const bool horizontal = std::abs(d.x()) > std::abs(d.y());
+    const auto [a, b] = WireEnds(from, to);
     const QPointF out = horizontal ? QPointF(d.x() > 0 ? 1 : -1, 0) : QPointF(0, d.y() > 0 ? 1 : -1);
-    // The wire keeps 8 pixels from the boxes it passes, less where they stand closer.
+    // The wire keeps 8 pixels from the boxes it passes, less where they stand closer, and
+    // from the ends of other wires, so that it does not seem to join them.
     QList<QPointF> corners;
     for (const double clearance : {8.0, 4.0, 1.0}) {
         QList<QRectF> obstacles;
         for (const QRectF &box : boxes)
             obstacles.append(box.adjusted(-clearance, -clearance, clearance, clearance));
+        for (const QPointF &end : avoid) // its first run and some room to cross it beyond
+            obstacles.append(QRectF(end, end).adjusted(-2 * clearance, -2 * clearance, 2 * clearance, 2 * clearance));
         corners = QVRouteWire(a + out * clearance, b - out * clearance, obstacles, area);
         if (!corners.isEmpty())
             break;

@@ -102,9 +102,15 @@ private:
     void PaintWires(QPainter &painter);
     void DrawWires(QPainter &painter);
     /// \brief A wire from box `from` to box `to`: around `boxes` (both ends among them) inside
-    /// `area`, in straight runs with rounded corners, or a curve when there is no way around.
-    static QPainterPath WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area);
+    /// `area`, in straight runs with rounded corners, or a curve when there is no way around;
+    /// clear of the points `avoid` (the ends of other wires).
+    static QPainterPath WirePath(const QRectF &from, const QRectF &to, const QList<QRectF> &boxes, const QRectF &area,
+                                 const QList<QPointF> &avoid);
+    /// Where a wire from `from` to `to` leaves and enters them.
+    static std::pair<QPointF, QPointF> WireEnds(const QRectF &from, const QRectF &to);
     QRect ComponentRect(QObject *component, QWidget *to) const;
+    // Where wires end: a widget's rectangle, a tile's icon (null for a tile's name).
+    QRect WireEnd(QObject *component, QWidget *to, QRect *name = nullptr) const;
     int HandleAt(const QPoint &surfacePosition) const;
     void BeginResize(int handle, const QPoint &surfacePosition);
     void ResizeTo(const QPoint &surfacePosition);
@@ -143,6 +149,7 @@ private:
     QListWidget *m_tray = nullptr;
     QTableWidget *m_properties = nullptr;
     QLabel *m_propertyTitle = nullptr;
+    QLabel *m_trayTitle = nullptr;
     std::vector<PropertyRow> m_rows;
     QPointer<QObject> m_selected;
     QList<QPointer<QObject>> m_alsoSelected; // the rest of the selection
