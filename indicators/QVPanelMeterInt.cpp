@@ -269,6 +269,53 @@ QPixmap CellImage(const SegmentCell &cell, int lit, qreal dpr, const QColor &bac
 
 } // namespace
 
+namespace {
+
+// The prefixes of the thousands, yocto to yotta; sipNone in the middle.
+constexpr TSiPrefixesId Thousands[] = {sipYocto, sipZepto, sipAtto, sipFemto, sipPiko, sipNano,
+                                       sipMikro, sipMilli, sipNone,  sipKilo,  sipMega, sipGiga,
+                                       sipTera,  sipPeta,  sipExa,   sipZetta, sipYotta};
+constexpr int NoPrefix = 8;
+
+double FactorOf(TSiPrefixesId id)
+{
+    TSiPrefixesStruct info;
+    return GetSIInfos(id, info) ? info.Factor : 1.0;
+}
+
+// The prefix and decimals a multimeter shows `value` with in `digits` positions: 1 to 3
+// integer digits after rounding to at most `maxDecimals` decimals.
+void AutoRange(double value, int digits, int maxDecimals, TSiPrefixesId &prefix, int &decimals)
+{
+    const double magnitude = std::fabs(value);
+    int k = NoPrefix;
+    if (magnitude > 0.0 && std::isfinite(magnitude)) {
+        k = std::clamp(int(std::floor(std::log10(magnitude) / 3.0)) + NoPrefix, 0, int(std::size(Thousands)) - 1);
+        if (k > 0 && magnitude / FactorOf(Thousands[k]) < 1.0) // log10 rounded up to the next thousand
+            --k;
+    }
+    for (;;) {
+        const double scaled = magnitude / FactorOf(Thousands[k]);
+        int integer = 1;
+        while (integer < 4 && scaled >= std::pow(10.0, integer))
+            ++integer;
+        // Rounding may carry into another digit (9.9996 -> 10.000).
+        for (;;) {
+            decimals = std::clamp(digits - integer, 0, maxDecimals);
+            const double step = std::pow(10.0, decimals);
+            if (integer >= 4 || std::round(scaled * step) / step < std::pow(10.0, integer))
+                break;
+            ++integer;
+        }
+        if (integer <= 3 || k + 1 >= int(std::size(Thousands)))
+            break;
+        ++k;
+    }
+    prefix = Thousands[k];
+}
+
+} // namespace
+
 class TQVPanelMeterInt::PrivateData
 {
 public:
@@ -282,6 +329,8 @@ public:
     TQVColor backgroundColor = DefaultBackgroundColor;
     TQVScaleLayout scaleLayout = slClassic;
     QString overRangeText = QStringLiteral("OL");
+    bool autoPrefix = false;
+    TSiPrefixesId shownPrefix = sipNone;
     double valueMin = -std::numeric_limits<double>::infinity();
     double valueMax = std::numeric_limits<double>::infinity();
     QString displayText;
@@ -327,6 +376,8 @@ int TQVPanelMeterInt::Decimals() const { return m_data->decimals; }
 int TQVPanelMeterInt::Digits() const { return m_data->digits; }
 QString TQVPanelMeterInt::UnitText() const { return m_data->unitText; }
 TSiPrefixesId TQVPanelMeterInt::SIPrefix() const { return m_data->prefix; }
+bool TQVPanelMeterInt::AutoPrefix() const { return m_data->autoPrefix; }
+TSiPrefixesId TQVPanelMeterInt::ShownPrefix() const { return m_data->autoPrefix ? m_data->shownPrefix : m_data->prefix; }
 TQVPanelMeterInt::TQVDigitStyle TQVPanelMeterInt::DigitStyle() const { return m_data->digitStyle; }
 TQVColor TQVPanelMeterInt::DigitColor() const { return m_data->digitColor; }
 TQVColor TQVPanelMeterInt::BackgroundColor() const { return m_data->backgroundColor; }
@@ -379,6 +430,15 @@ void TQVPanelMeterInt::SetSIPrefix(int id)
     if (id == m_data->prefix || id < sipNone || id > sipYotta)
         return;
     m_data->prefix = TSiPrefixesId(id);
+    PropertyChanged();
+    Notify(TQVChangeGroup::Settings);
+}
+
+void TQVPanelMeterInt::SetAutoPrefix(bool on)
+{
+    if (on == m_data->autoPrefix)
+        return;
+    m_data->autoPrefix = on;
     PropertyChanged();
     Notify(TQVChangeGroup::Settings);
 }
@@ -463,9 +523,30 @@ QColor TQVPanelMeterInt::WindowColor() const
 QString TQVPanelMeterInt::UnitLabel() const
 {
     TSiPrefixesStruct info;
-    if (m_data->prefix != sipNone && GetSIInfos(m_data->prefix, info))
+    const TSiPrefixesId prefix = ShownPrefix();
+    if (prefix != sipNone && GetSIInfos(prefix, info))
         return info.Symbol + m_data->unitText;
     return m_data->unitText;
+}
+
+QString TQVPanelMeterInt::LayoutUnitLabel(const std::function<int(const QString &)> &advance) const
+{
+    if (!m_data->autoPrefix)
+        return UnitLabel();
+    // Room for the widest prefix, so that a change of range moves no digit.
+    QString widest = m_data->unitText;
+    int most = advance(widest);
+    TSiPrefixesStruct info;
+    for (const TSiPrefixesId id : Thousands) {
+        if (GetSIInfos(id, info)) {
+            const QString label = info.Symbol + m_data->unitText;
+            if (const int width = advance(label); width > most) {
+                most = width;
+                widest = label;
+            }
+        }
+    }
+    return widest;
 }
 
 QColor TQVPanelMeterInt::UnlitColor() const
@@ -490,9 +571,11 @@ void TQVPanelMeterInt::UpdateText(bool repaintNow)
     QStringView text;
     bool overRange = true;
     const double value = d.value;
-    TSiPrefixesStruct info;
-    const double factor = GetSIInfos(d.prefix, info) ? info.Factor : 1.0;
-    const double scaled = value / factor;
+    TSiPrefixesId prefix = d.prefix;
+    int decimals = std::min(d.decimals, d.digits - 1);
+    if (d.autoPrefix)
+        AutoRange(value, d.digits, d.decimals, prefix, decimals);
+    const double scaled = value / FactorOf(prefix);
     QString formatted; // only where the text does not fit `buffer`
     // `prefix` followed by `text`, in the buffer where it fits.
     const auto compose = [&](QStringView prefix, QStringView tail) {
@@ -517,7 +600,6 @@ void TQVPanelMeterInt::UpdateText(bool repaintNow)
         // Cheap rejection before formatting: the integer part alone needs more than `Digits`.
         compose(scaled < 0 ? minus : QStringView(), d.overRangeText);
     } else {
-        const int decimals = std::min(d.decimals, d.digits - 1);
         const int length = d.decimalPoint.isNull() ? -1 : FormatFixed(scaled, decimals, d.decimalPoint, buffer);
         if (length < 0) {
             const QString pattern = decimals > 0 ? QStringLiteral("0.") + QString(decimals, u'0') : QStringLiteral("0");
@@ -533,7 +615,10 @@ void TQVPanelMeterInt::UpdateText(bool repaintNow)
             overRange = false;
     }
     d.overRange = overRange;
-    if (text == QStringView(d.displayText))
+    // A new range shows in the unit label, beside the digits.
+    const bool newRange = d.autoPrefix && prefix != d.shownPrefix;
+    d.shownPrefix = prefix;
+    if (text == QStringView(d.displayText) && !newRange)
         return;
     if (d.displayText.isDetached() && d.displayText.capacity() >= text.size()) {
         d.displayText.resize(text.size());
@@ -542,9 +627,9 @@ void TQVPanelMeterInt::UpdateText(bool repaintNow)
         d.displayText = text.toString();
     }
     if (repaintNow && isVisible()) {
-        const QRect digits = DigitRect();
-        if (!digits.isEmpty())
-            repaint(digits);
+        const QRect area = newRange ? CurrentLayout().window : DigitRect();
+        if (!area.isEmpty())
+            repaint(area);
     }
     if (QAccessible::isActive()) {
         QAccessibleValueChangeEvent event(this, d.value);
@@ -616,7 +701,7 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
         const int h0 = window.height() - 2 * pad;
         const int available = window.width() - 2 * pad;
         const int cells = m_data->digits + 1;
-        const QString unit = UnitLabel();
+        const QString unit = LayoutUnitLabel([&](const QString &label) { return AdaptiveUnitAdvance(font(), label, h0); });
         const auto width = [&](int h) {
             const int gap = h / 4;
             return cells * (h / 2 + gap) - gap + (unit.isEmpty() ? 0 : AdaptiveUnitGap(h) + AdaptiveUnitAdvance(font(), unit, h));
@@ -650,8 +735,9 @@ TQVPanelMeterInt::Layout TQVPanelMeterInt::ComputeLayout(QRect client) const
     if (h0 <= 0 || available <= 0)
         return l;
     l.unitPixelSize = std::max(6, h0 * 2 / 5);
-    const QString unit = UnitLabel();
-    const int unitText = unit.isEmpty() ? 0 : QFontMetrics(UnitFont(font(), l.unitPixelSize)).horizontalAdvance(unit);
+    const QFontMetrics unitMetrics(UnitFont(font(), l.unitPixelSize));
+    const QString unit = LayoutUnitLabel([&](const QString &label) { return unitMetrics.horizontalAdvance(label); });
+    const int unitText = unit.isEmpty() ? 0 : unitMetrics.horizontalAdvance(unit);
     const int cells = m_data->digits + 1;
     // Every position but the last is followed by a quarter-height gap for the decimal point.
     const int unitWidth = unit.isEmpty() ? 0 : h0 / 4 + unitText;
@@ -683,7 +769,7 @@ QSize TQVPanelMeterInt::AdaptiveHint(int windowHeight) const
     const int pad = std::max(2, QVRoundPx(windowHeight * 0.1));
     const int h = windowHeight - 2 * pad;
     const int cells = m_data->digits + 1;
-    const QString unit = UnitLabel();
+    const QString unit = LayoutUnitLabel([&](const QString &label) { return AdaptiveUnitAdvance(font(), label, h); });
     int width = 2 * pad + cells * (h / 2 + h / 4) - h / 4;
     if (!unit.isEmpty())
         width += AdaptiveUnitGap(h) + AdaptiveUnitAdvance(font(), unit, h);
@@ -713,11 +799,12 @@ QSize TQVPanelMeterInt::sizeHint() const
     const int pad = windowHeight / 8;
     const int h = windowHeight - 2 * pad;
     const int cells = m_data->digits + 1;
-    const QString unit = UnitLabel();
+    const QFontMetrics unitMetrics(UnitFont(font(), h * 2 / 5));
+    const QString unit = LayoutUnitLabel([&](const QString &label) { return unitMetrics.horizontalAdvance(label); });
     // Rounded up, so that the layout's width fit keeps the full digit height.
     int width = 2 * pad + ((3 * cells - 1) * h + 3) / 4;
     if (!unit.isEmpty())
-        width += h / 4 + QFontMetrics(UnitFont(font(), h * 2 / 5)).horizontalAdvance(unit);
+        width += h / 4 + unitMetrics.horizontalAdvance(unit);
     return AroundWindow(QSize(width, windowHeight));
 }
 

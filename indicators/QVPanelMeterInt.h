@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include <QtCore/QRect>
@@ -25,6 +26,7 @@ class QV_WIDGETS_EXPORT TQVPanelMeterInt : public TQVCustomPanel
     Q_PROPERTY(int Digits READ Digits WRITE SetDigits NOTIFY SettingsChanged)
     Q_PROPERTY(QString UnitText READ UnitText WRITE SetUnitText NOTIFY AppearanceChanged)
     Q_PROPERTY(QVSI::TSiPrefixesId SIPrefix READ SIPrefix WRITE SetSIPrefix NOTIFY SettingsChanged)
+    Q_PROPERTY(bool AutoPrefix READ AutoPrefix WRITE SetAutoPrefix NOTIFY SettingsChanged)
     Q_PROPERTY(TQVDigitStyle DigitStyle READ DigitStyle WRITE SetDigitStyle NOTIFY AppearanceChanged)
     Q_PROPERTY(quint32 DigitColor READ DigitColor WRITE SetDigitColor NOTIFY AppearanceChanged)
     Q_PROPERTY(QColor QtDigitColor READ QtDigitColor WRITE SetQtDigitColor NOTIFY AppearanceChanged STORED false)
@@ -61,6 +63,13 @@ public:
     /// \brief The value is shown divided by the prefix's factor and the prefix symbol precedes
     /// `UnitText`; identifiers outside the table are ignored.
     void SetSIPrefix(int id);
+    bool AutoPrefix() const;
+    /// \brief Ranges every value as a multimeter does: the prefix of the thousands (yocto to
+    /// yotta) that leaves 1 to 3 integer digits after rounding, with as many decimals as
+    /// `Digits` leaves room for, at most `Decimals`. `SIPrefix` is kept for when it is off.
+    void SetAutoPrefix(bool on);
+    /// The prefix the value is shown in: `SIPrefix`, or the one `AutoPrefix` chose.
+    TSiPrefixesId ShownPrefix() const;
     TQVDigitStyle DigitStyle() const;
     void SetDigitStyle(TQVDigitStyle style);
     TQVColor DigitColor() const;
@@ -116,6 +125,8 @@ private:
     const Layout &CurrentLayout() const;
     Layout ComputeLayout(QRect client) const;
     void UpdateText(bool repaintNow);
+    // The unit label the layout makes room for: with `AutoPrefix`, the widest by `advance`.
+    QString LayoutUnitLabel(const std::function<int(const QString &)> &advance) const;
     void UpdateDecimalPoint();
     void PropertyChanged();
     QColor InkColor() const;

@@ -366,6 +366,8 @@ class QV_QUICK_EXPORT TQVQuickPanelMeter : public TQVQuickValueInstrument
     Q_PROPERTY(TQVMeasureSource *source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(QString unitText READ unitText WRITE setUnitText NOTIFY unitTextChanged)
     Q_PROPERTY(int decimals READ decimals WRITE setDecimals NOTIFY decimalsChanged)
+    /// Ranges every value as a multimeter does (an SI prefix of the thousands, see `AutoPrefix`).
+    Q_PROPERTY(bool autoPrefix READ autoPrefix WRITE setAutoPrefix NOTIFY autoPrefixChanged)
 
 public:
     explicit TQVQuickPanelMeter(QQuickItem *parent = nullptr);
@@ -376,11 +378,14 @@ public:
     void setUnitText(const QString &unit) { Write("UnitText", unit); }
     int decimals() const { return Read("Decimals").toInt(); }
     void setDecimals(int decimals) { Write("Decimals", decimals); }
+    bool autoPrefix() const { return Read("AutoPrefix").toBool(); }
+    void setAutoPrefix(bool on) { Write("AutoPrefix", on); }
 
 signals:
     void sourceChanged();
     void unitTextChanged();
     void decimalsChanged();
+    void autoPrefixChanged();
 };
 
 /// \brief The LED (`TQVLed`): `value` is on or off; as a sink of a single-value `source` it

@@ -38,6 +38,14 @@ QWidget *Peaked(QWidget *w)
     return w;
 }
 
+// A panel meter that changes its prefix with the value.
+QWidget *AutoRanged(QWidget *w)
+{
+    w->setProperty("AutoPrefix", true);
+    w->setProperty("UnitText", QStringLiteral("V"));
+    return w;
+}
+
 // After value repaints, also after a colour or size change, the window's backing store equals a full render.
 TEST(ValueRepaint, ScreenEqualsAFullRender)
 {
@@ -50,6 +58,7 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
         {[] { return Peaked(Flickerless(new TQVMeterInt)); }, {180, 180}, "IndicatorColor", {9.0, -2.0, 3.0, 9.5}},
         {[] { return new TQVDial; }, {160, 160}, "IndicatorColor", {20, 21, 80, 3}},
         {[] { return new TQVPanelMeterInt; }, {220, 80}, "DigitColor", {1.23, 1.24, -876.5, 42}},
+        {[] { return AutoRanged(new TQVPanelMeterInt); }, {220, 80}, "DigitColor", {1.23, 0.0042, 5600, -0.07}},
         {[] { return new TQVBarGraphInt; }, {60, 200}, "BarColor", {20, 21, 80, 3}},
         {[] { return Peaked(new TQVBarGraphInt); }, {60, 200}, "BarColor", {80, 21, 50, 3}},
         {[] { return new TQVSlider; }, {60, 200}, "ButtonColor", {20, 21, 80, 3}},

@@ -113,6 +113,28 @@ TEST(PanelMeterText, FormatsScaledValueWithLocaleSeparator)
     }
 }
 
+// As a multimeter ranges: 1 to 3 integer digits after rounding, the rest of `Digits` for decimals.
+TEST(PanelMeterText, AutoPrefixRangesEveryValue)
+{
+    struct Case { double value; int digits, decimals, exponent, shown; const char *label; };
+    const Case cases[] = {
+        {0.00123456, 4, 3, -3, 3, "mV"}, {0.99999996, 4, 3, 0, 3, "V"}, {9.99996, 5, 4, 0, 3, "V"},
+        {12345678, 4, 3, 6, 2, "MV"},    {-4.7e-9, 5, 2, -9, 2, "nV"},  {0.0, 4, 3, 0, 3, "V"},
+        {1e-30, 4, 3, -24, 3, "yV"},     {999.4, 6, 9, 0, 3, "V"},      {3.3e-6, 3, 5, -6, 2, "\u00b5V"},
+    };
+    for (const Case &k : cases) {
+        auto meter = MakeMeter(220, 80, k.digits, k.decimals);
+        meter->SetUnitText(QStringLiteral("V"));
+        meter->SetSIPrefix(sipKilo);
+        meter->SetAutoPrefix(true);
+        meter->SetValue(k.value);
+        EXPECT_EQ(meter->DisplayText(), RefText(k.value, k.exponent, k.shown, u'.')) << k.value;
+        EXPECT_EQ(meter->UnitLabel(), QString::fromUtf8(k.label)) << k.value;
+        meter->SetAutoPrefix(false); // the prefix set is kept
+        EXPECT_EQ(meter->UnitLabel(), QStringLiteral("kV"));
+    }
+}
+
 TEST(PanelMeterText, OverRangeAndNoValue)
 {
     struct Case { double min, max; int digits, decimals, prefix; double value; const char *text; };

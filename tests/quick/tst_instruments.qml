@@ -60,6 +60,7 @@ Item {
                                 unitText: "Hz", unitPrefix: "k", autoConfig: false, peakHold: true, peakHoldTime: 500 } },
                     { tag: "slider", type: slider, widgetValues: { LabelingStyle: 5, LabelScientificUnitPosfix: 7 },
                       values: { labelingStyle: Slider.Asymmetric, unitPrefix: "\u00b5" } },
+                    { tag: "panelMeter", type: panelMeter, widgetValues: { AutoPrefix: true }, values: { autoPrefix: true } },
                     { tag: "led", type: led, widgetValues: { Compare: 3 }, values: { compare: Led.OutOfRange } },
                     { tag: "plot", type: plot, widgetValues: { XUnit: "Hz" }, values: { xUnit: "Hz" } }]
         }
