@@ -11,8 +11,8 @@
 // low-pass and liquid-dsp in alternating batches. The state loop of each benchmark runs as
 // well, for the usual per-benchmark lines.
 //
-// Informational rows: the IIR band-pass, the notch output, and the vectorised kernels on
-// their portable path.
+// Informational rows: the bare order-2 recursion (the floor of the IIR low-pass of order 2),
+// the IIR band-pass, the notch output, and the vectorised kernels on their portable path.
 
 #include <algorithm>
 #include <chrono>
@@ -331,7 +331,8 @@ void BM_Fir(benchmark::State &state)
 // The subject and its peer in alternating batches (each about a quarter of g_batch, eight
 // rounds), the best batch of each: both see the same load of the shared machine. The work
 // blocks are refilled outside the timed spans.
-std::pair<double, double> AlternatingNs(TQVSubject &subject, TQVPeerRecord &peer)
+template <typename Subject>
+std::pair<double, double> AlternatingNs(Subject &subject, TQVPeerRecord &peer)
 {
     using Clock = std::chrono::steady_clock;
     const auto batch = [](auto &&prepare, auto &&run) {
@@ -340,10 +341,10 @@ std::pair<double, double> AlternatingNs(TQVSubject &subject, TQVPeerRecord &peer
         while (timed < g_batch / 4) {
             prepare();
             const Clock::time_point start = Clock::now();
-            for (int b = 0; b < TQVSubject::WorkBlocks; ++b)
+            for (int b = 0; b < Subject::WorkBlocks; ++b)
                 run();
             timed += Clock::now() - start;
-            calls += TQVSubject::WorkBlocks;
+            calls += Subject::WorkBlocks;
         }
         return double(timed.count()) / double(calls);
     };
@@ -377,6 +378,42 @@ void BM_IirLowPass(benchmark::State &state)
     const auto [ns, peerNs] = AlternatingNs(subject, peer);
     Record(state, "IIR low-pass order " + std::to_string(order), {ns, allocs}, peer.Peer->Name(), peerNs,
            IirTargetRatio);
+}
+
+/// The dependent part of one second-order section alone, y = (x - c1 y1) - c2 y2 in 80 bits
+/// per sample, x read from the float block: a lower bound for any schedule of the order-2
+/// recursion, whatever it does around it. (80-bit loads are slow, so nothing else is read.)
+struct TQVRecursionFloor
+{
+    static constexpr int WorkBlocks = 8;
+
+    void Refill() {}
+    void Run()
+    {
+        const float *x = Blocks.Next();
+        long double y1 = Y1, y2 = Y2;
+        for (int n = 0; n < BlockSamples; ++n) {
+            const long double y = (x[n] - C1 * y1) - C2 * y2;
+            y2 = y1;
+            y1 = y;
+        }
+        Y1 = y1;
+        Y2 = y2;
+        benchmark::DoNotOptimize(Y1);
+    }
+
+    TQVSignalBlocks Blocks;
+    long double C1 = -1.5, C2 = 0.64, Y1 = 0.0L, Y2 = 0.0L;
+};
+
+void BM_IirFloor(benchmark::State &state)
+{
+    TQVRecursionFloor floor;
+    for (auto _ : state)
+        floor.Run();
+    TQVPeerRecord &peer = Peer(TQVPeerKind::Iir, 2);
+    const auto [ns, peerNs] = AlternatingNs(floor, peer);
+    Record(state, "IIR order 2, bare 80-bit recursion (floor)", {ns, 0.0}, peer.Peer->Name(), peerNs, 0.0);
 }
 
 void BM_IirBandPass(benchmark::State &state)
@@ -461,6 +498,7 @@ void RegisterAll()
         benchmark::RegisterBenchmark("BM_LiquidIir", BM_Peer, TQVPeerKind::Iir)->Arg(order);
     benchmark::RegisterBenchmark("BM_Fir", BM_Fir)->Arg(64)->Arg(512);
     benchmark::RegisterBenchmark("BM_IirLowPass", BM_IirLowPass)->Arg(2)->Arg(4)->Arg(10);
+    benchmark::RegisterBenchmark("BM_IirFloor", BM_IirFloor);
     benchmark::RegisterBenchmark("BM_IirBandPass", BM_IirBandPass)->Arg(10);
     benchmark::RegisterBenchmark("BM_RCLowpass", BM_RCLowpass);
     benchmark::RegisterBenchmark("BM_RCHighpass", BM_RCHighpass);
