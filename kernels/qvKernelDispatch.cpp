@@ -14,6 +14,7 @@ const TQVKernelTable *TableOf(TQVKernelPath path)
     case TQVKernelPath::Portable: return PortableTable();
     case TQVKernelPath::Avx2: return Avx2Table();
     case TQVKernelPath::Avx512: return Avx512Table();
+    case TQVKernelPath::Avx512Split: return Avx512SplitTable();
     }
     return nullptr;
 }
@@ -28,7 +29,8 @@ bool Supports(TQVKernelPath path)
     switch (path) {
     case TQVKernelPath::Portable: return true;
     case TQVKernelPath::Avx2: return avx2;
-    case TQVKernelPath::Avx512: return avx2 && __builtin_cpu_supports("avx512f");
+    case TQVKernelPath::Avx512:
+    case TQVKernelPath::Avx512Split: return avx2 && __builtin_cpu_supports("avx512f");
     }
     return false;
 #else
@@ -40,9 +42,21 @@ bool Supports(TQVKernelPath path)
 std::atomic<const TQVKernelTable *> g_active{nullptr};
 std::atomic<TQVKernelPath> g_path{TQVKernelPath::Portable};
 
+// Cores that execute a 512-bit operation as two 256-bit halves.
+bool SplitsWideOperations()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_cpu_init();
+    return __builtin_cpu_is("amdfam19h");
+#else
+    return false;
+#endif
+}
+
 TQVKernelPath Fastest()
 {
-    for (TQVKernelPath path : {TQVKernelPath::Avx512, TQVKernelPath::Avx2})
+    const TQVKernelPath wide = SplitsWideOperations() ? TQVKernelPath::Avx512Split : TQVKernelPath::Avx512;
+    for (TQVKernelPath path : {wide, TQVKernelPath::Avx2})
         if (Available(path))
             return path;
     return TQVKernelPath::Portable;

@@ -10,9 +10,12 @@
 
 namespace QVKernels {
 
-/// Code paths, by the processor features they need: Avx2 needs AVX2 and FMA, Avx512 also
-/// AVX-512F. Portable is compiled for the build's base instruction set.
-enum class TQVKernelPath { Portable, Avx2, Avx512 };
+/// Code paths, by the processor features they need: Avx2 needs AVX2 and FMA, Avx512 and
+/// Avx512Split also AVX-512F. Portable is compiled for the build's base instruction set.
+/// Avx512Split is Avx512 with the 256-bit sum of squares and state-variable kernels, which
+/// are faster on cores that execute a 512-bit operation as two halves; it is the fastest
+/// path on those (AMD family 19h), Avx512 on the others.
+enum class TQVKernelPath { Portable, Avx2, Avx512, Avx512Split };
 
 /// Whether this build and processor run `path`.
 QV_CORE_EXPORT bool Available(TQVKernelPath path);
@@ -50,5 +53,6 @@ const TQVKernelTable &ActiveTable();
 const TQVKernelTable *PortableTable();
 const TQVKernelTable *Avx2Table();
 const TQVKernelTable *Avx512Table();
+const TQVKernelTable *Avx512SplitTable();
 
 } // namespace QVKernels

@@ -8,6 +8,9 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "kernels/qvFilterKernels_p.h"
 #include "kernels/qvScanKernels_p.h"
 #include "kernels/qvSumKernels_p.h"
@@ -222,11 +225,29 @@ const TQVKernelTable *Avx512Table()
     return &table;
 }
 
+const TQVKernelTable *Avx512SplitTable()
+{
+    static const TQVKernelTable table = [] {
+        TQVKernelTable t = *Avx512Table();
+        const TQVKernelTable &narrow = *Avx2Table();
+        t.SumOfSquares = narrow.SumOfSquares;
+        t.SvfLanes = narrow.SvfLanes;
+        std::copy(std::begin(narrow.Svf), std::end(narrow.Svf), std::begin(t.Svf));
+        return t;
+    }();
+    return &table;
+}
+
 } // namespace QVKernels
 
 #else
 
 const QVKernels::TQVKernelTable *QVKernels::Avx512Table()
+{
+    return nullptr;
+}
+
+const QVKernels::TQVKernelTable *QVKernels::Avx512SplitTable()
 {
     return nullptr;
 }
