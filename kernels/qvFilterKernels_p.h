@@ -194,7 +194,7 @@ template <int W, bool High, ToDoublesFunction ToDoubles>
     const TQVRCSetup setup = shared;
     const double a = setup.A;
     double s = state;
-    double buffer[MaxLanes + LookaheadChunk + MaxLanes];
+    alignas(64) double buffer[MaxLanes + LookaheadChunk + MaxLanes];
     double *x = buffer + MaxLanes;
     const auto emit = [&](float *out, const D &t, int block, int lanes) {
         const D p = a * t;
@@ -237,20 +237,22 @@ template <int W, bool High, ToDoublesFunction ToDoubles>
     state = s;
 }
 
+// The outputs from the state before the sample. The notch, high + low, is x - q B: one
+// fused step without the cancellation of the sum.
 template <int Output, typename T>
 [[gnu::always_inline]] inline void SvfOutput(const T &x, const T &band, const T &low, double f, double q, T &y)
 {
     const T l = band * f + low;
     if constexpr (Output == 0) {
         y = l;
+    } else if constexpr (Output == 3) {
+        y = x - band * q;
     } else {
         const T h = x - l - band * q;
         if constexpr (Output == 1)
             y = h * f + band;
-        else if constexpr (Output == 2)
-            y = h;
         else
-            y = h + l;
+            y = h;
     }
 }
 
@@ -325,7 +327,7 @@ template <int W, int Output, ToDoublesFunction ToDoubles, bool Direct = false>
     const TQVSvfSetup setup = shared;
     const double f = setup.F, q = setup.Q;
     const double(&e)[2][2] = setup.E;
-    double buffer[MaxLanes + LookaheadChunk + MaxLanes];
+    alignas(64) double buffer[MaxLanes + LookaheadChunk + MaxLanes];
     double *x = buffer + MaxLanes;
     const auto emit = [&](float *out, const D &tb, const D &tl, int block, int lanes) {
         D in, y;
