@@ -5,6 +5,7 @@
 #include <limits>
 #include <vector>
 
+#include <QtCore/QDateTime>
 #include <QtCore/QEvent>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QPainter>
@@ -13,6 +14,7 @@
 #include "indicators/QVPlot.h"
 #include "indicators/qvColorMap.h"
 #include "indicators/qvGraphSink_p.h"
+#include "indicators/qvWaterfall_p.h"
 
 namespace {
 
@@ -22,7 +24,31 @@ constexpr int BarWidth = 12;
 
 bool Finite(double v) { return std::isfinite(v); }
 
+qint64 SystemClock()
+{
+    return QDateTime::currentMSecsSinceEpoch();
+}
+
+TQVWaterfallClock g_clock = SystemClock;
+
+// Steps of the time marks in ms: round numbers of a clock.
+constexpr qint64 MarkSteps[] = {100,   200,    500,    1000,   2000,   5000,    10000,   15000,
+                                30000, 60000, 120000, 300000, 600000, 900000, 1800000, 3600000};
+
+QString MarkText(qint64 ms, qint64 step)
+{
+    const QTime time = QDateTime::fromMSecsSinceEpoch(ms).time();
+    if (step < 1000)
+        return time.toString(QStringLiteral("HH:mm:ss.z"));
+    return time.toString(step % 60000 == 0 ? QStringLiteral("HH:mm") : QStringLiteral("HH:mm:ss"));
+}
+
 } // namespace
+
+void QVSetWaterfallClock(TQVWaterfallClock clock)
+{
+    g_clock = clock ? clock : SystemClock;
+}
 
 // The magnitudes of the shown rows in a ring (the newest at `head`), and their colours in an
 // image of the same rows.
@@ -38,6 +64,7 @@ public:
     QString levelUnit = QStringLiteral("dB");
     QString title;
     bool colorBar = true;
+    bool timeAxis = false;
 
     double xLo = 0.0, xHi = 1.0;
     // The history: `width` x `height` magnitudes, row r of the display at ring row (head + r) % height.
@@ -58,11 +85,22 @@ public:
     // moving pixels that are not painted yet.
     bool paintPending = false;
 
-    QRect plot, bar, titleRect;
+    // The time marks of the rows, a ring like the levels; the arrival of the last block, the
+    // smoothed time between blocks (ms) and the rows since the last mark.
+    std::vector<QString> marks;
+    qint64 lastArrival = -1;
+    double interval = 0.0;
+    int sinceMark = std::numeric_limits<int>::max() / 2;
+    int markSpacing = 1; // rows between marks: two text lines
+
+    QRect plot, bar, titleRect, strip; // strip: the time marks' column, null without them
     QList<double> xTicks, levelTicks;
     QStringList xLabels, levelLabels;
 
     float *Row(int displayRow) { return levels.data() + std::size_t((head + displayRow) % height) * std::size_t(width); }
+    int Ring(int displayRow) const { return (head + displayRow) % height; }
+    // What a new row moves down: the rows and, with time marks, their column.
+    QRect Moving() const { return strip.isNull() ? plot : QRect(QPoint(strip.left(), plot.top()), plot.bottomRight()); }
 };
 
 TQVWaterfall::TQVWaterfall(QWidget *parent)
@@ -136,15 +174,52 @@ void TQVWaterfall::MLOnNewData(TQVMeasureLink *, TQVDescArraySingle &data)
         row[c] = loudest >= 0.0f ? loudest : std::numeric_limits<float>::quiet_NaN();
         line[c] = d.Colour(row[c]);
     }
-    // One new row: move the shown ones down on the screen and paint the top row only. The
-    // move needs the image at the area's size and no repaint waiting.
-    const QRect p = d.plot;
-    if (isVisible() && !d.paintPending && d.width == p.width() && d.height == p.height())
+    MarkTime(d.head);
+    // One new row: move the shown ones down on the screen and paint the top row only (and a
+    // new mark, which hangs below its tick). The move needs the image at the area's size and
+    // no repaint waiting.
+    const QRect p = d.plot, moving = d.Moving();
+    if (isVisible() && !d.paintPending && d.width == p.width() && d.height == p.height()) {
         scroll(0, 1, p);
-    else
-        update(p);
+        if (!d.strip.isNull()) { // the marks' column, without the frame between it and the rows
+            const QRect strip(d.strip.left(), p.top(), p.left() - 1 - d.strip.left(), p.height());
+            scroll(0, 1, strip);
+            if (!d.marks[std::size_t(d.head)].isEmpty())
+                update(strip.adjusted(0, 0, 0, QFontMetrics(font()).height() - strip.height()));
+        }
+    } else {
+        update(moving);
+    }
     d.paintPending = true;
     emit DataChanged();
+}
+
+// Marks the new row (ring row `ringRow`) when a multiple of the step has passed since the
+// block before and the last mark is two text lines away.
+void TQVWaterfall::MarkTime(int ringRow)
+{
+    PrivateData &d = *m_data;
+    QString &mark = d.marks[std::size_t(ringRow)];
+    mark.clear();
+    const qint64 now = g_clock(), previous = d.lastArrival;
+    d.lastArrival = now;
+    d.sinceMark = std::min(d.sinceMark + 1, std::numeric_limits<int>::max() / 2);
+    if (previous < 0 || now <= previous)
+        return;
+    const double gap = double(now - previous);
+    d.interval = d.interval > 0.0 ? 0.8 * d.interval + 0.2 * gap : gap;
+    qint64 step = std::end(MarkSteps)[-1];
+    for (qint64 s : MarkSteps) {
+        if (double(s) >= d.markSpacing * d.interval) {
+            step = s;
+            break;
+        }
+    }
+    const qint64 multiple = now - (now % step + step) % step;
+    if (multiple <= previous || d.sinceMark < d.markSpacing)
+        return;
+    mark = MarkText(multiple, step);
+    d.sinceMark = 0;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -193,6 +268,19 @@ QString TQVWaterfall::Title() const
 bool TQVWaterfall::ColorBar() const
 {
     return m_data->colorBar;
+}
+
+bool TQVWaterfall::TimeAxis() const
+{
+    return m_data->timeAxis;
+}
+
+void TQVWaterfall::SetTimeAxis(bool on)
+{
+    if (!QVChange(m_data->timeAxis, on))
+        return;
+    Relayout();
+    Notify(TQVChangeGroup::Appearance);
 }
 
 void TQVWaterfall::SetChannel(int channel)
@@ -275,6 +363,8 @@ void TQVWaterfall::SetColorBar(bool bar)
 void TQVWaterfall::Clear()
 {
     std::fill(m_data->levels.begin(), m_data->levels.end(), std::numeric_limits<float>::quiet_NaN());
+    std::fill(m_data->marks.begin(), m_data->marks.end(), QString());
+    m_data->sinceMark = std::numeric_limits<int>::max() / 2;
     m_data->rows = 0;
     m_data->head = 0;
     Recolour();
@@ -307,6 +397,13 @@ QImage TQVWaterfall::Image() const
     for (int r = 0; r < d.height; ++r)
         std::copy_n(d.image.constScanLine((d.head + r) % d.height), d.width * 4, shown.scanLine(r));
     return shown;
+}
+
+QString TQVWaterfall::TimeMark(int row) const
+{
+    if (row < 0 || row >= m_data->rows)
+        return QString();
+    return m_data->marks[std::size_t(m_data->Ring(row))];
 }
 
 QSize TQVWaterfall::sizeHint() const
@@ -365,8 +462,16 @@ void TQVWaterfall::Relayout()
     } else {
         d.bar = QRect();
     }
+    // The time marks' column: the widest mark right-aligned to its tick.
+    int left = c.left() + 2;
+    d.strip = QRect();
+    if (d.timeAxis) {
+        const int widest = fm.horizontalAdvance(QStringLiteral("00:00:00.0"));
+        d.strip = QRect(left, top, widest + LabelGap + TickLength, height);
+        left += d.strip.width() + 1;
+    }
     // Abscissa labels as dense as the widest allows, the last one reaching half its width out.
-    const int left = c.left() + 2;
+
     int width = std::max(right - left - (d.colorBar ? 0 : 20), 1);
     int maxTicks = std::max(2, width / 80);
     for (int attempt = 0; attempt < 4; ++attempt) {
@@ -389,13 +494,16 @@ void TQVWaterfall::Relayout()
     const int w = std::min(plot.width(), MaxImageSide), h = std::min(plot.height(), MaxImageSide);
     if (w != d.width || h != d.height) {
         std::vector<float> levels(std::size_t(w) * std::size_t(h), std::numeric_limits<float>::quiet_NaN());
+        std::vector<QString> marks(static_cast<std::size_t>(h));
         const int rows = std::min(d.rows, h);
         for (int r = 0; r < rows; ++r) {
             const float *from = d.Row(r);
             for (int x = 0; x < w; ++x)
                 levels[std::size_t(r) * std::size_t(w) + std::size_t(x)] = from[std::size_t(x) * std::size_t(d.width) / std::size_t(w)];
+            marks[std::size_t(r)] = d.marks[std::size_t(d.Ring(r))];
         }
         d.levels = std::move(levels);
+        d.marks = std::move(marks);
         d.width = w;
         d.height = h;
         d.head = 0;
@@ -405,6 +513,7 @@ void TQVWaterfall::Relayout()
         Recolour();
     }
     d.plot = plot;
+    d.markSpacing = std::max(1, int(std::ceil(2.0 * fm.height() * d.height / plot.height())));
     d.paintPending = true;
     update();
 }
@@ -429,13 +538,51 @@ void TQVWaterfall::Recolour()
 
 void TQVWaterfall::Paint(QPainter &painter)
 {
+    const PrivateData &d = *m_data;
     m_data->paintPending = false;
     const QRect dirty = painter.clipBoundingRect().toAlignedRect();
-    if (!m_data->plot.contains(dirty)) {
+    const QRect area = dirty.isEmpty() ? rect() : dirty;
+    if (!d.plot.contains(dirty)) {
         PaintPanel(painter);
-        PaintAxes(painter);
+        // A new row with time marks exposes their column too: no axes there.
+        if (d.Moving().contains(dirty)) {
+            painter.setPen(palette().color(QPalette::WindowText));
+            painter.drawRect(d.plot.adjusted(-1, -1, 0, 0));
+        } else {
+            PaintAxes(painter);
+        }
+        PaintTimeMarks(painter, area);
     }
-    PaintRows(painter, dirty.isEmpty() ? rect() : dirty);
+    PaintRows(painter, area);
+}
+
+// Each mark hangs below its tick, clipped to the rows' height, so that the pixels moved down
+// with the rows are those a full paint draws.
+void TQVWaterfall::PaintTimeMarks(QPainter &painter, const QRect &dirty)
+{
+    const PrivateData &d = *m_data;
+    const QRect p = d.plot;
+    if (d.strip.isNull() || d.height < 1)
+        return;
+    const QFontMetrics fm(font());
+    const QColor ink = palette().color(QPalette::WindowText);
+    painter.save();
+    painter.setClipRect(QRect(d.strip.left(), p.top(), p.left() - d.strip.left(), p.height()), Qt::IntersectClip);
+    painter.setPen(ink);
+    painter.setFont(font());
+    const double sy = double(p.height()) / d.height;
+    const QRect text(d.strip.left(), 0, d.strip.width() - TickLength - LabelGap, fm.height());
+    for (int r = 0; r < d.rows; ++r) {
+        const QString &mark = d.marks[std::size_t(d.Ring(r))];
+        if (mark.isEmpty())
+            continue;
+        const int y = p.top() + int(r * sy);
+        if (y > dirty.bottom() || y + fm.height() <= dirty.top())
+            continue;
+        painter.fillRect(QRect(p.left() - 1 - TickLength, y, TickLength, 1), ink);
+        painter.drawText(text.translated(0, y), Qt::AlignRight | Qt::AlignTop, mark);
+    }
+    painter.restore();
 }
 
 void TQVWaterfall::PaintRows(QPainter &painter, const QRect &dirty)

@@ -17,7 +17,8 @@
 /// perceptual map of `QVLevelColor` from `LevelMin` (darkest) to `LevelMax` (lightest). When a
 /// block has more samples than the plot area has pixel columns, a column shows the loudest of
 /// its samples. A new block costs one row: the shown rows are moved down on the screen (a
-/// blit) and only the new row is painted.
+/// blit) and only the new row is painted. With `TimeAxis`, clock times mark the rows on the
+/// left and move down with them.
 class QV_WIDGETS_EXPORT TQVWaterfall : public TQVCustomPanel
 {
     Q_OBJECT
@@ -31,6 +32,7 @@ class QV_WIDGETS_EXPORT TQVWaterfall : public TQVCustomPanel
     Q_PROPERTY(QString LevelUnit READ LevelUnit WRITE SetLevelUnit NOTIFY AppearanceChanged)
     Q_PROPERTY(QString Title READ Title WRITE SetTitle NOTIFY AppearanceChanged)
     Q_PROPERTY(bool ColorBar READ ColorBar WRITE SetColorBar NOTIFY AppearanceChanged)
+    Q_PROPERTY(bool TimeAxis READ TimeAxis WRITE SetTimeAxis NOTIFY AppearanceChanged)
 
 public:
     /// Rows and columns of the history are capped at this many pixels; a larger area is
@@ -76,6 +78,13 @@ public:
     /// The colour bar with its level labels right of the rows (default on).
     bool ColorBar() const;
     void SetColorBar(bool bar);
+    /// \brief Time marks left of the rows (default off): at the first row after each
+    /// multiple of a step of the clock, a tick and that time ("HH:mm:ss", with tenths for
+    /// steps under a second, "HH:mm" for whole minutes). The step is the shortest of 0.1 s,
+    /// 0.2 s, 0.5 s, 1 s, 2 s, 5 s, 10 s, 15 s, 30 s, 1, 2, 5, 10, 15, 30 min and 1 h that
+    /// keeps marks two text lines apart at the recent block rate.
+    bool TimeAxis() const;
+    void SetTimeAxis(bool on);
 
     /// The rows area in widget coordinates; row 0 (the newest) is its top line.
     QRect PlotRect() const;
@@ -85,6 +94,8 @@ public:
     double Level(int row, int column) const;
     /// The rows as shown, the newest on top, one pixel per row and column.
     QImage Image() const;
+    /// The time mark of row `row` (0 the newest) as shown with `TimeAxis`; empty where none.
+    QString TimeMark(int row) const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -109,6 +120,8 @@ private:
     void Recolour();
     void PaintRows(QPainter &painter, const QRect &dirty);
     void PaintAxes(QPainter &painter);
+    void PaintTimeMarks(QPainter &painter, const QRect &dirty);
+    void MarkTime(int newRow);
 
     class PrivateData;
     std::unique_ptr<PrivateData> m_data;

@@ -590,6 +590,7 @@ class QV_QUICK_EXPORT TQVQuickWaterfall : public TQVQuickInstrument
     Q_PROPERTY(QString levelUnit READ levelUnit WRITE setLevelUnit NOTIFY levelUnitChanged)
     Q_PROPERTY(bool colorBar READ colorBar WRITE setColorBar NOTIFY colorBarChanged)
     Q_PROPERTY(QString xUnit READ xUnit WRITE setXUnit NOTIFY xUnitChanged)
+    Q_PROPERTY(bool timeAxis READ timeAxis WRITE setTimeAxis NOTIFY timeAxisChanged)
 
 public:
     explicit TQVQuickWaterfall(QQuickItem *parent = nullptr);
@@ -610,6 +611,8 @@ public:
     void setColorBar(bool on) { Write("ColorBar", on); }
     QString xUnit() const { return Read("XUnit").toString(); }
     void setXUnit(const QString &unit) { Write("XUnit", unit); }
+    bool timeAxis() const { return Read("TimeAxis").toBool(); }
+    void setTimeAxis(bool on) { Write("TimeAxis", on); }
 
 signals:
     void sourceChanged();
@@ -620,4 +623,5 @@ signals:
     void levelUnitChanged();
     void colorBarChanged();
     void xUnitChanged();
+    void timeAxisChanged();
 };

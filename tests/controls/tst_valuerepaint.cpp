@@ -3,6 +3,8 @@
 #include <functional>
 #include <memory>
 
+#include <QtCore/QDateTime>
+#include <QtCore/QScopeGuard>
 #include <QtGui/QBackingStore>
 #include <QtGui/QScreen>
 #include <QtTest/QTest>
@@ -13,6 +15,9 @@
 #include "controls/qvbargraphint.h"
 #include "controls/qvmeterInt.h"
 #include "indicators/QVPanelMeterInt.h"
+#include "indicators/qvWaterfall.h"
+#include "indicators/qvWaterfall_p.h"
+#include "support/qvTestConsumer.h"
 
 // Offscreen screens at ratio 1 and 2 (scaled by Qt: the platform's own ratio leaves its backing store at 1).
 const bool ScreensConfigured = [] {
@@ -91,4 +96,70 @@ TEST(ValueRepaint, ScreenEqualsAFullRender)
                               w->grab().toImage().convertToFormat(QImage::Format_RGB32)) << "step " << i;
                 }
             }
+}
+
+// Time marks move down with their rows: after every block (and a resize) the screen equals a
+// full render, each mark names a multiple of one step that passed between its block and the
+// one before, marks stay two text lines apart, and a tick stands at every marked row only.
+TEST(ValueRepaint, WaterfallTimeMarksMoveWithTheirRows)
+{
+    static qint64 now = 0;
+    QVSetWaterfallClock([] { return now; });
+    const auto restore = qScopeGuard([] { QVSetWaterfallClock(nullptr); });
+    const qint64 start = QDateTime(QDate(2026, 3, 9), QTime(23, 59, 41, 250)).toMSecsSinceEpoch();
+    const auto timeOfDay = [](qint64 ms) { return QDateTime::fromMSecsSinceEpoch(ms).time().msecsSinceStartOfDay(); };
+    for (QScreen *screen : QGuiApplication::screens()) {
+        SCOPED_TRACE(testing::Message() << "dpr " << screen->devicePixelRatio());
+        TQVTestSource source({mscContinuous, mscEquidistant}, 1, 64);
+        TQVWaterfall waterfall;
+        waterfall.SetTimeAxis(true);
+        waterfall.resize(300, 200);
+        waterfall.SetMeasureSource(&source);
+        waterfall.move(screen->geometry().topLeft() + QPoint(10, 10));
+        waterfall.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&waterfall));
+        std::vector<qint64> arrivals;
+        std::vector<float> samples(64, 0.01f);
+        for (int b = 0; b < 160; ++b) {
+            now = start + 130 * b + (b % 4 == 3 ? 40 : 0);
+            arrivals.push_back(now);
+            samples[std::size_t(b % 64)] = 1.0f;
+            TQVDescArraySingle block{};
+            block.Channels[0] = {samples.data(), 64};
+            source.Send(block);
+            if (b == 120)
+                waterfall.resize(waterfall.size() + QSize(17, 9));
+            QApplication::processEvents();
+            const auto *shown = static_cast<const QImage *>(waterfall.backingStore()->paintDevice());
+            ASSERT_EQ(shown->convertToFormat(QImage::Format_RGB32),
+                      waterfall.grab().toImage().convertToFormat(QImage::Format_RGB32)) << "block " << b;
+        }
+        const QImage image = waterfall.grab().toImage();
+        const QRect p = waterfall.PlotRect();
+        const int spacing = 2 * QFontMetrics(waterfall.font()).height();
+        std::vector<int> marked, times;
+        for (int r = 0; r < waterfall.RowCount(); ++r) {
+            const QString mark = waterfall.TimeMark(r);
+            const int dpr = int(screen->devicePixelRatio());
+            const bool tick = qGray(image.pixel((p.left() - 3) * dpr, (p.top() + r) * dpr)) < 128;
+            EXPECT_EQ(tick, !mark.isEmpty()) << "row " << r;
+            if (mark.isEmpty())
+                continue;
+            const std::size_t k = arrivals.size() - 1 - std::size_t(r);
+            ASSERT_GT(k, 0u);
+            const QTime time = QTime::fromString(mark, mark.size() > 8 ? QStringLiteral("HH:mm:ss.z") : QStringLiteral("HH:mm:ss"));
+            ASSERT_TRUE(time.isValid()) << qPrintable(mark);
+            const int at = time.msecsSinceStartOfDay(), before = timeOfDay(arrivals[k - 1]), after = timeOfDay(arrivals[k]);
+            EXPECT_TRUE(before <= after ? at > before && at <= after : at > before || at <= after) << qPrintable(mark);
+            marked.push_back(r);
+            times.push_back(at);
+        }
+        ASSERT_GE(marked.size(), 3u);
+        const int step = (times[0] - times[1] + 86400000) % 86400000;
+        for (std::size_t i = 1; i < marked.size(); ++i) {
+            EXPECT_GE(marked[i] - marked[i - 1], spacing);
+            EXPECT_EQ((times[i - 1] - times[i] + 86400000) % 86400000, step);
+            EXPECT_EQ(times[i] % step, 0);
+        }
+    }
 }

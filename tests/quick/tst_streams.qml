@@ -142,6 +142,9 @@ Item {
             verify(Math.abs(spectrumPlot.peakX() - tone.frequency) < 0.05 * 48000 / 4096, spectrumPlot.peakX())
             verify(spectrumPlot.readoutLines().length > 0)
             compare(waterfall.source, spectrum); compare([waterfall.levelMin, waterfall.levelMax], [-120, 0])
+            const marks = spyOn(waterfall, "timeAxisChanged")
+            waterfall.timeAxis = true
+            verify(waterfall.timeAxis); compare(marks.count, 1)
         }
 
         function test_running() {
